@@ -1,0 +1,265 @@
+package org.apache.hadoop.hdfs.server.namenode;
+
+import java.io.File;
+import java.nio.ByteBuffer;
+import java.util.HashMap;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
+
+/**
+ * The native methods by which a NameNode works on a ZOLT file system.
+ *
+ * <p>Each method is one synchronous call on the calling thread, with that thread's file-system
+ * identity. Paths cross as modified UTF-8. A failure leaves exactly one exception, by {@code errno}:
+ * {@link java.nio.file.AccessDeniedException} (EPERM, EACCES), {@link
+ * java.nio.file.NoSuchFileException} (ENOENT), {@link RuntimeException} (ENOMEM) or {@link
+ * java.io.IOException}; its message is the system's error text, ": " and what the method says. Every
+ * {@link ByteBuffer} is a direct one, read and written in native byte order from its byte 0 on,
+ * whatever its position and limit.
+ *
+ * <p>The library is the file named by the system property {@code zolt.library}, or else
+ * {@code libzolthadoop.so} on {@code java.library.path}.
+ */
+public final class ZOLTNative {
+    /** Where the library logs; its level when the library is loaded is the one that counts. */
+    static final Logger LOG = LoggerFactory.getLogger(ZOLTNative.class);
+
+    static {
+        load();
+    }
+
+    private ZOLTNative() {}
+
+    private static void load() {
+        String file = System.getProperty("zolt.library");
+        try {
+            if (file != null) {
+                System.load(new File(file).getAbsolutePath());
+            } else {
+                System.loadLibrary("zolthadoop");
+            }
+        } catch (UnsatisfiedLinkError e) {
+            UnsatisfiedLinkError clear = new UnsatisfiedLinkError(whyNotLoaded(file, e));
+            clear.initCause(e);
+            throw clear;
+        }
+    }
+
+    private static String whyNotLoaded(String file, UnsatisfiedLinkError e) {
+        String what = file != null
+                ? "Cannot load the ZOLT library from zolt.library=" + file
+                : "Cannot load libzolthadoop.so from java.library.path="
+                        + System.getProperty("java.library.path");
+        String remedy;
+        if (file != null && !new File(file).isFile()) {
+            remedy = "There is no such file: correct -Dzolt.library=FILE.";
+        } else if (String.valueOf(e.getMessage()).contains("libzolt.so")) {
+            remedy = "The file system's client library libzolt.so was not found: put its folder on"
+                    + " LD_LIBRARY_PATH, or register it with ldconfig.";
+        } else if (file == null) {
+            remedy = "Name its folder with -Djava.library.path=DIR, or the file itself with"
+                    + " -Dzolt.library=FILE.";
+        } else {
+            remedy = "The file is there but the loader refuses it.";
+        }
+        return what + ": " + e.getMessage() + ". " + remedy;
+    }
+
+    // Configuration
+
+    /**
+     * Sets what files without values of their own use. A value below 1 is warned about and ignored.
+     *
+     * @param blockSize bytes
+     * @param replication number of copies
+     */
+    public static native void setDefaultBlockSizeReplication(long blockSize, int replication);
+
+    /**
+     * Switches the switching of identities.
+     *
+     * @param alwaysSuper true: every call runs with the rights of the service itself
+     * @return 1
+     */
+    public static native int setFSConfig(boolean alwaysSuper);
+
+    /**
+     * The device that the mount table names for a mount point.
+     *
+     * @return the first column of the first entry with this mount point and type
+     * @throws java.nio.file.NoSuchFileException naming the type, when no entry matches
+     */
+    public static native String getFsName(String mountPoint, String fsType);
+
+    // Identity
+
+    /** The id of a user; -1 with an IOException for an unknown one. */
+    public static native int getUid(String user);
+
+    /** The id of a group; -1 with an IOException for an unknown one. */
+    public static native int getGid(String group);
+
+    /** The name of a user id, taken as unsigned; an IOException for an unknown one. */
+    public static native String getUser(int uid);
+
+    /** The name of a group id, taken as unsigned; an IOException for an unknown one. */
+    public static native String getGroup(int gid);
+
+    /**
+     * Gives the calling thread the file-system rights of a user ("nobody" for an unknown one).
+     *
+     * @return a handle for {@link #setFsUid(long)}, to be ended on the same thread, inner ones first
+     */
+    public static native long setFsUid(String user);
+
+    /** Ends the switch that the handle stands for, exactly once. 0 is ignored. */
+    public static native void setFsUid(long handle);
+
+    // Status
+
+    /** The layout of a status record: 12 pairs of offset and size in bytes, then (length, 0). */
+    public static native int[] getFileStatusFormatNative();
+
+    /**
+     * Writes the status record of a file when its modification time and its status change time are
+     * both later than the given ones. The permission check is the caller's.
+     *
+     * @param buffer at least 88 bytes
+     * @return 1 when the record was written, 0 when the file is unchanged
+     */
+    public static native int getFileStatusNative(String path, boolean followLink, boolean withLease,
+            ByteBuffer buffer, long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec);
+
+    /**
+     * Writes the record without block size, replication and lease, which keep what the buffer held,
+     * when the status change time is later than the given one.
+     *
+     * @param buffer at least 88 bytes
+     * @return 1 when the record was written, 0 when the file is unchanged
+     */
+    public static native int getFileStatusFastNative(String path, boolean followLink,
+            ByteBuffer buffer, long ctimeSec, long ctimeNsec);
+
+    /** Whether the status change time or the modification time is later than the given one. */
+    public static native boolean isCMTimeChangedNative(String path, boolean followLink,
+            long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec);
+
+    /** The inode number of a path. */
+    public static native long getINum(String path, boolean followLink);
+
+    /** Logs, at trace level only, which component of a path refuses access, and its owners. */
+    public static native void getFailedPathNative(String path, boolean followLink);
+
+    /** The first {@code length} bytes of a symbolic link's target. */
+    public static native byte[] getLinkTargetNative(String path, int length);
+
+    /** Sets the sticky and the nine permission bits. */
+    public static native boolean setPermission(String path, short permission);
+
+    /** Sets times in milliseconds since the epoch; -1 leaves one as it is. The path is absolute. */
+    public static native boolean setTimes(String path, long mtime, long atime);
+
+    // Listing
+
+    /**
+     * The number of entries of a directory, without "." and ".."; 0 for one that is not there or may
+     * not be read.
+     */
+    public static native int getDirentCountNative(String path);
+
+    /**
+     * Fills a buffer with directory entries: their number (int), then for each its inode (long), type
+     * (short; 4 directory, 8 file, 10 link), length of the name (int) and name (bytes), unpadded.
+     *
+     * @param buffer room for the count and the longest entry at least; null only to close
+     * @param dirOnly only entries of type 4
+     * @param close only end this thread's listing
+     * @return 1 when more entries remain: call again on this thread; 0 when the listing is over
+     */
+    public static native int getDirentsNative(String path, ByteBuffer buffer, boolean dirOnly,
+            boolean close);
+
+    // Blocks
+
+    /**
+     * Describes where the blocks of a byte range lie: block size (long) and replicas (int) at byte 90
+     * of the status buffer, node numbers in the location buffer, which ends in -1 words.
+     *
+     * @param storageType 0 the file system's blocks, 1 sizes only, 2 and 3 HDFS blocks
+     * @param length bytes; negative means the whole file
+     * @param status a status record with room for 102 bytes, or null
+     * @param locations a capacity of whole 32-bit words, or null
+     * @throws java.nio.BufferOverflowException when the answer does not fit in {@code locations}
+     */
+    public static native void getBlockLocationsNative(String path, int storageType,
+            boolean followLink, long offset, long length, ByteBuffer status, ByteBuffer locations);
+
+    /** Sets the number of copies; with {@code restripe} existing data follows at once. */
+    public static native boolean setReplication(String path, short replication, boolean restripe);
+
+    /** Sets the number of file-system blocks in an HDFS block, 1 to 1024. */
+    public static native boolean setBGF(String path, int bgf);
+
+    // Extended attributes
+
+    /**
+     * Sets an attribute; a null value is an empty one.
+     *
+     * @param flags 0 create or replace, 1 only create, 2 only replace
+     */
+    public static native boolean setExtendedAttribute(String path, String name, byte[] value,
+            short flags);
+
+    /** The value of an attribute; null for one that is absent or belongs to a lease. */
+    public static native byte[] getXAttr(String path, String name);
+
+    /** The values of those of the named attributes that exist. */
+    public static native HashMap<String, byte[]> getXAttrs(String path, String[] names);
+
+    /** All attributes but those of a lease. */
+    public static native HashMap<String, byte[]> dumpXAttrs(String path);
+
+    /** Removes an attribute. */
+    public static native boolean removeXAttr(String path, String name);
+
+    // Leases
+
+    /** Takes the lease of a file; an IOException when one is held. */
+    public static native void setFileLeaseNative(String path, boolean followLink, byte[] holder);
+
+    /**
+     * The holder of a file's lease. One not renewed for more than {@code limit} units of the lease
+     * clock is removed, and null returned.
+     *
+     * @param holderSize the most bytes the holder may have
+     */
+    public static native byte[] getFileLeaseNative(String path, boolean followLink, int holderSize,
+            long limit);
+
+    /** Stamps the lease with the current time. */
+    public static native void renewFileLeaseNative(String path, boolean followLink);
+
+    /** Removes both attributes of a lease. */
+    public static native void removeFileLeaseNative(String path, boolean followLink);
+
+    // Access control lists. An entry is int32 scope, tag, id (of named users and groups only) and
+    // permission; a specification is an int32 count and that many entries.
+
+    /** The entries of a path's access ACL and, for a directory, of its default ACL. */
+    public static native byte[] getAclStatus(String path, boolean isDirectory);
+
+    /** Replaces the ACLs of the scopes that the specification has. */
+    public static native void setAcl(String path, byte[] aclSpec);
+
+    /** Adds entries, or changes their permissions. */
+    public static native void modifyAclEntries(String path, byte[] aclSpec);
+
+    /** Removes entries; their permissions do not matter. */
+    public static native void removeAclEntries(String path, byte[] aclSpec);
+
+    /** Removes the default ACL of a directory. */
+    public static native void removeDefaultAcl(String path, boolean isDirectory);
+
+    /** Removes all but the base entries, and the default ACL of a directory. */
+    public static native void removeAcl(String path, boolean isDirectory);
+}

@@ -1,0 +1,156 @@
+#include "dirents/listing.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "jni/io_exception.h"
+
+namespace zolt {
+
+namespace {
+
+struct CloseDir {
+  void operator()(DIR* stream) const noexcept {
+    const ErrnoKeeper keeper;
+    closedir(stream);
+  }
+};
+using DirStream = std::unique_ptr<DIR, CloseDir>;
+
+// The thread's listing between two calls. At thread exit the VM is already gone for this thread, so
+// its destructor closes the stream and does nothing else.
+thread_local DirStream listingUnderWay;
+
+constexpr off_t LARGE_DIRECTORY = 104857600;  // bytes of the directory itself
+
+void warnOfLargeDirectory(const std::string& path) {
+  struct stat st;
+  if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_size > LARGE_DIRECTORY) {
+    ZOLT_WARN("Dir " << path << " is too large: " << st.st_size);
+  }
+}
+
+bool isDotOrDotDot(const char* name) {
+  return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+// The next entry but "." and "..". Null at the end, with errno 0, and on an error, with errno set.
+const dirent* nextEntry(DIR* stream) {
+  const dirent* entry = nullptr;
+  do {
+    errno = 0;
+    entry = readdir(stream);
+  } while (entry != nullptr && isDotOrDotDot(entry->d_name));
+  return entry;
+}
+
+bool tryAppend(const dirent& entry, Buffer<char>& out) {
+  const size_t nameLength = strlen(entry.d_name);
+  char* record = out.tryTake(sizeof(DirentHeader) + nameLength);
+  if (record == nullptr) return false;
+  const DirentHeader header{entry.d_ino, entry.d_type, static_cast<int32_t>(nameLength)};
+  std::memcpy(record, &header, sizeof header);
+  std::memcpy(record + sizeof header, entry.d_name, nameLength);
+  return true;
+}
+
+// One call's share of a listing. It holds the stream while it works, so that every way out but a
+// full buffer closes it.
+class Listing {
+ public:
+  Listing(const std::string& path, Buffer<char>& out)
+      : path_(path), out_(out), stream_(std::move(listingUnderWay)) {}
+
+  int fill(bool dirOnly) {
+    if (stream_ == nullptr) open();
+    out_.seek(sizeof count_);
+    const bool full = !readToEnd(dirOnly);
+    if (full) {
+      stepBack();
+    } else {
+      ZOLT_TRACE("close " << state());
+      stream_.reset();
+    }
+    out_.seek(0).store(count_);
+    ZOLT_DEBUG("yield " << state());
+    listingUnderWay = std::move(stream_);
+    return full ? 1 : 0;
+  }
+
+ private:
+  void open() {
+    stream_.reset(opendir(path_.c_str()));
+    if (stream_ == nullptr) throw IOException("failed to open directory", errno);
+    ZOLT_DEBUG("open " << state());
+  }
+
+  // False when the buffer is full before the end of the directory.
+  bool readToEnd(bool dirOnly) {
+    while (const dirent* entry = nextEntry(stream_.get())) {
+      if (dirOnly && entry->d_type != DT_DIR) continue;
+      if (!tryAppend(*entry, out_)) return false;
+      ++count_;
+      lastOff_ = entry->d_off;
+    }
+    if (const int error = errno; error != 0) {
+      ZOLT_DEBUG("readdir error " << state() << ", errno=" << error);
+      throw IOException("failed to readdir", error);
+    }
+    return true;
+  }
+
+  // So that the entry that did not fit is read again by the next call.
+  void stepBack() {
+    if (lastOff_ >= 1) {
+      seekdir(stream_.get(), lastOff_);
+    } else {
+      rewinddir(stream_.get());
+    }
+  }
+
+  std::string state() const {
+    return joined("", "dir ", path_, " dirp=", static_cast<const void*>(stream_.get()),
+                  ", ent count=", count_, ", buffer report=", out_.report());
+  }
+
+  const std::string& path_;
+  Buffer<char>& out_;
+  DirStream stream_;
+  int32_t count_ = 0;
+  off_t lastOff_ = 0;  // where the entry after the last one written begins
+};
+
+}  // namespace
+
+int getDirents(const std::string& path, Buffer<char>& out, bool dirOnly) {
+  warnOfLargeDirectory(path);
+  return Listing(path, out).fill(dirOnly);
+}
+
+void closeDirents(const std::string& path) {
+  if (listingUnderWay == nullptr) return;
+  ZOLT_DEBUG("close dir" << path);
+  listingUnderWay.reset();
+}
+
+DirentCount getDirentCount(const std::string& path) {
+  warnOfLargeDirectory(path);
+  const DirStream stream(opendir(path.c_str()));
+  if (stream == nullptr) {
+    if (errno == ENOENT || errno == EACCES) return {};
+    throw IOException("failed to open directory " + path, errno);
+  }
+  DirentCount found;
+  while (nextEntry(stream.get()) != nullptr)
+    ++found.count;
+  found.error = errno;
+  if (found.error != 0) ZOLT_DEBUG("readdir error, errno=" << found.error);
+  return found;
+}
+
+}  // namespace zolt

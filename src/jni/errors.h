@@ -1,0 +1,37 @@
+// From errno to a pending Java exception: the one table, and the two ways to report.
+#pragma once
+
+#include <jni.h>
+
+#include <string>
+
+namespace zolt {
+
+enum class JavaException { RuntimeException, IOException, NoSuchFile, AccessDenied };
+
+/// The Java class that stands for an errno value.
+constexpr JavaException javaExceptionFor(int errnum) {
+  switch (errnum) {
+    case 1:   // EPERM
+    case 13:  // EACCES
+      return JavaException::AccessDenied;
+    case 2:  // ENOENT
+      return JavaException::NoSuchFile;
+    case 12:  // ENOMEM
+      return JavaException::RuntimeException;
+    default:
+      return JavaException::IOException;
+  }
+}
+
+/// Leaves a Java exception pending, in place of any earlier one: class by errnum, text the system's
+/// for errnum + ": " + message (which may be empty). Also logged at debug. The caller then returns
+/// its neutral value.
+void handle_error(JNIEnv* env, int errnum, const std::string& message);
+
+/// handle_error with the message of a failed extended-attribute operation; `name` is the
+/// attribute's, or empty where there is none to name.
+void handle_xattr_error(JNIEnv* env, int errnum, const std::string& operation,
+                        const std::string& name);
+
+}  // namespace zolt

@@ -1,0 +1,27 @@
+#include "jni/fmt.h"
+
+#include <locale>
+
+namespace zolt {
+
+Fmt::Buf::Buf(const char* separator) : separator_(separator != nullptr ? separator : "") {}
+
+bool Fmt::Buf::needsSeparator(const char* chunk, std::streamsize count) const {
+  return !separator_.empty() && count >= 1 && chunk[0] != '\n' && pptr() > pbase() &&
+         pptr()[-1] != '\n';
+}
+
+std::streamsize Fmt::Buf::xsputn(const char* chunk, std::streamsize count) {
+  if (needsSeparator(chunk, count)) {
+    std::stringbuf::xsputn(separator_.data(), static_cast<std::streamsize>(separator_.size()));
+  }
+  return std::stringbuf::xsputn(chunk, count);
+}
+
+Fmt::Fmt(const char* separator) : std::ostream(nullptr), buf_(separator) {
+  rdbuf(&buf_);
+  // Numbers are written plainly, whatever locale the process has made the global one.
+  imbue(std::locale::classic());
+}
+
+}  // namespace zolt

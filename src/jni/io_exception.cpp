@@ -1,0 +1,13 @@
+#include "jni/io_exception.h"
+
+#include "jni/errno_text.h"
+
+namespace zolt {
+
+std::string IOException::detail() const {
+  const char* text = what();
+  return std::string(text != nullptr ? text : "null") + " errno:" + std::to_string(error_) + " " +
+         errnoText(error_);
+}
+
+}  // namespace zolt

@@ -1,0 +1,84 @@
+#include "jni/marshal.h"
+
+#include <cerrno>
+
+#include "jni/errors.h"
+#include "jni/pending.h"
+
+namespace zolt {
+
+namespace {
+
+// The two ways in which Java lends its bytes, each given back at the end of the scope.
+class StringChars {
+ public:
+  StringChars(JNIEnv* env, jstring string)
+      : env_(env), string_(string), chars_(env->GetStringUTFChars(string, nullptr)) {}
+  ~StringChars() {
+    if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, chars_);
+  }
+  StringChars(const StringChars&) = delete;
+  StringChars& operator=(const StringChars&) = delete;
+
+  const char* get() const { return chars_; }
+
+ private:
+  JNIEnv* env_;
+  jstring string_;
+  const char* chars_;
+};
+
+}  // namespace
+
+int getString(JNIEnv* env, jstring javaString, std::string& out) {
+  if (javaString == nullptr) return EINVAL;
+  const StringChars chars(env, javaString);
+  if (chars.get() == nullptr) {
+    handle_error(env, ENOMEM, "");
+    return ENOMEM;
+  }
+  out = chars.get();
+  return 0;
+}
+
+int getString(JNIEnv* env, jbyteArray javaBytes, std::string& out) {
+  if (javaBytes == nullptr) return EINVAL;
+  const ByteArrayElements bytes(env, javaBytes);
+  if (bytes.data() == nullptr) {
+    handle_error(env, ENOMEM, "");
+    return ENOMEM;
+  }
+  out.assign(bytes.data(), bytes.size());
+  return 0;
+}
+
+jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes) {
+  const AfterLog afterLog(env);
+  jbyteArray array = env->NewByteArray(length);
+  if (array != nullptr) {
+    env->SetByteArrayRegion(array, 0, length, reinterpret_cast<const jbyte*>(bytes));
+  }
+  return array;
+}
+
+void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out) {
+  stream.seekp(0, std::ios::end);
+  const int length = static_cast<int>(stream.tellp());
+  out = convertChar2byteArray(env, length, stream.str().data());
+}
+
+jstring newString(JNIEnv* env, const std::string& bytes) {
+  const AfterLog afterLog(env);
+  return env->NewStringUTF(bytes.c_str());
+}
+
+DirectBuffer directBuffer(JNIEnv* env, jobject buffer) {
+  if (buffer == nullptr) return {};
+  const AfterLog afterLog(env);
+  void* address = env->GetDirectBufferAddress(buffer);
+  if (address == nullptr) return {};
+  return {static_cast<char*>(address),
+          static_cast<unsigned long>(env->GetDirectBufferCapacity(buffer))};
+}
+
+}  // namespace zolt

@@ -1,0 +1,64 @@
+// Java strings, byte arrays and direct buffers to C++ and back.
+//
+// Which bytes a string is: a Java string crosses as modified UTF-8, just as the VM gives it (JNI
+// specification, "Modified UTF-8 Strings"): U+0000 is the two bytes C0 80, and a character beyond
+// U+FFFF is two three-byte surrogates, not the four bytes of UTF-8. A byte array crosses exactly.
+#pragma once
+
+#include <jni.h>
+
+#include <sstream>
+#include <string>
+
+namespace zolt {
+
+/// Copies a Java string. 0; 22 for a null string, with nothing pending; 12 when the VM has no
+/// memory for the characters, with the RuntimeException of handle_error(12, "") pending.
+int getString(JNIEnv* env, jstring javaString, std::string& out);
+
+/// Copies a Java byte array, embedded zeros included. The same results.
+int getString(JNIEnv* env, jbyteArray javaBytes, std::string& out);
+
+/// The bytes of a Java byte array, pinned or copied by the VM for the length of a scope and
+/// released without copying back (JNI_ABORT), since they are only read. data() is null when the VM
+/// had no memory for them, with an OutOfMemoryError pending.
+class ByteArrayElements {
+ public:
+  ByteArrayElements(JNIEnv* env, jbyteArray array)
+      : env_(env), array_(array), bytes_(env->GetByteArrayElements(array, nullptr)) {
+    if (bytes_ != nullptr) size_ = static_cast<size_t>(env->GetArrayLength(array));
+  }
+  ~ByteArrayElements() {
+    if (bytes_ != nullptr) env_->ReleaseByteArrayElements(array_, bytes_, JNI_ABORT);
+  }
+  ByteArrayElements(const ByteArrayElements&) = delete;
+  ByteArrayElements& operator=(const ByteArrayElements&) = delete;
+
+  const char* data() const { return reinterpret_cast<const char*>(bytes_); }
+  size_t size() const { return size_; }
+
+ private:
+  JNIEnv* env_;
+  jbyteArray array_;
+  jbyte* bytes_;
+  size_t size_ = 0;
+};
+
+/// A new Java byte array of `length` bytes; null with an OutOfMemoryError pending.
+jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes);
+
+/// `out` becomes a new Java byte array with all that was written to the stream; null with an
+/// OutOfMemoryError pending.
+void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out);
+
+/// A new Java string of the bytes as they are; null with an OutOfMemoryError pending.
+jstring newString(JNIEnv* env, const std::string& bytes);
+
+/// The memory of a direct buffer: null and 0 for null and for a buffer that is not direct.
+struct DirectBuffer {
+  char* address = nullptr;
+  unsigned long capacity = 0;  // in bytes
+};
+DirectBuffer directBuffer(JNIEnv* env, jobject buffer);
+
+}  // namespace zolt

@@ -1,0 +1,24 @@
+#include "jni/settings.h"
+
+#include "jni/logger2.h"
+
+namespace zolt {
+
+uint64_t defaultBlockSize = 0;
+int defaultReplication = 1;
+bool alwaysSuper = false;
+
+void setDefaultBlockSizeReplication(int64_t blockSize, int replication) {
+  if (blockSize > 0) {
+    defaultBlockSize = static_cast<uint64_t>(blockSize);
+  } else {
+    ZOLT_WARN("Invalid default blocksize " << blockSize);
+  }
+  if (replication > 0) {
+    defaultReplication = replication;
+  } else {
+    ZOLT_WARN("Invalid default replication " << replication);
+  }
+}
+
+}  // namespace zolt
