@@ -77,7 +77,9 @@ class Buffer {
   Buffer& write(const U* src, unsigned long n) {
     static_assert(sizeof(T) == 1, "byte-wise writes go through Buffer<char>");
     unsigned long bytes = 0;
-    if (__builtin_mul_overflow(n, sizeof(U), &bytes)) bytes = ~0UL;
+    if (__builtin_mul_overflow(n, sizeof(U), &bytes)) {
+      buffer_errors::throwOverflow(~0UL, remaining());
+    }
     if (bytes == 0) buffer_errors::throwEmptyWrite(sizeof(U), n, sizeof(T));
     claim(bytes);
     std::memmove(addr + pos, src, bytes);

@@ -1,0 +1,56 @@
+#include "log_capture.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace zolt::test {
+
+namespace {
+
+std::mutex mutex;
+std::vector<LogCapture::Line> captured;
+
+}  // namespace
+
+LogCapture::LogCapture(int threshold) : saved_(logger2::currentLevel) {
+  const std::scoped_lock lock(mutex);
+  captured.clear();
+  logger2::currentLevel = threshold;
+}
+
+LogCapture::~LogCapture() {
+  logger2::currentLevel = saved_;
+}
+
+std::vector<LogCapture::Line> LogCapture::lines() const {
+  const std::scoped_lock lock(mutex);
+  return captured;
+}
+
+std::vector<std::string> LogCapture::bodies(LOG_LEVEL level) const {
+  std::vector<std::string> found;
+  for (const Line& line : lines()) {
+    if (line.level == level) found.push_back(line.text.substr(line.text.find(' ') + 1));
+  }
+  return found;
+}
+
+bool LogCapture::has(LOG_LEVEL level, const std::string& body) const {
+  const auto found = bodies(level);
+  return std::find(found.begin(), found.end(), body) != found.end();
+}
+
+std::string LogCapture::all() const {
+  std::string text;
+  for (const Line& line : lines())
+    text += std::to_string(line.level) + " " + line.text + "\n";
+  return text;
+}
+
+}  // namespace zolt::test
+
+// The delivery that the library proper makes to Java.
+void zolt::logger2::log(const std::string& text, LOG_LEVEL level) {
+  const std::scoped_lock lock(test::mutex);
+  test::captured.push_back({level, text});
+}

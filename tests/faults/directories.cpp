@@ -1,0 +1,57 @@
+// Directory streams, stat and the mount table, interposed.
+#include <dirent.h>
+#include <mntent.h>
+#include <sys/stat.h>
+
+#include "faults.h"
+#include "injector.h"
+
+using faults::Call;
+
+namespace {
+
+thread_local const char* mountTable = nullptr;
+thread_local long long directorySize = 0;
+
+}  // namespace
+
+void zolt_fault_mount_table(const char* file) {
+  mountTable = file;
+}
+void zolt_fault_directory_size(long long size) {
+  directorySize = size;
+}
+
+extern "C" {
+
+DIR* opendir(const char* path) {
+  static auto* real = faults::next<DIR*(const char*)>("opendir");
+  return faults::fails(Call::opendir) ? nullptr : real(path);
+}
+
+dirent* readdir(DIR* stream) {
+  static auto* real = faults::next<dirent*(DIR*)>("readdir");
+  return faults::fails(Call::readdir) ? nullptr : real(stream);
+}
+
+int closedir(DIR* stream) {
+  static auto* real = faults::next<int(DIR*)>("closedir");
+  const int result = real(stream);  // a close that fails has closed all the same
+  return faults::fails(Call::closedir) ? -1 : result;
+}
+
+int stat(const char* path, struct stat* st) {
+  static auto* real = faults::next<int(const char*, struct stat*)>("stat");
+  if (faults::fails(Call::stat)) return -1;
+  const int result = real(path, st);
+  if (result == 0 && directorySize != 0 && S_ISDIR(st->st_mode)) st->st_size = directorySize;
+  return result;
+}
+
+FILE* setmntent(const char* file, const char* mode) {
+  static auto* real = faults::next<FILE*(const char*, const char*)>("setmntent");
+  if (faults::fails(Call::setmntent)) return nullptr;
+  return real(mountTable != nullptr ? mountTable : file, mode);
+}
+
+}  // extern "C"

@@ -1,0 +1,61 @@
+#include "injector.h"
+
+#include <array>
+#include <cstring>
+
+#include "faults.h"
+
+namespace faults {
+
+namespace {
+
+struct Rule {
+  int calls;
+  int first;
+  int last;
+  int error;
+};
+
+thread_local std::array<Rule, static_cast<size_t>(Call::count)> rules{};
+
+Rule* ruleFor(const char* function) {
+  static constexpr const char* names[] = {
+#define X(name) #name,
+      ZOLT_FAULT_FUNCTIONS(X)
+#undef X
+  };
+  for (size_t i = 0; i < rules.size(); ++i) {
+    if (strcmp(names[i], function) == 0) return &rules[i];
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool fails(Call call) {
+  Rule& rule = rules[static_cast<size_t>(call)];
+  ++rule.calls;
+  if (rule.calls < rule.first || rule.calls > rule.last) return false;
+  errno = rule.error;
+  return true;
+}
+
+}  // namespace faults
+
+int zolt_fault_arm(const char* function, int first, int last, int error) {
+  faults::Rule* rule = faults::ruleFor(function);
+  if (rule == nullptr) return -1;
+  *rule = {0, first, last, error};
+  return 0;
+}
+
+int zolt_fault_calls(const char* function) {
+  const faults::Rule* rule = faults::ruleFor(function);
+  return rule != nullptr ? rule->calls : -1;
+}
+
+void zolt_fault_clear(void) {
+  faults::rules = {};
+  zolt_fault_mount_table(nullptr);
+  zolt_fault_directory_size(0);
+}

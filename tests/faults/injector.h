@@ -1,0 +1,34 @@
+// What every interposed function asks first.
+#pragma once
+
+#include <dlfcn.h>
+
+#include <cerrno>
+
+namespace faults {
+
+// Every function that can be failed. The order has no meaning.
+#define ZOLT_FAULT_FUNCTIONS(X) \
+  X(closedir)                   \
+  X(opendir)                    \
+  X(readdir)                    \
+  X(setmntent)                  \
+  X(stat)
+
+enum class Call {
+#define X(name) name,
+  ZOLT_FAULT_FUNCTIONS(X)
+#undef X
+      count
+};
+
+/// Counts this call; true, with errno set, when it is one that shall fail.
+bool fails(Call call);
+
+/// The function that would be called without this library.
+template <class Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace faults

@@ -1,0 +1,369 @@
+package zolt.test;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.HashSet;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import java.util.TreeMap;
+import java.util.concurrent.Callable;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+import java.util.stream.Stream;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+class DirentsTest {
+    @TempDir Path dir;
+
+    record Entry(long inode, int type, String name) {}
+
+    @BeforeEach
+    void clear() {
+        Faults.clear();
+        ZOLTNative.getDirentsNative("", null, false, true);
+        Log.clear();
+    }
+
+    @AfterEach
+    void restore() {
+        Faults.clear();
+        ZOLTNative.getDirentsNative("", null, false, true);
+    }
+
+    static ByteBuffer direct(int size) {
+        return ByteBuffer.allocateDirect(size).order(ByteOrder.nativeOrder());
+    }
+
+    private static List<Entry> parse(ByteBuffer filled) {
+        ByteBuffer buffer = filled.duplicate().order(ByteOrder.nativeOrder());
+        buffer.clear();
+        List<Entry> entries = new ArrayList<>();
+        for (int count = buffer.getInt(); count > 0; count--) {
+            long inode = buffer.getLong();
+            int type = buffer.getShort();
+            byte[] name = new byte[buffer.getInt()];
+            buffer.get(name);
+            entries.add(new Entry(inode, type, new String(name, java.nio.charset.StandardCharsets.UTF_8)));
+        }
+        return entries;
+    }
+
+    private static List<Entry> listAll(Path path, ByteBuffer buffer, boolean dirOnly) {
+        List<Entry> all = new ArrayList<>();
+        int more;
+        do {
+            more = ZOLTNative.getDirentsNative(path.toString(), buffer, dirOnly, false);
+            all.addAll(parse(buffer));
+        } while (more == 1);
+        return all;
+    }
+
+    private static Map<String, Entry> byName(List<Entry> entries) {
+        Map<String, Entry> map = new TreeMap<>();
+        entries.forEach(entry -> assertEquals(null, map.put(entry.name(), entry), "twice"));
+        return map;
+    }
+
+    private static Map<String, Entry> expected(Path path) throws IOException {
+        Map<String, Entry> map = new TreeMap<>();
+        try (Stream<Path> list = Files.list(path)) {
+            for (Path child : (Iterable<Path>) list::iterator) {
+                int type = Files.isSymbolicLink(child) ? 10 : Files.isDirectory(child) ? 4 : 8;
+                long inode = (Long) Files.getAttribute(child, "unix:ino",
+                        java.nio.file.LinkOption.NOFOLLOW_LINKS);
+                String name = child.getFileName().toString();
+                map.put(name, new Entry(inode, type, name));
+            }
+        }
+        return map;
+    }
+
+    private void fill(int files, int dirs) throws IOException {
+        for (int i = 0; i < files; i++) {
+            Files.createFile(dir.resolve("file" + i));
+        }
+        for (int i = 0; i < dirs; i++) {
+            Files.createDirectory(dir.resolve("dir" + i));
+        }
+        Files.createSymbolicLink(dir.resolve("link"), Path.of("nowhere"));
+    }
+
+    @Test
+    void aListingIsWhatTheDirectoryHolds() throws Exception {
+        fill(200, 20);
+        Map<String, Entry> wanted = expected(dir);
+        for (int size : new int[] {32, 100, 4096, 65536}) {
+            assertEquals(wanted, byName(listAll(dir, direct(size), false)));
+        }
+        assertEquals(221, ZOLTNative.getDirentCountNative(dir.toString()));
+        assertEquals(20, listAll(dir, direct(100), true).size());
+    }
+
+    @Test
+    void anEmptyDirectoryIsCountZero() {
+        ByteBuffer buffer = direct(64);
+        buffer.putInt(0, 77);
+        assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        assertEquals(0, buffer.getInt(0));
+        assertEquals(0, ZOLTNative.getDirentCountNative(dir.toString()));
+    }
+
+    @Test
+    void positionAndLimitOfTheBufferDoNotMatter() throws Exception {
+        fill(1, 0);
+        ByteBuffer buffer = direct(100);
+        buffer.position(50).limit(60);
+        assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        assertEquals(2, parse(buffer).size());
+        assertEquals(50, buffer.position());
+    }
+
+    @Test
+    void aMissingDirectoryIsAnExceptionForTheListingAndZeroForTheCount() {
+        NoSuchFileException e = assertThrows(NoSuchFileException.class, () -> ZOLTNative
+                .getDirentsNative(dir.resolve("none").toString(), direct(64), false, false));
+        assertEquals("No such file or directory: failed to open directory", e.getMessage());
+        assertEquals(0, ZOLTNative.getDirentCountNative(dir.resolve("none").toString()));
+    }
+
+    @Test
+    void aFileIsNoDirectory() throws Exception {
+        Path file = Files.createFile(dir.resolve("file"));
+        assertEquals("Not a directory: failed to open directory",
+                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(file.toString(),
+                        direct(64), false, false)).getMessage());
+        assertEquals("Not a directory: failed to open directory " + file,
+                assertThrows(IOException.class,
+                        () -> ZOLTNative.getDirentCountNative(file.toString())).getMessage());
+    }
+
+    @Test
+    void failuresToOpen() {
+        Faults.arm("opendir", Faults.EACCES);
+        assertEquals("Permission denied: failed to open directory",
+                assertThrows(AccessDeniedException.class, () -> ZOLTNative.getDirentsNative(
+                        dir.toString(), direct(64), false, false)).getMessage());
+        Faults.arm("opendir", Faults.EMFILE);
+        assertEquals("Too many open files: failed to open directory",
+                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
+                        direct(64), false, false)).getMessage());
+        Faults.arm("opendir", Faults.ENOMEM);
+        assertEquals("Cannot allocate memory: failed to open directory " + dir,
+                assertThrows(RuntimeException.class,
+                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
+        for (int errno : new int[] {Faults.ENOENT, Faults.EACCES}) {
+            Faults.arm("opendir", errno);
+            assertEquals(0, ZOLTNative.getDirentCountNative(dir.toString()));
+        }
+    }
+
+    @Test
+    void failuresToRead() throws Exception {
+        fill(10, 0);
+        ByteBuffer buffer = direct(4096);
+        buffer.putInt(0, 77);
+        Faults.arm("readdir", 4, 4, Faults.EIO);
+        assertEquals("Input/output error: failed to readdir",
+                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
+                        buffer, false, false)).getMessage());
+        assertEquals(77, buffer.getInt(0));
+        Log.expectMatch(Level.DEBUG, "readdir error dir " + dir + " dirp=0x.*, errno=5");
+        Faults.arm("readdir", 4, 4, Faults.EIO);
+        assertEquals("Input/output error: failed to readdir",
+                assertThrows(IOException.class,
+                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
+        Log.expectAmong(Level.DEBUG, "readdir error, errno=5");
+        Descriptors.expectNone(dir);
+        assertEquals(11, listAll(dir, buffer, false).size());
+    }
+
+    @Test
+    void nullPathsAreNothingAndNoError() throws Exception {
+        assertEquals(0, ZOLTNative.getDirentsNative(null, direct(64), false, false));
+        assertEquals(0, ZOLTNative.getDirentsNative(null, null, false, true));
+        assertEquals(0, ZOLTNative.getDirentCountNative(null));
+    }
+
+    @Test
+    void buffersThatHoldNoRecordEndInAnExceptionAndEndTheListing() throws Exception {
+        fill(5, 0);
+        ByteBuffer[] unusable = {null, ByteBuffer.allocate(100), direct(0), direct(4)};
+        for (ByteBuffer buffer : unusable) {
+            assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false));
+            IOException e = assertThrows(IOException.class,
+                    () -> ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+            assertEquals("Buffer overflow: current pos 0 seek 4", e.getMessage());
+            Descriptors.expectNone(dir);
+            Log.expectAmong(Level.ERROR, "Buffer overflow: current pos 0 seek 4");
+        }
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(5), false, false));
+    }
+
+    @Test
+    void closeEndsTheListingAndLeavesTheBufferAlone() throws Exception {
+        fill(5, 0);
+        ByteBuffer buffer = direct(30);
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        assertEquals(1, Descriptors.under(dir));
+        buffer.putInt(0, 77);
+        Log.clear();
+        assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, true));
+        Log.expect(Level.DEBUG, "close dir" + dir);
+        assertEquals(77, buffer.getInt(0));
+        Descriptors.expectNone(dir);
+        Log.clear();
+        assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, true));
+        Log.expect(Level.DEBUG);
+    }
+
+    @Test
+    void theLogTellsTheStory() throws Exception {
+        fill(1, 0);
+        ByteBuffer buffer = direct(4096);
+        ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false);
+        Log.expectMatch(Level.DEBUG, "open dir " + dir + " dirp=0x[0-9a-f]+, ent count=0, "
+                + "buffer report=capacity: 4096 total write: 0 remaining: 4096");
+        Log.expectMatch(Level.TRACE, "close dir " + dir + " dirp=0x[0-9a-f]+, ent count=2, "
+                + "buffer report=capacity: 4096 total write: 41 remaining: 4055");
+        Log.expectMatch(Level.DEBUG, "yield dir " + dir + " dirp=0, ent count=2, "
+                + "buffer report=capacity: 4096 total write: 4 remaining: 4092");
+        Log.expectMatch(Level.TRACE, "wrapper buffer addr=0x[0-9a-f]+ capacity=4096");
+        Log.expectMatch(Level.TRACE, "unwrapper buffer addr=0x[0-9a-f]+ capacity=4096");
+    }
+
+    @Test
+    void aLargeDirectoryIsWarnedAbout() {
+        Faults.directorySize(104857601);
+        ZOLTNative.getDirentsNative(dir.toString(), direct(64), false, false);
+        Log.expect(Level.WARN, "Dir " + dir + " is too large: 104857601");
+        ZOLTNative.getDirentCountNative(dir.toString());
+        Log.expect(Level.WARN, "Dir " + dir + " is too large: 104857601",
+                "Dir " + dir + " is too large: 104857601");
+        Log.clear();
+        Faults.directorySize(104857600);
+        ZOLTNative.getDirentCountNative(dir.toString());
+        Log.expect(Level.WARN);
+    }
+
+    /** A listing passes names as bytes; a Java path cannot name each of them again. */
+    @Test
+    void namesAreBytes() throws Exception {
+        String astral = "x\ud83d\ude00"; // listed as UTF-8, sent as two surrogates of three bytes each
+        Files.createFile(dir.resolve(astral));
+        assertEquals(List.of(astral),
+                listAll(dir, direct(64), false).stream().map(Entry::name).toList());
+        Files.createDirectory(dir.resolve("d\ud83d\ude00"));
+        assertEquals(0, ZOLTNative.getDirentCountNative(dir.resolve("d\ud83d\ude00").toString()));
+        Path plain = Files.createDirectory(dir.resolve("d\u4e2d"));
+        Files.createFile(plain.resolve("x"));
+        assertEquals(1, ZOLTNative.getDirentCountNative(plain.toString()));
+    }
+
+    @Test
+    void aThreadThatEndsTakesItsListingAlong() throws Exception {
+        fill(5, 0);
+        Thread thread = new Thread(() -> assertEquals(1,
+                ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false)));
+        thread.start();
+        thread.join();
+        Descriptors.awaitNone(dir);
+    }
+
+    @Test
+    void eightThreadsListEightDirectoriesAtOnce() throws Exception {
+        ExecutorService pool = Executors.newFixedThreadPool(8);
+        try {
+                List<Future<Boolean>> results = new ArrayList<>();
+            for (int t = 0; t < 8; t++) {
+                Path own = Files.createDirectory(dir.resolve("thread" + t));
+                Set<String> names = new HashSet<>();
+                for (int i = 0; i < 500; i++) {
+                    names.add("t" + t + "-" + i);
+                    Files.createFile(own.resolve("t" + t + "-" + i));
+                }
+                Callable<Boolean> work = () -> {
+                    ByteBuffer buffer = direct(256);
+                    for (int round = 0; round < 10; round++) {
+                        Set<String> found = new HashSet<>();
+                        for (Entry entry : listAll(own, buffer, false)) {
+                            assertTrue(found.add(entry.name()));
+                        }
+                        assertEquals(names, found);
+                    }
+                    Log.clear();
+                    return true;
+                };
+                results.add(pool.submit(work));
+            }
+            for (Future<Boolean> result : results) {
+                assertTrue(result.get());
+            }
+            Descriptors.expectNone(dir);
+        } finally {
+            pool.shutdown();
+        }
+    }
+
+    @Test
+    void aHundredThousandFilesListExactlyThroughEveryBuffer() throws Exception {
+        int files = 100_000;
+        Path large = Files.createDirectory(dir.resolve("large"));
+        for (int i = 0; i < files; i++) {
+            Files.createFile(large.resolve("f" + i));
+        }
+        for (int size : new int[] {4 << 10, 64 << 10, 1 << 20}) {
+            boolean[] seen = new boolean[files];
+            int count = 0;
+            ByteBuffer buffer = direct(size);
+            int more;
+            do {
+                more = ZOLTNative.getDirentsNative(large.toString(), buffer, false, false);
+                for (Entry entry : parse(buffer)) {
+                    int number = Integer.parseInt(entry.name().substring(1));
+                    assertTrue(!seen[number], () -> entry.name() + " came twice");
+                    seen[number] = true;
+                    count++;
+                }
+                Log.clear();
+            } while (more == 1);
+            assertEquals(files, count);
+        }
+        assertEquals(files, ZOLTNative.getDirentCountNative(large.toString()));
+        Descriptors.expectNone(dir);
+    }
+
+    @Test
+    void nothingIsWrittenPastTheRecords() throws Exception {
+        Files.createFile(dir.resolve("ab"));
+        byte[] wanted = new byte[64];
+        ByteBuffer buffer = direct(64);
+        for (int i = 0; i < 64; i++) {
+            buffer.put(i, (byte) 7);
+            wanted[i] = 7;
+        }
+        long inode = (Long) Files.getAttribute(dir.resolve("ab"), "unix:ino");
+        ByteBuffer.wrap(wanted).order(ByteOrder.nativeOrder()).putInt(1).putLong(inode)
+                .putShort((short) 8).putInt(2).put((byte) 'a').put((byte) 'b');
+        ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false);
+        byte[] found = new byte[64];
+        buffer.get(0, found);
+        assertArrayEquals(wanted, found);
+    }
+}

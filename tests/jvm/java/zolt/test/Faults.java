@@ -1,0 +1,40 @@
+package zolt.test;
+
+/** Failure injection for calls that the library makes on the current thread; see faults.h. */
+final class Faults {
+    static final int EPERM = 1;
+    static final int ENOENT = 2;
+    static final int EIO = 5;
+    static final int ENOMEM = 12;
+    static final int EACCES = 13;
+    static final int EEXIST = 17;
+    static final int ENOTDIR = 20;
+    static final int EINVAL = 22;
+    static final int EMFILE = 24;
+    static final int ENODATA = 61;
+    static final int EOPNOTSUPP = 95;
+
+    private Faults() {}
+
+    static {
+        System.load(System.getProperty("zolt.test.library"));
+    }
+
+    /** Fails calls number first to last, from 1, of a C function. */
+    static native void arm(String function, int first, int last, int errno);
+
+    /** Fails the next call. */
+    static void arm(String function, int errno) {
+        arm(function, 1, 1, errno);
+    }
+
+    static native int calls(String function);
+
+    static native void clear();
+
+    /** The mount table that setmntent opens instead; null for the real one. */
+    static native void mountTable(String file);
+
+    /** The size that stat reports for directories; 0 for the real one. */
+    static native void directorySize(long size);
+}

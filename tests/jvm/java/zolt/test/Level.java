@@ -1,0 +1,15 @@
+package zolt.test;
+
+/** The levels in the library's order: a threshold passes itself and what follows it. */
+public enum Level {
+    TRACE,
+    DEBUG,
+    INFO,
+    WARN,
+    ERROR,
+    OFF;
+
+    boolean passes(Level message) {
+        return this != OFF && ordinal() <= message.ordinal();
+    }
+}

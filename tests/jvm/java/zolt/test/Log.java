@@ -1,0 +1,96 @@
+package zolt.test;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Locale;
+import java.util.regex.Pattern;
+import java.util.stream.Collectors;
+
+/**
+ * What the library logs on the current thread.
+ *
+ * <p>The suite runs in virtual machines of different levels, and a test does not know in which one it
+ * is: a line is expected exactly where the native threshold lets it through, and nowhere else.
+ */
+public final class Log {
+    private static final Level JAVA_LEVEL =
+            Level.valueOf(System.getProperty("zolt.test.level", "OFF").toUpperCase(Locale.ROOT));
+    private static final ThreadLocal<List<Line>> LINES = ThreadLocal.withInitial(ArrayList::new);
+    private static final ThreadLocal<RuntimeException> TO_THROW = new ThreadLocal<>();
+    private static final Pattern PREFIX = Pattern.compile("@[\\w~<>]+:\\d+ ");
+
+    private Log() {}
+
+    record Line(Level level, String text) {
+        /** The text without "@function:line ". */
+        String body() {
+            return PREFIX.matcher(text).lookingAt() ? text.substring(text.indexOf(' ') + 1) : text;
+        }
+
+        String function() {
+            return text.substring(1, text.indexOf(':'));
+        }
+    }
+
+    static Level javaLevel() {
+        return JAVA_LEVEL;
+    }
+
+    /** The threshold that the library takes from the level: at INFO it is WARN. */
+    static Level nativeThreshold() {
+        return JAVA_LEVEL == Level.INFO ? Level.WARN : JAVA_LEVEL;
+    }
+
+    static void record(Level level, String text) {
+        LINES.get().add(new Line(level, text));
+        RuntimeException thrown = TO_THROW.get();
+        if (thrown != null) {
+            throw thrown;
+        }
+    }
+
+    /** From now on, logging on this thread throws; null ends that. */
+    static void throwing(RuntimeException thrown) {
+        TO_THROW.set(thrown);
+    }
+
+    /** Forgets this thread's lines. Call it before the call whose lines count. */
+    static void clear() {
+        LINES.get().clear();
+    }
+
+    static List<Line> lines() {
+        return List.copyOf(LINES.get());
+    }
+
+    static List<String> bodies(Level level) {
+        return lines().stream()
+                .filter(line -> line.level() == level)
+                .map(Line::body)
+                .collect(Collectors.toList());
+    }
+
+    /** Exactly these bodies at that level where it is on; none where it is off. */
+    static void expect(Level level, String... bodies) {
+        assertEquals(nativeThreshold().passes(level) ? List.of(bodies) : List.of(), bodies(level));
+    }
+
+    /** Among the lines of that level one with this body, where it is on; no such line otherwise. */
+    static void expectAmong(Level level, String body) {
+        assertEquals(nativeThreshold().passes(level), bodies(level).contains(body), () -> "" + lines());
+    }
+
+    /** The same with a regular expression for the whole body. */
+    static void expectMatch(Level level, String regex) {
+        assertEquals(nativeThreshold().passes(level),
+                bodies(level).stream().anyMatch(body -> body.matches(regex)), () -> "" + lines());
+    }
+
+    static void expectNothingAbove(Level level) {
+        assertTrue(lines().stream().allMatch(line -> line.level().ordinal() <= level.ordinal()),
+                () -> "" + lines());
+    }
+}

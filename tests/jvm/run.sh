@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Runs JUnit in a virtual machine that checks every JNI call. The environment says which: JAVA, LEVEL,
+# LIBRARY, TEST_LIBRARY, FAULTS, LD_LIBRARY_PATH, CLASSPATH. The arguments go to JUnit.
+#
+# A warning of -Xcheck:jni leaves the exit status at 0, so the output is searched for them.
+set -u -o pipefail
+output=$(mktemp)
+trap 'rm -f "$output"' EXIT
+
+LD_PRELOAD=$FAULTS "$JAVA" -Xcheck:jni -Xmx512m -ea \
+  -Dzolt.library="$LIBRARY" -Dzolt.test.library="$TEST_LIBRARY" -Dzolt.test.level="$LEVEL" \
+  -Djava.library.path=/nowhere \
+  org.junit.platform.console.ConsoleLauncher \
+  --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors \
+  --fail-if-no-tests --include-classname='.*Test' "$@" >"$output" 2>&1
+status=$?
+
+# The cache asks for two classes by their descriptors on purpose; those two warnings go, with the
+# stack traces under them.
+known='bad class descriptor "L(java/util/HashMap|java/lang/String);"'
+awk -v known="$known" '
+  /WARNING in native method/ {skipping = $0 ~ known; if (skipping) next}
+  skipping && /^\t/ {next}
+  {skipping = 0; print}
+' "$output" >"$output.filtered" && mv "$output.filtered" "$output"
+warnings=$(grep -E -A8 \
+  'WARNING in native method|FATAL ERROR in native method|WARNING: JNI|JNI call made' "$output")
+
+if [ $status -ne 0 ] || [ -n "$warnings" ]; then
+  cat "$output"
+  [ -n "$warnings" ] && printf '\nJNI warnings:\n%s\n' "$warnings"
+  exit 1
+fi
+tail -n 16 "$output"
