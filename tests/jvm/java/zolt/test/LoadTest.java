@@ -86,7 +86,7 @@ class LoadTest {
 
     private static void expectOnlyKnownWarnings(String output) {
         for (String line : output.split("\n")) {
-            if (line.contains("WARNING") || line.contains("FATAL")) {
+            if (line.contains("WARNING in native") || line.contains("FATAL ERROR")) {
                 assertTrue(line.contains("\"Ljava/util/HashMap;\"")
                         || line.contains("\"Ljava/lang/String;\""), output);
             }

@@ -1,0 +1,67 @@
+# The front door. Below it are CMake presets, which work alone where the packages are there.
+.DEFAULT_GOAL := help
+MAKEFLAGS += --no-print-directory
+JOBS := $(shell nproc)
+
+DIR ?= $(CURDIR)
+LEVEL ?= info
+PREFIX ?= /usr/local
+
+LIBRARY := build/lib/libzolthadoop.so.1.0.0
+CLIENT := build/client/local
+JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
+SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
+
+.PHONY: help demo test deps build asan lint format tidy install clean
+
+help: ## this text
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
+	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off)'
+
+demo: build ## build, load the library into a virtual machine, tour a directory
+	@LD_LIBRARY_PATH=$(CLIENT) java -cp $(JARS) -Dzolt.library=$(LIBRARY) \
+	  -Dorg.slf4j.simpleLogger.logFile=System.out \
+	  -Dorg.slf4j.simpleLogger.showThreadName=false \
+	  -Dorg.slf4j.simpleLogger.showShortLogName=true \
+	  -Dorg.slf4j.simpleLogger.defaultLogLevel=$(LEVEL) \
+	  zolt.tour.Tour $(DIR)
+
+test: ## every test: the core alone, the natives in virtual machines
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@cmake --build --preset test -j $(JOBS)
+	@ctest --preset test -j $(JOBS)
+
+deps: ## install what the build needs (when root; else name it)
+	@scripts/deps.sh build
+
+build: deps ## the library, the embedded client and the Java side
+	@cmake --preset release >/dev/null
+	@echo 'Building build/lib/ and build/client/'
+	@out=$$(cmake --build --preset release -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+
+asan: ## the tests of the core under AddressSanitizer and UBSan
+	@scripts/deps.sh build test
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan -j $(JOBS)
+	@ctest --preset asan
+
+lint: format tidy ## formatting, house rules, a build by clang, clang-tidy
+
+format:
+	@scripts/deps.sh lint
+	@clang-format --dry-run -Werror $(SOURCES)
+	@scripts/house_rules.sh
+
+tidy:
+	@scripts/deps.sh build test lint
+	@cmake --preset clang >/dev/null
+	@out=$$(cmake --build --preset clang -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@printf '%s\n' $(filter src/%.cpp client/%.cpp,$(SOURCES)) | xargs -P $(JOBS) -n 1 \
+	  clang-tidy --quiet -p build/clang 2>/dev/null
+
+install: build ## into PREFIX (/usr/local)
+	@cmake --install build --prefix $(PREFIX)
+
+clean: ## remove build/
+	rm -rf build

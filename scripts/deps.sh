@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# deps.sh SET...: installs what the sets (build, test, lint) need and the machine lacks, from Debian's
+# packages. Without root it names the packages instead and fails.
+set -eu
+
+missing=()
+# need PROBE PACKAGE: a command, or a file that stands somewhere a compiler or CMake looks.
+need() {
+  case $1 in
+    /*) compgen -G "$1" >/dev/null || missing+=("$2") ;;
+    *) command -v "$1" >/dev/null || missing+=("$2") ;;
+  esac
+}
+
+for set in "$@"; do
+  case $set in
+    build)
+      need g++ g++
+      need cmake cmake
+      need ninja ninja-build
+      need javac default-jdk-headless
+      need /usr/include/sys/acl.h libacl1-dev
+      need "/usr/lib/*/libacl.so.1" libacl1
+      need /usr/share/java/slf4j-simple.jar libslf4j-java
+      ;;
+    test)
+      need /usr/include/gtest/gtest.h libgtest-dev
+      need "/usr/lib/*/libgtest.a" libgtest-dev
+      need /usr/share/java/junit-platform-console.jar junit5
+      need /usr/share/java/picocli.jar libpicocli-java
+      need /usr/share/java/univocity-parsers.jar libunivocity-parsers-java
+      need nm binutils
+      need getfacl acl
+      need getfattr attr
+      ;;
+    lint)
+      need clang-format clang-format
+      need clang-tidy clang-tidy
+      need clang++ clang
+      need git git
+      ;;
+    *) echo "deps.sh: no set $set" >&2; exit 2 ;;
+  esac
+done
+
+[ ${#missing[@]} -eq 0 ] && exit 0
+mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+
+if ! command -v apt-get >/dev/null; then
+  echo "Missing here; on Debian these packages have it: ${missing[*]}" >&2
+  exit 1
+fi
+if [ "$(id -u)" -ne 0 ]; then
+  echo "Missing packages. As root: apt-get install ${missing[*]}" >&2
+  exit 1
+fi
+echo "Installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
