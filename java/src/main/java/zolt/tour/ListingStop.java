@@ -22,7 +22,7 @@ final class ListingStop {
 
     private ListingStop() {}
 
-    static void visit(Page page, Path directory) throws IOException {
+    static void visit(Page page, Path directory) {
         page.title("What is in " + Page.printable(directory.toString()));
         page.line("served by " + fileSystem(directory));
         page.line("");
@@ -91,16 +91,17 @@ final class ListingStop {
         }
     }
 
-    private static String fileSystem(Path directory) throws IOException {
-        FileStore store = Files.getFileStore(directory);
-        // A store of this platform prints itself as "/mount/point (device)".
-        String text = store.toString();
-        String mountPoint = text.substring(0, text.length() - store.name().length() - " ()".length());
+    private static String fileSystem(Path directory) {
         try {
+            FileStore store = Files.getFileStore(directory);
+            // A store of this platform prints itself as "/mount/point (device)".
+            String text = store.toString();
+            String mountPoint =
+                    text.substring(0, text.length() - store.name().length() - " ()".length());
             return ZOLTNative.getFsName(mountPoint, store.type()) + " on " + mountPoint + " type "
                     + store.type();
-        } catch (Exception e) {
-            return "a file system that /etc/mtab does not show (" + e.getMessage() + ")";
+        } catch (IOException e) {
+            return "a file system that the mount table does not show (" + e.getMessage() + ")";
         }
     }
 }

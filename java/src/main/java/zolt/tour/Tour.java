@@ -1,7 +1,6 @@
 package zolt.tour;
 
 import java.io.File;
-import java.io.IOException;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 
@@ -19,7 +18,7 @@ public final class Tour {
         Page page = new Page(System.out, System.console() != null);
         try {
             ListingStop.visit(page, directory.normalize());
-        } catch (IOException | RuntimeException | LinkageError e) {
+        } catch (Exception | LinkageError e) {
             System.out.flush();
             System.err.println("tour: " + e.getMessage());
             System.exit(1);
