@@ -450,6 +450,27 @@ TEST_F(ListingTest, ADirectoryOfTheLimitIsNot) {
   EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(ListingTest, ALargeFileIsNoLargeDirectory) {
+  const std::string file = dir.file("large");
+  ASSERT_EQ(truncate(file.c_str(), 104857601), 0);
+  const LogCapture log(LOG_WARN);
+  EXPECT_THROW(getDirentCount(file), IOException);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(ListingTest, SteppingBackSeeksOrRewinds) {
+  for (const char* name : {"aa", "bb"}) dir.file(name);
+  zolt_fault_clear();
+  std::vector<char> memory(4 + 14 + 2);
+  ASSERT_EQ(list(memory), 1);
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
+  EXPECT_EQ(zolt_fault_calls("rewinddir"), 0);
+  std::vector<char> none(4 + 14 + 1);
+  ASSERT_EQ(list(none), 1);
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
+  EXPECT_EQ(zolt_fault_calls("rewinddir"), 1);
+}
+
 TEST_F(ListingTest, AFailedStatDoesNotMatter) {
   dir.file("a");
   zolt_fault_arm("stat", 1, 1, EIO);

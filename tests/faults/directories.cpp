@@ -34,6 +34,19 @@ dirent* readdir(DIR* stream) {
   return faults::fails(Call::readdir) ? nullptr : real(stream);
 }
 
+// These two cannot fail; their calls are only counted.
+void seekdir(DIR* stream, long position) {
+  static auto* real = faults::next<void(DIR*, long)>("seekdir");
+  static_cast<void>(faults::fails(Call::seekdir));
+  real(stream, position);
+}
+
+void rewinddir(DIR* stream) {
+  static auto* real = faults::next<void(DIR*)>("rewinddir");
+  static_cast<void>(faults::fails(Call::rewinddir));
+  real(stream);
+}
+
 int closedir(DIR* stream) {
   static auto* real = faults::next<int(DIR*)>("closedir");
   const int result = real(stream);  // a close that fails has closed all the same

@@ -12,6 +12,8 @@ namespace faults {
   X(closedir)                   \
   X(opendir)                    \
   X(readdir)                    \
+  X(rewinddir)                  \
+  X(seekdir)                    \
   X(setmntent)                  \
   X(stat)
 
