@@ -85,7 +85,9 @@ class Listing {
  private:
   void open() {
     stream_.reset(opendir(path_.c_str()));
-    if (stream_ == nullptr) throw IOException("failed to open directory", errno);
+    if (const int error = errno; stream_ == nullptr) {
+      throw IOException("failed to open directory", error);
+    }
     ZOLT_DEBUG("open " << state());
   }
 
@@ -141,9 +143,9 @@ void closeDirents(const std::string& path) {
 DirentCount getDirentCount(const std::string& path) {
   warnOfLargeDirectory(path);
   const DirStream stream(opendir(path.c_str()));
-  if (stream == nullptr) {
-    if (errno == ENOENT || errno == EACCES) return {};
-    throw IOException("failed to open directory " + path, errno);
+  if (const int error = errno; stream == nullptr) {
+    if (error == ENOENT || error == EACCES) return {};
+    throw IOException("failed to open directory " + path, error);
   }
   DirentCount found;
   while (nextEntry(stream.get()) != nullptr)

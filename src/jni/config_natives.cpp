@@ -33,7 +33,7 @@ JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
   std::string fsType;
   if (getString(env, javaMountPoint, mountPoint) != 0) return nullptr;
   if (getString(env, javaFsType, fsType) != 0) return nullptr;
-  ZOLT_TRACE(joined(", ", mountPoint, fsType));
+  ZOLT_TRACE(mountPoint << ", " << fsType);
 
   jstring name = nullptr;
   if (const auto device = mountDevice(mountPoint, fsType)) name = newString(env, *device);

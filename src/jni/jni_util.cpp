@@ -95,6 +95,14 @@ int throwInstead(JNIEnv* env, const char* className, const std::string& message)
   return cls != nullptr ? env->ThrowNew(cls, message.c_str()) : -1;
 }
 
+// A global reference of what is not null. The VM has none left to give: its error, and -1.
+int keep(JNIEnv* env, jobject local, jobject* out) {
+  *out = env->NewGlobalRef(local);
+  if (*out != nullptr || local == nullptr) return 0;
+  throwInstead(env, "java/lang/OutOfMemoryError", "no global reference left");
+  return -1;
+}
+
 void release(JNIEnv* env, jobject& reference) {
   if (reference == nullptr) return;
   env->DeleteGlobalRef(reference);
@@ -109,8 +117,10 @@ int findJavaClass(JNIEnv* env, const char* name, jclass* out) {
     throwInstead(env, "java/lang/NoClassDefFoundError", std::string("Cannot find class ") + name);
     return -1;
   }
-  *out = static_cast<jclass>(env->NewGlobalRef(found));
-  return 0;
+  jobject global = nullptr;
+  const int result = keep(env, found, &global);
+  *out = static_cast<jclass>(global);
+  return result;
 }
 
 int getMethodId(JNIEnv* env, jclass cls, const char* name, const char* signature, jmethodID* out,
@@ -145,8 +155,7 @@ int init(JNIEnv* env) {
   if (env->ExceptionCheck()) {
     return throwInstead(env, "java/lang/NoFieldFoundError", "Cannot get object: ZOLTNative.LOG");
   }
-  ZOLTNative_LOG_jobj = env->NewGlobalRef(logger);
-  return 0;
+  return keep(env, logger, &ZOLTNative_LOG_jobj);
 }
 
 void uninit(JNIEnv* env) {

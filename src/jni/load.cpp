@@ -3,6 +3,7 @@
 
 #include "jni/jni_util.h"
 #include "jni/logger2.h"
+#include "jni/marshal.h"
 
 namespace zolt {
 
@@ -34,12 +35,22 @@ int levelOfJavaLogger(JNIEnv* env) {
 
 /// Always answers JNI 1.6. A failed initialisation leaves its Java error pending instead, and that
 /// is what System.load throws.
-JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) {
+JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) try {
   using namespace zolt;
   JNIEnv* env = nullptr;
   vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION);
   JniUtil::init(env);
   logger2::currentLevel = levelOfJavaLogger(env);
   ZOLT_DEBUG("libzolthadoop initializing");
+  rememberReadOnlyBuffers(env);
   return JNI_VERSION;
+} catch (...) {
+  // Only memory can have failed, and perhaps before the cache had a class to throw.
+  JNIEnv* env = nullptr;
+  vm->GetEnv(reinterpret_cast<void**>(&env), zolt::JNI_VERSION);
+  env->ExceptionClear();
+  if (jclass error = env->FindClass("java/lang/OutOfMemoryError")) {
+    env->ThrowNew(error, "while loading libzolthadoop");
+  }
+  return zolt::JNI_VERSION;
 }

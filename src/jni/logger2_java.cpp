@@ -34,7 +34,10 @@ void log(const std::string& text, LOG_LEVEL level) {
   const ErrnoKeeper keeper;
   const PendingException aside(env);
   jstring line = env->NewStringUTF(text.c_str());
-  if (line == nullptr) return;
+  if (line == nullptr) {
+    loggerHasRaised.store(true, std::memory_order_relaxed);
+    return;
+  }
   if (jmethodID method = methodFor(level)) {
     env->CallVoidMethod(JniUtil::ZOLTNative_LOG_jobj, method, line);
     // Asking is also what tells -Xcheck:jni that this call's outcome was looked at.

@@ -9,6 +9,8 @@ namespace zolt {
 
 namespace {
 
+jclass readOnlyBuffer = nullptr;
+
 // The two ways in which Java lends its bytes, each given back at the end of the scope.
 class StringChars {
  public:
@@ -76,9 +78,23 @@ DirectBuffer directBuffer(JNIEnv* env, jobject buffer) {
   if (buffer == nullptr) return {};
   const AfterLog afterLog(env);
   void* address = env->GetDirectBufferAddress(buffer);
-  if (address == nullptr) return {};
-  return {static_cast<char*>(address),
-          static_cast<unsigned long>(env->GetDirectBufferCapacity(buffer))};
+  const jlong capacity = env->GetDirectBufferCapacity(buffer);
+  if (address == nullptr || capacity < 0) return {};
+  if (readOnlyBuffer != nullptr && env->IsInstanceOf(buffer, readOnlyBuffer)) return {};
+  return {static_cast<char*>(address), static_cast<unsigned long>(capacity)};
+}
+
+// Asking the buffer itself would cost a call into Java on the hottest paths. OpenJDK has one class
+// for all of them, mapped ones included.
+void rememberReadOnlyBuffers(JNIEnv* env) {
+  const PendingException aside(env);
+  jclass found = env->FindClass("java/nio/DirectByteBufferR");
+  if (found == nullptr) {
+    env->ExceptionClear();
+    return;
+  }
+  readOnlyBuffer = static_cast<jclass>(env->NewGlobalRef(found));
+  env->DeleteLocalRef(found);
 }
 
 }  // namespace zolt

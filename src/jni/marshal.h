@@ -54,11 +54,16 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArra
 /// A new Java string of the bytes as they are; null with an OutOfMemoryError pending.
 jstring newString(JNIEnv* env, const std::string& bytes);
 
-/// The memory of a direct buffer: null and 0 for null and for a buffer that is not direct.
+/// The memory of a direct buffer that may be written: null and 0 for null, for a buffer that is not
+/// direct, and for a read-only one, whose memory may be mapped so that a write ends the process.
 struct DirectBuffer {
   char* address = nullptr;
   unsigned long capacity = 0;  // in bytes
 };
 DirectBuffer directBuffer(JNIEnv* env, jobject buffer);
+
+/// Finds out, at load, by which class the VM's read-only direct buffers are known. In a VM that has
+/// no such class they are not told apart.
+void rememberReadOnlyBuffers(JNIEnv* env);
 
 }  // namespace zolt

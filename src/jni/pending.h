@@ -33,7 +33,7 @@ class PendingException {
   jthrowable set_;
 };
 
-/// True once a logger call has left an exception behind.
+/// True once a log line has left an exception behind: the logger's, or the VM's for want of memory.
 inline constinit std::atomic<bool> loggerHasRaised{false};
 
 /// The scope for JNI calls that a native makes after its log sites: what a log call raised is set

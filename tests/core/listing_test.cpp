@@ -459,7 +459,8 @@ TEST_F(ListingTest, ALargeFileIsNoLargeDirectory) {
 }
 
 TEST_F(ListingTest, SteppingBackSeeksOrRewinds) {
-  for (const char* name : {"aa", "bb"}) dir.file(name);
+  for (const char* name : {"aa", "bb"})
+    dir.file(name);
   zolt_fault_clear();
   std::vector<char> memory(4 + 14 + 2);
   ASSERT_EQ(list(memory), 1);
