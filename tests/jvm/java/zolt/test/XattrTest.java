@@ -456,6 +456,25 @@ class XattrTest {
     }
 
     @Test
+    void aLinkHasAttributesOfItsOwn() throws IOException {
+        String link = Files.createSymbolicLink(dir.resolve("link"), file).toString();
+        try {
+            Faults.storeXattr(path, bytes("trusted.a"), bytes("of the file"));
+        } catch (RuntimeException e) {
+            assumeTrue(false, "only a privileged process sets attributes of links: " + e);
+        }
+        assertTrue(ZOLTNative.setExtendedAttribute(link, "trusted.a", bytes("of the link"), ANY));
+        assertArrayEquals(bytes("of the link"), ZOLTNative.getXAttr(link, "trusted.a"));
+        assertArrayEquals(bytes("of the file"), ZOLTNative.getXAttr(path, "trusted.a"));
+        assertEquals(Map.of("trusted.a", "of the link"), texts(ZOLTNative.dumpXAttrs(link)));
+        assertEquals(Map.of("trusted.a", "of the link"),
+                texts(ZOLTNative.getXAttrs(link, new String[] {"trusted.a"})));
+        assertTrue(ZOLTNative.removeXAttr(link, "trusted.a"));
+        assertEquals(Map.of(), ZOLTNative.dumpXAttrs(link));
+        assertArrayEquals(bytes("of the file"), ZOLTNative.getXAttr(path, "trusted.a"));
+    }
+
+    @Test
     void aDirectoryHasAttributesToo() {
         String directory = dir.toString();
         assertTrue(ZOLTNative.setExtendedAttribute(directory, "user.a", bytes("1"), ANY));
