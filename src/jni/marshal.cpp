@@ -34,6 +34,7 @@ class StringChars {
 
 int getString(JNIEnv* env, jstring javaString, std::string& out) {
   if (javaString == nullptr) return EINVAL;
+  const AfterLog afterLog(env);
   const StringChars chars(env, javaString);
   if (chars.get() == nullptr) {
     handle_error(env, ENOMEM, "");
@@ -45,6 +46,7 @@ int getString(JNIEnv* env, jstring javaString, std::string& out) {
 
 int getString(JNIEnv* env, jbyteArray javaBytes, std::string& out) {
   if (javaBytes == nullptr) return EINVAL;
+  const AfterLog afterLog(env);
   const ByteArrayElements bytes(env, javaBytes);
   if (bytes.data() == nullptr) {
     handle_error(env, ENOMEM, "");
@@ -69,9 +71,14 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArra
   out = convertChar2byteArray(env, length, stream.str().data());
 }
 
-jstring newString(JNIEnv* env, const std::string& bytes) {
+jstring newString(JNIEnv* env, const char* bytes) {
   const AfterLog afterLog(env);
-  return env->NewStringUTF(bytes.c_str());
+  return env->NewStringUTF(bytes);
+}
+
+jstring stringAt(JNIEnv* env, jobjectArray strings, jsize index) {
+  const AfterLog afterLog(env);
+  return static_cast<jstring>(env->GetObjectArrayElement(strings, index));
 }
 
 DirectBuffer directBuffer(JNIEnv* env, jobject buffer) {

@@ -52,7 +52,13 @@ jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes);
 void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out);
 
 /// A new Java string of the bytes as they are; null with an OutOfMemoryError pending.
-jstring newString(JNIEnv* env, const std::string& bytes);
+jstring newString(JNIEnv* env, const char* bytes);
+inline jstring newString(JNIEnv* env, const std::string& bytes) {
+  return newString(env, bytes.c_str());
+}
+
+/// An element of a String[], a new local reference; null for an element that is null.
+jstring stringAt(JNIEnv* env, jobjectArray strings, jsize index);
 
 /// The memory of a direct buffer that may be written: null and 0 for null, for a buffer that is not
 /// direct, and for a read-only one, whose memory may be mapped so that a write ends the process.

@@ -6,6 +6,8 @@
 #ifndef ZOLT_FAULTS_H
 #define ZOLT_FAULTS_H
 
+#include <time.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -27,6 +29,15 @@ void zolt_fault_mount_table(const char* file);
 
 /* stat reports this size for every directory; 0: no more. */
 void zolt_fault_directory_size(long long size);
+
+/*
+ * Every path has these attribute names, each with its NUL, as far as listing goes. The bytes must
+ * stay valid; null: no more.
+ */
+void zolt_fault_xattr_names(const char* names, int length);
+
+/* The real-time clock, the only one that can be failed, stands at this time; null: no more. */
+void zolt_fault_realtime(const struct timespec* time);
 
 #ifdef __cplusplus
 }

@@ -9,12 +9,21 @@ namespace faults {
 
 // Every function that can be failed. The order has no meaning.
 #define ZOLT_FAULT_FUNCTIONS(X) \
+  X(clock_gettime)              \
   X(closedir)                   \
+  X(getxattr)                   \
+  X(lgetxattr)                  \
+  X(listxattr)                  \
+  X(llistxattr)                 \
+  X(lremovexattr)               \
+  X(lsetxattr)                  \
   X(opendir)                    \
   X(readdir)                    \
+  X(removexattr)                \
   X(rewinddir)                  \
   X(seekdir)                    \
   X(setmntent)                  \
+  X(setxattr)                   \
   X(stat)
 
 enum class Call {

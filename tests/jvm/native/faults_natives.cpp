@@ -1,6 +1,10 @@
 // zolt.test.Faults
+#include <sys/xattr.h>
+
+#include <cerrno>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "faults.h"
 #include "jni/marshal.h"
@@ -17,7 +21,9 @@ std::string text(JNIEnv* env, jstring string) {
   return out;
 }
 
-std::string mountTable;  // the fault library keeps only a pointer
+// The fault library keeps only pointers.
+std::string mountTable;
+std::string xattrNames;
 
 }  // namespace
 
@@ -45,4 +51,32 @@ JNIEXPORT void JNICALL Java_zolt_test_Faults_mountTable(JNIEnv* env, jclass, jst
 
 JNIEXPORT void JNICALL Java_zolt_test_Faults_directorySize(JNIEnv*, jclass, jlong size) {
   zolt_fault_directory_size(size);
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_xattrNames(JNIEnv* env, jclass, jbyteArray names) {
+  if (getString(env, names, xattrNames) == 0) {
+    zolt_fault_xattr_names(xattrNames.data(), static_cast<int>(xattrNames.size()));
+  } else {
+    zolt_fault_xattr_names(nullptr, 0);
+  }
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_storeXattr(JNIEnv* env, jclass, jstring javaPath,
+                                                        jbyteArray javaName,
+                                                        jbyteArray javaValue) try {
+  std::string name;
+  std::string value;
+  getString(env, javaName, name);
+  getString(env, javaValue, value);
+  if (setxattr(text(env, javaPath).c_str(), name.c_str(), value.data(), value.size(), 0) != 0) {
+    throw std::system_error(errno, std::generic_category(), name);
+  }
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_realtime(JNIEnv*, jclass, jlong seconds,
+                                                      jint nanoseconds) {
+  const timespec time{seconds, nanoseconds};
+  zolt_fault_realtime(&time);
 }

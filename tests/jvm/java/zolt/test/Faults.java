@@ -11,6 +11,7 @@ final class Faults {
     static final int ENOTDIR = 20;
     static final int EINVAL = 22;
     static final int EMFILE = 24;
+    static final int ERANGE = 34;
     static final int ENODATA = 61;
     static final int EOPNOTSUPP = 95;
 
@@ -37,4 +38,13 @@ final class Faults {
 
     /** The size that stat reports for directories; 0 for the real one. */
     static native void directorySize(long size);
+
+    /** The attribute names that every path seems to have; null for the real ones. */
+    static native void xattrNames(byte[] names);
+
+    /** Sets an attribute whose name no Java string may hold. */
+    static native void storeXattr(String path, byte[] name, byte[] value);
+
+    /** The time at which the real-time clock stands, until the next clear. */
+    static native void realtime(long seconds, int nanoseconds);
 }

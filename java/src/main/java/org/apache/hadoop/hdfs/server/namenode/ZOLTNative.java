@@ -200,7 +200,7 @@ public final class ZOLTNative {
     /** Sets the number of file-system blocks in an HDFS block, 1 to 1024. */
     public static native boolean setBGF(String path, int bgf);
 
-    // Extended attributes
+    // Extended attributes. Those of a symbolic link are its own: it is not followed.
 
     /**
      * Sets an attribute; a null value is an empty one.
@@ -219,7 +219,7 @@ public final class ZOLTNative {
     /** All attributes but those of a lease. */
     public static native HashMap<String, byte[]> dumpXAttrs(String path);
 
-    /** Removes an attribute. */
+    /** Removes an attribute; one of a lease too, but then an IOException says that it should not. */
     public static native boolean removeXAttr(String path, String name);
 
     // Leases
@@ -231,7 +231,7 @@ public final class ZOLTNative {
      * The holder of a file's lease. One not renewed for more than {@code limit} units of the lease
      * clock is removed, and null returned.
      *
-     * @param holderSize the most bytes the holder may have
+     * @param holderSize the most bytes the holder may have, at least 1
      */
     public static native byte[] getFileLeaseNative(String path, boolean followLink, int holderSize,
             long limit);

@@ -1,0 +1,118 @@
+#include "xattr/lease.h"
+
+#include <linux/limits.h>
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+
+#include "jni/logger2.h"
+#include "xattr/xattr.h"
+
+namespace zolt {
+
+namespace {
+
+using Stamp = std::array<char, sizeof(int64_t)>;
+
+int writeStamp(const std::string& path, bool follow, int64_t now, int flags) {
+  const auto stamp = std::bit_cast<Stamp>(now);
+  return zolt_setxattr(path.c_str(), follow, USER_LEASE_UPDATE, stamp.data(), stamp.size(), flags);
+}
+
+// A stored value of fewer bytes fills the low ones.
+int readStamp(const std::string& path, bool follow, int64_t& last) {
+  Stamp stamp{};
+  char* bytes = stamp.data();
+  const int length = zolt_getxattr(path.c_str(), follow, USER_LEASE_UPDATE, bytes, stamp.size());
+  last = std::bit_cast<int64_t>(stamp);
+  return length;
+}
+
+// For log lines: the first 16 bytes as numbers, each after a blank; nothing when there are fewer.
+std::string firstBytes(std::string_view bytes) {
+  constexpr size_t SHOWN = 16;
+  std::string text;
+  if (bytes.size() < SHOWN) return text;
+  for (const char byte : bytes.substr(0, SHOWN)) {
+    text += ' ';
+    text += std::to_string(static_cast<unsigned char>(byte));
+  }
+  return text;
+}
+
+}  // namespace
+
+int readLeaseClock(int64_t& now) {
+  timespec time{};
+  if (clock_gettime(CLOCK_REALTIME, &time) != 0) return errno;
+  now = leaseClock(time);
+  return 0;
+}
+
+LeaseFailure setLease(const std::string& path, bool follow, std::string_view holder, int64_t now) {
+  ZOLT_TRACE("lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
+  if (const int result = zolt_setxattr(path.c_str(), follow, USER_LEASE_HOLDER, holder.data(),
+                                       holder.size(), XATTR_CREATE);
+      result < 0) {
+    return {-result, "setxattr", USER_LEASE_HOLDER};
+  }
+  if (const int result = writeStamp(path, follow, now, XATTR_CREATE); result < 0) {
+    zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
+    return {-result, "setxattr", USER_LEASE_UPDATE};
+  }
+  return {};
+}
+
+LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t limit,
+                   int64_t now) {
+  LeaseRead lease;
+  int64_t last = 0;
+  if (const int result = readStamp(path, follow, last); result < 0) {
+    ZOLT_TRACE("lease overdue now " << now << " last update " << last << " limit " << limit
+                                    << " overdue " << leaseAge(now, last));
+    lease.failure = {-result, "getxattr", USER_LEASE_UPDATE};
+    return lease;
+  }
+  if (leaseAge(now, last) > limit) {
+    lease.failure = removeLease(path, follow);
+    return lease;
+  }
+
+  // No value is longer than XATTR_SIZE_MAX, so more room than that changes no answer. With none the
+  // read is EINVAL.
+  const auto size = static_cast<size_t>(std::clamp(holderSize, 0, XATTR_SIZE_MAX));
+  auto holder = std::make_unique<char[]>(size);
+  char* bytes = holder.get();
+  const int length = zolt_getxattr(path.c_str(), follow, USER_LEASE_HOLDER, bytes, size);
+  if (length < 0) {
+    lease.failure = {-length, "getxattr", USER_LEASE_HOLDER};
+    return lease;
+  }
+  ZOLT_TRACE("now " << now << " lease last update " << last << " lease limit " << limit
+                    << " lease overdue " << leaseAge(now, last) << " lease holder " << holderSize
+                    << firstBytes({bytes, size}));
+  lease.holder = std::move(holder);
+  lease.length = length;
+  return lease;
+}
+
+LeaseFailure renewLease(const std::string& path, bool follow, int64_t now) {
+  ZOLT_TRACE(path << " " << now);
+  const int result = writeStamp(path, follow, now, 0);
+  if (result < 0) return {-result, "setxattr", USER_LEASE_UPDATE};
+  return {};
+}
+
+LeaseFailure removeLease(const std::string& path, bool follow) {
+  ZOLT_TRACE(path);
+  const int holder = zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
+  const int update = zolt_removexattr(path.c_str(), follow, USER_LEASE_UPDATE);
+  const int result = holder < 0 ? holder : update;
+  if (result < 0) return {-result, "removexattr", USER_LEASE};
+  return {};
+}
+
+}  // namespace zolt

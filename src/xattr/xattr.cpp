@@ -1,0 +1,99 @@
+#include "xattr/xattr.h"
+
+#include <sys/xattr.h>
+
+#include <cerrno>
+#include <new>
+
+#include "jni/logger2.h"
+
+namespace zolt {
+
+namespace {
+
+ssize_t outOfMemory() {
+  errno = ENOMEM;
+  return -1;
+}
+
+}  // namespace
+
+// The kernel bounds values and lists to 64 KiB (XATTR_SIZE_MAX, XATTR_LIST_MAX), so int holds every
+// length.
+
+int zolt_getxattr(const char* path, bool follow, const char* name, char*& value,
+                  size_t size) noexcept {
+  if ((value == nullptr) != (size == 0)) return -EINVAL;
+  const auto get = follow ? getxattr : lgetxattr;
+
+  std::unique_ptr<char[]> made;
+  char* room = value;
+  if (size == 0) {
+    const ssize_t probed = get(path, name, nullptr, 0);
+    if (probed < 0) return -errno;
+    // A second call with no room would be a second probe, and could answer the length of a value
+    // that has come in between without a byte of it.
+    if (probed == 0) return 0;
+    size = static_cast<size_t>(probed);
+    made.reset(new (std::nothrow) char[size]());
+    room = made.get();
+  }
+
+  const ssize_t length = room != nullptr ? get(path, name, room, size) : outOfMemory();
+  if (length < 0) {
+    const int error = errno;
+    ZOLT_ERROR("getxattr: failed to get value of attribute " << name);
+    return -error;
+  }
+  if (made != nullptr) value = made.release();
+  return static_cast<int>(length);
+}
+
+int readXattr(const char* path, bool follow, const char* name,
+              std::unique_ptr<char[]>& value) noexcept {
+  char* bytes = nullptr;
+  const int length = zolt_getxattr(path, follow, name, bytes, 0);
+  value.reset(bytes);
+  return length;
+}
+
+int zolt_setxattr(const char* path, bool follow, const char* name, const char* value, size_t size,
+                  int flags) noexcept {
+  const auto set = follow ? setxattr : lsetxattr;
+  if (set(path, name, value, size, flags) == 0) return 0;
+  const int error = errno;
+  ZOLT_ERROR("setxattr: failed to set value of attribute path " << path << " " << name << " to "
+                                                                << std::string_view(value, size));
+  return -error;
+}
+
+int zolt_listxattrs(const char* path, bool follow, char** list) noexcept {
+  const auto names = follow ? listxattr : llistxattr;
+  *list = nullptr;
+  const ssize_t probed = names(path, nullptr, 0);
+  if (probed == 0) return 0;
+
+  // A failed probe is a length that nobody can allocate, and is reported as such. One byte more
+  // than the list has ends its last name in any case.
+  std::unique_ptr<char[]> made;
+  if (probed > 0) made.reset(new (std::nothrow) char[static_cast<size_t>(probed) + 1]());
+  const ssize_t length =
+      made != nullptr ? names(path, made.get(), static_cast<size_t>(probed)) : outOfMemory();
+  if (length < 0) {
+    const int error = errno;
+    ZOLT_ERROR("listxattr: failed to get the EA names for " << path);
+    return -error;
+  }
+  *list = made.release();
+  return static_cast<int>(length);
+}
+
+int zolt_removexattr(const char* path, bool follow, const char* name) noexcept {
+  const auto remove = follow ? removexattr : lremovexattr;
+  if (remove(path, name) == 0) return 0;
+  const int error = errno;
+  ZOLT_ERROR("removexattr: failed to remove attribute " << name);
+  return -error;
+}
+
+}  // namespace zolt

@@ -1,0 +1,150 @@
+// ZOLTNative: setExtendedAttribute, getXAttr, getXAttrs, dumpXAttrs, removeXAttr. None of them
+// follows a symbolic link at the end of the path.
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "jni/errors.h"
+#include "jni/hash_map.h"
+#include "jni/logger2.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+#include "xattr/xattr.h"
+
+using namespace zolt;
+
+namespace {
+
+// Puts an attribute into the map under `key`, unless it cannot be read: then it is left out. False
+// only with a Java exception pending.
+template <class Key>
+bool putXattr(HashMap& map, Key key, const std::string& path, const char* name) {
+  std::unique_ptr<char[]> value;
+  const int length = readXattr(path.c_str(), false, name, value);
+  return length < 0 || map.put(key, length, value.get());
+}
+
+}  // namespace
+
+JNIEXPORT jboolean JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName, jbyteArray javaValue,
+    jshort javaFlags) try {
+  std::string path;
+  std::string name;
+  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
+  if (getString(env, javaName, name) != 0) return JNI_FALSE;
+  std::optional<ByteArrayElements> bytes;
+  std::string_view value;
+  if (javaValue != nullptr) {
+    bytes.emplace(env, javaValue);
+    if (bytes->data() == nullptr) {
+      handle_error(env, ENOMEM, "");
+      return JNI_FALSE;
+    }
+    value = {bytes->data(), bytes->size()};
+  }
+  const int flags = javaFlags;
+  ZOLT_TRACE(joined(" ", path, name, "length", value.size(), "flags", flags));
+  ZOLT_DEBUG(joined(" ", path, name, value, value.size(), flags));
+
+  const int result =
+      zolt_setxattr(path.c_str(), false, name.c_str(), value.data(), value.size(), flags);
+  if (result < 0) handle_xattr_error(env, -result, "setxattr", name);
+  return result < 0 ? JNI_FALSE : JNI_TRUE;
+} catch (...) {
+  return raised<jboolean>();
+}
+
+JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttr(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
+  std::string path;
+  std::string name;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  if (getString(env, javaName, name) != 0) return nullptr;
+  ZOLT_TRACE(joined(" ", path, name));
+  if (isLeaseName(name)) return nullptr;
+
+  std::unique_ptr<char[]> value;
+  const int length = readXattr(path.c_str(), false, name.c_str(), value);
+  if (length >= 0) return convertChar2byteArray(env, length, value.get());
+  if (length != -ENODATA) handle_xattr_error(env, -length, "getxattr", name);
+  return nullptr;
+} catch (...) {
+  return raised<jbyteArray>();
+}
+
+JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttrs(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jobjectArray javaNames) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  if (javaNames == nullptr) {
+    handle_error(env, EINVAL, path);
+    return nullptr;
+  }
+  const jsize count = env->GetArrayLength(javaNames);
+  ZOLT_TRACE(joined(" ", path, "names", count));
+
+  HashMap map(env);
+  if (map.get() == nullptr) {
+    ZOLT_ERROR("ObjectArray create failed");
+    return nullptr;
+  }
+  std::string name;
+  for (jsize i = 0; i < count; ++i) {
+    const LocalRef<jstring> javaName(env, stringAt(env, javaNames, i));
+    if (getString(env, javaName.get(), name) != 0) return nullptr;
+    if (isLeaseName(name)) continue;
+    if (!putXattr(map, javaName.get(), path, name.c_str())) return nullptr;
+  }
+  return map.release();
+} catch (...) {
+  return raised<jobject>();
+}
+
+JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_dumpXAttrs(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  ZOLT_TRACE(path);
+
+  char* list = nullptr;
+  const int length = zolt_listxattrs(path.c_str(), false, &list);
+  const std::unique_ptr<char[]> owner(list);
+  if (length < 0) {
+    handle_xattr_error(env, -length, "listxattr", "");
+    return nullptr;
+  }
+  HashMap map(env);
+  if (map.get() == nullptr) {
+    ZOLT_ERROR("ObjectArray create failed");
+    return nullptr;
+  }
+  for (const char* name = list; name < list + length; name += strlen(name) + 1) {
+    if (*name == '\0' || isLeaseName(name)) {
+      ZOLT_WARN("Ignore EA: " << name);
+    } else if (!putXattr(map, name, path, name)) {
+      return nullptr;
+    }
+  }
+  return map.release();
+} catch (...) {
+  return raised<jobject>();
+}
+
+JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeXAttr(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
+  std::string path;
+  std::string name;
+  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
+  if (getString(env, javaName, name) != 0) return JNI_FALSE;
+  ZOLT_TRACE(joined(" ", path, name));
+  // The caller learns that this was not for it to do; the attribute is removed all the same.
+  if (isLeaseName(name)) handle_error(env, EINVAL, "It's not allowed to remove " + name);
+
+  const int result = zolt_removexattr(path.c_str(), false, name.c_str());
+  if (result < 0) handle_xattr_error(env, -result, "removexattr", name);
+  return result < 0 ? JNI_FALSE : JNI_TRUE;
+} catch (...) {
+  return raised<jboolean>();
+}

@@ -1,0 +1,82 @@
+// Extended attributes and the real-time clock, interposed.
+#include <sys/types.h>
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <optional>
+
+#include "faults.h"
+#include "injector.h"
+
+using faults::Call;
+
+namespace {
+
+struct Names {
+  const char* bytes;
+  int length;
+};
+thread_local Names names{};
+thread_local std::optional<timespec> standingClock;
+
+ssize_t givenNames(char* list, size_t size) {
+  const auto length = static_cast<size_t>(names.length);
+  if (size != 0) std::memcpy(list, names.bytes, std::min(size, length));
+  return names.length;
+}
+
+}  // namespace
+
+void zolt_fault_xattr_names(const char* bytes, int length) {
+  names = {bytes, length};
+}
+
+void zolt_fault_realtime(const timespec* time) {
+  standingClock = time != nullptr ? std::optional(*time) : std::nullopt;
+}
+
+#define FORWARD(result, name, parameters, ...)                  \
+  result name parameters noexcept {                             \
+    static auto* real = faults::next<result parameters>(#name); \
+    return faults::fails(Call::name) ? -1 : real(__VA_ARGS__);  \
+  }
+
+extern "C" {
+
+FORWARD(ssize_t, getxattr, (const char* path, const char* name, void* value, size_t size), path,
+        name, value, size)
+FORWARD(ssize_t, lgetxattr, (const char* path, const char* name, void* value, size_t size), path,
+        name, value, size)
+FORWARD(int, setxattr,
+        (const char* path, const char* name, const void* value, size_t size, int flags), path, name,
+        value, size, flags)
+FORWARD(int, lsetxattr,
+        (const char* path, const char* name, const void* value, size_t size, int flags), path, name,
+        value, size, flags)
+FORWARD(int, removexattr, (const char* path, const char* name), path, name)
+FORWARD(int, lremovexattr, (const char* path, const char* name), path, name)
+
+ssize_t listxattr(const char* path, char* list, size_t size) noexcept {
+  static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("listxattr");
+  if (faults::fails(Call::listxattr)) return -1;
+  return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size);
+}
+
+ssize_t llistxattr(const char* path, char* list, size_t size) noexcept {
+  static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("llistxattr");
+  if (faults::fails(Call::llistxattr)) return -1;
+  return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size);
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  static auto* real = faults::next<int(clockid_t, timespec*)>("clock_gettime");
+  if (clock != CLOCK_REALTIME) return real(clock, time);
+  if (faults::fails(Call::clock_gettime)) return -1;
+  if (!standingClock) return real(clock, time);
+  *time = *standingClock;
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,130 @@
+// zolt.test.Failing
+#include <algorithm>
+#include <cstdarg>
+#include <stdexcept>
+#include <string>
+
+#include "hooked_env.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+#include "zolt_test_Failing.h"
+
+using namespace zolt;
+using test::HookedEnv;
+
+namespace {
+
+const JNINativeInterface_* real() {
+  return HookedEnv::current->real();
+}
+
+thread_local int callsLeft = 0;
+
+// True on the call that shall fail, with the VM's own error pending.
+bool fails(JNIEnv* env) {
+  if (--callsLeft != 0) return false;
+  jclass cls = real()->FindClass(env, "java/lang/OutOfMemoryError");
+  real()->ThrowNew(env, cls, "injected");
+  real()->DeleteLocalRef(env, cls);
+  return true;
+}
+
+// Log lines are strings made for Java too; they are not what these tests are after.
+bool isLogLine(const char* text) {
+  return *text == '@';
+}
+
+void failNth(HookedEnv& hook, const std::string& function, int nth) {
+  callsLeft = nth;
+  if (function == "CallObjectMethod") {
+    hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
+      return fails(env) ? nullptr : real()->CallObjectMethodV(env, object, method, list);
+    };
+  } else if (function == "GetByteArrayElements") {
+    hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
+      return fails(env) ? nullptr : real()->GetByteArrayElements(env, array, isCopy);
+    };
+  } else if (function == "GetStringUTFChars") {
+    hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
+      return fails(env) ? nullptr : real()->GetStringUTFChars(env, string, isCopy);
+    };
+  } else if (function == "NewByteArray") {
+    hook.table.NewByteArray = [](JNIEnv* env, jsize length) {
+      return fails(env) ? nullptr : real()->NewByteArray(env, length);
+    };
+  } else if (function == "NewObject") {
+    hook.table.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list list) {
+      return fails(env) ? nullptr : real()->NewObjectV(env, cls, method, list);
+    };
+  } else if (function == "NewStringUTF") {
+    hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
+      return !isLogLine(text) && fails(env) ? nullptr : real()->NewStringUTF(env, text);
+    };
+  } else {
+    throw std::invalid_argument("no failure for " + function);
+  }
+}
+
+// How many of the local references that a native made it holds, and held at most.
+thread_local int held = 0;
+thread_local int most = 0;
+
+template <class Reference>
+Reference counted(Reference reference) {
+  if (reference != nullptr) most = std::max(most, ++held);
+  return reference;
+}
+
+void countReferences(HookedEnv& hook) {
+  held = most = 0;
+  hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
+    return counted(real()->CallObjectMethodV(env, object, method, list));
+  };
+  hook.table.GetObjectArrayElement = [](JNIEnv* env, jobjectArray array, jsize index) {
+    return counted(real()->GetObjectArrayElement(env, array, index));
+  };
+  hook.table.NewByteArray = [](JNIEnv* env, jsize length) {
+    return counted(real()->NewByteArray(env, length));
+  };
+  hook.table.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list list) {
+    return counted(real()->NewObjectV(env, cls, method, list));
+  };
+  hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
+    return counted(real()->NewStringUTF(env, text));
+  };
+  hook.table.DeleteLocalRef = [](JNIEnv* env, jobject reference) {
+    if (reference != nullptr) --held;
+    real()->DeleteLocalRef(env, reference);
+  };
+}
+
+void run(JNIEnv* env, jobject body, jmethodID method) {
+  env->CallVoidMethod(body, method);
+  env->ExceptionCheck();  // what was thrown stays pending; this only tells that it was looked at
+}
+
+jmethodID runMethod(JNIEnv* env) {
+  return env->GetMethodID(env->FindClass("java/lang/Runnable"), "run", "()V");
+}
+
+}  // namespace
+
+JNIEXPORT void JNICALL Java_zolt_test_Failing_run(JNIEnv* env, jclass, jstring javaFunction,
+                                                  jint nth, jobject body) try {
+  std::string function;
+  getString(env, javaFunction, function);
+  jmethodID method = runMethod(env);
+  HookedEnv hook(env);
+  failNth(hook, function, nth);
+  run(env, body, method);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT jint JNICALL Java_zolt_test_Failing_mostReferences(JNIEnv* env, jclass, jobject body) {
+  jmethodID method = runMethod(env);
+  HookedEnv hook(env);
+  countReferences(hook);
+  run(env, body, method);
+  return most;
+}
