@@ -28,6 +28,13 @@ class PendingException {
     if (set_ != nullptr) env_->ExceptionClear();
   }
 
+  /// What became pending since stays, and what was set aside is forgotten.
+  void yieldToNewer() {
+    if (set_ == nullptr || !env_->ExceptionCheck()) return;
+    env_->DeleteLocalRef(set_);
+    set_ = nullptr;
+  }
+
  private:
   JNIEnv* env_;
   jthrowable set_;
@@ -37,12 +44,13 @@ class PendingException {
 inline constinit std::atomic<bool> loggerHasRaised{false};
 
 /// The scope for JNI calls that a native makes after its log sites: what a log call raised is set
-/// aside. Loggers do not throw in practice, so while none ever has, this costs the test of a flag
-/// and no call into the VM.
+/// aside, and gives way to what these calls raise themselves. Loggers do not throw in practice, so
+/// while none ever has, this costs the test of a flag and no call into the VM.
 class AfterLog : public PendingException {
  public:
   explicit AfterLog(JNIEnv* env)
       : PendingException(env, loggerHasRaised.load(std::memory_order_relaxed)) {}
+  ~AfterLog() { yieldToNewer(); }
 };
 
 }  // namespace zolt
