@@ -4,6 +4,8 @@
 #
 # A warning of -Xcheck:jni leaves the exit status at 0, so the output is searched for them.
 set -u -o pipefail
+# Error texts are the C library's, and Java's file names need a locale that has all characters.
+export LC_ALL=C.UTF-8
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT
 
