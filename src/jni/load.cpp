@@ -1,6 +1,7 @@
 // JNI_OnLoad: what happens once, when System.load brings the library in.
 #include <jni.h>
 
+#include "acl/acl_util.h"
 #include "jni/jni_util.h"
 #include "jni/logger2.h"
 #include "jni/marshal.h"
@@ -42,6 +43,7 @@ JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) try {
   JniUtil::init(env);
   logger2::currentLevel = levelOfJavaLogger(env);
   ZOLT_DEBUG("libzolthadoop initializing");
+  ACLUtil::init();
   rememberReadOnlyBuffers(env);
   return JNI_VERSION;
 } catch (...) {

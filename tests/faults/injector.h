@@ -7,8 +7,47 @@
 
 namespace faults {
 
+// Those of libacl, for which libacl.cpp stands in.
+#define ZOLT_FAULT_LIBACL(X) \
+  X(acl_init)                \
+  X(acl_dup)                 \
+  X(acl_copy_int)            \
+  X(acl_free)                \
+  X(acl_create_entry)        \
+  X(acl_copy_entry)          \
+  X(acl_delete_entry)        \
+  X(acl_get_entry)           \
+  X(acl_valid)               \
+  X(acl_add_perm)            \
+  X(acl_clear_perms)         \
+  X(acl_delete_perm)         \
+  X(acl_get_permset)         \
+  X(acl_set_permset)         \
+  X(acl_calc_mask)           \
+  X(acl_get_qualifier)       \
+  X(acl_set_qualifier)       \
+  X(acl_get_tag_type)        \
+  X(acl_set_tag_type)        \
+  X(acl_get_file)            \
+  X(acl_set_file)            \
+  X(acl_get_fd)              \
+  X(acl_set_fd)              \
+  X(acl_from_text)           \
+  X(acl_to_text)             \
+  X(acl_size)                \
+  X(acl_copy_ext)            \
+  X(acl_entries)             \
+  X(acl_cmp)                 \
+  X(acl_check)               \
+  X(acl_equiv_mode)          \
+  X(acl_get_perm)            \
+  X(acl_from_mode)           \
+  X(acl_to_any_text)         \
+  X(acl_error)
+
 // Every function that can be failed. The order has no meaning.
 #define ZOLT_FAULT_FUNCTIONS(X) \
+  ZOLT_FAULT_LIBACL(X)          \
   X(clock_gettime)              \
   X(closedir)                   \
   X(getxattr)                   \

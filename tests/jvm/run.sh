@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs JUnit in a virtual machine that checks every JNI call. The environment says which: JAVA, LEVEL,
-# LIBRARY, TEST_LIBRARY, FAULTS, LD_LIBRARY_PATH, CLASSPATH. The arguments go to JUnit.
+# LIBRARY, TEST_LIBRARY, FAULTS, LIBACL_PATH (of the libacl that can fail; not for the tools that this
+# script calls), LD_LIBRARY_PATH, CLASSPATH. The arguments go to JUnit.
 #
 # A warning of -Xcheck:jni leaves the exit status at 0, so the output is searched for them.
 set -u -o pipefail
@@ -9,7 +10,7 @@ export LC_ALL=C.UTF-8
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT
 
-LD_PRELOAD=$FAULTS "$JAVA" -Xcheck:jni -Xmx512m -ea \
+LD_PRELOAD=$FAULTS LD_LIBRARY_PATH=$LD_LIBRARY_PATH:$LIBACL_PATH "$JAVA" -Xcheck:jni -Xmx512m -ea \
   -Dzolt.library="$LIBRARY" -Dzolt.test.library="$TEST_LIBRARY" -Dzolt.test.level="$LEVEL" \
   -Djava.library.path=/nowhere \
   org.junit.platform.console.ConsoleLauncher \

@@ -1,0 +1,91 @@
+// ZOLTNative: getAclStatus, setAcl, modifyAclEntries, removeAclEntries, removeDefaultAcl,
+// removeAcl.
+#include <cerrno>
+#include <sstream>
+#include <utility>
+
+#include "acl/file_acl.h"
+#include "jni/errors.h"
+#include "jni/io_exception.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+
+using namespace zolt;
+
+namespace {
+
+bool getPath(JNIEnv* env, jstring javaPath, std::string& path) {
+  if (getString(env, javaPath, path) == 0) return true;
+  handle_error(env, EINVAL, "failed to get path");
+  return false;
+}
+
+// A path that cannot be had ends the call without a word.
+void change(JNIEnv* env, jstring javaPath, jbyteArray javaSpec, AclChange how) {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return;
+  std::string spec;
+  if (const int error = getString(env, javaSpec, spec); error != 0) {
+    if (error == EINVAL) handle_error(env, EINVAL, path);
+    return;
+  }
+  std::istringstream in(std::move(spec));
+  changeAcl(path, in, how);
+}
+
+}  // namespace
+
+JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getAclStatus(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
+  std::string path;
+  if (!getPath(env, javaPath, path)) return nullptr;
+  try {
+    std::ostringstream status;
+    writeAclStatus(path, isDirectory != JNI_FALSE, status);
+    jbyteArray bytes = nullptr;
+    ostringstreamToByteArray(env, status, bytes);
+    return bytes;
+  } catch (const IOException& error) {
+    handle_error(env, error.code(), error.what());
+    return nullptr;
+  }
+} catch (...) {
+  return raised<jbyteArray>();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setAcl(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jbyteArray aclSpec) try {
+  change(env, javaPath, aclSpec, AclChange::SET);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_modifyAclEntries(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jbyteArray aclSpec) try {
+  change(env, javaPath, aclSpec, AclChange::MODIFY);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeAclEntries(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jbyteArray aclSpec) try {
+  change(env, javaPath, aclSpec, AclChange::REMOVE);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeDefaultAcl(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
+  std::string path;
+  if (getPath(env, javaPath, path)) removeDefaultAcl(path, isDirectory != JNI_FALSE);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeAcl(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
+  std::string path;
+  if (getPath(env, javaPath, path)) removeAcl(path, isDirectory != JNI_FALSE);
+} catch (...) {
+  raiseInJava();
+}

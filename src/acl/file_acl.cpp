@@ -1,0 +1,51 @@
+#include "acl/file_acl.h"
+
+#include "acl/acl_stream.h"
+
+namespace zolt {
+
+namespace {
+
+void changeOne(const std::string& path, ACL& spec, AclChange change) {
+  if (change == AclChange::SET) {
+    spec.set_file(path, true);
+    return;
+  }
+  ACL current(path, spec.get_type());
+  if (change == AclChange::MODIFY) {
+    (current + spec).set_file(path, true);
+  } else {
+    (current - spec).set_file(path, false);
+  }
+}
+
+}  // namespace
+
+void writeAclStatus(const std::string& path, bool isDirectory, std::ostream& out) {
+  ACL access(path, ACL_TYPE_ACCESS);
+  ACL byDefault(ACL_TYPE_DEFAULT);
+  if (isDirectory) byDefault.get_file(path);
+  std::vector<ACL*> acls{&access, &byDefault};
+  convert(acls, out);
+}
+
+void changeAcl(const std::string& path, std::istream& spec, AclChange change) {
+  ACLUtil::require();
+  AclVector lists;
+  convert(spec, lists.acls);
+  for (ACL* list : lists.acls) {
+    if (list->begin() != list->end()) changeOne(path, *list, change);
+  }
+}
+
+void removeDefaultAcl(const std::string& path, bool isDirectory) {
+  ACLUtil::require();
+  if (isDirectory) ACL(ACL_TYPE_DEFAULT).set_file(path, false);
+}
+
+void removeAcl(const std::string& path, bool isDirectory) {
+  ACL(path, ACL_TYPE_ACCESS).clear();
+  removeDefaultAcl(path, isDirectory);
+}
+
+}  // namespace zolt

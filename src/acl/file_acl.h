@@ -1,0 +1,33 @@
+// The access control lists of a file: read, replaced, merged, reduced. Specifications and results
+// are byte streams (acl_stream.h); permission checks are those of the thread's identity.
+//
+// Every failure is an IOException, also where there would be nothing to do and libacl is not bound.
+#pragma once
+
+#include <istream>
+#include <ostream>
+#include <string>
+
+namespace zolt {
+
+/// Writes the entries of the access list, then, for a directory, of the default list.
+void writeAclStatus(const std::string& path, bool isDirectory, std::ostream& out);
+
+enum class AclChange {
+  SET,     // the specification becomes the list; a missing base entry stays as it is
+  MODIFY,  // its entries are added to the list, or replace those of the same key
+  REMOVE,  // the entries of its keys leave the list, which is stored as it then is
+};
+
+/// Changes the list of each scope that the specification has, in the order in which the scopes
+/// appear. A failure ends it: what was stored before stays stored. A specification that cannot be
+/// read, or a list that would be invalid, stores nothing.
+void changeAcl(const std::string& path, std::istream& spec, AclChange change);
+
+/// Removes the default list of a directory; of anything else, nothing.
+void removeDefaultAcl(const std::string& path, bool isDirectory);
+
+/// Reduces the access list to its base entries, then removes the default list of a directory.
+void removeAcl(const std::string& path, bool isDirectory);
+
+}  // namespace zolt

@@ -1,0 +1,75 @@
+// A libacl.so.1 that passes every call on to the system's own and fails the ones it is told to.
+// It stands before the system's in the search path of the tests.
+#include <acl/libacl.h>
+#include <sys/acl.h>
+
+#include <cstdlib>
+#include <type_traits>
+
+#include "injector.h"
+
+using faults::Call;
+
+namespace {
+
+void* realSymbol(const char* name) {
+  static void* const library = dlopen(REAL_LIBACL, RTLD_LAZY | RTLD_LOCAL);
+  void* symbol = library != nullptr ? dlsym(library, name) : nullptr;
+  if (symbol == nullptr) abort();
+  return symbol;
+}
+
+// What a failing function answers: null where it answers an object, -1 elsewhere.
+template <class Answer>
+Answer failure() {
+  if constexpr (std::is_pointer_v<Answer>) {
+    return nullptr;
+  } else {
+    return -1;
+  }
+}
+
+}  // namespace
+
+#define FORWARD(answer, name, parameters, arguments)                                  \
+  extern "C" answer name parameters {                                                 \
+    static auto* const real = reinterpret_cast<decltype(&::name)>(realSymbol(#name)); \
+    return faults::fails(Call::name) ? failure<answer>() : real arguments;            \
+  }
+
+FORWARD(acl_t, acl_init, (int count), (count))
+FORWARD(acl_t, acl_dup, (acl_t acl), (acl))
+FORWARD(acl_t, acl_copy_int, (const void* buffer), (buffer))
+FORWARD(int, acl_free, (void* object), (object))
+FORWARD(int, acl_create_entry, (acl_t * acl, acl_entry_t* entry), (acl, entry))
+FORWARD(int, acl_copy_entry, (acl_entry_t to, acl_entry_t from), (to, from))
+FORWARD(int, acl_delete_entry, (acl_t acl, acl_entry_t entry), (acl, entry))
+FORWARD(int, acl_get_entry, (acl_t acl, int which, acl_entry_t* entry), (acl, which, entry))
+FORWARD(int, acl_valid, (acl_t acl), (acl))
+FORWARD(int, acl_add_perm, (acl_permset_t set, acl_perm_t perm), (set, perm))
+FORWARD(int, acl_clear_perms, (acl_permset_t set), (set))
+FORWARD(int, acl_delete_perm, (acl_permset_t set, acl_perm_t perm), (set, perm))
+FORWARD(int, acl_get_permset, (acl_entry_t entry, acl_permset_t* set), (entry, set))
+FORWARD(int, acl_set_permset, (acl_entry_t entry, acl_permset_t set), (entry, set))
+FORWARD(int, acl_calc_mask, (acl_t * acl), (acl))
+FORWARD(void*, acl_get_qualifier, (acl_entry_t entry), (entry))
+FORWARD(int, acl_set_qualifier, (acl_entry_t entry, const void* id), (entry, id))
+FORWARD(int, acl_get_tag_type, (acl_entry_t entry, acl_tag_t* tag), (entry, tag))
+FORWARD(int, acl_set_tag_type, (acl_entry_t entry, acl_tag_t tag), (entry, tag))
+FORWARD(acl_t, acl_get_file, (const char* path, acl_type_t type), (path, type))
+FORWARD(int, acl_set_file, (const char* path, acl_type_t type, acl_t acl), (path, type, acl))
+FORWARD(acl_t, acl_get_fd, (int fd), (fd))
+FORWARD(int, acl_set_fd, (int fd, acl_t acl), (fd, acl))
+FORWARD(acl_t, acl_from_text, (const char* text), (text))
+FORWARD(char*, acl_to_text, (acl_t acl, ssize_t* length), (acl, length))
+FORWARD(ssize_t, acl_size, (acl_t acl), (acl))
+FORWARD(ssize_t, acl_copy_ext, (void* buffer, acl_t acl, ssize_t size), (buffer, acl, size))
+FORWARD(int, acl_entries, (acl_t acl), (acl))
+FORWARD(int, acl_cmp, (acl_t one, acl_t other), (one, other))
+FORWARD(int, acl_check, (acl_t acl, int* last), (acl, last))
+FORWARD(int, acl_equiv_mode, (acl_t acl, mode_t* mode), (acl, mode))
+FORWARD(int, acl_get_perm, (acl_permset_t set, acl_perm_t perm), (set, perm))
+FORWARD(acl_t, acl_from_mode, (mode_t mode), (mode))
+FORWARD(char*, acl_to_any_text, (acl_t acl, const char* prefix, char separator, int options),
+        (acl, prefix, separator, options))
+FORWARD(const char*, acl_error, (int code), (code))
