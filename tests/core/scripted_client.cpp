@@ -76,8 +76,11 @@ ScriptedClient::Answer locations(Locations reply) {
     put(request, 16 + 40, reply.replicas);
     put(request, 16 + 44, reply.blocks);
     put(request, 16 + 48, reply.metaBlockSize);
-    std::memcpy(static_cast<char*>(request) + 16 + 56, reply.words.data(),
-                reply.words.size() * sizeof(int32_t));
+    size_t at = 16 + 56;
+    for (const int32_t word : reply.words) {
+      put(request, at, word);
+      at += sizeof word;
+    }
     return 0;
   };
 }

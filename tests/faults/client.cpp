@@ -59,4 +59,9 @@ int zolt_fcntl(int fd, void* request) {
   return faults::fails(Call::zolt_fcntl) ? -1 : real(fd, request);
 }
 
+int zolt_restripe_file(int fd, void* request) {
+  static auto* real = client<decltype(zolt_restripe_file)>("zolt_restripe_file");
+  return faults::fails(Call::zolt_restripe_file) ? -1 : real(fd, request);
+}
+
 }  // extern "C"

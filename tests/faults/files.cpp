@@ -35,6 +35,11 @@ ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) noexcept {
   return faults::fails(Call::fgetxattr) ? -1 : real(fd, name, value, size);
 }
 
+int fsetxattr(int fd, const char* name, const void* value, size_t size, int flags) noexcept {
+  static auto* real = faults::next<int(int, const char*, const void*, size_t, int)>("fsetxattr");
+  return faults::fails(Call::fsetxattr) ? -1 : real(fd, name, value, size, flags);
+}
+
 ssize_t readlink(const char* path, char* target, size_t size) noexcept {
   static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("readlink");
   return faults::fails(Call::readlink) ? -1 : real(path, target, size);

@@ -13,6 +13,7 @@ namespace faults {
   X(clock_gettime)              \
   X(closedir)                   \
   X(fgetxattr)                  \
+  X(fsetxattr)                  \
   X(getgrgid_r)                 \
   X(getgrnam_r)                 \
   X(getgrouplist)               \
@@ -43,6 +44,7 @@ namespace faults {
   X(utimensat)                  \
   X(zolt_fcntl)                 \
   X(zolt_fstat_x)               \
+  X(zolt_restripe_file)         \
   X(zolt_stat_x)
 
 enum class Call {
