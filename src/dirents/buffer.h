@@ -71,6 +71,21 @@ class Buffer {
     return taken;
   }
 
+  /// Copies n units as they are; std::overflow_error, and nothing done, when they do not fit.
+  Buffer& append(const T* src, unsigned long n) {
+    claim(n);
+    if (n != 0) std::memmove(addr + pos, src, n * sizeof(T));
+    pos += n;
+    return *this;
+  }
+
+  /// Sets every byte from the position to the end, and moves there.
+  Buffer& fillRest(int byte) {
+    if (remaining() != 0) std::memset(addr + pos, byte, remaining() * sizeof(T));
+    pos = capacity;
+    return *this;
+  }
+
   /// Copies n values of type U byte by byte. A write of nothing is std::length_error, one that does
   /// not fit std::overflow_error (counted in bytes), and neither moves or writes anything.
   template <class U>

@@ -46,4 +46,9 @@ void handle_xattr_error(JNIEnv* env, int errnum, const std::string& operation,
   }
 }
 
+void throw_io_exception(JNIEnv* env, const char* text) {
+  env->ExceptionClear();
+  env->ThrowNew(JniUtil::IOException, text);
+}
+
 }  // namespace zolt

@@ -34,4 +34,7 @@ void handle_error(JNIEnv* env, int errnum, const std::string& message);
 void handle_xattr_error(JNIEnv* env, int errnum, const std::string& operation,
                         const std::string& name);
 
+/// Leaves java.io.IOException with exactly this text pending, in place of any earlier one.
+void throw_io_exception(JNIEnv* env, const char* text);
+
 }  // namespace zolt

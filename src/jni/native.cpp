@@ -40,7 +40,7 @@ void translate(JNIEnv* env) {
     throwBufferOverflow(env);
   } catch (const std::logic_error& error) {
     ZOLT_ERROR(error.what());
-    throwNew(env, JniUtil::IOException, error.what());
+    throw_io_exception(env, error.what());
   } catch (const std::bad_alloc&) {
     ZOLT_ERROR("out of memory");
     handle_error(env, ENOMEM, "");

@@ -152,6 +152,39 @@ TEST(IntBuffer, CountsInWords) {
             "Buffer overflow: claim 2 remaining 1");
 }
 
+TEST(IntBuffer, AppendsUnitsAsTheyAre) {
+  std::array<int, 4> memory{9, 9, 9, 9};
+  const std::array<int, 3> words = {1, -2, 3};
+  Buffer<int> out;
+  out.setBuffer(memory.data(), 4);
+  out.append(words.data(), 2).append(words.data(), 0);
+  EXPECT_EQ(out.position(), 2U);
+  EXPECT_EQ(thrown<std::overflow_error>([&] { out.append(words.data(), 3); }),
+            "Buffer overflow: claim 3 remaining 2");
+  EXPECT_EQ(memory, (std::array<int, 4>{1, -2, 9, 9}));
+  EXPECT_EQ(out.position(), 2U);
+}
+
+TEST(IntBuffer, FillsWhatRemains) {
+  std::array<int, 4> memory{};
+  Buffer<int> out;
+  out.setBuffer(memory.data(), 3);
+  out.tryTake(1);
+  out.fillRest(-1);
+  EXPECT_EQ(memory, (std::array<int, 4>{0, -1, -1, 0}));
+  EXPECT_EQ(out.remaining(), 0U);
+  out.fillRest(0);
+  EXPECT_EQ(memory[2], -1);
+}
+
+TEST(IntBuffer, NoMemoryIsFilledAndAppendedNothing) {
+  const int word = 1;
+  Buffer<int> out;
+  out.setBuffer(nullptr, 0);
+  out.append(&word, 0).fillRest(-1);
+  EXPECT_EQ(out.position(), 0U);
+}
+
 TEST(BufferLog, TracesItsMemory) {
   std::array<char, 16> memory{};
   std::ostringstream address;

@@ -14,7 +14,8 @@ extern "C" {
 
 /*
  * From now on, this thread's calls number first..last (from 1) of the named function fail with the
- * errno. Returns 0, or -1 for a function that is not in the table of faults.cpp.
+ * errno. Returns 0, or -1 for a function that is not in the table of injector.h, where
+ * syscall_setgroups is the raw system call and setgroups the C library's function.
  */
 int zolt_fault_arm(const char* function, int first, int last, int error);
 
@@ -38,6 +39,28 @@ void zolt_fault_xattr_names(const char* names, int length);
 
 /* The real-time clock, the only one that can be failed, stands at this time; null: no more. */
 void zolt_fault_realtime(const struct timespec* time);
+
+/*
+ * One more user or group on this thread, whose database record takes that many bytes at least; a
+ * null name: none of them any more.
+ */
+void zolt_fault_user(const char* name, unsigned uid, unsigned gid, unsigned long bytes);
+void zolt_fault_group(const char* name, unsigned gid, unsigned long bytes);
+
+/* sysconf answers this for the sizes of both databases' records; 0: no more. */
+void zolt_fault_entry_size(long size);
+
+/* The size of the buffer that came with this thread's last lookup. */
+unsigned long zolt_fault_last_buffer(void);
+
+/* Every user is in that many groups: the one asked with, then 100001 and on. 0: no more. */
+void zolt_fault_group_count(int count);
+
+/*
+ * The client's attribute records hold this value, of so many bytes, at that offset; size 0: none of
+ * them any more.
+ */
+void zolt_fault_attribute(unsigned offset, unsigned size, unsigned long long value);
 
 #ifdef __cplusplus
 }

@@ -60,4 +60,9 @@ void zolt_fault_clear(void) {
   zolt_fault_directory_size(0);
   zolt_fault_xattr_names(nullptr, 0);
   zolt_fault_realtime(nullptr);
+  zolt_fault_user(nullptr, 0, 0, 0);
+  zolt_fault_group(nullptr, 0, 0);
+  zolt_fault_entry_size(0);
+  zolt_fault_group_count(0);
+  zolt_fault_attribute(0, 0, 0);
 }

@@ -1,0 +1,35 @@
+#include "locations.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zolt_local {
+
+Extent extentOf(const Layout& layout, const Range& range) {
+  const uint64_t step = range.skipFactor != 0 ? range.skipFactor : layout.blockSize;
+  const uint64_t first = range.offset / step;
+  Extent extent{step, first, 0, static_cast<int32_t>(layout.copies)};
+  if (range.offset >= layout.length || range.length == 0) return extent;
+  // Inside the file nothing overflows: its length is below 2^63.
+  const uint64_t length = std::min(range.length, layout.length - range.offset);
+  const uint64_t last = (range.offset + length - 1) / step;
+  const uint64_t room = ZOLT_LOCATION_ENTRIES / layout.copies;
+  extent.blocks = static_cast<int32_t>(std::min(last - first + 1, room));
+  return extent;
+}
+
+void writeWords(const Cluster& cluster, const Layout& layout, const Extent& extent, char* out) {
+  const auto put = [&out](int32_t word) {
+    memcpy(out, &word, sizeof word);
+    out += sizeof word;
+  };
+  for (int32_t i = 0; i < extent.blocks; ++i) {
+    const uint64_t start = (extent.first + static_cast<uint64_t>(i)) * extent.step;
+    for (int32_t copy = 0; copy < extent.copies; ++copy)
+      put(nodeOf(cluster, layout.inode, start / layout.blockSize, static_cast<uint32_t>(copy)));
+    for (int32_t copy = 0; copy < extent.copies; ++copy)
+      put(copy);
+  }
+}
+
+}  // namespace zolt_local

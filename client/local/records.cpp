@@ -1,0 +1,169 @@
+#include "records.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+
+#include "attributes.h"
+#include "kept.h"
+#include "locations.h"
+#include "zolt.h"
+
+namespace zolt_local {
+
+namespace {
+
+int fail(int error) {
+  errno = error;
+  return -1;
+}
+
+// What stands before the entries of a location record is all that is copied of it.
+template <class Record>
+constexpr size_t FIELDS = sizeof(Record);
+template <>
+constexpr size_t FIELDS<zolt_location_record> = offsetof(zolt_location_record, words);
+
+template <class Record>
+void load(Record& record, const char* memory) {
+  memcpy(&record, memory, FIELDS<Record>);
+}
+
+template <class Record>
+void store(const Record& record, char* memory) {
+  memcpy(memory, &record, FIELDS<Record>);
+}
+
+int statRegular(int fd, struct stat& st) {
+  if (fstat(fd, &st) != 0) return -1;
+  return S_ISREG(st.st_mode) ? 0 : fail(EINVAL);
+}
+
+// Replication
+
+bool isAnyGood(const char* /*memory*/) {
+  return true;
+}
+
+int readReplication(int fd, char* memory) {
+  struct stat st;
+  if (statRegular(fd, st) != 0) return -1;
+  zolt_replication_record record;
+  load(record, memory);
+  record.dataReplicas = replicationOf(File(fd), cluster()).wanted;
+  store(record, memory);
+  return 0;
+}
+
+bool isGoodReplication(const char* memory) {
+  zolt_set_replication_record record;
+  load(record, memory);
+  return record.dataReplicas >= 1 && record.dataReplicas <= 255;
+}
+
+int setReplication(int fd, char* memory) {
+  struct stat st;
+  if (statRegular(fd, st) != 0) return -1;
+  zolt_set_replication_record record;
+  load(record, memory);
+  const uint8_t placed = replicationOf(File(fd), cluster()).placed;
+  return writeReplication(fd, {static_cast<uint8_t>(record.dataReplicas), placed});
+}
+
+bool isGoodRestripe(const char* memory) {
+  zolt_restripe_record record;
+  load(record, memory);
+  return record.option == ZOLT_RESTRIPE_OPTION;
+}
+
+int restripe(int fd, char* /*memory*/) {
+  struct stat st;
+  if (statRegular(fd, st) != 0) return -1;
+  const uint8_t wanted = replicationOf(File(fd), cluster()).wanted;
+  return writeReplication(fd, {wanted, wanted});
+}
+
+// Attributes: the block group factor is the one there is.
+
+bool isBgf(const zolt_attribute_record& record) {
+  constexpr char NAME[] = {'z', 'o', 'l', 't', '.', 'B', 'G', 'F'};
+  return record.nameLength == sizeof NAME && memcmp(record.name, NAME, sizeof NAME) == 0 &&
+         record.flags == ZOLT_ATTRIBUTE_FLAGS && record.valueLength >= 1 &&
+         record.valueLength <= sizeof record.value;
+}
+
+bool isGoodAttribute(const char* memory) {
+  zolt_attribute_record record;
+  load(record, memory);
+  return isBgf(record);
+}
+
+int readAttribute(int fd, char* memory) {
+  zolt_attribute_record record;
+  load(record, memory);
+  const ssize_t length = readKept(File(fd), BGF, record.value, record.valueLength);
+  if (length < 0) return -1;
+  record.status = length > 0 ? 0 : ENODATA;
+  store(record, memory);
+  return 0;
+}
+
+int writeAttribute(int fd, char* memory) {
+  zolt_attribute_record record;
+  load(record, memory);
+  if (writeKept(fd, BGF, record.value, record.valueLength) != 0) return -1;
+  record.status = 0;
+  store(record, memory);
+  return 0;
+}
+
+// Locations
+
+bool isGoodLocation(const char* memory) {
+  zolt_location_record record;
+  load(record, memory);
+  return record.flags == 0;
+}
+
+int readLocations(int fd, char* memory) {
+  struct stat st;
+  if (statRegular(fd, st) != 0) return -1;
+  zolt_location_record record;
+  load(record, memory);
+  const Layout layout{st.st_ino, static_cast<uint64_t>(st.st_size),
+                      static_cast<uint64_t>(blockSizeOf(st, cluster())),
+                      std::min(static_cast<uint32_t>(cluster().nodes),
+                               uint32_t{replicationOf(File(fd), cluster()).placed})};
+  const Extent extent = extentOf(layout, {record.offset, record.range, record.skipFactor});
+  record.replicas = extent.copies;
+  record.blocks = extent.blocks;
+  static_assert(sizeof extent.step == sizeof record.metaBlockSizeHalf);
+  memcpy(record.metaBlockSizeHalf, &extent.step, sizeof extent.step);
+  store(record, memory);
+  writeWords(cluster(), layout, extent, memory + offsetof(zolt_location_record, words));
+  return 0;
+}
+
+constexpr Directive FCNTL_DIRECTIVES[] = {
+    {ZOLT_SET_REPLICATION, sizeof(zolt_set_replication_record), isGoodReplication, setReplication},
+    {ZOLT_READ_REPLICATION, sizeof(zolt_replication_record), isAnyGood, readReplication},
+    {ZOLT_READ_LOCATIONS, sizeof(zolt_location_record), isGoodLocation, readLocations},
+    {ZOLT_READ_ATTRIBUTE, sizeof(zolt_attribute_record), isGoodAttribute, readAttribute},
+    {ZOLT_WRITE_ATTRIBUTE, sizeof(zolt_attribute_record), isGoodAttribute, writeAttribute},
+};
+
+}  // namespace
+
+const Directive RESTRIPE_DIRECTIVE = {ZOLT_RESTRIPE, sizeof(zolt_restripe_record), isGoodRestripe,
+                                      restripe};
+
+const Directive* fcntlDirective(uint32_t type) {
+  const auto* found = std::find_if(std::begin(FCNTL_DIRECTIVES), std::end(FCNTL_DIRECTIVES),
+                                   [type](const Directive& each) { return each.type == type; });
+  return found != std::end(FCNTL_DIRECTIVES) ? found : nullptr;
+}
+
+}  // namespace zolt_local

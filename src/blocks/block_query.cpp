@@ -1,0 +1,181 @@
+#include "blocks/block_query.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "blocks/directives.h"
+#include "blocks/location_walk.h"
+#include "blocks/node_counts.h"
+#include "jni/settings.h"
+
+namespace zolt {
+
+namespace {
+
+int fail(int error) {
+  errno = error;
+  return -1;
+}
+
+int getSizesOnly(int fd, locationplus& loc, Buffer<int>& out) {
+  const int result = getBlkBGF(fd, loc);
+  loc.nreplica = std::max(static_cast<uint32_t>(defaultReplication), loc.nreplica);
+  out.fillRest(-1);
+  return result;
+}
+
+using LocationQuery = int (*)(int fd, locationplus& loc, Buffer<int>& out);
+
+int getHdfsBlocks(int fd, locationplus& loc, Buffer<int>& out, LocationQuery query) {
+  const int result = getBlkBGF(fd, loc);
+  return result == 0 && loc.length != 0 ? query(fd, loc, out) : result;
+}
+
+int getBlocks(int fd, StorageType type, locationplus& loc, Buffer<int>& out) {
+  switch (type) {
+    case FS_BLOCKS:
+      loc.blocksize = 0;
+      return getBlkLocation(fd, loc, out);
+    case SIZES_ONLY:
+      return getSizesOnly(fd, loc, out);
+    case HDFS_BLOCKS:
+      return getHdfsBlocks(fd, loc, out, getBlkLocation);
+    case RANKED_NODES:
+      return getHdfsBlocks(fd, loc, out, getBlkLocation_sort);
+  }
+  ZOLT_ERROR("Unknown storage type " << type);
+  return 0;
+}
+
+}  // namespace
+
+int getBlkBGF(int fd, location& loc) {
+  if (fd < 0) return fail(EBADF);
+  const uint64_t fsblk = loc.blocksize;
+  loc.nblock = 0;
+  loc.nreplica = 1;
+  loc.blocksize = 0;
+  if (fsblk == 0) return fail(EINVAL);
+
+  BgfRequest request{headerFor<BgfRequest>(), {}, readBgfRecord()};
+  request.replication.length = sizeof request.replication;
+  request.replication.type = ZOLT_READ_REPLICATION;
+  if (zolt_fcntl(fd, &request) < 0) return -1;
+
+  if (request.attribute.status != 0) {
+    loc.blocksize = defaultBlockSize;
+    ZOLT_DEBUG("bgf is not set, uses default block size: " << loc.blocksize);
+  } else {
+    const int bgf = bgfIn(request.attribute);
+    ZOLT_DEBUG("bgf: " << bgf);
+    loc.blocksize = static_cast<uint64_t>(int64_t{bgf}) * fsblk;
+  }
+  if (const uint64_t excess = loc.blocksize % fsblk; excess != 0) {
+    loc.blocksize += fsblk - excess;
+    ZOLT_DEBUG("fs blocksize " << fsblk << " returns aligned blocksize " << loc.blocksize);
+  }
+  loc.nreplica = request.replication.dataReplicas;
+  return 0;
+}
+
+int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
+  loc.nblock = 0;
+  loc.nreplica = 0;
+  if (fd < 0) return fail(EBADF);
+
+  LocationWalk walk(fd, loc.filelen, loc.offset, loc.length);
+  if (loc.blocksize != 0) walk.align(loc.blocksize);
+  walk.coverOffset();
+  uint32_t blocks = 0;
+  do {
+    if (!walk.read()) return -1;
+    const int64_t metaBlockSize = walk.metaBlockSize();
+    if (walk.skip() == 0) {
+      if (metaBlockSize < 1) return fail(EIO);
+      loc.blocksize = static_cast<uint64_t>(metaBlockSize);
+      walk.align(loc.blocksize);
+    } else if (walk.skip() != static_cast<uint64_t>(metaBlockSize)) {
+      ZOLT_DEBUG("skipfactor(" << walk.skip() << ") != metaBlockSize(" << metaBlockSize << ")");
+    }
+    walk.logReply();
+    const auto replies =
+        static_cast<unsigned long>(walk.replicas()) * static_cast<unsigned long>(walk.blocks());
+    out.append(walk.words(), 2 * replies);
+    blocks += static_cast<uint32_t>(walk.blocks());
+  } while (walk.advance());
+  loc.nblock = blocks;
+  loc.nreplica = static_cast<uint32_t>(walk.replicas());
+  return 0;
+}
+
+int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
+  const uint64_t skip = loc.blksize;
+  if (skip == 0) return fail(EINVAL);
+  if (loc.blocksize == 0) {
+    ZOLT_WARN("input blocksize=" << loc.blocksize << " fs blksize=" << skip
+                                 << " inode=" << loc.inode);
+    return fail(EINVAL);
+  }
+  loc.nblock = 0;
+  loc.nreplica = 0;
+  loc.blocksize -= loc.blocksize % skip;
+  const uint64_t group = loc.blocksize / skip;
+  if (group == 0) return fail(EINVAL);
+  if (fd < 0) return fail(EBADF);
+
+  LocationWalk walk(fd, loc.filelen, loc.offset, loc.length);
+  walk.align(skip);
+  NodeCounts nodes;
+  uint32_t emitted = 0;
+  do {
+    if (!walk.read()) return -1;
+    walk.logReply();
+    // Every reply begins a group of its own, but what the last one left uncounted is carried into
+    // it: a reply that ends inside a group shifts the groups of the next.
+    uint64_t left = group;
+    const int32_t* words = walk.words();
+    for (int32_t block = 0; block < walk.blocks(); ++block) {
+      nodes.add(words, walk.replicas());
+      words += 2 * std::ptrdiff_t{walk.replicas()};
+      if (--left != 0) continue;
+      nodes.emit(walk.replicas(), out);
+      ++emitted;
+      left = group;
+    }
+  } while (walk.advance());
+  if (!nodes.empty()) {
+    nodes.emit(walk.replicas(), out);
+    ++emitted;
+  }
+  loc.nreplica = static_cast<uint32_t>(walk.replicas());
+  loc.nblock = emitted;
+  ZOLT_DEBUG("inode=" << loc.inode << " fs blksize=" << skip << " hdfs blksize=" << loc.blocksize
+                      << " group blknum=" << group << " blknum=" << loc.nblock);
+  return 0;
+}
+
+int getBlkLocationInt(int fd, StorageType type, locationplus& loc, Buffer<int>& out) {
+  const uint64_t room = loc.offset < loc.filelen ? loc.filelen - loc.offset : 0;
+  loc.length = std::min(loc.length, room);
+  loc.nblock = 0;
+  loc.nreplica = 0;
+  loc.blocksize = loc.blksize;
+  if (!loc.isRegular) return 0;
+
+  const int result = getBlocks(fd, type, loc, out);
+  if (result != 0) {
+    const int error = errno;
+    ZOLT_ERROR("failed to get extended stat for " << fd);
+    return error != 0 ? error : EIO;
+  }
+  if (loc.nblock == 0 && loc.filelen != 0) {
+    ZOLT_DEBUG("No location map returned. ret="
+               << result << ", StorageType=" << type << ", inode=" << loc.inode
+               << ", block.offset=" << loc.offset << ", block.length=" << loc.length
+               << ", block.blocksize=" << loc.blocksize << ", block.nreplica=" << loc.nreplica
+               << ", block.nblock=" << loc.nblock);
+  }
+  return 0;
+}
+
+}  // namespace zolt

@@ -1,0 +1,52 @@
+// ZOLTNative: getBlockLocationsNative, setReplication, setBGF.
+#include "blocks/block_locations.h"
+#include "blocks/placement.h"
+#include "jni/errors.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+
+using namespace zolt;
+
+namespace {
+
+std::optional<LentMemory> lent(JNIEnv* env, jobject buffer) {
+  if (buffer == nullptr) return std::nullopt;
+  const DirectBuffer memory = directBuffer(env, buffer);
+  return LentMemory{memory.address, memory.capacity};
+}
+
+}  // namespace
+
+JNIEXPORT void JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getBlockLocationsNative(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jint storageType, jboolean followLink,
+    jlong offset, jlong length, jobject status, jobject locations) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return;
+  const int error =
+      getBlockLocations(path, static_cast<StorageType>(storageType), followLink != JNI_FALSE,
+                        offset, length, lent(env, status), lent(env, locations));
+  if (error != 0) handle_error(env, error, path);
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setReplication(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jshort replication, jboolean restripe) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
+  setReplication(path, replication, restripe != JNI_FALSE);
+  return JNI_TRUE;
+} catch (...) {
+  return raised<jboolean>();
+}
+
+JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setBGF(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jint bgf) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
+  setBGF(path, bgf);
+  return JNI_TRUE;
+} catch (...) {
+  return raised<jboolean>();
+}

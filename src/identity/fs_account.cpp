@@ -1,0 +1,121 @@
+#include "identity/fs_account.h"
+
+#include <sys/fsuid.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <new>
+
+#include "identity/groups.h"
+#include "identity/names.h"
+#include "jni/io_exception.h"
+#include "jni/logger2.h"
+#include "jni/settings.h"
+
+namespace zolt {
+
+uint32_t FSAccount::daemonUid = geteuid();
+uint32_t FSAccount::daemonGid = getegid();
+
+namespace {
+
+constexpr uint32_t REFUSED = 0xffffffff;  // what setfsuid(2) and setfsgid(2) answer as -1
+constexpr const char* NOBODY = "nobody";
+
+struct Ids {
+  uint32_t uid = NO_ID;
+  uint32_t gid = NO_ID;
+};
+
+// A lookup that fails in silence must not leave the thread with the service's rights.
+Ids idsOf(const std::string& user) {
+  Ids ids;
+  username_to_uidgid(user, ids.uid, ids.gid);
+  if (ids.uid == NO_ID) {
+    const std::string message = "No ids for user \"" + user + "\"";
+    ZOLT_WARN(message);
+    throw IOException(message, EINVAL);
+  }
+  return ids;
+}
+
+Ids idsOfOrNobody(const std::string& user) {
+  try {
+    return idsOf(user);
+  } catch (const IOException&) {
+    ZOLT_WARN("Unable to map username: " << user << " to uid. Try nobody");
+  }
+  return idsOf(NOBODY);
+}
+
+std::string superuserName() {
+  std::string name;
+  try {
+    uid_to_usrname(0, name);
+  } catch (const IOException&) {
+    ZOLT_WARN("Unable to map uid: " << 0 << " to username. Try nobody");
+    name = NOBODY;
+  }
+  return name;
+}
+
+}  // namespace
+
+FSAccount::FSAccount(const std::string& user) {
+  if (alwaysSuper) return;
+  const Ids ids = idsOfOrNobody(user);
+  if (ids.gid != daemonGid) setgroups(user.c_str(), ids.gid);
+  setfsid(ids.uid, ids.gid);
+}
+
+FSAccount::FSAccount(Superuser) {
+  if (alwaysSuper) return;
+  if (daemonGid != 0) setgroups(superuserName().c_str(), 0);
+  setfsid(0, 0);
+}
+
+FSAccount::~FSAccount() {
+  const ErrnoKeeper keeper;
+  try {
+    restore();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): setfsid has warned, and no scope can do more
+  }
+}
+
+void FSAccount::setfsid(uint32_t uid, uint32_t gid) {
+  savedFsuid_ = static_cast<uint32_t>(setfsuid(uid));
+  if (savedFsuid_ == REFUSED) {
+    const int error = errno;
+    const std::string message =
+        "setfsuid error: " + std::to_string(savedFsuid_) + " -> " + std::to_string(uid);
+    ZOLT_WARN(message);
+    throw IOException(message, error);
+  }
+  savedFsgid_ = static_cast<uint32_t>(setfsgid(gid));
+  if (savedFsgid_ == REFUSED) {
+    const int error = errno;
+    savedFsuid_ = static_cast<uint32_t>(setfsuid(savedFsuid_));
+    const std::string message =
+        "setfsgid error: " + std::to_string(savedFsgid_) + " -> " + std::to_string(gid);
+    ZOLT_WARN(message);
+    throw IOException(message, error);
+  }
+  ZOLT_DEBUG("@" << this << " (" << savedFsuid_ << ", " << savedFsgid_ << ") => (" << uid << ", "
+                 << gid << ")");
+}
+
+void FSAccount::end(FSAccount* account) {
+  // The destructor would restore a second time.
+  struct FreeOnly {
+    void operator()(FSAccount* memory) const noexcept { ::operator delete(memory); }
+  };
+  const std::unique_ptr<FSAccount, FreeOnly> owner(account);
+  owner->restore();
+}
+
+void FSAccount::restore() {
+  if (!alwaysSuper) setfsid(savedFsuid_, savedFsgid_);
+}
+
+}  // namespace zolt

@@ -1,0 +1,36 @@
+#include "status/links.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "jni/logger2.h"
+
+namespace zolt {
+
+int readTarget(const std::string& path, int length, TargetBuffer& target) {
+  // readlink(2) refuses a buffer of size 0, so one byte is read at least, and cut.
+  const int room = std::clamp(length, 1, static_cast<int>(target.size()));
+  const ssize_t count =
+      length < 0 ? -1 : readlink(path.c_str(), target.data(), static_cast<size_t>(room));
+  if (count < 0) {
+    const int error = length < 0 ? EINVAL : errno;
+    ZOLT_WARN("Invalid link target for " << path);
+    return -error;
+  }
+  return std::min(static_cast<int>(count), length);
+}
+
+std::string getLinkTarget(const char* path, int length) {
+  TargetBuffer target;
+  // One byte more than expected, so that a longer target shows.
+  const size_t room = std::min(static_cast<size_t>(std::max(length, 0)) + 1, target.size());
+  if (path != nullptr && length >= 0 && readlink(path, target.data(), room) == length) {
+    return {target.data(), static_cast<size_t>(length)};
+  }
+  ZOLT_ERROR("Invalid link target for " << orNull(path));
+  return {};
+}
+
+}  // namespace zolt

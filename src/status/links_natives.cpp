@@ -1,0 +1,25 @@
+// ZOLTNative: getLinkTargetNative.
+#include "jni/errors.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+#include "status/links.h"
+
+using namespace zolt;
+
+JNIEXPORT jbyteArray JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getLinkTargetNative(JNIEnv* env,
+                                                                           jclass /*cls*/,
+                                                                           jstring javaPath,
+                                                                           jint length) try {
+  std::string path;
+  if (getString(env, javaPath, path) != 0) return nullptr;
+  TargetBuffer target;
+  const int count = readTarget(path, length, target);
+  if (count < 0) {
+    handle_error(env, -count, "");
+    return nullptr;
+  }
+  return convertChar2byteArray(env, count, target.data());
+} catch (...) {
+  return raised<jbyteArray>();
+}

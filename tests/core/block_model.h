@@ -1,0 +1,75 @@
+// A random file system for the property test, and the rules of the block queries written down once
+// more, as plainly as they can be: one function a query, vectors and maps, nothing shared.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "blocks/block_query.h"
+#include "scripted_client.h"
+
+namespace zolt::test {
+
+/// What a client answers, drawn from a seed: the same seed gives the same answers.
+class RandomFileSystem {
+ public:
+  explicit RandomFileSystem(uint64_t seed);
+
+  struct Placement {
+    int error;
+    int32_t status;
+    int32_t bgf;
+    uint32_t replicas;
+  };
+  Placement placement() const { return placement_; }
+
+  struct Reply {
+    int error;
+    Locations locations;
+  };
+  /// The reply of the next round.
+  Reply next(uint64_t skip, uint64_t length);
+
+  uint64_t blockSize() const { return blockSize_; }
+
+ private:
+  uint64_t draw(uint64_t below) { return random_() % below; }
+  bool oneIn(uint64_t chances) { return draw(chances) == 0; }
+
+  std::mt19937_64 random_;
+  uint64_t blockSize_;
+  int32_t nodes_;
+  int32_t replicas_;
+  int32_t blocksPerReply_;
+  bool faulty_;
+  Placement placement_;
+};
+
+/// A query and all that shall come of it.
+struct Question {
+  uint64_t seed;
+  StorageType type;
+  locationplus loc;
+  size_t words;
+};
+struct Outcome {
+  int result = 0;
+  std::string overflow;
+  uint64_t length = 0;
+  uint64_t blocksize = 0;
+  uint32_t nblock = 0;
+  uint32_t nreplica = 0;
+  std::vector<int> memory;
+  std::vector<std::vector<uint64_t>> asked;  // offset, skip factor and length of each round
+  bool operator==(const Outcome&) const = default;
+};
+
+Question randomQuestion(uint64_t seed);
+
+/// By the plain rules.
+Outcome expectedOf(const Question& question);
+
+}  // namespace zolt::test

@@ -1,0 +1,103 @@
+// Thousands of random file systems and questions: the library and the plain rules agree on every
+// word, every size, every request and every error.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "block_model.h"
+#include "jni/settings.h"
+
+namespace zolt {
+namespace {
+
+using namespace test;
+
+// The random file system as the library's client.
+void answerFrom(ScriptedClient& client, RandomFileSystem& fs) {
+  client.otherwise([&fs](void* request) {
+    std::array<uint64_t, 3> range{};  // offset, skip factor, length
+    uint32_t length = 0;
+    std::memcpy(&length, request, sizeof length);
+    if (length == 104) {
+      const auto placed = fs.placement();
+      if (placed.error != 0) return failing(-1, placed.error)(request);
+      return placement(placed.replicas, placed.status, static_cast<uint32_t>(placed.bgf))(request);
+    }
+    std::memcpy(range.data(), static_cast<char*>(request) + 24, sizeof range);
+    const auto reply = fs.next(range[1], range[2]);
+    if (reply.error != 0) return failing(-1, reply.error)(request);
+    return locations(reply.locations)(request);
+  });
+}
+
+Outcome outcomeOf(const Question& question) {
+  RandomFileSystem fs(question.seed);
+  ScriptedClient client;
+  answerFrom(client, fs);
+  Outcome outcome;
+  outcome.memory.assign(question.words, 0x55555555);
+  Buffer<int> out;
+  out.setBuffer(outcome.memory.data(), outcome.memory.size());
+  locationplus loc = question.loc;
+  try {
+    outcome.result = getBlkLocationInt(3, question.type, loc, out);
+  } catch (const std::overflow_error& error) {
+    outcome.overflow = error.what();
+  }
+  outcome.length = loc.length;
+  outcome.blocksize = loc.blocksize;
+  outcome.nblock = loc.nblock;
+  outcome.nreplica = loc.nreplica;
+  for (const auto& call : client.calls()) {
+    if (call.request.size() != 64584) continue;
+    std::vector<uint64_t> range(3);
+    std::memcpy(range.data(), call.request.data() + 24, 24);
+    outcome.asked.push_back(range);
+  }
+  return outcome;
+}
+
+std::string shown(const Outcome& outcome) {
+  std::ostringstream text;
+  text << "result " << outcome.result << " " << outcome.overflow << " length " << outcome.length
+       << " blocksize " << outcome.blocksize << " nblock " << outcome.nblock << " nreplica "
+       << outcome.nreplica << "\nasked";
+  for (const auto& range : outcome.asked)
+    text << " " << range[0] << "," << range[1] << "," << range[2];
+  text << "\nwords";
+  for (size_t i = 0; i < outcome.memory.size() && i < 200; ++i)
+    text << " " << outcome.memory[i];
+  return text.str();
+}
+
+TEST(BlockProperty, TheLibraryAndThePlainRulesAgree) {
+  std::set<std::string> met;  // so that the models cannot silently become harmless
+  for (uint64_t seed = 1; seed <= 20000; ++seed) {
+    const Question question = randomQuestion(seed);
+    const Outcome expected = expectedOf(question);
+    const Outcome found = outcomeOf(question);
+    ASSERT_EQ(found, expected) << "seed " << seed << " type " << question.type << " offset "
+                               << question.loc.offset << "\nfound " << shown(found) << "\nexpected "
+                               << shown(expected);
+    const std::string type = std::to_string(question.type);
+    met.insert("result " + std::to_string(found.result));
+    if (!found.overflow.empty()) met.insert("overflow of type " + type);
+    if (found.asked.size() > 3) met.insert("many rounds of type " + type);
+    if (found.nblock > 10) met.insert("many blocks of type " + type);
+  }
+  for (const char* thing :
+       {"result 0", "result 5", "result 22", "result 116", "result 121", "overflow of type 0",
+        "overflow of type 2", "overflow of type 3", "many rounds of type 0",
+        "many rounds of type 2", "many rounds of type 3", "many blocks of type 0",
+        "many blocks of type 2", "many blocks of type 3"}) {
+    EXPECT_TRUE(met.contains(thing)) << thing;
+  }
+  defaultBlockSize = 0;
+  defaultReplication = 1;
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,110 @@
+// The stage of the block queries' tests: a scripted client, a range, and words to write to.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "blocks/block_query.h"
+#include "jni/settings.h"
+#include "scripted_client.h"
+
+namespace zolt::test {
+
+inline constexpr uint64_t MIB = 1 << 20;
+inline constexpr int UNTOUCHED = 0x55555555;
+
+// `blocks` blocks with the same entry words; the counts follow from them.
+inline Locations same(int32_t blocks, const std::vector<int32_t>& entry, int64_t metaBlockSize) {
+  Locations reply{static_cast<int32_t>(entry.size() / 2), blocks, metaBlockSize, {}};
+  for (int32_t i = 0; i < blocks; ++i)
+    reply.words.insert(reply.words.end(), entry.begin(), entry.end());
+  return reply;
+}
+
+// A reply of the given blocks, each a list of nodes; the second words count up from 100.
+inline Locations blocksOn(const std::vector<std::vector<int32_t>>& blocks, int64_t metaBlockSize) {
+  Locations reply{static_cast<int32_t>(blocks.empty() ? 0 : blocks[0].size()),
+                  static_cast<int32_t>(blocks.size()),
+                  metaBlockSize,
+                  {}};
+  int32_t second = 100;
+  for (const auto& nodes : blocks) {
+    reply.words.insert(reply.words.end(), nodes.begin(), nodes.end());
+    for (size_t i = 0; i < nodes.size(); ++i)
+      reply.words.push_back(second++);
+  }
+  return reply;
+}
+
+struct BlockQueryTest : ::testing::Test {
+  BlockQueryTest() {
+    loc.blksize = MIB;
+    loc.blocksize = MIB;
+    loc.filelen = 10 * MIB;
+    loc.length = loc.filelen;
+    loc.inode = 4711;
+    loc.isRegular = true;
+    wrap(64);
+  }
+  ~BlockQueryTest() override {
+    defaultBlockSize = 0;
+    defaultReplication = 1;
+  }
+
+  void wrap(size_t words) {
+    memory.assign(words, UNTOUCHED);
+    out.setBuffer(memory.data(), words);
+  }
+
+  void reply(const Locations& answer) { client.next(locations(answer)); }
+
+  // What was written, with everything after it checked to be untouched.
+  std::vector<int> written() {
+    const auto end = static_cast<std::ptrdiff_t>(out.position());
+    for (auto rest = memory.begin() + end; rest != memory.end(); ++rest)
+      EXPECT_EQ(*rest, UNTOUCHED);
+    return {memory.begin(), memory.begin() + end};
+  }
+
+  struct Asked {
+    uint64_t offset;
+    uint64_t skip;
+    uint64_t length;
+    bool operator==(const Asked&) const = default;
+  };
+  // The location requests.
+  std::vector<Asked> asked() {
+    std::vector<Asked> ranges;
+    for (const auto& call : client.calls()) {
+      if (call.request.size() != 64584) continue;
+      Asked range{};
+      std::memcpy(&range, call.request.data() + 24, sizeof range);
+      ranges.push_back(range);
+    }
+    return ranges;
+  }
+
+  std::string overflowOf(int (*query)(int, locationplus&, Buffer<int>&)) {
+    try {
+      query(3, loc, out);
+    } catch (const std::overflow_error& error) {
+      return error.what();
+    }
+    return "nothing thrown";
+  }
+
+  ScriptedClient client;
+  locationplus loc{};
+  std::vector<int> memory;
+  Buffer<int> out;
+};
+
+inline std::ostream& operator<<(std::ostream& text, const BlockQueryTest::Asked& range) {
+  return text << "{" << range.offset << " " << range.skip << " " << range.length << "}";
+}
+
+}  // namespace zolt::test

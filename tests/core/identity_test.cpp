@@ -1,0 +1,484 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <latch>
+
+#include "faults.h"
+#include "identity/fs_account.h"
+#include "identity/groups.h"
+#include "jni/io_exception.h"
+#include "jni/settings.h"
+#include "log_capture.h"
+#include "temp_dir.h"
+#include "thread_identity.h"
+
+namespace zolt {
+namespace {
+
+using test::identity;
+using test::identityOf;
+using test::LogCapture;
+using test::onThread;
+using test::TempDir;
+using test::ThreadIdentity;
+
+constexpr uint32_t NOBODY = 65534;
+
+// The users of these tests are the fault library's, so that they are the same everywhere.
+class IdentityTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    zolt_fault_clear();
+    daemonUid_ = FSAccount::daemonUid;
+    daemonGid_ = FSAccount::daemonGid;
+  }
+  void TearDown() override {
+    zolt_fault_clear();
+    alwaysSuper = false;
+    FSAccount::daemonUid = daemonUid_;
+    FSAccount::daemonGid = daemonGid_;
+  }
+
+  // On a thread that has accounts of its own: alice of a group of hers, service of the daemon's.
+  static void withAccounts(const std::function<void()>& body) {
+    onThread([&] {
+      zolt_fault_user("alice", 70001, 70002, 0);
+      zolt_fault_user("service", 70003, FSAccount::daemonGid, 0);
+      body();
+    });
+  }
+
+  static std::string setfsidLine(const void* account, const std::string& change) {
+    return joined("", "@", account, " ", change);
+  }
+
+  template <class Body>
+  static void expectIOException(const std::string& message, int code, const Body& body) {
+    try {
+      body();
+      ADD_FAILURE() << "no exception for " << message;
+    } catch (const IOException& error) {
+      EXPECT_EQ(message, error.what());
+      EXPECT_EQ(code, error.code());
+    }
+  }
+
+ private:
+  uint32_t daemonUid_ = 0;
+  uint32_t daemonGid_ = 0;
+};
+
+TEST_F(IdentityTest, TheDaemonIsTheProcessAsItWasLoaded) {
+  EXPECT_EQ(geteuid(), FSAccount::daemonUid);
+  EXPECT_EQ(getegid(), FSAccount::daemonGid);
+}
+
+TEST_F(IdentityTest, AnAccountSwitchesAndRestores) {
+  withAccounts([] {
+    const ThreadIdentity before = identity();
+    {
+      const LogCapture log;
+      const FSAccount account("alice");
+      EXPECT_EQ((ThreadIdentity{70001, 70002, {70002}}), identity());
+      EXPECT_EQ((std::vector<std::string>{"setgroups: 70002",
+                                          setfsidLine(&account, "(0, 0) => (70001, 70002)")}),
+                log.bodies(LOG_DEBUG));
+    }
+    EXPECT_EQ((ThreadIdentity{before.fsuid, before.fsgid, {70002}}), identity())
+        << "the groups stay";
+  });
+}
+
+TEST_F(IdentityTest, TheRestoreIsLoggedAsASwitchBack) {
+  withAccounts([] {
+    std::string line;
+    const LogCapture log;
+    {
+      const FSAccount account("alice");
+      line = setfsidLine(&account, "(70001, 70002) => (0, 0)");
+    }
+    EXPECT_EQ(line, log.bodies(LOG_DEBUG).back());
+  });
+}
+
+TEST_F(IdentityTest, SwitchesNest) {
+  withAccounts([] {
+    zolt_fault_user("bob", 70011, 70012, 0);
+    const FSAccount outer("alice");
+    {
+      const FSAccount inner("bob");
+      EXPECT_EQ((ThreadIdentity{70011, 70012, {70012}}), identity());
+    }
+    EXPECT_EQ((ThreadIdentity{70001, 70002, {70012}}), identity());
+  });
+}
+
+TEST_F(IdentityTest, TheFileSystemJudgesByTheSwitchedIdentity) {
+  const TempDir dir;
+  const std::string file = dir.file("secret", "x");
+  ASSERT_EQ(0, chmod(file.c_str(), 0600));
+  withAccounts([&] {
+    const FSAccount account("alice");
+    EXPECT_EQ(-1, open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(EACCES, errno);
+  });
+}
+
+TEST_F(IdentityTest, TheUserIsSwitchedBeforeTheGroup) {
+  withAccounts([] {
+    zolt_fault_arm("setfsuid", 1, 1, EPERM);
+    zolt_fault_arm("setfsgid", 0, 0, 0);
+    EXPECT_THROW(const FSAccount account("alice"), IOException);
+    EXPECT_EQ(0, zolt_fault_calls("setfsgid"));
+  });
+}
+
+TEST_F(IdentityTest, AGroupOfTheDaemonsLeavesTheGroupsAlone) {
+  withAccounts([] {
+    setgroups("alice", 70002);
+    zolt_fault_arm("syscall_setgroups", 0, 0, 0);
+    const FSAccount account("service");
+    EXPECT_EQ(0, zolt_fault_calls("syscall_setgroups"));
+    EXPECT_EQ((ThreadIdentity{70003, FSAccount::daemonGid, {70002}}), identity());
+  });
+}
+
+TEST_F(IdentityTest, AnUnknownUserGetsTheIdsOfNobodyAndTheGroupsOfTheNameGiven) {
+  onThread([] {
+    const LogCapture log;
+    const FSAccount account("no such user");
+    EXPECT_EQ((ThreadIdentity{NOBODY, NOBODY, {NOBODY}}), identity());
+    EXPECT_EQ((std::vector<std::string>{
+                  "Unknown user \"no such user\", create the user on all kolvane nodes with the "
+                  "same uid and try it again!",
+                  "Unable to map username: no such user to uid. Try nobody"}),
+              log.bodies(LOG_WARN));
+  });
+  onThread([] {
+    const LogCapture log;
+    zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
+    expectIOException("SYS_setgroups error for user=no such user gid:65534", EPERM,
+                      [] { const FSAccount account("no such user"); });
+  });
+}
+
+TEST_F(IdentityTest, WithoutNobodyTheUnknownUserIsAnError) {
+  onThread([] {
+    const ThreadIdentity before = identity();
+    zolt_fault_arm("getpwnam_r", 1, 2, EIO);
+    expectIOException(
+        "getpwnam_r() failed: Unknown user \"nobody\", create the user on all kolvane nodes with "
+        "the same uid and try it again!",
+        EIO, [] { const FSAccount account("root"); });
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, ALookupThatFailsInSilenceGivesNobodysRightsAndNeverTheDaemons) {
+  onThread([] {
+    const LogCapture log;
+    zolt_fault_arm("getpwnam_r", 1, 1, 0);
+    const FSAccount account("root");
+    EXPECT_EQ(NOBODY, identity().fsuid);
+    EXPECT_TRUE(log.has(LOG_WARN, "Unable to map username: root to uid. Try nobody"));
+  });
+  onThread([] {
+    const ThreadIdentity before = identity();
+    zolt_fault_arm("getpwnam_r", 1, 2, 0);
+    expectIOException("No ids for user \"nobody\"", EINVAL,
+                      [] { const FSAccount account("root"); });
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, RefusedGroupsLeaveTheIdsAsTheyWere) {
+  withAccounts([] {
+    const ThreadIdentity before = identity();
+    const LogCapture log;
+    zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
+    const std::string message = "SYS_setgroups error for user=alice gid:70002";
+    expectIOException(message, EPERM, [] { const FSAccount account("alice"); });
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, ARefusedUserChangesNothing) {
+  withAccounts([] {
+    const ThreadIdentity before = identity();
+    const LogCapture log;
+    zolt_fault_arm("setfsuid", 1, 1, EAGAIN);
+    const std::string message = "setfsuid error: 4294967295 -> 70001";
+    expectIOException(message, EAGAIN, [] { const FSAccount account("alice"); });
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    EXPECT_EQ(before.fsuid, identity().fsuid);
+    EXPECT_EQ(before.fsgid, identity().fsgid);
+  });
+}
+
+TEST_F(IdentityTest, ARefusedGroupSwitchesTheUserBack) {
+  withAccounts([] {
+    const ThreadIdentity before = identity();
+    const LogCapture log;
+    zolt_fault_arm("setfsgid", 1, 1, EAGAIN);
+    const std::string message = "setfsgid error: 4294967295 -> 70002";
+    expectIOException(message, EAGAIN, [] { const FSAccount account("alice"); });
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    EXPECT_EQ(before.fsuid, identity().fsuid);
+    EXPECT_EQ(before.fsgid, identity().fsgid);
+  });
+}
+
+TEST_F(IdentityTest, AfterARefusedGroupTheObjectHoldsTheUserThatHadJustBeenSet) {
+  withAccounts([] {
+    {
+      FSAccount account("alice");
+      zolt_fault_arm("setfsgid", 1, 1, EAGAIN);
+      EXPECT_THROW(account.setfsid(70011, 70012), IOException);
+      EXPECT_EQ(70001U, identity().fsuid);
+    }
+    // Restored to the ids 70011 and -1, of which the kernel ignores the second.
+    EXPECT_EQ(70011U, identity().fsuid);
+    EXPECT_EQ(70002U, identity().fsgid);
+    setfsuid(0);
+    setfsgid(0);
+  });
+}
+
+TEST_F(IdentityTest, ADestructorThatCannotRestoreOnlyWarns) {
+  withAccounts([] {
+    const LogCapture log;
+    {
+      const FSAccount account("alice");
+      zolt_fault_arm("setfsuid", 1, 1, EPERM);
+      errno = EXDEV;
+    }
+    EXPECT_EQ(EXDEV, errno);
+    EXPECT_EQ(std::vector<std::string>{"setfsuid error: 4294967295 -> 0"}, log.bodies(LOG_WARN));
+    setfsuid(0);
+    setfsgid(0);
+  });
+}
+
+TEST_F(IdentityTest, EndRestoresOnceAndReportsAFailure) {
+  withAccounts([] {
+    auto* account = new FSAccount("alice");
+    zolt_fault_arm("setfsuid", 0, 0, 0);
+    FSAccount::end(account);
+    EXPECT_EQ(1, zolt_fault_calls("setfsuid"));
+    EXPECT_EQ(0U, identity().fsuid);
+    EXPECT_EQ(0U, identity().fsgid);
+
+    account = new FSAccount("alice");
+    zolt_fault_arm("setfsgid", 1, 1, EPERM);
+    expectIOException("setfsgid error: 4294967295 -> 0", EPERM,
+                      [account] { FSAccount::end(account); });
+    setfsuid(0);
+    setfsgid(0);
+  });
+}
+
+TEST_F(IdentityTest, AlwaysSuperMeansNoSystemCallAtAll) {
+  withAccounts([] {
+    alwaysSuper = true;
+    const ThreadIdentity before = identity();
+    for (const char* call : {"getpwnam_r", "getpwuid_r", "getgrouplist", "syscall_setgroups",
+                             "setfsuid", "setfsgid"}) {
+      zolt_fault_arm(call, 0, 0, 0);
+    }
+    {
+      const FSAccount account("alice");
+      const FSAccount superuser{FSAccount::Superuser()};
+      const FSAccount daemon{FSAccount::DaemonAtEnd()};
+      FSAccount::end(new FSAccount("no such user"));
+      EXPECT_EQ(before, identity());
+    }
+    for (const char* call : {"getpwnam_r", "getpwuid_r", "getgrouplist", "syscall_setgroups",
+                             "setfsuid", "setfsgid"}) {
+      EXPECT_EQ(0, zolt_fault_calls(call)) << call;
+    }
+  });
+}
+
+TEST_F(IdentityTest, TheSuperuserReturnsToTheCallersIdentity) {
+  withAccounts([] {
+    const FSAccount caller("alice");
+    const ThreadIdentity before = identity();
+    {
+      zolt_fault_arm("syscall_setgroups", 0, 0, 0);
+      const FSAccount superuser{FSAccount::Superuser()};
+      EXPECT_EQ((ThreadIdentity{0, 0, before.groups}), identity());
+      EXPECT_EQ(0, zolt_fault_calls("syscall_setgroups")) << "the daemon's group is 0 already";
+    }
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, ADaemonOfAnotherGroupGetsTheSuperusersGroups) {
+  FSAccount::daemonGid = 12345;
+  withAccounts([] {
+    zolt_fault_user("toor", 0, 0, 0);
+    const FSAccount caller("alice");
+    {
+      const LogCapture log;
+      const FSAccount superuser{FSAccount::Superuser()};
+      EXPECT_EQ((ThreadIdentity{0, 0, {0}}), identity());
+      EXPECT_EQ("setgroups: 0", log.bodies(LOG_DEBUG).front());
+    }
+    EXPECT_EQ(70001U, identity().fsuid);
+    EXPECT_EQ(70002U, identity().fsgid);
+
+    zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
+    expectIOException("SYS_setgroups error for user=toor gid:0", EPERM,
+                      [] { const FSAccount superuser{FSAccount::Superuser()}; });
+    EXPECT_EQ(70001U, identity().fsuid) << "the caller's, and not the daemon's";
+    EXPECT_EQ(70002U, identity().fsgid);
+  });
+}
+
+TEST_F(IdentityTest, ASuperuserWithoutANameIsNobodyToTheGroups) {
+  FSAccount::daemonGid = 12345;
+  withAccounts([] {
+    const LogCapture log;
+    zolt_fault_arm("getpwuid_r", 1, 1, EIO);
+    zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
+    expectIOException("SYS_setgroups error for user=nobody gid:0", EPERM,
+                      [] { const FSAccount superuser{FSAccount::Superuser()}; });
+    EXPECT_TRUE(log.has(LOG_WARN, "Unable to map uid: 0 to username. Try nobody")) << log.all();
+  });
+}
+
+TEST_F(IdentityTest, TheDaemonAtEndIsTheServicesOwnIdentity) {
+  FSAccount::daemonUid = 70021;
+  FSAccount::daemonGid = 70022;
+  withAccounts([] {
+    const FSAccount caller("alice");
+    { const FSAccount daemon{FSAccount::DaemonAtEnd()}; }
+    EXPECT_EQ(70021U, identity().fsuid);
+    EXPECT_EQ(70022U, identity().fsgid);
+  });
+}
+
+TEST_F(IdentityTest, GroupsChangeOnTheCallingThreadOnly) {
+  std::latch started(1);
+  std::latch changed(1);
+  ThreadIdentity before;
+  ThreadIdentity after;
+  pid_t otherThread = 0;
+  std::thread other([&] {
+    before = identity();
+    otherThread = gettid();
+    started.count_down();
+    changed.wait();
+    after = identity();
+  });
+  started.wait();
+  withAccounts([&] {
+    zolt_fault_arm("setgroups", 0, 0, 0);
+    const FSAccount account("alice");
+    EXPECT_EQ((ThreadIdentity{70001, 70002, {70002}}), identity());
+    EXPECT_EQ(before, identityOf(otherThread));
+    EXPECT_EQ(before, identityOf(getpid())) << "the main thread's";
+    EXPECT_EQ(0, zolt_fault_calls("setgroups")) << "the C library's changes every thread";
+  });
+  changed.count_down();
+  other.join();
+  EXPECT_EQ(before, after);
+}
+
+TEST_F(IdentityTest, MoreThan128GroupsTakeOneMoreCall) {
+  for (const int count : {128, 129, 1000}) {
+    onThread([count] {
+      zolt_fault_group_count(count);
+      zolt_fault_arm("getgrouplist", 0, 0, 0);
+      setgroups("alice", 70002);
+      EXPECT_EQ(count > 128 ? 2 : 1, zolt_fault_calls("getgrouplist"));
+      const auto groups = identity().groups;
+      ASSERT_EQ(static_cast<size_t>(count), groups.size());
+      EXPECT_EQ(70002U, groups[0]);
+      EXPECT_EQ(100000U + static_cast<uint32_t>(count) - 1, groups.back());
+    });
+  }
+}
+
+TEST_F(IdentityTest, GroupsThatTheCLibraryCannotListAreNotSet) {
+  onThread([] {
+    const ThreadIdentity before = identity();
+    const LogCapture log;
+    zolt_fault_arm("getgrouplist", 1, 1, ENOMEM);  // with the count left alone
+    const std::string message = "failed to alloc 128 gid buffer";
+    expectIOException(message, ENOMEM, [] { setgroups("alice", 70002); });
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, AGroupListTooLongForMemory) {
+  onThread([] {
+    const ThreadIdentity before = identity();
+    rlimit memory{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_DATA, &memory));
+    const rlimit little{1 << 30, memory.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_DATA, &little));
+    const LogCapture log;
+    zolt_fault_group_count(0x7fffffff);
+    const std::string message = "failed to alloc 2147483647 gid buffer";
+    expectIOException(message, ENOMEM, [] { setgroups("alice", 70002); });
+    EXPECT_EQ(0, setrlimit(RLIMIT_DATA, &memory));
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    EXPECT_EQ(before, identity());
+  });
+}
+
+TEST_F(IdentityTest, GroupsOfANullUser) {
+  onThread([] {
+    setgroups(nullptr, 70002);
+    EXPECT_EQ(std::vector<uint32_t>{70002}, identity().groups);
+    const LogCapture log;
+    zolt_fault_arm("syscall_setgroups", 1, 1, EINVAL);
+    expectIOException("SYS_setgroups error for user=null gid:70002", EINVAL,
+                      [] { setgroups(nullptr, 70002); });
+  });
+}
+
+TEST_F(IdentityTest, DumpsTheGroupsAtDebugWithoutAPrefix) {
+  onThread([] {
+    zolt_fault_group_count(3);
+    setgroups("alice", 70002);
+    for (const int level : {static_cast<int>(LOG_TRACE), static_cast<int>(LOG_DEBUG)}) {
+      const LogCapture log(level);
+      EXPECT_EQ(0, dump_gid("some error"));
+      EXPECT_EQ(0, dump_gid(nullptr));
+      ASSERT_EQ(2U, log.lines().size());
+      EXPECT_EQ("some error (dump group ids): 70002 100001 100002", log.lines()[0].text);
+      EXPECT_EQ("(dump group ids): 70002 100001 100002", log.lines()[1].text);
+      EXPECT_EQ(LOG_DEBUG, log.lines()[0].level);
+    }
+  });
+}
+
+TEST_F(IdentityTest, DumpingNothingAsksNothing) {
+  for (int level = LOG_INFO; level <= LOG_OFF; ++level) {
+    const LogCapture log(level);
+    zolt_fault_arm("getgroups", 1, 2, EIO);
+    EXPECT_EQ(0, dump_gid("label"));
+    EXPECT_EQ(0, zolt_fault_calls("getgroups"));
+  }
+}
+
+TEST_F(IdentityTest, GroupsThatTheKernelDoesNotTell) {
+  for (const int call : {1, 2}) {
+    const LogCapture log;
+    zolt_fault_arm("getgroups", call, call, EFAULT);
+    EXPECT_EQ(-EFAULT, dump_gid("label"));
+    EXPECT_TRUE(log.lines().empty());
+  }
+}
+
+}  // namespace
+}  // namespace zolt

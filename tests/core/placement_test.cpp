@@ -1,0 +1,151 @@
+#include "blocks/placement.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "bytes.h"
+#include "faults.h"
+#include "jni/io_exception.h"
+#include "log_capture.h"
+#include "scripted_client.h"
+#include "temp_dir.h"
+
+namespace zolt {
+namespace {
+
+using namespace test;
+
+const ScriptedClient::Answer DONE = [](void*) { return 0; };
+
+struct PlacementTest : ::testing::Test {
+  ~PlacementTest() override {
+    zolt_fault_clear();
+    EXPECT_EQ(openDescriptors(), descriptorsBefore);
+  }
+
+  // Failed with that errno and text, and said so once at error.
+  template <class Work>
+  static void fails(int error, const std::string& text, const Work& work) {
+    const LogCapture log;
+    try {
+      work();
+      ADD_FAILURE() << "no failure: " << text;
+    } catch (const IOException& thrown) {
+      EXPECT_EQ(thrown.code(), error);
+      EXPECT_EQ(thrown.what(), text);
+    }
+    EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{text});
+  }
+
+  long descriptorsBefore = openDescriptors();
+  TempDir dir;
+  std::string path = dir.file("file");
+  ScriptedClient client;
+};
+
+TEST_F(PlacementTest, ReplicationIsOneRequest) {
+  client.next(DONE);
+  const LogCapture log;
+  setReplication(path, 7, false);
+  ASSERT_EQ(client.calls().size(), 1U);
+  EXPECT_EQ(client.calls()[0].request.substr(16, 8), Bytes().u32(40).u32(2005).str());
+  EXPECT_EQ(client.calls()[0].request.substr(32, 4), Bytes().u32(7).str());
+  EXPECT_EQ(log.bodies(LOG_TRACE), std::vector<std::string>{path + " replication 7"});
+  EXPECT_TRUE(log.bodies(LOG_ERROR).empty());
+}
+
+TEST_F(PlacementTest, ARestripeFollowsOnTheSameDescriptor) {
+  client.otherwise(DONE);
+  setReplication(path, -1, true);
+  ASSERT_EQ(client.calls().size(), 2U);
+  EXPECT_FALSE(client.calls()[0].restripe);
+  EXPECT_TRUE(client.calls()[1].restripe);
+  EXPECT_EQ(client.calls()[0].fd, client.calls()[1].fd);
+}
+
+TEST_F(PlacementTest, FilesAreOpenedForReadingAndCannotHang) {
+  int flags = 0;
+  client.next([&](void*) {
+    flags = fcntl(client.calls().back().fd, F_GETFL);
+    EXPECT_EQ(fcntl(client.calls().back().fd, F_GETFD), FD_CLOEXEC);
+    return 0;
+  });
+  setBGF(path, 1);
+  EXPECT_EQ(flags & O_ACCMODE, O_RDONLY);
+  EXPECT_NE(flags & O_NONBLOCK, 0);
+}
+
+TEST_F(PlacementTest, ReplicationOfWhatCannotBeOpened) {
+  const std::string none = dir / "none";
+  fails(ENOENT, "failed to open " + none, [&] { setReplication(none, 3, true); });
+  zolt_fault_arm("open", 1, 1, EACCES);
+  fails(EACCES, "failed to open " + path, [&] { setReplication(path, 3, true); });
+  EXPECT_TRUE(client.calls().empty());
+}
+
+TEST_F(PlacementTest, ReplicationThatIsRefused) {
+  client.next(failing(-1, EPERM));
+  fails(EPERM, "failed to set replication for " + path, [&] { setReplication(path, 3, true); });
+  EXPECT_EQ(client.calls().size(), 1U);
+}
+
+TEST_F(PlacementTest, RestripeThatIsRefused) {
+  client.next(DONE);
+  client.next(failing(-1, EBUSY));
+  fails(EBUSY, "failed to restripe file " + path, [&] { setReplication(path, 3, true); });
+}
+
+TEST_F(PlacementTest, FactorsFrom1To1024) {
+  for (const int bgf : {1, 2, 1023, 1024}) {
+    client.next(DONE);
+    setBGF(path, bgf);
+    EXPECT_EQ(client.calls().back().request.substr(20, 4), Bytes().u32(6002).str());
+  }
+  EXPECT_EQ(client.calls().size(), 4U);
+}
+
+TEST_F(PlacementTest, OtherFactorsAreInvalidAndNothingIsOpened) {
+  for (const int bgf : {0, -1, 1025, 2147483647, -2147483647 - 1}) {
+    zolt_fault_arm("open", 2, 1, 0);  // only to count
+    fails(EINVAL, "Invalid BGF(" + std::to_string(bgf) + ")", [&] { setBGF(path, bgf); });
+    EXPECT_EQ(zolt_fault_calls("open"), 0);
+  }
+  fails(EINVAL, "Invalid BGF(0)", [&] { setBGF(dir / "none", 0); });
+  EXPECT_TRUE(client.calls().empty());
+}
+
+TEST_F(PlacementTest, FactorOfWhatCannotBeOpened) {
+  fails(ENOENT, "failed to open " + (dir / "none"), [&] { setBGF(dir / "none", 1); });
+  zolt_fault_arm("open", 1, 1, EMFILE);
+  fails(EMFILE, "failed to open " + path, [&] { setBGF(path, 1024); });
+}
+
+TEST_F(PlacementTest, FactorThatIsRefused) {
+  client.next(failing(-1, EROFS));
+  fails(EROFS, "Failed to set BGF(8) for " + path, [&] { setBGF(path, 8); });
+}
+
+TEST_F(PlacementTest, AFileThatGotDescriptor0StaysOpen) {
+  const int saved = dup(0);
+  client.otherwise(DONE);
+  close(0);
+  setReplication(path, 3, false);
+  EXPECT_EQ(client.calls().back().fd, 0);
+  EXPECT_GE(fcntl(0, F_GETFD), 0);
+  close(0);
+  setBGF(path, 3);
+  EXPECT_EQ(client.calls().back().fd, 0);
+  EXPECT_GE(fcntl(0, F_GETFD), 0);
+  close(0);
+  client.next(failing(-1, EIO));
+  fails(EIO, "Failed to set BGF(3) for " + path, [&] { setBGF(path, 3); });
+  EXPECT_GE(fcntl(0, F_GETFD), 0);
+  dup2(saved, 0);
+  close(saved);
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,71 @@
+// The file system's client of the core tests: what a test wants it to answer, and a record of what
+// it was asked. Without a script the calls go to the embedded client, by way of the fault library.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "zolt.h"
+
+namespace zolt::test {
+
+/// For its lifetime, on every thread, takes the calls of zolt_fcntl and zolt_restripe_file. One at
+/// a time, and calls one after the other.
+class ScriptedClient {
+ public:
+  /// Fills in the replies of a request and says what the call returns.
+  using Answer = std::function<int(void* request)>;
+
+  ScriptedClient();
+  ~ScriptedClient();
+  ScriptedClient(const ScriptedClient&) = delete;
+  ScriptedClient& operator=(const ScriptedClient&) = delete;
+
+  /// What the next call without an answer of its own gets.
+  void next(Answer answer) { answers_.push_back(std::move(answer)); }
+
+  /// What every call gets for which there is no other. Before that: -1 with ENOTSUP.
+  void otherwise(Answer answer) { otherwise_ = std::move(answer); }
+
+  struct Call {
+    bool restripe;
+    int fd;
+    std::string request;  // as many bytes as its header says, as they came
+  };
+  const std::vector<Call>& calls() const { return calls_; }
+
+  /// The answers to come for which no call was made.
+  size_t left() const { return answers_.size(); }
+
+  /// The client's side.
+  int take(bool restripe, int fd, void* request);
+
+ private:
+  std::deque<Answer> answers_;
+  Answer otherwise_;
+  std::vector<Call> calls_;
+};
+
+/// A call that returns `result` with that errno.
+ScriptedClient::Answer failing(int result, int error);
+
+/// A request for replica count and block group factor: `status` 0 and the factor, or another
+/// status.
+ScriptedClient::Answer placement(uint32_t replicas, int32_t status, uint32_t bgf = 0);
+
+/// A request that reads an attribute.
+ScriptedClient::Answer attribute(int32_t status, const std::string& value);
+
+/// A location request; the words go where the entries are, as many as there are.
+struct Locations {
+  int32_t replicas = 0;
+  int32_t blocks = 0;
+  int64_t metaBlockSize = 0;
+  std::vector<int32_t> words;
+};
+ScriptedClient::Answer locations(Locations reply);
+
+}  // namespace zolt::test
