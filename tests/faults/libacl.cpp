@@ -12,8 +12,17 @@ using faults::Call;
 
 namespace {
 
+// The system's libacl. From now on there are two of that name, and the loader gives the older one
+// to whoever asks again: so this one stays, however often it is closed.
+void* openReal() {
+  Dl_info self{};
+  dladdr(reinterpret_cast<void*>(&openReal), &self);
+  dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  return dlopen(REAL_LIBACL, RTLD_LAZY | RTLD_LOCAL);
+}
+
 void* realSymbol(const char* name) {
-  static void* const library = dlopen(REAL_LIBACL, RTLD_LAZY | RTLD_LOCAL);
+  static void* const library = openReal();
   void* symbol = library != nullptr ? dlsym(library, name) : nullptr;
   if (symbol == nullptr) abort();
   return symbol;
