@@ -1,7 +1,10 @@
 #include "log_capture.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <mutex>
+#include <regex>
 
 namespace zolt::test {
 
@@ -9,6 +12,16 @@ namespace {
 
 std::mutex mutex;
 std::vector<LogCapture::Line> captured;
+
+// Only the list of a thread's groups goes without a prefix.
+std::smatch splitAtPrefix(const std::string& text) {
+  static const std::regex prefix("@([A-Za-z0-9_~]+):[0-9]+ ");
+  std::smatch match;
+  if (!std::regex_search(text, match, prefix, std::regex_constants::match_continuous)) {
+    EXPECT_NE(text.find("(dump group ids):"), std::string::npos) << "no prefix: " << text;
+  }
+  return match;
+}
 
 }  // namespace
 
@@ -22,6 +35,15 @@ LogCapture::~LogCapture() {
   logger2::currentLevel = saved_;
 }
 
+std::string LogCapture::Line::function() const {
+  return splitAtPrefix(text)[1];
+}
+
+std::string LogCapture::Line::body() const {
+  const std::smatch match = splitAtPrefix(text);
+  return match.empty() ? text : match.suffix().str();
+}
+
 std::vector<LogCapture::Line> LogCapture::lines() const {
   const std::scoped_lock lock(mutex);
   return captured;
@@ -30,7 +52,7 @@ std::vector<LogCapture::Line> LogCapture::lines() const {
 std::vector<std::string> LogCapture::bodies(LOG_LEVEL level) const {
   std::vector<std::string> found;
   for (const Line& line : lines()) {
-    if (line.level == level) found.push_back(line.text.substr(line.text.find(' ') + 1));
+    if (line.level == level) found.push_back(line.body());
   }
   return found;
 }

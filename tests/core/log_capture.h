@@ -20,6 +20,10 @@ class LogCapture {
   struct Line {
     LOG_LEVEL level;
     std::string text;  // "@function:line body" as the logger gets it
+
+    // A line of another form is a failure of the test.
+    std::string function() const;
+    std::string body() const;
   };
   std::vector<Line> lines() const;
 

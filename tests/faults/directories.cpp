@@ -3,6 +3,8 @@
 #include <mntent.h>
 #include <sys/stat.h>
 
+#include <cstring>
+
 #include "faults.h"
 #include "injector.h"
 
@@ -12,6 +14,8 @@ namespace {
 
 thread_local const char* mountTable = nullptr;
 thread_local long long directorySize = 0;
+thread_local int entryType = -1;
+thread_local int strayErrno = 0;
 
 }  // namespace
 
@@ -20,6 +24,12 @@ void zolt_fault_mount_table(const char* file) {
 }
 void zolt_fault_directory_size(long long size) {
   directorySize = size;
+}
+void zolt_fault_entry_type(int type) {
+  entryType = type;
+}
+void zolt_fault_stray_errno(int error) {
+  strayErrno = error;
 }
 
 extern "C" {
@@ -31,7 +41,12 @@ DIR* opendir(const char* path) {
 
 dirent* readdir(DIR* stream) {
   static auto* real = faults::next<dirent*(DIR*)>("readdir");
-  return faults::fails(Call::readdir) ? nullptr : real(stream);
+  if (faults::fails(Call::readdir)) return nullptr;
+  dirent* entry = real(stream);
+  if (entry == nullptr) return nullptr;
+  if (entryType >= 0) entry->d_type = static_cast<unsigned char>(entryType);
+  if (strayErrno != 0) errno = strayErrno;
+  return entry;
 }
 
 // These two cannot fail; their calls are only counted.
@@ -64,7 +79,8 @@ int stat(const char* path, struct stat* st) {
 FILE* setmntent(const char* file, const char* mode) {
   static auto* real = faults::next<FILE*(const char*, const char*)>("setmntent");
   if (faults::fails(Call::setmntent)) return nullptr;
-  return real(mountTable != nullptr ? mountTable : file, mode);
+  const bool isTable = strcmp(file, "/etc/mtab") == 0 && strcmp(mode, "r") == 0;
+  return real(isTable && mountTable != nullptr ? mountTable : file, mode);
 }
 
 }  // extern "C"

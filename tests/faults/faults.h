@@ -25,11 +25,17 @@ int zolt_fault_calls(const char* function);
 /* Forgets every rule of this thread, those below included. */
 void zolt_fault_clear(void);
 
-/* setmntent opens this file, whatever it is asked for. The text must stay valid; null: no more. */
+/* Reading "/etc/mtab" is reading this file. The text must stay valid; null: no more. */
 void zolt_fault_mount_table(const char* file);
 
 /* stat reports this size for every directory; 0: no more. */
 void zolt_fault_directory_size(long long size);
+
+/* Every directory entry is of this type (d_type); -1: no more. */
+void zolt_fault_entry_type(int type);
+
+/* A readdir that finds an entry leaves this errno all the same; 0: no more. */
+void zolt_fault_stray_errno(int error);
 
 /*
  * Every path has these attribute names, each with its NUL, as far as listing goes. The bytes must

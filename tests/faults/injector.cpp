@@ -58,6 +58,8 @@ void zolt_fault_clear(void) {
   faults::rules = {};
   zolt_fault_mount_table(nullptr);
   zolt_fault_directory_size(0);
+  zolt_fault_entry_type(-1);
+  zolt_fault_stray_errno(0);
   zolt_fault_xattr_names(nullptr, 0);
   zolt_fault_realtime(nullptr);
   zolt_fault_user(nullptr, 0, 0, 0);

@@ -33,7 +33,7 @@ final class Faults {
 
     static native void clear();
 
-    /** The mount table that setmntent opens instead; null for the real one. */
+    /** What is read for "/etc/mtab"; null for the real one. */
     static native void mountTable(String file);
 
     /** The size that stat reports for directories; 0 for the real one. */
