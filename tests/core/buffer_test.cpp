@@ -185,18 +185,37 @@ TEST(IntBuffer, NoMemoryIsFilledAndAppendedNothing) {
   EXPECT_EQ(out.position(), 0U);
 }
 
-TEST(BufferLog, TracesItsMemory) {
-  std::array<char, 16> memory{};
-  std::ostringstream address;
-  address << static_cast<const void*>(memory.data());
+TEST(IntBuffer, SetBufferStartsOver) {
+  std::array<int, 4> memory{};
+  Buffer<int> out;
+  out.setBuffer(memory.data(), 4);
+  out.tryTake(3);
+  out.setBuffer(memory.data() + 1, 3);
+  EXPECT_EQ(out.position(), 0U);
+  EXPECT_EQ(out.remaining(), 3U);
+  EXPECT_EQ(out.tryTake(1), memory.data() + 1);
+}
+
+// What a cursor over that memory traces.
+template <class T>
+std::vector<std::string> traced(T* memory, unsigned long capacity) {
   const LogCapture log;
-  {
-    Buffer<char> out;
-    out.setBuffer(memory.data(), 16);
-  }
-  EXPECT_EQ(log.bodies(LOG_TRACE),
-            (std::vector<std::string>{"wrapper buffer addr=" + address.str() + " capacity=16",
-                                      "unwrapper buffer addr=" + address.str() + " capacity=16"}));
+  Buffer<T>().setBuffer(memory, capacity);
+  return log.bodies(LOG_TRACE);
+}
+
+TEST(BufferLog, TracesItsMemory) {
+  std::array<int, 4> memory{};
+  std::ostringstream hex;
+  hex << "0x" << std::hex << reinterpret_cast<uintptr_t>(memory.data());
+  const auto wanted = [](const std::string& address, const std::string& capacity) {
+    return std::vector{"wrapper buffer addr=" + address + " capacity=" + capacity,
+                       "unwrapper buffer addr=" + address + " capacity=" + capacity};
+  };
+  EXPECT_EQ(traced(reinterpret_cast<char*>(memory.data()), 16), wanted(hex.str(), "16"));
+  EXPECT_EQ(traced(memory.data(), 4), wanted(hex.str(), "4"));
+  EXPECT_EQ(traced<char>(nullptr, 0), wanted("0", "0"));
+  EXPECT_EQ(traced<int>(nullptr, 0), wanted("0", "0"));
 }
 
 TEST(BufferLog, IsSilentAboveTrace) {

@@ -87,5 +87,18 @@ TEST(Fmt, OrNull) {
   EXPECT_STREQ(orNull("x"), "x");
 }
 
+TEST(Fmt, ASingleCharacterStreamedIsNotSetOff) {
+  EXPECT_EQ(joined(", ", "a", 'b', "c"), "ab, c");
+}
+
+TEST(Fmt, ANewlineThatWasPutBeginsAFreshLineToo) {
+  Fmt text(", ");
+  text << "a";
+  text.put('\n');
+  text << "b"
+       << "c";
+  EXPECT_EQ(text.str(), "a\nb, c");
+}
+
 }  // namespace
 }  // namespace zolt

@@ -9,6 +9,19 @@ namespace {
 
 using test::LogCapture;
 
+// What the settings are before anything runs.
+const int levelAtStart = logger2::currentLevel;
+const uint64_t blockSizeAtStart = defaultBlockSize;
+const int replicationAtStart = defaultReplication;
+const bool alwaysSuperAtStart = alwaysSuper;
+
+TEST(SettingsAtStart, AreThoseOfTheLibrary) {
+  EXPECT_EQ(levelAtStart, 2);
+  EXPECT_EQ(blockSizeAtStart, 0U);
+  EXPECT_EQ(replicationAtStart, 1);
+  EXPECT_FALSE(alwaysSuperAtStart);
+}
+
 struct SettingsTest : ::testing::Test {
   SettingsTest() { reset(); }
   ~SettingsTest() override { reset(); }
