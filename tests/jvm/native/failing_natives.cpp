@@ -1,12 +1,14 @@
 // zolt.test.Failing
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdarg>
 #include <stdexcept>
 #include <string>
 
 #include "hooked_env.h"
-#include "jni/marshal.h"
 #include "jni/native.h"
+#include "text.h"
 #include "zolt_test_Failing.h"
 
 using namespace zolt;
@@ -15,7 +17,7 @@ using test::HookedEnv;
 namespace {
 
 const JNINativeInterface_* real() {
-  return HookedEnv::current->real();
+  return HookedEnv::real();
 }
 
 thread_local int callsLeft = 0;
@@ -44,6 +46,10 @@ void failNth(HookedEnv& hook, const std::string& function, int nth) {
     hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
       return fails(env) ? nullptr : real()->GetByteArrayElements(env, array, isCopy);
     };
+  } else if (function == "GetMethodID") {
+    hook.table.GetMethodID = [](JNIEnv* env, jclass cls, const char* name, const char* signature) {
+      return fails(env) ? nullptr : real()->GetMethodID(env, cls, name, signature);
+    };
   } else if (function == "GetStringUTFChars") {
     hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
       return fails(env) ? nullptr : real()->GetStringUTFChars(env, string, isCopy);
@@ -60,25 +66,47 @@ void failNth(HookedEnv& hook, const std::string& function, int nth) {
     hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
       return !isLogLine(text) && fails(env) ? nullptr : real()->NewStringUTF(env, text);
     };
+  } else if (function == "a log line's NewStringUTF") {
+    hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
+      return isLogLine(text) && fails(env) ? nullptr : real()->NewStringUTF(env, text);
+    };
+  } else if (function == "ThrowNew") {
+    hook.table.ThrowNew = [](JNIEnv* env, jclass cls, const char* text) {
+      return fails(env) ? -1 : real()->ThrowNew(env, cls, text);
+    };
   } else {
     throw std::invalid_argument("no failure for " + function);
   }
 }
 
-// How many of the local references that a native made it holds, and held at most.
-thread_local int held = 0;
-thread_local int most = 0;
+// What was taken since the count began; the order is that of Failing.Taken.
+struct Taken {
+  jint references;
+  jint most;  // references held at a time
+  jint referencesLeft;
+  jint strings;
+  jint stringsLeft;
+  jint arrays;
+  jint arraysLeft;
+  jint arraysWrittenBack;
+};
+thread_local Taken taken{};
 
 template <class Reference>
 Reference counted(Reference reference) {
-  if (reference != nullptr) most = std::max(most, ++held);
+  if (reference != nullptr) {
+    ++taken.references;
+    taken.most = std::max(taken.most, ++taken.referencesLeft);
+  }
   return reference;
 }
 
 void countReferences(HookedEnv& hook) {
-  held = most = 0;
   hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
     return counted(real()->CallObjectMethodV(env, object, method, list));
+  };
+  hook.table.ExceptionOccurred = [](JNIEnv* env) {
+    return counted(real()->ExceptionOccurred(env));
   };
   hook.table.GetObjectArrayElement = [](JNIEnv* env, jobjectArray array, jsize index) {
     return counted(real()->GetObjectArrayElement(env, array, index));
@@ -93,8 +121,31 @@ void countReferences(HookedEnv& hook) {
     return counted(real()->NewStringUTF(env, text));
   };
   hook.table.DeleteLocalRef = [](JNIEnv* env, jobject reference) {
-    if (reference != nullptr) --held;
+    if (reference != nullptr) --taken.referencesLeft;
     real()->DeleteLocalRef(env, reference);
+  };
+}
+
+void countLoans(HookedEnv& hook) {
+  hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
+    ++taken.strings;
+    ++taken.stringsLeft;
+    return real()->GetStringUTFChars(env, string, isCopy);
+  };
+  hook.table.ReleaseStringUTFChars = [](JNIEnv* env, jstring string, const char* characters) {
+    --taken.stringsLeft;
+    real()->ReleaseStringUTFChars(env, string, characters);
+  };
+  hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
+    ++taken.arrays;
+    ++taken.arraysLeft;
+    return real()->GetByteArrayElements(env, array, isCopy);
+  };
+  hook.table.ReleaseByteArrayElements = [](JNIEnv* env, jbyteArray array, jbyte* elements,
+                                           jint mode) {
+    if (mode != JNI_COMMIT) --taken.arraysLeft;
+    if (mode != JNI_ABORT) ++taken.arraysWrittenBack;
+    real()->ReleaseByteArrayElements(env, array, elements, mode);
   };
 }
 
@@ -111,8 +162,7 @@ jmethodID runMethod(JNIEnv* env) {
 
 JNIEXPORT void JNICALL Java_zolt_test_Failing_run(JNIEnv* env, jclass, jstring javaFunction,
                                                   jint nth, jobject body) try {
-  std::string function;
-  getString(env, javaFunction, function);
+  const std::string function = test::text(env, javaFunction);
   jmethodID method = runMethod(env);
   HookedEnv hook(env);
   failNth(hook, function, nth);
@@ -121,10 +171,18 @@ JNIEXPORT void JNICALL Java_zolt_test_Failing_run(JNIEnv* env, jclass, jstring j
   raiseInJava();
 }
 
-JNIEXPORT jint JNICALL Java_zolt_test_Failing_mostReferences(JNIEnv* env, jclass, jobject body) {
+JNIEXPORT jintArray JNICALL Java_zolt_test_Failing_count(JNIEnv* env, jclass, jobject body) {
   jmethodID method = runMethod(env);
-  HookedEnv hook(env);
-  countReferences(hook);
-  run(env, body, method);
-  return most;
+  taken = {};
+  {
+    HookedEnv hook(env);
+    countReferences(hook);
+    countLoans(hook);
+    run(env, body, method);
+  }
+  if (env->ExceptionCheck() != JNI_FALSE) return nullptr;
+  const auto counts = std::bit_cast<std::array<jint, sizeof(Taken) / sizeof(jint)>>(taken);
+  jintArray result = env->NewIntArray(counts.size());
+  env->SetIntArrayRegion(result, 0, counts.size(), counts.data());
+  return result;
 }

@@ -7,19 +7,14 @@
 #include <system_error>
 
 #include "faults.h"
-#include "jni/marshal.h"
 #include "jni/native.h"
+#include "text.h"
 #include "zolt_test_Faults.h"
 
 using namespace zolt;
+using test::text;
 
 namespace {
-
-std::string text(JNIEnv* env, jstring string) {
-  std::string out;
-  getString(env, string, out);
-  return out;
-}
 
 // The fault library keeps only pointers.
 std::string mountTable;

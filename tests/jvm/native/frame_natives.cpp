@@ -4,34 +4,32 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
-#include "hooked_env.h"
 #include "jni/errors.h"
 #include "jni/io_exception.h"
 #include "jni/jni_util.h"
 #include "jni/logger2.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
+#include "jni/pending.h"
+#include "jni/settings.h"
+#include "text.h"
 #include "zolt_test_Frame.h"
 
 using namespace zolt;
-using test::HookedEnv;
+using test::bytes;
+using test::text;
 
 namespace {
 
-std::string text(JNIEnv* env, jstring string) {
-  std::string out;
-  getString(env, string, out);
-  return out;
-}
-
-std::string bytes(JNIEnv* env, jbyteArray array) {
-  std::string out;
-  getString(env, array, out);
-  return out;
-}
-
 struct Unknown {};
+
+// Making a text of it fails.
+struct Mute : IOException {
+  Mute() : IOException("", ENOENT) {}
+  const char* what() const noexcept override { return nullptr; }
+};
 
 [[noreturn]] void throwKind(const std::string& kind, const std::string& what) {
   if (kind == "IOException") throw IOException(what, ENOENT);
@@ -39,76 +37,17 @@ struct Unknown {};
   if (kind == "length_error") throw std::length_error(what);
   if (kind == "overflow_error") throw std::overflow_error(what);
   if (kind == "bad_alloc") throw std::bad_alloc();
+  if (kind == "Mute") throw Mute();
   if (kind == "runtime_error") throw std::runtime_error(what);
   throw Unknown();
 }
 
 void answer(JNIEnv* env, jobjectArray out, const std::string& value) {
+  const PendingException aside(env);
   jbyteArray array = convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
   env->SetObjectArrayElement(out, 0, array);
+  env->DeleteLocalRef(array);
 }
-
-// The binding cache's entries, in the order of their resolution.
-const void* entries[] = {
-    &JniUtil::RuntimeException,
-    &JniUtil::IOException,
-    &JniUtil::NoSuchFileException,
-    &JniUtil::BufferOverflowException,
-    &JniUtil::AccessDeniedException,
-    &JniUtil::ZOLTNative,
-    &JniUtil::ZOLTNative_LOG,
-    &JniUtil::Log,
-    &JniUtil::Log_isTraceEnabled,
-    &JniUtil::Log_isDebugEnabled,
-    &JniUtil::Log_isWarnEnabled,
-    &JniUtil::Log_isInfoEnabled,
-    &JniUtil::Log_isErrorEnabled,
-    &JniUtil::Log_trace,
-    &JniUtil::Log_debug,
-    &JniUtil::Log_info,
-    &JniUtil::Log_warn,
-    &JniUtil::Log_error,
-    &JniUtil::HASHMAP_CLS,
-    &JniUtil::MTHID_HASHMAP_C_0,
-    &JniUtil::MTHID_HASHMAP_PUT_0,
-    &JniUtil::CLSID_STRING,
-    &JniUtil::ZOLTNative_LOG_jobj,
-};
-
-bool isSet(const void* entry) {
-  return *static_cast<void* const*>(entry) != nullptr;
-}
-
-void forgetEverything() {
-  for (const void* entry : entries)
-    *static_cast<void**>(const_cast<void*>(entry)) = nullptr;
-}
-
-// Counts the lookups of JniUtil::init and lets one of them fail as the VM does.
-struct FailingLookup {
-  static inline int left = 0;
-  static bool now() { return left-- == 0; }
-
-  static void install(HookedEnv& hook, int n) {
-    left = n;
-    hook.table.FindClass = [](JNIEnv* env, const char* name) {
-      const bool fails = std::string(name).starts_with("java/lang/NoSuch") ||
-                                 std::string(name) == "java/lang/NoClassDefFoundError"
-                             ? false
-                             : now();
-      return HookedEnv::current->real()->FindClass(env, fails ? "no/such/Class" : name);
-    };
-    hook.table.GetMethodID = [](JNIEnv* env, jclass cls, const char* name, const char* signature) {
-      return HookedEnv::current->real()->GetMethodID(env, cls, now() ? "noSuchMethod" : name,
-                                                     signature);
-    };
-    hook.table.GetStaticFieldID = [](JNIEnv* env, jclass cls, const char* name,
-                                     const char* signature) {
-      return HookedEnv::current->real()->GetStaticFieldID(env, cls, now() ? "noSuchField" : name,
-                                                          signature);
-    };
-  }
-};
 
 }  // namespace
 
@@ -184,7 +123,13 @@ FRAME(void, logWhilePending, jstring what) {
   ZOLT_ERROR("while pending");
 }
 
+FRAME(void, logUnattached, jstring string) {
+  const std::string line = text(env, string);
+  std::thread([&line] { logger2::log(line, LOG_ERROR); }).join();
+}
+
 FRAME0(jbyteArray, logThenMake) {
+  loggerHasRaised = false;  // as in a library that has not met it yet
   ZOLT_ERROR("before");
   return convertChar2byteArray(env, 2, "ok");
 }
@@ -194,120 +139,16 @@ FRAME0(jint, threshold) {
   return logger2::currentLevel;
 }
 
-FRAME(jint, initFailing, jint n) {
-  forgetEverything();
-  HookedEnv hook(env);
-  FailingLookup::install(hook, n);
-  return JniUtil::init(env);
+FRAME(jboolean, setFSConfig, jboolean always) {
+  Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFSConfig(env, nullptr, always);
+  return alwaysSuper ? JNI_TRUE : JNI_FALSE;
 }
 
-FRAME0(jint, entriesSet) {
-  static_cast<void>(env);
-  int count = 0;
-  for (const void* entry : entries)
-    count += isSet(entry) ? 1 : 0;
-  return count;
-}
-
-FRAME0(jint, init) {
-  return JniUtil::init(env);
-}
-
-FRAME0(void, uninit) {
-  JniUtil::uninit(env);
-}
-
-FRAME0(jbooleanArray, set) {
-  constexpr jsize count = sizeof entries / sizeof entries[0];
-  jbooleanArray result = env->NewBooleanArray(count);
-  for (jsize i = 0; i < count; ++i) {
-    const jboolean value = isSet(entries[i]) ? JNI_TRUE : JNI_FALSE;
-    env->SetBooleanArrayRegion(result, i, 1, &value);
-  }
+FRAME(jlongArray, setDefaultBlockSizeReplication, jlong blockSize, jint replication) {
+  Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setDefaultBlockSizeReplication(
+      env, nullptr, blockSize, replication);
+  const jlong settings[] = {static_cast<jlong>(defaultBlockSize), defaultReplication};
+  jlongArray result = env->NewLongArray(2);
+  env->SetLongArrayRegion(result, 0, 2, settings);
   return result;
-}
-
-FRAME0(jintArray, load) {
-  const jint results[] = {JNI_OnLoad(JniUtil::javaVM, nullptr), logger2::currentLevel};
-  jthrowable pending = env->ExceptionOccurred();
-  env->ExceptionClear();
-  jintArray answer = env->NewIntArray(2);
-  env->SetIntArrayRegion(answer, 0, 2, results);
-  if (pending != nullptr) env->Throw(pending);
-  return answer;
-}
-
-FRAME(jint, findClass, jstring name) {
-  jclass found = nullptr;
-  const int result = JniUtil::findJavaClass(env, text(env, name).c_str(), &found);
-  if (found != nullptr) env->DeleteGlobalRef(found);
-  return result;
-}
-
-FRAME(jint, methodId, jclass cls, jstring name, jstring signature, jboolean instance) {
-  jmethodID id = nullptr;
-  const int result = JniUtil::getMethodId(env, cls, text(env, name).c_str(),
-                                          text(env, signature).c_str(), &id, instance != JNI_FALSE);
-  return result == 0 && id == nullptr ? 99 : result;
-}
-
-FRAME(jint, fieldId, jclass cls, jstring name, jstring signature, jboolean instance) {
-  jfieldID id = nullptr;
-  const int result = JniUtil::getFieldId(env, cls, text(env, name).c_str(),
-                                         text(env, signature).c_str(), &id, instance != JNI_FALSE);
-  return result == 0 && id == nullptr ? 99 : result;
-}
-
-FRAME0(jint, initWithUnreadableLog) {
-  forgetEverything();
-  HookedEnv hook(env);
-  hook.table.GetStaticObjectField = [](JNIEnv* hooked, jclass, jfieldID) -> jobject {
-    HookedEnv::current->real()->ThrowNew(hooked, JniUtil::RuntimeException, "unreadable");
-    return nullptr;
-  };
-  return JniUtil::init(env);
-}
-
-FRAME(jbyteArray, toByteArrayFailing, jstring function, jbyteArray array) {
-  const std::string value = bytes(env, array);
-  const std::string failing = text(env, function);
-  HookedEnv hook(env);
-  hook.fail(failing);
-  return convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
-}
-
-FRAME(jint, getStringFailing, jstring function, jstring string) {
-  const std::string failing = text(env, function);
-  HookedEnv hook(env);
-  hook.fail(failing);
-  std::string out;
-  return getString(env, string, out);
-}
-
-FRAME(jint, getBytesFailing, jstring function, jbyteArray array) {
-  const std::string failing = text(env, function);
-  HookedEnv hook(env);
-  hook.fail(failing);
-  std::string out;
-  return getString(env, array, out);
-}
-
-FRAME(void, logFailing, jstring function, jstring string) {
-  const std::string line = text(env, string);
-  const std::string failing = text(env, function);
-  HookedEnv hook(env);
-  hook.fail(failing);
-  logger2::log(line, LOG_ERROR);
-}
-
-FRAME(jint, raiseFailing, jstring function, jstring kind, jstring what) {
-  const std::string kindText = text(env, kind);
-  const std::string whatText = text(env, what);
-  HookedEnv hook(env);
-  hook.fail(text(env, function));
-  try {
-    throwKind(kindText, whatText);
-  } catch (...) {
-    return raised<jint>(42);
-  }
 }

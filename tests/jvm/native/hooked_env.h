@@ -3,8 +3,6 @@
 
 #include <jni.h>
 
-#include <string>
-
 namespace zolt::test {
 
 /// While it lives, this thread's JNI calls go through `table`, which starts as a copy of the VM's.
@@ -22,17 +20,14 @@ class HookedEnv {
   HookedEnv(const HookedEnv&) = delete;
   HookedEnv& operator=(const HookedEnv&) = delete;
 
-  const JNINativeInterface_* real() const { return real_; }
-
-  /// The function of that name answers null, with an OutOfMemoryError pending, as in a VM that has
-  /// no memory left.
-  void fail(const std::string& function);
-
-  static inline thread_local HookedEnv* current = nullptr;
+  /// The VM's own functions, for those that stand in for them.
+  static const JNINativeInterface_* real() { return current->real_; }
 
   JNINativeInterface_ table;
 
  private:
+  static inline thread_local HookedEnv* current = nullptr;
+
   JNIEnv* env_;
   const JNINativeInterface_* real_;
 };

@@ -1,9 +1,15 @@
 package zolt.test;
 
+import static java.nio.charset.StandardCharsets.ISO_8859_1;
+import static java.nio.charset.StandardCharsets.UTF_8;
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.ByteArrayOutputStream;
 import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
@@ -30,6 +36,11 @@ class ConfigTest {
         ZOLTNative.setDefaultBlockSizeReplication(128L << 20, 1);
     }
 
+    private static void expectFrom(String method) {
+        String symbol = "Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_" + method;
+        Log.lines().forEach(line -> assertEquals(symbol, line.function()));
+    }
+
     private void table(String content) throws Exception {
         Path table = dir.resolve("mtab");
         Files.writeString(table, content);
@@ -43,12 +54,17 @@ class ConfigTest {
         Log.clear();
         assertEquals(1, ZOLTNative.setFSConfig(false));
         Log.expect(Level.INFO, " alwaysSuper 0");
+        expectFrom("setFSConfig");
+        assertTrue(Frame.setFSConfig(true));
+        assertFalse(Frame.setFSConfig(false));
     }
 
     @Test
     void goodDefaultsAreTakenSilently() {
         ZOLTNative.setDefaultBlockSizeReplication(Long.MAX_VALUE, Integer.MAX_VALUE);
         Log.expect(Level.WARN);
+        assertArrayEquals(new long[] {1L << 40, 3},
+                Frame.setDefaultBlockSizeReplication(1L << 40, 3));
     }
 
     @Test
@@ -69,6 +85,7 @@ class ConfigTest {
         table("dev /mnt ext4 rw 0 0\nfs1 /mnt zolt rw 0 0\nfs2 /mnt zolt rw 0 0\n");
         assertEquals("fs1", ZOLTNative.getFsName("/mnt", "zolt"));
         Log.expect(Level.TRACE, "/mnt, zolt");
+        expectFrom("getFsName");
     }
 
     @Test
@@ -95,14 +112,56 @@ class ConfigTest {
     }
 
     @Test
-    void aDeviceNameOfAnyBytesSurvives() throws Exception {
+    void aVirtualMachineWithoutMemoryForTheName() throws Exception {
+        table("fs1 /mnt zolt rw 0 0\n");
+        assertEquals("No such file or directory: zolt", assertThrows(NoSuchFileException.class,
+                () -> Failing.run("NewStringUTF", 1, () -> ZOLTNative.getFsName("/mnt", "zolt")))
+                .getMessage());
+        for (int argument : new int[] {1, 2}) {
+            RuntimeException e = assertThrows(RuntimeException.class, () -> Failing.run(
+                    "GetStringUTFChars", argument, () -> ZOLTNative.getFsName("/mnt", "zolt")));
+            assertEquals("Cannot allocate memory: ", e.getMessage());
+        }
+    }
+
+    @Test
+    void whatIsTakenOfTheVirtualMachineIsGivenBack() throws Exception {
+        table("fs1 /mnt zolt rw 0 0\n");
+        Failing.Taken taken = Failing.takenBy(() -> ZOLTNative.getFsName("/mnt", "zolt"));
+        assertEquals(2, taken.strings());
+        assertEquals(0, taken.stringsLeft());
+        assertEquals(1, taken.referencesLeft(), "the name");
+        taken = Failing.takenBy(() -> assertThrows(NoSuchFileException.class,
+                () -> ZOLTNative.getFsName("/mnt", "ext4")));
+        assertEquals(0, taken.stringsLeft());
+        assertEquals(0, taken.referencesLeft());
+    }
+
+    private String deviceNamed(byte[] name) throws Exception {
+        ByteArrayOutputStream line = new ByteArrayOutputStream();
+        line.write(name);
+        line.write(" /mnt zolt rw 0 0\n".getBytes(UTF_8));
         Path table = dir.resolve("mtab");
-        byte[] line = "x\u00e9 /mnt zolt rw 0 0\n".getBytes("ISO-8859-1");
-        Files.write(table, line);
+        Files.write(table, line.toByteArray());
         Faults.mountTable(table.toString());
-        assertEquals("x\u00e9", ZOLTNative.getFsName("/mnt", "zolt"));
-        Files.writeString(table, "\u4e2d\u00e9 /mnt zolt rw 0 0\n");
-        assertEquals("\u4e2d\u00e9", ZOLTNative.getFsName("/mnt", "zolt"));
+        return ZOLTNative.getFsName("/mnt", "zolt");
+    }
+
+    /**
+     * A device name goes to the virtual machine as it is, which takes it for modified UTF-8. What is
+     * none becomes some text: a byte that begins nothing stands for itself, and one that continues
+     * nothing is not counted in the length.
+     */
+    @Test
+    void aDeviceNameOfAnyBytesBecomesSomeText() throws Exception {
+        assertEquals("\u4e2d\u00e9", deviceNamed("\u4e2d\u00e9".getBytes(UTF_8)));
+        assertEquals("x\u00e9", deviceNamed("x\u00e9".getBytes(ISO_8859_1)));
+        assertEquals("\u00ff\u00fe", deviceNamed("\u00ff\u00fe".getBytes(ISO_8859_1)));
+        assertEquals("a\u0080bc", deviceNamed("a\u0080bcd".getBytes(ISO_8859_1)));
+        // This string is not even equal to "\u00f0": the virtual machine stores it wide.
+        byte[] fourBytes = "\ud83d\ude00".getBytes(UTF_8);
+        assertEquals(4, fourBytes.length);
+        assertArrayEquals(new int[] {0xf0}, deviceNamed(fourBytes).chars().toArray());
     }
 
     /** What a logger throws stays; the work it reports on is done all the same. */

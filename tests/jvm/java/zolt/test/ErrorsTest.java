@@ -145,13 +145,31 @@ class ErrorsTest {
         }
     }
 
+    private static void expectNoMemory(String function, String kind) {
+        expect(OutOfMemoryError.class, "injected",
+                () -> Failing.run(function, 1, () -> Frame.raise(kind, "x")));
+    }
+
     @Test
     void whatTheVirtualMachineCannotMakeIsItsOwnError() {
         for (String kind : new String[] {"IOException", "out_of_range", "bad_alloc",
                 "runtime_error", "unknown"}) {
-            expect(OutOfMemoryError.class, "injected", () -> Frame.raiseFailing("ThrowNew", kind, "x"));
+            expectNoMemory("ThrowNew", kind);
         }
-        expect(OutOfMemoryError.class, "injected",
-                () -> Frame.raiseFailing("NewObject", "overflow_error", "x"));
+        expectNoMemory("NewObject", "overflow_error");
+        expectNoMemory("GetMethodID", "overflow_error");
+    }
+
+    @Test
+    void whatCannotEvenBeSaidIsAsIfThereWereNoMemory() {
+        expect(RuntimeException.class, "Cannot allocate memory: ", () -> Frame.raise("Mute", ""));
+    }
+
+    @Test
+    void raisingLeavesNoReferenceBehind() {
+        for (String kind : new String[] {"IOException", "out_of_range", "overflow_error"}) {
+            Failing.Taken taken = Failing.takenBy(() -> thrown(() -> Frame.raise(kind, "x")));
+            assertEquals(0, taken.referencesLeft(), kind);
+        }
     }
 }

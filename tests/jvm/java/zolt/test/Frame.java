@@ -34,46 +34,17 @@ final class Frame {
     /** Makes an exception with that text pending, logs, and returns. */
     static native void logWhilePending(String text);
 
-    /** A byte array made after a log line. */
+    /** A byte array made after a log line, in a library whose logger has never thrown before. */
     static native byte[] logThenMake();
 
     static native int threshold();
 
-    // The binding cache. Names of JNI functions that fail (answer null with an OutOfMemoryError).
+    /** Logs at error on a thread that the virtual machine does not know. */
+    static native void logUnattached(String text);
 
-    /** JniUtil::init with its n-th lookup failing, from 0; entries set afterwards. */
-    static native int initFailing(int n);
+    /** The native of that name, called in the second copy; its alwaysSuper afterwards. */
+    static native boolean setFSConfig(boolean alwaysSuper);
 
-    /** How many of the 24 entries are set. */
-    static native int entriesSet();
-
-    static native int init();
-
-    static native void uninit();
-
-    /** Whether IOException, NoSuchFile, AccessDenied, ZOLTNative, Log, LOG, the rest are set. */
-    static native boolean[] set();
-
-    /** JNI_OnLoad called again; then the threshold in [1] and the result in [0]. */
-    static native int[] load();
-
-    static native int findClass(String name);
-
-    static native int methodId(Class<?> cls, String name, String signature, boolean instance);
-
-    static native int fieldId(Class<?> cls, String name, String signature, boolean instance);
-
-    /** As reading ZOLTNative.LOG fails. */
-    static native int initWithUnreadableLog();
-
-    /** The next native call below runs with this JNI function answering null. */
-    static native byte[] toByteArrayFailing(String jniFunction, byte[] bytes);
-
-    static native int getStringFailing(String jniFunction, String string);
-
-    static native int getBytesFailing(String jniFunction, byte[] bytes);
-
-    static native void logFailing(String jniFunction, String text);
-
-    static native int raiseFailing(String jniFunction, String kind, String text);
+    /** The same; defaultBlockSize and defaultReplication afterwards. */
+    static native long[] setDefaultBlockSizeReplication(long blockSize, int replication);
 }

@@ -6,6 +6,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
+import java.util.function.Predicate;
+import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 
@@ -20,18 +22,28 @@ public final class Log {
             Level.valueOf(System.getProperty("zolt.test.level", "OFF").toUpperCase(Locale.ROOT));
     private static final ThreadLocal<List<Line>> LINES = ThreadLocal.withInitial(ArrayList::new);
     private static final ThreadLocal<RuntimeException> TO_THROW = new ThreadLocal<>();
-    private static final Pattern PREFIX = Pattern.compile("@[\\w~<>]+:\\d+ ");
+    private static final ThreadLocal<Predicate<Level>> ANSWERS =
+            ThreadLocal.withInitial(() -> JAVA_LEVEL::passes);
+    private static final ThreadLocal<List<Level>> QUESTIONS =
+            ThreadLocal.withInitial(ArrayList::new);
+    private static final Pattern LINE = Pattern.compile("@([\\w~]+):\\d+ (.*)", Pattern.DOTALL);
 
     private Log() {}
 
     record Line(Level level, String text) {
-        /** The text without "@function:line ". */
+        /** The text without "@function:line "; only the list of a thread's groups has none. */
         String body() {
-            return PREFIX.matcher(text).lookingAt() ? text.substring(text.indexOf(' ') + 1) : text;
+            return text.contains("(dump group ids):") ? text : part(2);
         }
 
         String function() {
-            return text.substring(1, text.indexOf(':'));
+            return part(1);
+        }
+
+        private String part(int group) {
+            Matcher matcher = LINE.matcher(text);
+            assertTrue(matcher.matches(), () -> "no prefix: " + text);
+            return matcher.group(group);
         }
     }
 
@@ -52,6 +64,31 @@ public final class Log {
         }
     }
 
+    /** The logger's answer to a question of the library, whether a level is enabled. */
+    static boolean isEnabled(Level level) {
+        QUESTIONS.get().add(level);
+        return ANSWERS.get().test(level);
+    }
+
+    /** From now on, the logger answers so on this thread, and takes such lines; null ends that. */
+    static void answering(Predicate<Level> answers) {
+        if (answers == null) {
+            ANSWERS.remove();
+        } else {
+            ANSWERS.set(answers);
+        }
+    }
+
+    /** Whether the library may log at that level. */
+    static boolean takes(Level level) {
+        return ANSWERS.get().test(level);
+    }
+
+    /** The levels that the library asked for since the last clear, in that order. */
+    static List<Level> questions() {
+        return List.copyOf(QUESTIONS.get());
+    }
+
     /** From now on, logging on this thread throws; null ends that. */
     static void throwing(RuntimeException thrown) {
         TO_THROW.set(thrown);
@@ -60,6 +97,7 @@ public final class Log {
     /** Forgets this thread's lines. Call it before the call whose lines count. */
     static void clear() {
         LINES.get().clear();
+        QUESTIONS.get().clear();
     }
 
     static List<Line> lines() {

@@ -1,6 +1,7 @@
 package zolt.test;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
@@ -10,6 +11,7 @@ import java.util.List;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
 
 /** What a log line may and may not change for the call that it reports on. */
 class LoggerTest {
@@ -68,12 +70,47 @@ class LoggerTest {
 
     @Test
     void aLineForWhichTheVirtualMachineHasNoMemoryIsNotLogged() {
-        if (Log.nativeThreshold() == Level.OFF) {
-            // logger2::log itself does not look at the threshold; its callers do.
-            return;
-        }
-        assertThrows(OutOfMemoryError.class, () -> Frame.logFailing("NewStringUTF", "x"));
+        // logger2::log itself does not look at the threshold; its callers do.
+        assertThrows(OutOfMemoryError.class,
+                () -> Failing.run("NewStringUTF", 1, () -> Frame.log("x", 4)));
         assertEquals(List.of(), Log.lines());
+    }
+
+    /** The checks of the virtual machine are what fails here: NewByteArray with an error pending. */
+    @Test
+    void aNativeGoesOnAfterALineForWhichThereWasNoMemory() {
+        Executable call = () -> Failing.run("a log line's NewStringUTF", 1, Frame::logThenMake);
+        if (Log.nativeThreshold().passes(Level.ERROR)) {
+            assertEquals("injected", assertThrows(OutOfMemoryError.class, call).getMessage());
+        } else {
+            assertDoesNotThrow(call);
+        }
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void anErrorOfTheNativesOwnTakesThePlaceOfWhatTheLoggerThrew() {
+        Log.throwing(fromLogger);
+        assertThrows(OutOfMemoryError.class,
+                () -> Failing.run("NewByteArray", 1, Frame::logThenMake));
+    }
+
+    @Test
+    void aThreadThatTheVirtualMachineDoesNotKnowLogsNothing() {
+        Frame.logUnattached("x");
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void aLineLeavesNoReferenceBehind() {
+        assumeTrue(Log.nativeThreshold().passes(Level.ERROR), "nothing is logged at this level");
+        Failing.Taken taken = Failing.takenBy(() -> Frame.log("x", 4));
+        assertEquals(1, taken.references());
+        assertEquals(0, taken.referencesLeft());
+        taken = Failing.takenBy(() -> assertThrows(RuntimeException.class,
+                () -> Frame.logWhilePending("x")));
+        assertEquals(2, taken.references(), "the line and the exception set aside");
+        assertEquals(0, taken.referencesLeft());
     }
 
     @Test

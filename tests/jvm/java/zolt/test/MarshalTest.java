@@ -9,7 +9,6 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import java.util.HexFormat;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
-import org.junit.jupiter.api.function.Executable;
 
 /** Strings and byte arrays across the border. */
 class MarshalTest {
@@ -86,21 +85,39 @@ class MarshalTest {
         assertArrayEquals(new byte[0], Frame.streamToByteArray(new byte[0], 0));
     }
 
-    private static void expectNoMemory(Executable call) {
-        RuntimeException e = assertThrows(RuntimeException.class, call);
+    private static void expectNoMemory(String function, Runnable call) {
+        RuntimeException e =
+                assertThrows(RuntimeException.class, () -> Failing.run(function, 1, call));
         assertEquals(RuntimeException.class, e.getClass());
         assertEquals("Cannot allocate memory: ", e.getMessage());
     }
 
     @Test
     void charactersForWhichThereIsNoMemoryAre12() {
-        expectNoMemory(() -> Frame.getStringFailing("GetStringUTFChars", "x"));
-        expectNoMemory(() -> Frame.getBytesFailing("GetByteArrayElements", new byte[1]));
+        byte[][] out = new byte[1][];
+        expectNoMemory("GetStringUTFChars", () -> Frame.getString("x", out));
+        assertArrayEquals("untouched".getBytes(UTF_8), out[0]);
+        out[0] = null;
+        expectNoMemory("GetByteArrayElements", () -> Frame.getString(new byte[1], out));
+        assertArrayEquals("untouched".getBytes(UTF_8), out[0]);
     }
 
     @Test
     void anArrayThatCannotBeMadeLeavesTheErrorOfTheVirtualMachine() {
         assertThrows(OutOfMemoryError.class,
-                () -> Frame.toByteArrayFailing("NewByteArray", new byte[1]));
+                () -> Failing.run("NewByteArray", 1, () -> Frame.toByteArray(new byte[1])));
+    }
+
+    @Test
+    void whatIsBorrowedIsGivenBack() {
+        byte[][] out = new byte[1][];
+        Failing.Taken taken = Failing.takenBy(() -> Frame.getString("x", out));
+        assertEquals(1, taken.strings());
+        assertEquals(0, taken.stringsLeft());
+        taken = Failing.takenBy(() -> Frame.getString(new byte[10], out));
+        assertEquals(1, taken.arrays());
+        assertEquals(0, taken.arraysLeft());
+        assertEquals(0, taken.arraysWrittenBack());
+        assertEquals(0, taken.referencesLeft());
     }
 }

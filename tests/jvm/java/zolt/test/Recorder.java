@@ -22,11 +22,11 @@ public final class Recorder {
         }
         if (called.startsWith("is")) {
             String level = called.substring("is".length(), called.length() - "Enabled".length());
-            return Log.javaLevel().passes(Level.valueOf(level.toUpperCase(Locale.ROOT)));
+            return Log.isEnabled(Level.valueOf(level.toUpperCase(Locale.ROOT)));
         }
         Level level = Level.valueOf(called.toUpperCase(Locale.ROOT));
         // The library calls the one-argument form alone, and only at levels that are on.
-        if (arguments.length != 1 || !Log.javaLevel().passes(level)) {
+        if (arguments.length != 1 || !Log.takes(level)) {
             throw new AssertionError("unexpected call of " + method);
         }
         Log.record(level, (String) arguments[0]);
