@@ -1,16 +1,16 @@
 package zolt.test;
 
+import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static zolt.test.Dirents.direct;
+import static zolt.test.Dirents.parse;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
-import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
-import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.HashSet;
@@ -28,51 +28,22 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Dirents.Entry;
 
 class DirentsTest {
     @TempDir Path dir;
 
-    record Entry(long inode, int type, String name) {}
-
     @BeforeEach
     void clear() {
         Faults.clear();
-        ZOLTNative.getDirentsNative("", null, false, true);
+        Dirents.end();
         Log.clear();
     }
 
     @AfterEach
     void restore() {
         Faults.clear();
-        ZOLTNative.getDirentsNative("", null, false, true);
-    }
-
-    static ByteBuffer direct(int size) {
-        return ByteBuffer.allocateDirect(size).order(ByteOrder.nativeOrder());
-    }
-
-    private static List<Entry> parse(ByteBuffer filled) {
-        ByteBuffer buffer = filled.duplicate().order(ByteOrder.nativeOrder());
-        buffer.clear();
-        List<Entry> entries = new ArrayList<>();
-        for (int count = buffer.getInt(); count > 0; count--) {
-            long inode = buffer.getLong();
-            int type = buffer.getShort();
-            byte[] name = new byte[buffer.getInt()];
-            buffer.get(name);
-            entries.add(new Entry(inode, type, new String(name, java.nio.charset.StandardCharsets.UTF_8)));
-        }
-        return entries;
-    }
-
-    private static List<Entry> listAll(Path path, ByteBuffer buffer, boolean dirOnly) {
-        List<Entry> all = new ArrayList<>();
-        int more;
-        do {
-            more = ZOLTNative.getDirentsNative(path.toString(), buffer, dirOnly, false);
-            all.addAll(parse(buffer));
-        } while (more == 1);
-        return all;
+        Dirents.end();
     }
 
     private static Map<String, Entry> byName(List<Entry> entries) {
@@ -110,10 +81,10 @@ class DirentsTest {
         fill(200, 20);
         Map<String, Entry> wanted = expected(dir);
         for (int size : new int[] {32, 100, 4096, 65536}) {
-            assertEquals(wanted, byName(listAll(dir, direct(size), false)));
+            assertEquals(wanted, byName(Dirents.listAll(dir, direct(size), false)));
         }
         assertEquals(221, ZOLTNative.getDirentCountNative(dir.toString()));
-        assertEquals(20, listAll(dir, direct(100), true).size());
+        assertEquals(20, Dirents.listAll(dir, direct(100), true).size());
     }
 
     @Test
@@ -136,87 +107,6 @@ class DirentsTest {
     }
 
     @Test
-    void aMissingDirectoryIsAnExceptionForTheListingAndZeroForTheCount() {
-        NoSuchFileException e = assertThrows(NoSuchFileException.class, () -> ZOLTNative
-                .getDirentsNative(dir.resolve("none").toString(), direct(64), false, false));
-        assertEquals("No such file or directory: failed to open directory", e.getMessage());
-        assertEquals(0, ZOLTNative.getDirentCountNative(dir.resolve("none").toString()));
-    }
-
-    @Test
-    void aFileIsNoDirectory() throws Exception {
-        Path file = Files.createFile(dir.resolve("file"));
-        assertEquals("Not a directory: failed to open directory",
-                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(file.toString(),
-                        direct(64), false, false)).getMessage());
-        assertEquals("Not a directory: failed to open directory " + file,
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.getDirentCountNative(file.toString())).getMessage());
-    }
-
-    @Test
-    void failuresToOpen() {
-        Faults.arm("opendir", Faults.EACCES);
-        assertEquals("Permission denied: failed to open directory",
-                assertThrows(AccessDeniedException.class, () -> ZOLTNative.getDirentsNative(
-                        dir.toString(), direct(64), false, false)).getMessage());
-        Faults.arm("opendir", Faults.EMFILE);
-        assertEquals("Too many open files: failed to open directory",
-                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
-                        direct(64), false, false)).getMessage());
-        Faults.arm("opendir", Faults.ENOMEM);
-        assertEquals("Cannot allocate memory: failed to open directory " + dir,
-                assertThrows(RuntimeException.class,
-                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
-        for (int errno : new int[] {Faults.ENOENT, Faults.EACCES}) {
-            Faults.arm("opendir", errno);
-            assertEquals(0, ZOLTNative.getDirentCountNative(dir.toString()));
-        }
-    }
-
-    @Test
-    void failuresToRead() throws Exception {
-        fill(10, 0);
-        ByteBuffer buffer = direct(4096);
-        buffer.putInt(0, 77);
-        Faults.arm("readdir", 4, 4, Faults.EIO);
-        assertEquals("Input/output error: failed to readdir",
-                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
-                        buffer, false, false)).getMessage());
-        assertEquals(77, buffer.getInt(0));
-        Log.expectMatch(Level.DEBUG, "readdir error dir " + dir + " dirp=0x.*, errno=5");
-        Faults.arm("readdir", 4, 4, Faults.EIO);
-        assertEquals("Input/output error: failed to readdir",
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
-        Log.expectAmong(Level.DEBUG, "readdir error, errno=5");
-        Descriptors.expectNone(dir);
-        assertEquals(11, listAll(dir, buffer, false).size());
-    }
-
-    @Test
-    void nullPathsAreNothingAndNoError() throws Exception {
-        assertEquals(0, ZOLTNative.getDirentsNative(null, direct(64), false, false));
-        assertEquals(0, ZOLTNative.getDirentsNative(null, null, false, true));
-        assertEquals(0, ZOLTNative.getDirentCountNative(null));
-    }
-
-    @Test
-    void buffersThatHoldNoRecordEndInAnExceptionAndEndTheListing() throws Exception {
-        fill(5, 0);
-        ByteBuffer[] unusable = {null, ByteBuffer.allocate(100), direct(0), direct(4)};
-        for (ByteBuffer buffer : unusable) {
-            assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false));
-            IOException e = assertThrows(IOException.class,
-                    () -> ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
-            assertEquals("Buffer overflow: current pos 0 seek 4", e.getMessage());
-            Descriptors.expectNone(dir);
-            Log.expectAmong(Level.ERROR, "Buffer overflow: current pos 0 seek 4");
-        }
-        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(5), false, false));
-    }
-
-    @Test
     void closeEndsTheListingAndLeavesTheBufferAlone() throws Exception {
         fill(5, 0);
         ByteBuffer buffer = direct(30);
@@ -231,6 +121,20 @@ class DirentsTest {
         Log.clear();
         assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, true));
         Log.expect(Level.DEBUG);
+    }
+
+    /** The path comes first: without one there is nothing to end either. */
+    @Test
+    void withoutAPathTheListingGoesOn() throws Exception {
+        fill(5, 0);
+        ByteBuffer buffer = direct(30);
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        assertEquals(0, ZOLTNative.getDirentsNative(null, null, false, true));
+        assertEquals(1, Descriptors.under(dir));
+        buffer.putInt(0, 77);
+        assertEquals(0, ZOLTNative.getDirentsNative(null, buffer, false, false));
+        assertEquals(77, buffer.getInt(0));
+        assertEquals(1, Descriptors.under(dir));
     }
 
     @Test
@@ -268,12 +172,24 @@ class DirentsTest {
         String astral = "x\ud83d\ude00"; // listed as UTF-8, sent as two surrogates of three bytes each
         Files.createFile(dir.resolve(astral));
         assertEquals(List.of(astral),
-                listAll(dir, direct(64), false).stream().map(Entry::name).toList());
+                Dirents.listAll(dir, direct(64), false).stream().map(Entry::name).toList());
         Files.createDirectory(dir.resolve("d\ud83d\ude00"));
         assertEquals(0, ZOLTNative.getDirentCountNative(dir.resolve("d\ud83d\ude00").toString()));
         Path plain = Files.createDirectory(dir.resolve("d\u4e2d"));
         Files.createFile(plain.resolve("x"));
         assertEquals(1, ZOLTNative.getDirentCountNative(plain.toString()));
+    }
+
+    /** The shell makes the name: a Java path can hold none that is no text. */
+    @Test
+    void aNameThatIsNoTextArrivesByteForByte() throws Exception {
+        Process shell = new ProcessBuilder("/bin/sh", "-c",
+                "cd \"$1\" && : > \"$(printf 'a\\377\\200\\001z')\"", "sh", dir.toString()).start();
+        assertEquals(0, shell.waitFor());
+        ByteBuffer buffer = direct(64);
+        assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        assertEquals(List.of("a\u00ff\u0080\u0001z"),
+                parse(buffer, ISO_8859_1).stream().map(Entry::name).toList());
     }
 
     @Test
@@ -290,7 +206,7 @@ class DirentsTest {
     void eightThreadsListEightDirectoriesAtOnce() throws Exception {
         ExecutorService pool = Executors.newFixedThreadPool(8);
         try {
-                List<Future<Boolean>> results = new ArrayList<>();
+            List<Future<Boolean>> results = new ArrayList<>();
             for (int t = 0; t < 8; t++) {
                 Path own = Files.createDirectory(dir.resolve("thread" + t));
                 Set<String> names = new HashSet<>();
@@ -302,7 +218,7 @@ class DirentsTest {
                     ByteBuffer buffer = direct(256);
                     for (int round = 0; round < 10; round++) {
                         Set<String> found = new HashSet<>();
-                        for (Entry entry : listAll(own, buffer, false)) {
+                        for (Entry entry : Dirents.listAll(own, buffer, false)) {
                             assertTrue(found.add(entry.name()));
                         }
                         assertEquals(names, found);

@@ -1,0 +1,238 @@
+package zolt.test;
+
+import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertSame;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertThrowsExactly;
+import static zolt.test.Dirents.direct;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
+import java.util.List;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
+import org.junit.jupiter.api.io.TempDir;
+
+/** Listings and counts that fail, and what they leave behind. */
+class DirentsFailureTest {
+    @TempDir Path dir;
+
+    @BeforeEach
+    void clear() {
+        Faults.clear();
+        Dirents.end();
+        Log.clear();
+    }
+
+    @AfterEach
+    void restore() {
+        Log.throwing(null);
+        Faults.clear();
+        Dirents.end();
+    }
+
+    private void fill(int files) throws IOException {
+        for (int i = 0; i < files; i++) {
+            Files.createFile(dir.resolve("file" + i));
+        }
+    }
+
+    private static <T extends Exception> void expect(Class<T> type, String message,
+            Executable call) {
+        assertEquals(message, assertThrowsExactly(type, call).getMessage());
+    }
+
+    private void list() {
+        ZOLTNative.getDirentsNative(dir.toString(), direct(4096), false, false);
+    }
+
+    private void count() {
+        ZOLTNative.getDirentCountNative(dir.toString());
+    }
+
+    @Test
+    void aMissingDirectoryIsAnExceptionForTheListingAndZeroForTheCount() {
+        NoSuchFileException e = assertThrows(NoSuchFileException.class, () -> ZOLTNative
+                .getDirentsNative(dir.resolve("none").toString(), direct(64), false, false));
+        assertEquals("No such file or directory: failed to open directory", e.getMessage());
+        assertEquals(0, ZOLTNative.getDirentCountNative(dir.resolve("none").toString()));
+    }
+
+    @Test
+    void aFileIsNoDirectory() throws Exception {
+        Path file = Files.createFile(dir.resolve("file"));
+        assertEquals("Not a directory: failed to open directory",
+                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(file.toString(),
+                        direct(64), false, false)).getMessage());
+        assertEquals("Not a directory: failed to open directory " + file,
+                assertThrows(IOException.class,
+                        () -> ZOLTNative.getDirentCountNative(file.toString())).getMessage());
+    }
+
+    @Test
+    void failuresToOpen() {
+        Faults.arm("opendir", Faults.EACCES);
+        expect(AccessDeniedException.class, "Permission denied: failed to open directory",
+                this::list);
+        Faults.arm("opendir", Faults.EMFILE);
+        expect(IOException.class, "Too many open files: failed to open directory", this::list);
+        Faults.arm("opendir", Faults.ENOMEM);
+        expect(RuntimeException.class, "Cannot allocate memory: failed to open directory " + dir,
+                this::count);
+        for (int errno : new int[] {Faults.ENOENT, Faults.EACCES}) {
+            Faults.arm("opendir", errno);
+            assertEquals(0, ZOLTNative.getDirentCountNative(dir.toString()));
+        }
+    }
+
+    @Test
+    void failuresToRead() throws Exception {
+        fill(11);
+        ByteBuffer buffer = direct(4096);
+        buffer.putInt(0, 77);
+        Faults.arm("readdir", 4, 4, Faults.EIO);
+        assertEquals("Input/output error: failed to readdir",
+                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
+                        buffer, false, false)).getMessage());
+        assertEquals(77, buffer.getInt(0));
+        Log.expectMatch(Level.DEBUG, "readdir error dir " + dir + " dirp=0x.*, errno=5");
+        Faults.arm("readdir", 4, 4, Faults.EIO);
+        assertEquals("Input/output error: failed to readdir",
+                assertThrows(IOException.class,
+                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
+        Log.expectAmong(Level.DEBUG, "readdir error, errno=5");
+        Descriptors.expectNone(dir);
+        assertEquals(11, Dirents.listAll(dir, buffer, false).size());
+    }
+
+    @Test
+    void nullPathsAreNothingAndNoError() throws Exception {
+        assertEquals(0, ZOLTNative.getDirentsNative(null, direct(64), false, false));
+        assertEquals(0, ZOLTNative.getDirentsNative(null, null, false, true));
+        assertEquals(0, ZOLTNative.getDirentCountNative(null));
+    }
+
+    private void expectUnusable(ByteBuffer buffer) throws IOException {
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false));
+        Log.clear();
+        expect(IOException.class, "Buffer overflow: current pos 0 seek 4",
+                () -> ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        Log.expect(Level.ERROR, "Buffer overflow: current pos 0 seek 4");
+        Descriptors.expectNone(dir);
+    }
+
+    @Test
+    void buffersThatHoldNoRecordEndInAnExceptionAndEndTheListing() throws Exception {
+        fill(5);
+        for (ByteBuffer buffer : new ByteBuffer[] {
+            null, ByteBuffer.allocate(100), direct(0), direct(4)}) {
+            expectUnusable(buffer);
+        }
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(), direct(5), false, false));
+    }
+
+    /** A write to a read-only mapping would end the process. */
+    @Test
+    void readOnlyBuffersAreNone() throws Exception {
+        fill(5);
+        ByteBuffer readOnly = direct(100).asReadOnlyBuffer();
+        expectUnusable(readOnly);
+        expectUnusable(readOnly.slice());
+        expectUnusable(readOnly.duplicate());
+        expectUnusable(mapped(FileChannel.MapMode.READ_ONLY));
+        assertEquals(1, ZOLTNative.getDirentsNative(dir.toString(),
+                mapped(FileChannel.MapMode.READ_WRITE), false, false));
+    }
+
+    private ByteBuffer mapped(FileChannel.MapMode mode) throws IOException {
+        Path file = Files.write(dir.resolve("mapped"), new byte[100]);
+        try (FileChannel channel =
+                FileChannel.open(file, StandardOpenOption.READ, StandardOpenOption.WRITE)) {
+            return channel.map(mode, 0, 100);
+        }
+    }
+
+    @Test
+    void argumentsForWhichThereIsNoMemory() throws Exception {
+        fill(5);
+        String path = dir.toString();
+        ByteBuffer buffer = direct(30);
+        assertEquals(1, ZOLTNative.getDirentsNative(path, buffer, false, false));
+        buffer.putInt(0, 77);
+        for (Runnable call : List.<Runnable>of(
+                () -> ZOLTNative.getDirentsNative(path, buffer, false, false),
+                () -> ZOLTNative.getDirentsNative(path, buffer, false, true),
+                () -> ZOLTNative.getDirentCountNative(path))) {
+            expect(RuntimeException.class, "Cannot allocate memory: ",
+                    () -> Failing.run("GetStringUTFChars", 1, call));
+        }
+        assertEquals(77, buffer.getInt(0));
+        assertEquals(1, Descriptors.under(dir), "the listing goes on");
+    }
+
+    @Test
+    void whatIsTakenOfTheVirtualMachineIsGivenBack() throws Exception {
+        fill(5);
+        String path = dir.toString();
+        ByteBuffer buffer = direct(100);
+        for (Runnable call : List.<Runnable>of(
+                () -> ZOLTNative.getDirentsNative(path, buffer, false, false),
+                () -> ZOLTNative.getDirentsNative(path, buffer, false, true),
+                () -> ZOLTNative.getDirentCountNative(path),
+                () -> assertThrows(IOException.class,
+                        () -> ZOLTNative.getDirentsNative(path, null, false, false)))) {
+            Failing.Taken taken = Failing.takenBy(call);
+            assertEquals(1, taken.strings());
+            assertEquals(0, taken.stringsLeft());
+            assertEquals(0, taken.referencesLeft());
+        }
+    }
+
+    /** What a logger throws stays; the work that its line was about is done all the same. */
+    @Test
+    void aThrowingLoggerDoesNotStopTheListing() throws Exception {
+        fill(5);
+        RuntimeException fromLogger = new IllegalStateException("logger");
+        Faults.directorySize(104857601);
+        ByteBuffer buffer = direct(4096);
+        Executable list = () -> assertEquals(0,
+                ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
+        Executable count = () -> assertEquals(5,
+                ZOLTNative.getDirentCountNative(dir.toString()));
+        Log.throwing(fromLogger);
+        for (Executable call : List.of(list, count)) {
+            if (Log.nativeThreshold().passes(Level.WARN)) {
+                assertSame(fromLogger, assertThrows(IllegalStateException.class, call));
+            } else {
+                assertDoesNotThrow(call);
+            }
+        }
+        assertEquals(5, Dirents.parse(buffer).size());
+        Descriptors.expectNone(dir);
+    }
+
+    @Test
+    void aFailureTakesThePlaceOfWhatTheLoggerThrew() throws Exception {
+        fill(5);
+        Log.throwing(new IllegalStateException("logger"));
+        Faults.directorySize(104857601);
+        Faults.arm("opendir", Faults.EIO);
+        expect(IOException.class, "Input/output error: failed to open directory", this::list);
+        Faults.arm("readdir", Faults.EIO);
+        expect(IOException.class, "Input/output error: failed to readdir", this::list);
+        Faults.arm("readdir", Faults.EIO);
+        expect(IOException.class, "Input/output error: failed to readdir", this::count);
+        expect(IOException.class, "Buffer overflow: current pos 0 seek 4",
+                () -> ZOLTNative.getDirentsNative(dir.toString(), direct(4), false, false));
+    }
+}
