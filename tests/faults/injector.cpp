@@ -59,5 +59,6 @@ void zolt_fault_clear(void) {
   zolt_fault_mount_table(nullptr);
   zolt_fault_directory_size(0);
   zolt_fault_xattr_names(nullptr, 0);
+  zolt_fault_xattr_lengths(-1, -1);
   zolt_fault_realtime(nullptr);
 }
