@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "faults.h"
 #include "hooked_env.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
@@ -34,37 +35,6 @@ bool isLogLine(const char* text) {
   return *text == '@';
 }
 
-void failNth(HookedEnv& hook, const std::string& function, int nth) {
-  callsLeft = nth;
-  if (function == "CallObjectMethod") {
-    hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
-      return fails(env) ? nullptr : real()->CallObjectMethodV(env, object, method, list);
-    };
-  } else if (function == "GetByteArrayElements") {
-    hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
-      return fails(env) ? nullptr : real()->GetByteArrayElements(env, array, isCopy);
-    };
-  } else if (function == "GetStringUTFChars") {
-    hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
-      return fails(env) ? nullptr : real()->GetStringUTFChars(env, string, isCopy);
-    };
-  } else if (function == "NewByteArray") {
-    hook.table.NewByteArray = [](JNIEnv* env, jsize length) {
-      return fails(env) ? nullptr : real()->NewByteArray(env, length);
-    };
-  } else if (function == "NewObject") {
-    hook.table.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list list) {
-      return fails(env) ? nullptr : real()->NewObjectV(env, cls, method, list);
-    };
-  } else if (function == "NewStringUTF") {
-    hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
-      return !isLogLine(text) && fails(env) ? nullptr : real()->NewStringUTF(env, text);
-    };
-  } else {
-    throw std::invalid_argument("no failure for " + function);
-  }
-}
-
 // How many of the local references that a native made it holds, and held at most.
 thread_local int held = 0;
 thread_local int most = 0;
@@ -79,6 +49,9 @@ void countReferences(HookedEnv& hook) {
   held = most = 0;
   hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
     return counted(real()->CallObjectMethodV(env, object, method, list));
+  };
+  hook.table.ExceptionOccurred = [](JNIEnv* env) {
+    return counted(real()->ExceptionOccurred(env));
   };
   hook.table.GetObjectArrayElement = [](JNIEnv* env, jobjectArray array, jsize index) {
     return counted(real()->GetObjectArrayElement(env, array, index));
@@ -95,6 +68,60 @@ void countReferences(HookedEnv& hook) {
   hook.table.DeleteLocalRef = [](JNIEnv* env, jobject reference) {
     if (reference != nullptr) --held;
     real()->DeleteLocalRef(env, reference);
+  };
+}
+
+void failNth(HookedEnv& hook, const std::string& function, int nth) {
+  callsLeft = nth;
+  if (function == "CallObjectMethod") {
+    hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
+      return fails(env) ? nullptr : counted(real()->CallObjectMethodV(env, object, method, list));
+    };
+  } else if (function == "GetByteArrayElements") {
+    hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
+      return fails(env) ? nullptr : real()->GetByteArrayElements(env, array, isCopy);
+    };
+  } else if (function == "GetStringUTFChars") {
+    hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
+      return fails(env) ? nullptr : real()->GetStringUTFChars(env, string, isCopy);
+    };
+  } else if (function == "NewByteArray") {
+    hook.table.NewByteArray = [](JNIEnv* env, jsize length) {
+      return fails(env) ? nullptr : counted(real()->NewByteArray(env, length));
+    };
+  } else if (function == "NewObject") {
+    hook.table.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list list) {
+      return fails(env) ? nullptr : counted(real()->NewObjectV(env, cls, method, list));
+    };
+  } else if (function == "NewStringUTF") {
+    hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
+      return !isLogLine(text) && fails(env) ? nullptr : counted(real()->NewStringUTF(env, text));
+    };
+  } else {
+    throw std::invalid_argument("no failure for " + function);
+  }
+}
+
+thread_local std::string lendings;
+
+void noteLending(const std::string& what) {
+  if (!lendings.empty()) lendings += ", ";
+  lendings += what + " at " + std::to_string(zolt_fault_calls("lsetxattr"));
+}
+
+void noteLendings(HookedEnv& hook) {
+  lendings.clear();
+  hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
+    noteLending("lent");
+    return real()->GetByteArrayElements(env, array, isCopy);
+  };
+  hook.table.ReleaseByteArrayElements = [](JNIEnv* env, jbyteArray array, jbyte* bytes, jint mode) {
+    noteLending("released " + std::to_string(mode));
+    real()->ReleaseByteArrayElements(env, array, bytes, mode);
+  };
+  hook.table.ThrowNew = [](JNIEnv* env, jclass cls, const char* message) {
+    noteLending("thrown");
+    return real()->ThrowNew(env, cls, message);
   };
 }
 
@@ -115,6 +142,7 @@ JNIEXPORT void JNICALL Java_zolt_test_Failing_run(JNIEnv* env, jclass, jstring j
   getString(env, javaFunction, function);
   jmethodID method = runMethod(env);
   HookedEnv hook(env);
+  countReferences(hook);
   failNth(hook, function, nth);
   run(env, body, method);
 } catch (...) {
@@ -127,4 +155,18 @@ JNIEXPORT jint JNICALL Java_zolt_test_Failing_mostReferences(JNIEnv* env, jclass
   countReferences(hook);
   run(env, body, method);
   return most;
+}
+
+JNIEXPORT jint JNICALL Java_zolt_test_Failing_heldReferences(JNIEnv*, jclass) {
+  return held;
+}
+
+JNIEXPORT jstring JNICALL Java_zolt_test_Failing_lendings(JNIEnv* env, jclass, jobject body) {
+  jmethodID method = runMethod(env);
+  {
+    HookedEnv hook(env);
+    noteLendings(hook);
+    run(env, body, method);
+  }
+  return env->ExceptionCheck() ? nullptr : env->NewStringUTF(lendings.c_str());
 }
