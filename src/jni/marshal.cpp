@@ -44,9 +44,14 @@ int getString(JNIEnv* env, jstring javaString, std::string& out) {
   return 0;
 }
 
+ByteArrayElements::ByteArrayElements(JNIEnv* env, jbyteArray array) : env_(env), array_(array) {
+  const AfterLog afterLog(env);
+  bytes_ = env->GetByteArrayElements(array, nullptr);
+  if (bytes_ != nullptr) size_ = static_cast<size_t>(env->GetArrayLength(array));
+}
+
 int getString(JNIEnv* env, jbyteArray javaBytes, std::string& out) {
   if (javaBytes == nullptr) return EINVAL;
-  const AfterLog afterLog(env);
   const ByteArrayElements bytes(env, javaBytes);
   if (bytes.data() == nullptr) {
     handle_error(env, ENOMEM, "");

@@ -24,10 +24,7 @@ int getString(JNIEnv* env, jbyteArray javaBytes, std::string& out);
 /// had no memory for them, with an OutOfMemoryError pending.
 class ByteArrayElements {
  public:
-  ByteArrayElements(JNIEnv* env, jbyteArray array)
-      : env_(env), array_(array), bytes_(env->GetByteArrayElements(array, nullptr)) {
-    if (bytes_ != nullptr) size_ = static_cast<size_t>(env->GetArrayLength(array));
-  }
+  ByteArrayElements(JNIEnv* env, jbyteArray array);
   ~ByteArrayElements() {
     if (bytes_ != nullptr) env_->ReleaseByteArrayElements(array_, bytes_, JNI_ABORT);
   }
@@ -40,7 +37,7 @@ class ByteArrayElements {
  private:
   JNIEnv* env_;
   jbyteArray array_;
-  jbyte* bytes_;
+  jbyte* bytes_ = nullptr;
   size_t size_ = 0;
 };
 

@@ -52,18 +52,20 @@ int readLeaseClock(int64_t& now) {
   return 0;
 }
 
-LeaseFailure setLease(const std::string& path, bool follow, std::string_view holder, int64_t now) {
+LeaseFailure setLeaseHolder(const std::string& path, bool follow, std::string_view holder,
+                            int64_t now) {
   ZOLT_TRACE("lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
-  if (const int result = zolt_setxattr(path.c_str(), follow, USER_LEASE_HOLDER, holder.data(),
-                                       holder.size(), XATTR_CREATE);
-      result < 0) {
-    return {-result, "setxattr", USER_LEASE_HOLDER};
-  }
-  if (const int result = writeStamp(path, follow, now, XATTR_CREATE); result < 0) {
-    zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
-    return {-result, "setxattr", USER_LEASE_UPDATE};
-  }
+  const int result = zolt_setxattr(path.c_str(), follow, USER_LEASE_HOLDER, holder.data(),
+                                   holder.size(), XATTR_CREATE);
+  if (result < 0) return {-result, "setxattr", USER_LEASE_HOLDER};
   return {};
+}
+
+LeaseFailure setLeaseUpdate(const std::string& path, bool follow, int64_t now) {
+  const int result = writeStamp(path, follow, now, XATTR_CREATE);
+  if (result >= 0) return {};
+  zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
+  return {-result, "setxattr", USER_LEASE_UPDATE};
 }
 
 LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t limit,

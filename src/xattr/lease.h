@@ -38,9 +38,13 @@ struct LeaseFailure {
   const char* name = "";       // the attribute, or USER_LEASE for the pair
 };
 
-/// Takes the lease. EEXIST when it is held. Where the update cannot be written (one left over
-/// without a holder is EEXIST too), the holder is removed again.
-LeaseFailure setLease(const std::string& path, bool follow, std::string_view holder, int64_t now);
+/// The first half of taking the lease. EEXIST when it is held. `now` is only for the log.
+LeaseFailure setLeaseHolder(const std::string& path, bool follow, std::string_view holder,
+                            int64_t now);
+
+/// The second half, without which there is no lease: where the update cannot be written (one left
+/// over without a holder is EEXIST), the holder is removed again.
+LeaseFailure setLeaseUpdate(const std::string& path, bool follow, int64_t now);
 
 /// What getLease found. `holder` has at least `length` bytes; it is null after a failure and where
 /// the lease has expired.

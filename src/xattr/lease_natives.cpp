@@ -31,14 +31,20 @@ JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_se
     handle_error(env, EINVAL, "");
     return;
   }
-  const ByteArrayElements holder(env, javaHolder);
-  if (holder.data() == nullptr) {
-    handle_error(env, ENOMEM, "");
-    return;
-  }
+  const bool follow = followLink != JNI_FALSE;
   int64_t now = 0;
-  if (!leaseClockNow(env, now)) return;
-  report(env, setLease(path, followLink != JNI_FALSE, {holder.data(), holder.size()}, now));
+  LeaseFailure failure;
+  {  // Java has its bytes back as soon as the file has them.
+    const ByteArrayElements holder(env, javaHolder);
+    if (holder.data() == nullptr) {
+      handle_error(env, ENOMEM, "");
+      return;
+    }
+    if (!leaseClockNow(env, now)) return;
+    failure = setLeaseHolder(path, follow, {holder.data(), holder.size()}, now);
+  }
+  if (failure.error == 0) failure = setLeaseUpdate(path, follow, now);
+  report(env, failure);
 } catch (...) {
   raiseInJava();
 }

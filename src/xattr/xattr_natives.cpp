@@ -15,6 +15,10 @@ using namespace zolt;
 
 namespace {
 
+jsize lengthOf(JNIEnv* env, jarray array) {
+  return array != nullptr ? env->GetArrayLength(array) : 0;
+}
+
 // Puts an attribute into the map under `key`, unless it cannot be read: then it is left out. False
 // only with a Java exception pending.
 template <class Key>
@@ -34,22 +38,24 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
   std::string name;
   if (getString(env, javaPath, path) != 0) return JNI_FALSE;
   if (getString(env, javaName, name) != 0) return JNI_FALSE;
-  std::optional<ByteArrayElements> bytes;
-  std::string_view value;
-  if (javaValue != nullptr) {
-    bytes.emplace(env, javaValue);
-    if (bytes->data() == nullptr) {
-      handle_error(env, ENOMEM, "");
-      return JNI_FALSE;
-    }
-    value = {bytes->data(), bytes->size()};
-  }
   const int flags = javaFlags;
-  ZOLT_TRACE(joined(" ", path, name, "length", value.size(), "flags", flags));
-  ZOLT_DEBUG(joined(" ", path, name, value, value.size(), flags));
+  ZOLT_TRACE(joined(" ", path, name, "length", lengthOf(env, javaValue), "flags", flags));
 
-  const int result =
-      zolt_setxattr(path.c_str(), false, name.c_str(), value.data(), value.size(), flags);
+  int result = 0;
+  {  // Java has its bytes back before the outcome is reported.
+    std::optional<ByteArrayElements> bytes;
+    std::string_view value;
+    if (javaValue != nullptr) {
+      bytes.emplace(env, javaValue);
+      if (bytes->data() == nullptr) {
+        handle_error(env, ENOMEM, "");
+        return JNI_FALSE;
+      }
+      value = {bytes->data(), bytes->size()};
+    }
+    ZOLT_DEBUG(joined(" ", path, name, value, value.size(), flags));
+    result = zolt_setxattr(path.c_str(), false, name.c_str(), value.data(), value.size(), flags);
+  }
   if (result < 0) handle_xattr_error(env, -result, "setxattr", name);
   return result < 0 ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
@@ -78,12 +84,12 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jobjectArray javaNames) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return nullptr;
+  const jsize count = lengthOf(env, javaNames);
+  ZOLT_TRACE(joined(" ", path, "names", count));
   if (javaNames == nullptr) {
     handle_error(env, EINVAL, path);
     return nullptr;
   }
-  const jsize count = env->GetArrayLength(javaNames);
-  ZOLT_TRACE(joined(" ", path, "names", count));
 
   HashMap map(env);
   if (map.get() == nullptr) {

@@ -67,6 +67,12 @@ struct LeaseTest : ::testing::Test {
     return std::to_string(failure.error) + " " + failure.operation + " " + failure.name;
   }
 
+  // Both halves, as the native does it.
+  static LeaseFailure setLease(const std::string& path, bool follow, const std::string& who,
+                               int64_t now) {
+    const LeaseFailure failure = setLeaseHolder(path, follow, who, now);
+    return failure.error != 0 ? failure : setLeaseUpdate(path, follow, now);
+  }
   std::string set(const std::string& who, int64_t now) const {
     return text(setLease(file, true, who, now));
   }
@@ -152,6 +158,18 @@ TEST_F(LeaseTest, AnUpdateThatCannotBeWrittenTakesTheHolderBack) {
   EXPECT_EQ(set("me", 5), "28 setxattr user.lease.update");
   EXPECT_EQ(holder(), "none");
   EXPECT_EQ(update(), "none");
+}
+
+TEST_F(LeaseTest, TheHolderIsTakenBackAsItWasWritten) {
+  for (const bool follow : {true, false}) {
+    zolt_fault_arm(follow ? "setxattr" : "lsetxattr", 2, 2, ENOSPC);
+    zolt_fault_arm("removexattr", 0, 0, 0);
+    zolt_fault_arm("lremovexattr", 0, 0, 0);
+    EXPECT_EQ(text(setLease(file, follow, "me", 5)), "28 setxattr user.lease.update");
+    EXPECT_EQ(zolt_fault_calls("removexattr"), follow ? 1 : 0);
+    EXPECT_EQ(zolt_fault_calls("lremovexattr"), follow ? 0 : 1);
+    EXPECT_EQ(holder(), "none");
+  }
 }
 
 TEST_F(LeaseTest, TheFailureOfTakingTheHolderBackIsNotTheOneReported) {
@@ -263,6 +281,14 @@ TEST_F(LeaseTest, AStampWithoutAHolderIsNoLease) {
   EXPECT_EQ(text(renewLease(file, true, 5)), "");
   EXPECT_EQ(update(), stamp(5));
   EXPECT_EQ(get(16, 0, 5), "61 getxattr user.lease.holder");
+}
+
+TEST_F(LeaseTest, AStampWithoutAHolderExpiresLikeALease) {
+  put("user.lease.update", stamp(5));
+  EXPECT_EQ(get(16, 7, 12), "61 getxattr user.lease.holder");
+  EXPECT_EQ(update(), stamp(5));
+  EXPECT_EQ(get(16, 7, 13), "61 removexattr user.lease.*");
+  EXPECT_EQ(update(), "none");
 }
 
 TEST_F(LeaseTest, ARenewalMovesTheClockAndNothingElse) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <set>
@@ -77,6 +78,38 @@ TEST_F(XattrTest, AnEmptyValueIsNullAndOneCall) {
   EXPECT_EQ(bytes, nullptr);
   // With no room a second call would only ask for the length again.
   EXPECT_EQ(zolt_fault_calls("getxattr"), 1);
+}
+
+TEST_F(XattrTest, AValueThatAppearsAfterItsLengthWasTakenIsEmptyStill) {
+  put("user.a", "value");
+  zolt_fault_xattr_lengths(0, -1);
+  char* bytes = nullptr;
+  EXPECT_EQ(zolt_getxattr(file.c_str(), true, "user.a", bytes, 0), 0);
+  EXPECT_EQ(bytes, nullptr);
+}
+
+TEST_F(XattrTest, AValueThatShrinksIsAsLongAsItWasRead) {
+  put("user.a", "value");
+  const LogCapture log;
+  zolt_fault_xattr_lengths(40, -1);
+  for (const bool follow : {true, false})
+    EXPECT_EQ(get(file, "user.a", follow), "value");
+  EXPECT_TRUE(log.lines().empty()) << log.all();
+}
+
+TEST_F(XattrTest, AValueForWhichThereIsNoMemoryIsLogged) {
+  put("user.a", "value");
+  for (const long length : {LONG_MAX, 1L << 60}) {
+    const LogCapture log;
+    zolt_fault_arm("getxattr", 0, 0, 0);
+    zolt_fault_xattr_lengths(length, -1);
+    char* bytes = nullptr;
+    EXPECT_EQ(zolt_getxattr(file.c_str(), true, "user.a", bytes, 0), -ENOMEM);
+    EXPECT_EQ(bytes, nullptr);
+    EXPECT_EQ(zolt_fault_calls("getxattr"), 1);
+    EXPECT_EQ(log.lines().size(), 1U);
+    EXPECT_TRUE(log.has(LOG_ERROR, "getxattr: failed to get value of attribute user.a"));
+  }
 }
 
 TEST_F(XattrTest, SizeAndBufferGoTogether) {
@@ -296,6 +329,33 @@ TEST_F(XattrTest, AFailedListIsLogged) {
     char* list = &memory;
     EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), -error);
     EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
+  }
+}
+
+TEST_F(XattrTest, AListThatShrinksIsAsLongAsItWasRead) {
+  put("user.a", "1");
+  const LogCapture log;
+  zolt_fault_xattr_lengths(-1, 40);
+  for (const bool follow : {true, false}) {
+    char* list = nullptr;
+    EXPECT_EQ(zolt_listxattrs(file.c_str(), follow, &list), 7);
+    const std::unique_ptr<char[]> owner(list);
+    EXPECT_STREQ(list, "user.a");
+  }
+  EXPECT_TRUE(log.lines().empty()) << log.all();
+}
+
+TEST_F(XattrTest, AListForWhichThereIsNoMemoryIsLogged) {
+  for (const long length : {LONG_MAX, 1L << 60}) {
+    const LogCapture log;
+    zolt_fault_arm("listxattr", 0, 0, 0);
+    zolt_fault_xattr_lengths(-1, length);
+    char memory = 'x';
+    char* list = &memory;
+    EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), -ENOMEM);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(zolt_fault_calls("listxattr"), 1);
     EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
   }
 }

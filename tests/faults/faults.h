@@ -43,6 +43,12 @@ void zolt_fault_stray_errno(int error);
  */
 void zolt_fault_xattr_names(const char* names, int length);
 
+/*
+ * What getxattr and listxattr, the l forms included, answer to the question for a length alone;
+ * -1: the truth.
+ */
+void zolt_fault_xattr_lengths(long value, long list);
+
 /* The real-time clock, the only one that can be failed, stands at this time; null: no more. */
 void zolt_fault_realtime(const struct timespec* time);
 

@@ -61,6 +61,7 @@ void zolt_fault_clear(void) {
   zolt_fault_entry_type(-1);
   zolt_fault_stray_errno(0);
   zolt_fault_xattr_names(nullptr, 0);
+  zolt_fault_xattr_lengths(-1, -1);
   zolt_fault_realtime(nullptr);
   zolt_fault_user(nullptr, 0, 0, 0);
   zolt_fault_group(nullptr, 0, 0);

@@ -19,6 +19,8 @@ struct Names {
   int length;
 };
 thread_local Names names{};
+thread_local long valueLength = -1;
+thread_local long listLength = -1;
 thread_local std::optional<timespec> standingClock;
 
 ssize_t givenNames(char* list, size_t size) {
@@ -33,6 +35,11 @@ void zolt_fault_xattr_names(const char* bytes, int length) {
   names = {bytes, length};
 }
 
+void zolt_fault_xattr_lengths(long value, long list) {
+  valueLength = value;
+  listLength = list;
+}
+
 void zolt_fault_realtime(const timespec* time) {
   standingClock = time != nullptr ? std::optional(*time) : std::nullopt;
 }
@@ -43,12 +50,27 @@ void zolt_fault_realtime(const timespec* time) {
     return faults::fails(Call::name) ? -1 : real(__VA_ARGS__);  \
   }
 
+#define GET(name)                                                                              \
+  ssize_t name(const char* path, const char* attribute, void* value, size_t size) noexcept {   \
+    static auto* real = faults::next<ssize_t(const char*, const char*, void*, size_t)>(#name); \
+    if (faults::fails(Call::name)) return -1;                                                  \
+    return size == 0 && valueLength >= 0 ? valueLength : real(path, attribute, value, size);   \
+  }
+
+#define LIST(name)                                                                   \
+  ssize_t name(const char* path, char* list, size_t size) noexcept {                 \
+    static auto* real = faults::next<ssize_t(const char*, char*, size_t)>(#name);    \
+    if (faults::fails(Call::name)) return -1;                                        \
+    if (size == 0 && listLength >= 0) return listLength;                             \
+    return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size); \
+  }
+
 extern "C" {
 
-FORWARD(ssize_t, getxattr, (const char* path, const char* name, void* value, size_t size), path,
-        name, value, size)
-FORWARD(ssize_t, lgetxattr, (const char* path, const char* name, void* value, size_t size), path,
-        name, value, size)
+GET(getxattr)
+GET(lgetxattr)
+LIST(listxattr)
+LIST(llistxattr)
 FORWARD(int, setxattr,
         (const char* path, const char* name, const void* value, size_t size, int flags), path, name,
         value, size, flags)
@@ -57,18 +79,6 @@ FORWARD(int, lsetxattr,
         value, size, flags)
 FORWARD(int, removexattr, (const char* path, const char* name), path, name)
 FORWARD(int, lremovexattr, (const char* path, const char* name), path, name)
-
-ssize_t listxattr(const char* path, char* list, size_t size) noexcept {
-  static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("listxattr");
-  if (faults::fails(Call::listxattr)) return -1;
-  return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size);
-}
-
-ssize_t llistxattr(const char* path, char* list, size_t size) noexcept {
-  static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("llistxattr");
-  if (faults::fails(Call::llistxattr)) return -1;
-  return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size);
-}
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   static auto* real = faults::next<int(clockid_t, timespec*)>("clock_gettime");

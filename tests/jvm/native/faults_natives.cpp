@@ -56,6 +56,11 @@ JNIEXPORT void JNICALL Java_zolt_test_Faults_xattrNames(JNIEnv* env, jclass, jby
   }
 }
 
+JNIEXPORT void JNICALL Java_zolt_test_Faults_xattrLengths(JNIEnv*, jclass, jlong value,
+                                                          jlong list) {
+  zolt_fault_xattr_lengths(value, list);
+}
+
 JNIEXPORT void JNICALL Java_zolt_test_Faults_storeXattr(JNIEnv* env, jclass, jstring javaPath,
                                                         jbyteArray javaName,
                                                         jbyteArray javaValue) try {
@@ -64,6 +69,17 @@ JNIEXPORT void JNICALL Java_zolt_test_Faults_storeXattr(JNIEnv* env, jclass, jst
   getString(env, javaName, name);
   getString(env, javaValue, value);
   if (setxattr(text(env, javaPath).c_str(), name.c_str(), value.data(), value.size(), 0) != 0) {
+    throw std::system_error(errno, std::generic_category(), name);
+  }
+} catch (...) {
+  raiseInJava();
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_removeXattr(JNIEnv* env, jclass, jstring javaPath,
+                                                         jbyteArray javaName) try {
+  std::string name;
+  getString(env, javaName, name);
+  if (removexattr(text(env, javaPath).c_str(), name.c_str()) != 0) {
     throw std::system_error(errno, std::generic_category(), name);
   }
 } catch (...) {

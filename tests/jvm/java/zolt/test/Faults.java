@@ -42,8 +42,13 @@ final class Faults {
     /** The attribute names that every path seems to have; null for the real ones. */
     static native void xattrNames(byte[] names);
 
+    /** The lengths that a value and a list of names seem to have before they are read; -1: the real. */
+    static native void xattrLengths(long value, long list);
+
     /** Sets an attribute whose name no Java string may hold. */
     static native void storeXattr(String path, byte[] name, byte[] value);
+
+    static native void removeXattr(String path, byte[] name);
 
     /** The time at which the real-time clock stands, until the next clear. */
     static native void realtime(long seconds, int nanoseconds);

@@ -1,32 +1,34 @@
 package zolt.test;
 
+import java.io.BufferedReader;
 import java.io.IOException;
+import java.io.InputStreamReader;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Path;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /**
- * One of several virtual machines after the same leases. It says when it is ready, starts with the
- * next line of its input, and prints the number of each file whose lease it got.
+ * One of several virtual machines after the same leases. It says when it is ready; then each line of
+ * its input is a folder, and its answer the numbers of the files whose leases it got, on one line.
  */
 final class LeaseRacer {
     private LeaseRacer() {}
 
-    /** The arguments: the folder of the files 0, 1, ..., their number, and the racer's name. */
+    /** The arguments: how many files 0, 1, ... a folder has, and the racer's name. */
     public static void main(String[] arguments) throws Exception {
-        Path folder = Path.of(arguments[0]);
-        int count = Integer.parseInt(arguments[1]);
-        byte[] name = arguments[2].getBytes(StandardCharsets.UTF_8);
+        int count = Integer.parseInt(arguments[0]);
+        byte[] name = arguments[1].getBytes(StandardCharsets.UTF_8);
         ZOLTNative.setFSConfig(false);
         System.out.println("ready");
-        System.in.read();
-        StringBuilder won = new StringBuilder();
-        for (int i = 0; i < count; i++) {
-            if (takes(folder.resolve("" + i).toString(), name)) {
-                won.append(i).append('\n');
+        BufferedReader folders = new BufferedReader(new InputStreamReader(System.in));
+        for (String folder = folders.readLine(); folder != null; folder = folders.readLine()) {
+            StringBuilder won = new StringBuilder();
+            for (int i = 0; i < count; i++) {
+                if (takes(folder + "/" + i, name)) {
+                    won.append(i).append(' ');
+                }
             }
+            System.out.println(won);
         }
-        System.out.print(won);
     }
 
     private static boolean takes(String file, byte[] name) throws Exception {

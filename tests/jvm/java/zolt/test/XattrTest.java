@@ -2,95 +2,25 @@ package zolt.test;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
-import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertSame;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.IOException;
-import java.nio.ByteBuffer;
 import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
-import java.nio.file.attribute.UserDefinedFileAttributeView;
-import java.util.Arrays;
 import java.util.HashMap;
-import java.util.HashSet;
 import java.util.Map;
-import java.util.Set;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
-import org.junit.jupiter.api.function.Executable;
-import org.junit.jupiter.api.io.TempDir;
 
 /** Extended attributes. What a native says it did is looked at without it. */
-class XattrTest {
-    private static final String NATIVE = "Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_";
-    private static final short ANY = 0;
-    private static final short CREATE = 1;
-    private static final short REPLACE = 2;
-
-    @TempDir Path dir;
-    private Path file;
-    private String path;
-
-    @BeforeEach
-    void makeFile() throws IOException {
-        file = Files.createFile(dir.resolve("file"));
-        path = file.toString();
-        Faults.clear();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-        Log.throwing(null);
-    }
-
-    private static byte[] bytes(String text) {
-        return text.getBytes(ISO_8859_1);
-    }
-
-    private UserDefinedFileAttributeView view() {
-        return Files.getFileAttributeView(file, UserDefinedFileAttributeView.class);
-    }
-
-    /** The value as Java's own library reads it, one char a byte; null when absent. */
-    private String stored(String name) throws IOException {
-        String bare = name.substring("user.".length());
-        if (!view().list().contains(bare)) {
-            return null;
-        }
-        ByteBuffer value = ByteBuffer.allocate(view().size(bare));
-        view().read(bare, value);
-        return new String(value.array(), ISO_8859_1);
-    }
-
-    private void store(String name, String value) throws IOException {
-        view().write(name.substring("user.".length()), ByteBuffer.wrap(bytes(value)));
-    }
-
-    /** A map's values, one char a byte. */
-    private static Map<String, String> texts(HashMap<String, byte[]> map) {
-        Map<String, String> texts = new HashMap<>();
-        map.forEach((name, value) -> texts.put(name, new String(value, ISO_8859_1)));
-        return texts;
-    }
-
-    private static void expect(Class<?> type, String message, Executable call) {
-        Throwable thrown = assertThrows(Throwable.class, call);
-        assertSame(type, thrown.getClass(), thrown::toString);
-        assertEquals(message, thrown.getMessage());
-    }
-
+class XattrTest extends XattrFixture {
     // setExtendedAttribute
 
     @Test
@@ -111,6 +41,14 @@ class XattrTest {
         assertTrue(ZOLTNative.setExtendedAttribute(path, "user.b", null, ANY));
         assertEquals("", stored("user.b"));
         assertArrayEquals(new byte[0], ZOLTNative.getXAttr(path, "user.b"));
+    }
+
+    @Test
+    void theAttributesOfALeaseMayBeSet() throws IOException {
+        for (String name : new String[] {"user.lease.holder", "user.lease.update"}) {
+            assertTrue(ZOLTNative.setExtendedAttribute(path, name, bytes("x"), CREATE));
+            assertEquals("x", stored(name));
+        }
     }
 
     @Test
@@ -136,20 +74,6 @@ class XattrTest {
             Log.expect(Level.DEBUG, path + " user.a v 1 " + flags,
                     "Invalid argument: setxattr failed for user.a");
         }
-    }
-
-    @Test
-    void settingLogsItsArgumentsAndItsFailure() {
-        ZOLTNative.setExtendedAttribute(path, "user.a", bytes("value"), ANY);
-        Log.expect(Level.DEBUG, path + " user.a value 5 0");
-        Log.expect(Level.TRACE, path + " user.a length 5 flags 0");
-        Log.lines().forEach(
-                line -> assertEquals(NATIVE + "setExtendedAttribute", line.function()));
-        Log.expect(Level.ERROR);
-        assertThrows(IOException.class,
-                () -> ZOLTNative.setExtendedAttribute(path, "user.a", bytes("other"), CREATE));
-        Log.expect(Level.ERROR, "setxattr: failed to set value of attribute path " + path
-                + " user.a to other");
     }
 
     @Test
@@ -205,6 +129,27 @@ class XattrTest {
     }
 
     @Test
+    void aValueThatShrinksWhileItIsReadIsTheShorterOne() throws IOException {
+        store("user.a", "value");
+        Faults.xattrLengths(40, -1);
+        assertArrayEquals(bytes("value"), ZOLTNative.getXAttr(path, "user.a"));
+        Map<String, String> wanted = Map.of("user.a", "value");
+        assertEquals(wanted, texts(ZOLTNative.getXAttrs(path, new String[] {"user.a"})));
+        assertEquals(wanted, texts(ZOLTNative.dumpXAttrs(path)));
+        Log.expectNothingAbove(Level.TRACE);
+    }
+
+    @Test
+    void aValueThatAppearsWhileItIsReadIsEmptyStill() throws IOException {
+        store("user.a", "value");
+        Faults.xattrLengths(0, -1);
+        assertArrayEquals(new byte[0], ZOLTNative.getXAttr(path, "user.a"));
+        Map<String, String> wanted = Map.of("user.a", "");
+        assertEquals(wanted, texts(ZOLTNative.getXAttrs(path, new String[] {"user.a"})));
+        assertEquals(wanted, texts(ZOLTNative.dumpXAttrs(path)));
+    }
+
+    @Test
     void aValueThatGoesWhileItIsReadIsAbsent() throws IOException {
         store("user.a", "value");
         Faults.arm("lgetxattr", 2, 2, Faults.ENODATA);
@@ -239,6 +184,19 @@ class XattrTest {
         Log.expect(Level.TRACE, path + " names 6");
         Log.expect(Level.WARN);
         Log.expect(Level.ERROR);
+    }
+
+    @Test
+    void theAttributesOfALeaseAreNotReadForAMap() throws IOException {
+        String[] names = {"user.lease.holder", "user.a", "user.lease.update"};
+        for (String name : names) {
+            store(name, "x");
+        }
+        Faults.arm("lgetxattr", 0, 0, 0);
+        assertEquals(Map.of("user.a", "x"), texts(ZOLTNative.getXAttrs(path, names)));
+        assertEquals(2, Faults.calls("lgetxattr"));
+        assertEquals(Map.of("user.a", "x"), texts(ZOLTNative.dumpXAttrs(path)));
+        assertEquals(4, Faults.calls("lgetxattr"));
     }
 
     @Test
@@ -322,6 +280,14 @@ class XattrTest {
     }
 
     @Test
+    void aListThatShrinksWhileItIsReadIsTheShorterOne() throws IOException {
+        store("user.a", "1");
+        Faults.xattrLengths(-1, 40);
+        assertEquals(Map.of("user.a", "1"), texts(ZOLTNative.dumpXAttrs(path)));
+        Log.expectNothingAbove(Level.TRACE);
+    }
+
+    @Test
     void aListThatCannotBeReadIsReported() throws IOException {
         store("user.a", "1");
         Faults.arm("llistxattr", 2, 2, Faults.EIO);
@@ -349,31 +315,6 @@ class XattrTest {
         assertEquals(Map.of(), ZOLTNative.dumpXAttrs(path));
         Faults.arm("lgetxattr", 2, 2, Faults.ERANGE);
         assertEquals(Map.of(), ZOLTNative.dumpXAttrs(path));
-    }
-
-    @Test
-    void namesCrossAsTheyAre() throws IOException {
-        String name = "user.\u00e9\u4e2d";
-        ZOLTNative.setExtendedAttribute(path, name, bytes("1"), ANY);
-        assertEquals("1", stored(name));
-        assertEquals(Map.of(name, "1"), texts(ZOLTNative.dumpXAttrs(path)));
-        assertArrayEquals(bytes("1"), ZOLTNative.getXAttr(path, name));
-        assertEquals(Map.of(name, "1"), texts(ZOLTNative.getXAttrs(path, new String[] {name})));
-    }
-
-    /** Names may be any bytes; those that are no UTF-8 become some string. */
-    @Test
-    void namesOfAnyBytesSurvive() throws IOException {
-        String[] odd = {"\u00ff", "\u00e2\u0082", "\u0080\u0080", "\u00f0\u009f\u0098\u0080"};
-        for (String name : odd) {
-            Faults.storeXattr(path, bytes("user." + name), bytes("1"));
-        }
-        HashMap<String, byte[]> map = ZOLTNative.dumpXAttrs(path);
-        assertFalse(map.isEmpty());
-        map.forEach((name, value) -> {
-            assertTrue(name.startsWith("user."), name);
-            assertArrayEquals(bytes("1"), value);
-        });
     }
 
     // removeXAttr
@@ -480,122 +421,5 @@ class XattrTest {
         assertTrue(ZOLTNative.setExtendedAttribute(directory, "user.a", bytes("1"), ANY));
         assertEquals(Map.of("user.a", "1"), texts(ZOLTNative.dumpXAttrs(directory)));
         assertTrue(ZOLTNative.removeXAttr(directory, "user.a"));
-    }
-
-    @Test
-    void thousandsOfAttributesDoNotPileUpReferences() throws IOException {
-        Path shm = Path.of("/dev/shm");
-        assumeTrue(Files.isDirectory(shm), "no tmpfs to hold so many attributes");
-        Path large = Files.createTempFile(shm, "zolt", null);
-        try {
-            String[] names = new String[5000];
-            for (int i = 0; i < names.length; i++) {
-                names[i] = "user.a" + (10000 + i);
-            }
-            try {
-                ZOLTNative.setExtendedAttribute(large.toString(), names[0], bytes("0"), ANY);
-            } catch (RuntimeException e) {
-                throw e;
-            } catch (Exception e) {
-                assumeTrue(false, "tmpfs takes user attributes since Linux 6.6: " + e);
-            }
-            for (int i = 1; i < names.length; i++) {
-                ZOLTNative.setExtendedAttribute(large.toString(), names[i], bytes("" + i), ANY);
-            }
-            Log.clear();
-            HashMap<?, ?>[] maps = new HashMap<?, ?>[2];
-            String path = large.toString();
-            int held = Failing.mostReferences(() -> maps[0] = ZOLTNative.dumpXAttrs(path));
-            assertEquals(names.length, maps[0].size());
-            assertTrue(held <= 4, "" + held);
-            held = Failing.mostReferences(() -> maps[1] = ZOLTNative.getXAttrs(path, names));
-            assertEquals(maps[0].keySet(), maps[1].keySet());
-            assertEquals(Set.of(names), new HashSet<>(maps[1].keySet()));
-            assertTrue(held <= 4, "" + held);
-
-            // The same name over and over: put answers the value it replaces.
-            String[] same = new String[1000];
-            Arrays.fill(same, names[7]);
-            held = Failing.mostReferences(() -> maps[1] = ZOLTNative.getXAttrs(path, same));
-            assertEquals(1, maps[1].size());
-            assertTrue(held <= 4, "" + held);
-            assertArrayEquals(bytes("7"), (byte[]) maps[1].get(names[7]));
-        } finally {
-            Files.delete(large);
-        }
-    }
-
-    @Test
-    void aVirtualMachineWithoutMemoryEndsTheCallWithItsError() throws IOException {
-        store("user.a", "1");
-        store("user.b", "2");
-        store("user.c", "3");
-        String[] names = {"user.a", "user.b", "user.c"};
-        Map<String, Runnable> calls = new HashMap<>();
-        calls.put("NewByteArray 1", () -> ZOLTNative.getXAttr(path, "user.a"));
-        calls.put("NewObject 1", () -> ZOLTNative.getXAttrs(path, names));
-        calls.put("NewByteArray 2", () -> ZOLTNative.getXAttrs(path, names));
-        calls.put("CallObjectMethod 2", () -> ZOLTNative.getXAttrs(path, names));
-        calls.put("NewObject 01", () -> ZOLTNative.dumpXAttrs(path));
-        calls.put("NewStringUTF 2", () -> ZOLTNative.dumpXAttrs(path));
-        calls.put("NewByteArray 02", () -> ZOLTNative.dumpXAttrs(path));
-        calls.put("CallObjectMethod 02", () -> ZOLTNative.dumpXAttrs(path));
-        calls.forEach((fault, call) -> {
-            Log.clear();
-            String[] parts = fault.split(" ");
-            expect(OutOfMemoryError.class, "injected",
-                    () -> Failing.run(parts[0], Integer.parseInt(parts[1]), call));
-            if (parts[0].equals("NewObject")) {
-                Log.expect(Level.ERROR, "ObjectArray create failed");
-            }
-        });
-    }
-
-    @Test
-    void argumentsForWhichThereIsNoMemoryAreARuntimeException() throws IOException {
-        store("user.a", "1");
-        Map<String, Runnable> calls = new HashMap<>();
-        calls.put("GetStringUTFChars 1", () -> ZOLTNative.dumpXAttrs(path));
-        calls.put("GetStringUTFChars 2", () -> ZOLTNative.getXAttr(path, "user.a"));
-        calls.put("GetStringUTFChars 02", () -> ZOLTNative.removeXAttr(path, "user.a"));
-        calls.put("GetStringUTFChars 3",
-                () -> ZOLTNative.getXAttrs(path, new String[] {"user.a", "user.a"}));
-        calls.put("GetByteArrayElements 1",
-                () -> ZOLTNative.setExtendedAttribute(path, "user.a", bytes("2"), ANY));
-        calls.forEach((fault, call) -> {
-            String[] parts = fault.split(" ");
-            expect(RuntimeException.class, "Cannot allocate memory: ",
-                    () -> Failing.run(parts[0], Integer.parseInt(parts[1]), call));
-        });
-        assertEquals("1", stored("user.a"));
-    }
-
-    /** What a logger throws stays; the work that its line was about is done all the same. */
-    @Test
-    void aThrowingLoggerDoesNotStopTheWork() throws IOException {
-        store("user.a", "1");
-        store("user.lease.holder", "me");
-        Map<Level, Executable> calls = Map.of(
-                Level.TRACE, () -> {
-                    ZOLTNative.getXAttr(path, "user.a");
-                },
-                Level.DEBUG, () -> ZOLTNative.setExtendedAttribute(path, "user.b", bytes("2"), ANY),
-                Level.WARN, () -> ZOLTNative.dumpXAttrs(path),
-                Level.ERROR, () -> {
-                    Faults.arm("lgetxattr", 2, 2, Faults.EIO);
-                    ZOLTNative.getXAttrs(path, new String[] {"user.a", "user.b", "user.a"});
-                });
-        RuntimeException fromLogger = new IllegalStateException("logger");
-        for (Level level : new Level[] {Level.TRACE, Level.DEBUG, Level.WARN, Level.ERROR}) {
-            Log.throwing(fromLogger);
-            if (Log.nativeThreshold().passes(level)) {
-                assertSame(fromLogger,
-                        assertThrows(IllegalStateException.class, calls.get(level)));
-            } else {
-                assertDoesNotThrow(calls.get(level));
-            }
-            Log.throwing(null);
-        }
-        assertEquals("2", stored("user.b"));
     }
 }

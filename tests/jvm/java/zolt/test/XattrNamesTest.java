@@ -1,0 +1,87 @@
+package zolt.test;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.util.List;
+import java.util.Map;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import org.junit.jupiter.api.Test;
+
+/** Which bytes the name of an attribute is. */
+class XattrNamesTest extends XattrFixture {
+    @Test
+    void namesCrossAsTheyAre() throws IOException {
+        String name = "user.\u00e9\u4e2d";
+        ZOLTNative.setExtendedAttribute(path, name, bytes("1"), ANY);
+        assertEquals("1", stored(name));
+        assertEquals(Map.of(name, "1"), texts(ZOLTNative.dumpXAttrs(path)));
+        assertArrayEquals(bytes("1"), ZOLTNative.getXAttr(path, name));
+        assertEquals(Map.of(name, "1"), texts(ZOLTNative.getXAttrs(path, new String[] {name})));
+    }
+
+    /** Java's own encoding of a character beyond U+FFFF is two surrogates, not the four of UTF-8. */
+    @Test
+    void aCharacterBeyondTheBasicPlaneIsTwoSurrogates() {
+        String name = "user.\ud83d\ude00";
+        Faults.storeXattr(path, bytes("user.\u00ed\u00a0\u00bd\u00ed\u00b8\u0080"), bytes("1"));
+        assertTrue(ZOLTNative.setExtendedAttribute(path, name, bytes("2"), REPLACE));
+        assertArrayEquals(bytes("2"), ZOLTNative.getXAttr(path, name));
+        assertEquals(Map.of(name, "2"), texts(ZOLTNative.getXAttrs(path, new String[] {name})));
+        assertEquals(Map.of(name, "2"), texts(ZOLTNative.dumpXAttrs(path)));
+        assertTrue(ZOLTNative.removeXAttr(path, name));
+        assertEquals(Map.of(), ZOLTNative.dumpXAttrs(path));
+    }
+
+    /**
+     * The keys by their characters alone: of bytes that are no modified UTF-8 the virtual machine may
+     * make a string that equals no other.
+     */
+    private List<String> listed() {
+        return ZOLTNative.dumpXAttrs(path).keySet().stream()
+                .map(key -> new String(key.toCharArray())).toList();
+    }
+
+    /** What others stored by such a name is listed, but no Java string is its name. */
+    @Test
+    void aNameInTrueUtf8IsListedButNotFound() {
+        String stored = "user.\u00f0\u009f\u0098\u0080";
+        Faults.storeXattr(path, bytes(stored), bytes("1"));
+        assertNull(ZOLTNative.getXAttr(path, "user.\ud83d\ude00"));
+        assertEquals(List.of("user.\u00f0"), listed());
+    }
+
+    /**
+     * Bytes that are no modified UTF-8 become what the virtual machine makes of them: each that can
+     * begin a character one char, and the string ends short by the rest.
+     */
+    @Test
+    void aNameOfAnyBytesIsListed() {
+        Map<String, String> keys = Map.of(
+                "\u00ff", "\u00ff",
+                "\u00e9x", "\u00e9x",
+                "\u00c3", "\u00c3",
+                "\u00e2\u0082", "\u00e2",
+                "\u0080\u0080", "",
+                "\u00c3\u00a9", "\u00e9");
+        keys.forEach((name, key) -> {
+            Faults.storeXattr(path, bytes("user." + name), bytes("1"));
+            assertEquals(List.of("user." + key), listed());
+            Faults.removeXattr(path, bytes("user." + name));
+        });
+    }
+
+    @Test
+    void aNameMayNotBeEmpty() {
+        expect(IOException.class, "Numerical result out of range: setxattr failed",
+                () -> ZOLTNative.setExtendedAttribute(path, "", bytes("v"), ANY));
+        expect(IOException.class, "Numerical result out of range: getxattr failed",
+                () -> ZOLTNative.getXAttr(path, ""));
+        expect(IOException.class, "Numerical result out of range: removexattr failed",
+                () -> ZOLTNative.removeXAttr(path, ""));
+        assertEquals(Map.of(), ZOLTNative.getXAttrs(path, new String[] {""}));
+    }
+}
