@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "acl/acl_util.h"
 #include "hooked_env.h"
 #include "jni/jni_util.h"
 #include "jni/logger2.h"
@@ -160,13 +161,14 @@ BINDING(void, load, jstring failing, jint nth, jintArray out) try {
   JavaVM* vm = nullptr;
   env->GetJavaVM(&vm);
   forgetEverything();
+  ACLUtil::uninit();
   int version = 0;
   {
     HookedEnv hook(env);
     install(hook, what, nth);
     version = JNI_OnLoad(vm, nullptr);
   }
-  answer(env, out, {version, logger2::currentLevel});
+  answer(env, out, {version, logger2::currentLevel, ACLUtil::bound() ? 1 : 0});
 } catch (...) {
   raiseInJava();
 }

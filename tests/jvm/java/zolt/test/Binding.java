@@ -15,11 +15,14 @@ final class Binding {
     /** JniUtil::init; its result to out[0]. */
     static native void init(String failing, int nth, int[] out);
 
-    /** JNI_OnLoad; the version that it answers to out[0], the threshold afterwards to out[1]. */
+    /**
+     * JNI_OnLoad, with libacl not bound before; the version that it answers to out[0], the threshold
+     * afterwards to out[1], and whether libacl is bound (1) or not to out[2].
+     */
     static native void load(String failing, int nth, int[] out);
 
     static void load() {
-        load("nothing", 0, new int[2]);
+        load("nothing", 0, new int[3]);
     }
 
     /** The entries that were released, in that order. */
