@@ -1,8 +1,11 @@
 #include "jni/marshal.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include "jni/errors.h"
+#include "jni/modified_utf8.h"
 #include "jni/pending.h"
 
 namespace zolt {
@@ -78,7 +81,9 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArra
 
 jstring newString(JNIEnv* env, const char* bytes) {
   const AfterLog afterLog(env);
-  return env->NewStringUTF(bytes);
+  const auto isAscii = [](char c) { return (c & 0x80) == 0; };
+  if (std::ranges::all_of(std::string_view(bytes), isAscii)) return env->NewStringUTF(bytes);
+  return env->NewStringUTF(toModifiedUtf8(bytes).c_str());
 }
 
 jstring stringAt(JNIEnv* env, jobjectArray strings, jsize index) {

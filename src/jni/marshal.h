@@ -48,7 +48,7 @@ jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes);
 /// OutOfMemoryError pending.
 void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out);
 
-/// A new Java string of the bytes as they are; null with an OutOfMemoryError pending.
+/// A new Java string of any bytes (toModifiedUtf8); null with an OutOfMemoryError pending.
 jstring newString(JNIEnv* env, const char* bytes);
 inline jstring newString(JNIEnv* env, const std::string& bytes) {
   return newString(env, bytes.c_str());

@@ -1,0 +1,16 @@
+// Bytes that the system gave, made fit for a Java string.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zolt {
+
+/// The bytes as modified UTF-8, which is all that NewStringUTF may be given (JNI specification,
+/// "Modified UTF-8 Strings"; HotSpot makes a string of others that equals no other string). What is
+/// modified UTF-8 already stays as it is; a UTF-8 character of four bytes becomes its two
+/// surrogates; a byte that is part of no character becomes the character of its number, U+0080 to
+/// U+00FF, so that nothing is lost.
+std::string toModifiedUtf8(std::string_view bytes);
+
+}  // namespace zolt
