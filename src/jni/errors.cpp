@@ -27,7 +27,7 @@ jclass classFor(JavaException exception) {
 }  // namespace
 
 void handle_error(JNIEnv* env, int errnum, const std::string& message) {
-  const std::string text = errnoText(errnum) + ": " + message;
+  const std::string text = concat(errnoText(errnum), ": ", message);
   env->ExceptionClear();
   env->ThrowNew(classFor(javaExceptionFor(errnum)), text.c_str());
   ZOLT_DEBUG(text);

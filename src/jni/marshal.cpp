@@ -14,37 +14,24 @@ namespace {
 
 jclass readOnlyBuffer = nullptr;
 
-// The two ways in which Java lends its bytes, each given back at the end of the scope.
-class StringChars {
- public:
-  StringChars(JNIEnv* env, jstring string)
-      : env_(env), string_(string), chars_(env->GetStringUTFChars(string, nullptr)) {}
-  ~StringChars() {
-    if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, chars_);
-  }
-  StringChars(const StringChars&) = delete;
-  StringChars& operator=(const StringChars&) = delete;
-
-  const char* get() const { return chars_; }
-
- private:
-  JNIEnv* env_;
-  jstring string_;
-  const char* chars_;
-};
-
 }  // namespace
 
-int getString(JNIEnv* env, jstring javaString, std::string& out) {
-  if (javaString == nullptr) return EINVAL;
-  const AfterLog afterLog(env);
-  const StringChars chars(env, javaString);
-  if (chars.get() == nullptr) {
-    handle_error(env, ENOMEM, "");
-    return ENOMEM;
+StringChars::StringChars(JNIEnv* env, jstring string) : env_(env), string_(string) {
+  if (string == nullptr) {
+    error_ = EINVAL;
+    return;
   }
-  out = chars.get();
-  return 0;
+  const AfterLog afterLog(env);
+  chars_ = env->GetStringUTFChars(string, nullptr);
+  if (chars_ != nullptr) return;
+  error_ = ENOMEM;
+  handle_error(env, ENOMEM, "");
+}
+
+int getString(JNIEnv* env, jstring javaString, std::string& out) {
+  const StringChars chars(env, javaString);
+  if (chars.error() == 0) out = chars.get();
+  return chars.error();
 }
 
 ByteArrayElements::ByteArrayElements(JNIEnv* env, jbyteArray array) : env_(env), array_(array) {
@@ -89,6 +76,14 @@ jstring newString(JNIEnv* env, const char* bytes) {
 jstring stringAt(JNIEnv* env, jobjectArray strings, jsize index) {
   const AfterLog afterLog(env);
   return static_cast<jstring>(env->GetObjectArrayElement(strings, index));
+}
+
+jintArray newIntArray(JNIEnv* env, std::span<const int> numbers) {
+  const AfterLog afterLog(env);
+  const auto length = static_cast<jsize>(numbers.size());
+  jintArray array = env->NewIntArray(length);
+  if (array != nullptr) env->SetIntArrayRegion(array, 0, length, numbers.data());
+  return array;
 }
 
 DirectBuffer directBuffer(JNIEnv* env, jobject buffer) {

@@ -7,13 +7,37 @@
 
 #include <jni.h>
 
+#include <span>
 #include <sstream>
 #include <string>
 
 namespace zolt {
 
-/// Copies a Java string. 0; 22 for a null string, with nothing pending; 12 when the VM has no
-/// memory for the characters, with the RuntimeException of handle_error(12, "") pending.
+/// The bytes of a Java string, terminated, as the VM lends them for the length of a scope: for the
+/// natives that are too quick for a copy of their own.
+class StringChars {
+ public:
+  StringChars(JNIEnv* env, jstring string);
+  ~StringChars() {
+    if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, chars_);
+  }
+  StringChars(const StringChars&) = delete;
+  StringChars& operator=(const StringChars&) = delete;
+
+  /// 0; 22 for a null string, with nothing pending; 12 when the VM has no memory for the
+  /// characters, with the RuntimeException of handle_error(12, "") pending.
+  int error() const { return error_; }
+  /// Null only after an error.
+  const char* get() const { return chars_; }
+
+ private:
+  JNIEnv* env_;
+  jstring string_;
+  const char* chars_ = nullptr;
+  int error_ = 0;
+};
+
+/// Copies a Java string. The same results.
 int getString(JNIEnv* env, jstring javaString, std::string& out);
 
 /// Copies a Java byte array, embedded zeros included. The same results.
@@ -56,6 +80,9 @@ inline jstring newString(JNIEnv* env, const std::string& bytes) {
 
 /// An element of a String[], a new local reference; null for an element that is null.
 jstring stringAt(JNIEnv* env, jobjectArray strings, jsize index);
+
+/// A new Java int array; null with an OutOfMemoryError pending.
+jintArray newIntArray(JNIEnv* env, std::span<const int> numbers);
 
 /// The memory of a direct buffer that may be written: null and 0 for null, for a buffer that is not
 /// direct, and for a read-only one, whose memory may be mapped so that a write ends the process.

@@ -9,11 +9,10 @@
 
 namespace zolt {
 
-int readTarget(const std::string& path, int length, TargetBuffer& target) {
+int readTarget(const char* path, int length, TargetBuffer& target) {
   // readlink(2) refuses a buffer of size 0, so one byte is read at least, and cut.
   const int room = std::clamp(length, 1, static_cast<int>(target.size()));
-  const ssize_t count =
-      length < 0 ? -1 : readlink(path.c_str(), target.data(), static_cast<size_t>(room));
+  const ssize_t count = length < 0 ? -1 : readlink(path, target.data(), static_cast<size_t>(room));
   if (count < 0) {
     const int error = length < 0 ? EINVAL : errno;
     ZOLT_WARN("Invalid link target for " << path);

@@ -13,7 +13,7 @@ using TargetBuffer = std::array<char, PATH_MAX>;
 /// Reads at most `length` bytes of a link's target; a longer one is cut. The number of bytes read,
 /// or minus errno: -EINVAL for what is no link, and for a negative length. Failures are logged at
 /// warn.
-int readTarget(const std::string& path, int length, TargetBuffer& target);
+int readTarget(const char* path, int length, TargetBuffer& target);
 
 /// The target of a link if its length is exactly `length`, which tells a link that changed since
 /// its status was read. Otherwise an empty string, logged at error.

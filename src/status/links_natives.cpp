@@ -11,10 +11,10 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getLinkTargetNative(JNIEn
                                                                            jclass /*cls*/,
                                                                            jstring javaPath,
                                                                            jint length) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return nullptr;
   TargetBuffer target;
-  const int count = readTarget(path, length, target);
+  const int count = readTarget(path.get(), length, target);
   if (count < 0) {
     handle_error(env, -count, "");
     return nullptr;

@@ -18,17 +18,17 @@ timespec timestamp(int64_t milliseconds) {
 
 }  // namespace
 
-int setPermission(const std::string& path, int16_t permission) {
+int setPermission(const char* path, int16_t permission) {
   ZOLT_TRACE(joined(", ", path, permission));
   // C's remainder: what is negative stays so, and the kernel takes its low 12 bits (chmod(2)).
   const auto mode = static_cast<int16_t>(permission % 1024);
-  return chmod(path.c_str(), static_cast<mode_t>(mode)) == 0 ? 0 : errno;
+  return chmod(path, static_cast<mode_t>(mode)) == 0 ? 0 : errno;
 }
 
-int setTimes(const std::string& path, int64_t mtime, int64_t atime) {
+int setTimes(const char* path, int64_t mtime, int64_t atime) {
   ZOLT_TRACE(joined(", ", path, mtime, atime));
   const timespec times[] = {timestamp(atime), timestamp(mtime)};
-  if (utimensat(-1, path.c_str(), times, 0) == 0) return 0;
+  if (utimensat(-1, path, times, 0) == 0) return 0;
   const int error = errno;
   ZOLT_ERROR("failed to set time for " << path << " mtime " << mtime << " atime " << atime);
   return error;

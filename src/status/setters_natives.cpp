@@ -8,10 +8,10 @@ using namespace zolt;
 
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setPermission(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jshort permission) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  const int error = setPermission(path, permission);
-  if (error != 0) handle_error(env, error, path);
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return JNI_FALSE;
+  const int error = setPermission(path.get(), permission);
+  if (error != 0) handle_error(env, error, path.get());
   return error == 0 ? JNI_TRUE : JNI_FALSE;
 } catch (...) {
   return raised<jboolean>();
@@ -19,10 +19,10 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
 
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setTimes(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jlong mtime, jlong atime) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  const int error = setTimes(path, mtime, atime);
-  if (error != 0) handle_error(env, error, path);
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return JNI_FALSE;
+  const int error = setTimes(path.get(), mtime, atime);
+  if (error != 0) handle_error(env, error, path.get());
   return error == 0 ? JNI_TRUE : JNI_FALSE;
 } catch (...) {
   return raised<jboolean>();

@@ -100,5 +100,11 @@ TEST(Fmt, ANewlineThatWasPutBeginsAFreshLineToo) {
   EXPECT_EQ(text.str(), "a\nb, c");
 }
 
+TEST(Concat, StringsOfEveryKind) {
+  EXPECT_EQ("one, two, three",
+            concat("one", ", ", std::string("two"), std::string_view(", three")));
+  EXPECT_EQ("", concat("", std::string()));
+}
+
 }  // namespace
 }  // namespace zolt

@@ -53,6 +53,17 @@ class IdentityTest : public testing::Test {
     });
   }
 
+  // What counts towards RLIMIT_DATA.
+  static rlim_t dataBytes() {
+    std::ifstream status("/proc/self/status");
+    std::string field;
+    while (status >> field && field != "VmData:") {
+    }
+    rlim_t kilobytes = 0;
+    status >> kilobytes;
+    return kilobytes * 1024;
+  }
+
   static std::string setfsidLine(const void* account, const std::string& change) {
     return joined("", "@", account, " ", change);
   }
@@ -423,7 +434,7 @@ TEST_F(IdentityTest, AGroupListTooLongForMemory) {
     const ThreadIdentity before = identity();
     rlimit memory{};
     ASSERT_EQ(0, getrlimit(RLIMIT_DATA, &memory));
-    const rlimit little{1 << 30, memory.rlim_max};
+    const rlimit little{dataBytes() + (1UL << 30), memory.rlim_max};
     ASSERT_EQ(0, setrlimit(RLIMIT_DATA, &little));
     const LogCapture log;
     zolt_fault_group_count(0x7fffffff);

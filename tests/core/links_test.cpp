@@ -31,7 +31,7 @@ class LinksTest : public testing::Test {
   static std::string read(const std::string& path, int length) {
     TargetBuffer target;
     target.fill('#');
-    const int count = readTarget(path, length, target);
+    const int count = readTarget(path.c_str(), length, target);
     if (count < 0) return "errno " + std::to_string(-count);
     return {target.data(), static_cast<size_t>(count)};
   }

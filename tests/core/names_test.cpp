@@ -145,7 +145,7 @@ TEST_F(NamesTest, TheErrorIsTheOneInErrnoAndNotTheOneReturned) {
 TEST_F(NamesTest, ASilentFailureLeavesTheOutputAlone) {
   for (const Conversion& conversion : conversions()) {
     const LogCapture log;
-    zolt_fault_arm(conversion.lookup, 1, 1, 0);
+    zolt_fault_arm(conversion.lookup, 1, 1, -1);
     errno = EIO;  // left by something else, long before
     EXPECT_EQ(conversion.untouched, conversion.run(conversion.known)) << conversion.function;
     EXPECT_TRUE(log.lines().empty()) << log.all();
@@ -179,7 +179,9 @@ TEST_F(NamesTest, WithoutASizeTheFirstBufferIs16384) {
     zolt_fault_group(nullptr, 0, 0);
     addBigEntries(bytes);
     for (const Conversion& conversion : conversions()) {
+      zolt_fault_arm(conversion.lookup, 0, 0, 0);
       EXPECT_EQ(conversion.ownOutput, conversion.run(conversion.own)) << conversion.function;
+      EXPECT_EQ(bytes == 16384 ? 1 : 2, zolt_fault_calls(conversion.lookup));
       EXPECT_EQ(bytes == 16384 ? 16384U : 32768U, zolt_fault_last_buffer());
     }
   }

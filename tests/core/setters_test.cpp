@@ -50,7 +50,7 @@ TEST_F(SettersTest, KeepsTheStickyBitAndThePermissionsAndDropsTheRest) {
       {-32768, 0},
   };
   for (const auto& [permission, mode] : cases) {
-    EXPECT_EQ(0, setPermission(file_, static_cast<int16_t>(permission)));
+    EXPECT_EQ(0, setPermission(file_.c_str(), static_cast<int16_t>(permission)));
     EXPECT_EQ(mode, status().st_mode & 07777) << permission;
   }
 }
@@ -59,18 +59,18 @@ TEST_F(SettersTest, PermissionsOfALinkAreItsTargets) {
   const std::string link = dir_ / "link";
   ASSERT_EQ(0, symlink("file", link.c_str()));
   const LogCapture log;
-  EXPECT_EQ(0, setPermission(link, 0751));
+  EXPECT_EQ(0, setPermission(link.c_str(), 0751));
   EXPECT_EQ(0751U, status().st_mode & 07777);
   EXPECT_EQ(std::vector{link + ", 489"}, log.bodies(LOG_TRACE));
   EXPECT_EQ(1U, log.lines().size()) << log.all();
 }
 
 TEST_F(SettersTest, APermissionThatCannotBeSetIsTheKernelsError) {
-  EXPECT_EQ(ENOENT, setPermission(dir_ / "none", 0644));
-  EXPECT_EQ(ENOTDIR, setPermission(file_ + "/below", 0644));
+  EXPECT_EQ(ENOENT, setPermission((dir_ / "none").c_str(), 0644));
+  EXPECT_EQ(ENOTDIR, setPermission((file_ + "/below").c_str(), 0644));
   for (const int error : {EPERM, EACCES, EROFS}) {
     zolt_fault_arm("chmod", 1, 1, error);
-    EXPECT_EQ(error, setPermission(file_, 0644));
+    EXPECT_EQ(error, setPermission(file_.c_str(), 0644));
   }
 }
 
@@ -84,11 +84,11 @@ TEST_F(SettersTest, TimesAreMilliseconds) {
       {-2000, {-2, 0}},
   };
   for (const auto& [value, time] : cases) {
-    EXPECT_EQ(0, setTimes(file_, value, 7000));
+    EXPECT_EQ(0, setTimes(file_.c_str(), value, 7000));
     EXPECT_EQ(time.tv_sec, status().st_mtim.tv_sec) << value;
     EXPECT_EQ(time.tv_nsec, status().st_mtim.tv_nsec) << value;
     EXPECT_EQ(7, status().st_atim.tv_sec);
-    EXPECT_EQ(0, setTimes(file_, 9000, value));
+    EXPECT_EQ(0, setTimes(file_.c_str(), 9000, value));
     EXPECT_EQ(time.tv_sec, status().st_atim.tv_sec) << value;
     EXPECT_EQ(time.tv_nsec, status().st_atim.tv_nsec) << value;
     EXPECT_EQ(9, status().st_mtim.tv_sec);
@@ -96,29 +96,29 @@ TEST_F(SettersTest, TimesAreMilliseconds) {
 }
 
 TEST_F(SettersTest, MinusOneLeavesATimeAsItIs) {
-  ASSERT_EQ(0, setTimes(file_, 5000, 6000));
-  EXPECT_EQ(0, setTimes(file_, -1, 8000));
+  ASSERT_EQ(0, setTimes(file_.c_str(), 5000, 6000));
+  EXPECT_EQ(0, setTimes(file_.c_str(), -1, 8000));
   EXPECT_EQ(5, status().st_mtim.tv_sec);
   EXPECT_EQ(8, status().st_atim.tv_sec);
-  EXPECT_EQ(0, setTimes(file_, 9000, -1));
+  EXPECT_EQ(0, setTimes(file_.c_str(), 9000, -1));
   EXPECT_EQ(9, status().st_mtim.tv_sec);
   EXPECT_EQ(8, status().st_atim.tv_sec);
   const LogCapture log;
-  EXPECT_EQ(0, setTimes(file_, -1, -1));
+  EXPECT_EQ(0, setTimes(file_.c_str(), -1, -1));
   EXPECT_EQ(9, status().st_mtim.tv_sec);
   EXPECT_EQ(8, status().st_atim.tv_sec);
   EXPECT_EQ(std::vector{file_ + ", -1, -1"}, log.bodies(LOG_TRACE));
 }
 
 TEST_F(SettersTest, AFractionBeforeTheEpochIsRefused) {
-  EXPECT_EQ(EINVAL, setTimes(file_, -2, 0));
-  EXPECT_EQ(EINVAL, setTimes(file_, 0, -1500));
+  EXPECT_EQ(EINVAL, setTimes(file_.c_str(), -2, 0));
+  EXPECT_EQ(EINVAL, setTimes(file_.c_str(), 0, -1500));
 }
 
 TEST_F(SettersTest, TimesOfALinkAreItsTargets) {
   const std::string link = dir_ / "link";
   ASSERT_EQ(0, symlink("file", link.c_str()));
-  EXPECT_EQ(0, setTimes(link, 3000, 4000));
+  EXPECT_EQ(0, setTimes(link.c_str(), 3000, 4000));
   EXPECT_EQ(3, status().st_mtim.tv_sec);
 }
 
@@ -130,11 +130,11 @@ TEST_F(SettersTest, ARelativePathHasNoDirectory) {
 }
 
 TEST_F(SettersTest, TimesThatCannotBeSetAreTheKernelsError) {
-  EXPECT_EQ(ENOENT, setTimes(dir_ / "none", 1, 2));
+  EXPECT_EQ(ENOENT, setTimes((dir_ / "none").c_str(), 1, 2));
   for (const int error : {EPERM, EACCES, EROFS}) {
     zolt_fault_arm("utimensat", 1, 1, error);
     const LogCapture log;
-    EXPECT_EQ(error, setTimes(file_, 1500, -1));
+    EXPECT_EQ(error, setTimes(file_.c_str(), 1500, -1));
     EXPECT_EQ(std::vector{"failed to set time for " + file_ + " mtime 1500 atime -1"},
               log.bodies(LOG_ERROR));
   }

@@ -37,6 +37,9 @@ thread_local unsigned long lastBuffer = 0;
 // What a lookup that fails returns: not the error, which is in errno.
 constexpr int FAILED = 255;
 
+char nothing[] = "";
+char* nobody[] = {nullptr};
+
 template <class Matches>
 const Account* find(const std::vector<Account>& accounts, const Matches& matches) {
   const auto found = std::find_if(accounts.begin(), accounts.end(), matches);
@@ -51,8 +54,8 @@ bool hasRoom(const Account& account, size_t size) {
 
 int give(const Account& account, passwd* entry, char* buffer, size_t size, passwd** found) {
   if (!hasRoom(account, size)) return FAILED;
-  *entry = {};
   entry->pw_name = std::strcpy(buffer, account.name.c_str());
+  entry->pw_passwd = entry->pw_gecos = entry->pw_dir = entry->pw_shell = nothing;
   entry->pw_uid = account.uid;
   entry->pw_gid = account.gid;
   *found = entry;
@@ -61,8 +64,9 @@ int give(const Account& account, passwd* entry, char* buffer, size_t size, passw
 
 int give(const Account& account, group* entry, char* buffer, size_t size, group** found) {
   if (!hasRoom(account, size)) return FAILED;
-  *entry = {};
   entry->gr_name = std::strcpy(buffer, account.name.c_str());
+  entry->gr_passwd = nothing;
+  entry->gr_mem = nobody;
   entry->gr_gid = account.gid;
   *found = entry;
   return 0;

@@ -36,7 +36,7 @@ bool fails(Call call) {
   Rule& rule = rules[static_cast<size_t>(call)];
   ++rule.calls;
   if (rule.calls < rule.first || rule.calls > rule.last) return false;
-  errno = rule.error;
+  if (rule.error >= 0) errno = rule.error;
   return true;
 }
 

@@ -91,3 +91,21 @@ JNIEXPORT void JNICALL Java_zolt_test_Faults_realtime(JNIEnv*, jclass, jlong sec
   const timespec time{seconds, nanoseconds};
   zolt_fault_realtime(&time);
 }
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_user(JNIEnv* env, jclass, jstring name, jint uid,
+                                                  jint gid, jlong bytes) {
+  zolt_fault_user(text(env, name).c_str(), static_cast<unsigned>(uid), static_cast<unsigned>(gid),
+                  static_cast<unsigned long>(bytes));
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_group(JNIEnv* env, jclass, jstring name, jint gid,
+                                                   jlong bytes) {
+  zolt_fault_group(text(env, name).c_str(), static_cast<unsigned>(gid),
+                   static_cast<unsigned long>(bytes));
+}
+
+JNIEXPORT void JNICALL Java_zolt_test_Faults_attribute(JNIEnv*, jclass, jint offset, jint size,
+                                                       jlong value) {
+  zolt_fault_attribute(static_cast<unsigned>(offset), static_cast<unsigned>(size),
+                       static_cast<unsigned long long>(value));
+}

@@ -12,6 +12,7 @@ final class Faults {
     static final int EINVAL = 22;
     static final int EMFILE = 24;
     static final int ERANGE = 34;
+    static final int ENOSYS = 38;
     static final int ENODATA = 61;
     static final int EOPNOTSUPP = 95;
 
@@ -52,4 +53,13 @@ final class Faults {
 
     /** The time at which the real-time clock stands, until the next clear. */
     static native void realtime(long seconds, int nanoseconds);
+
+    /** One more user on this thread, whose record takes that many bytes at least. */
+    static native void user(String name, int uid, int gid, long bytes);
+
+    /** One more group on this thread. */
+    static native void group(String name, int gid, long bytes);
+
+    /** The value that the client's attribute records hold at an offset. */
+    static native void attribute(int offset, int size, long value);
 }

@@ -1,0 +1,95 @@
+#include "status/failed_path.h"
+
+#include <libgen.h>
+
+#include <exception>
+#include <utility>
+
+#include "acl/acl.h"
+#include "identity/fs_account.h"
+#include "identity/names.h"
+#include "jni/io_exception.h"
+#include "jni/logger2.h"
+#include "status/stat.h"
+
+namespace zolt {
+
+namespace {
+
+std::string parentOf(std::string path) {
+  return dirname(path.data());
+}
+
+std::string ownerName(uid_t uid) {
+  std::string name;
+  try {
+    uid_to_usrname(uid, name);
+  } catch (const IOException&) {
+    ZOLT_WARN("Unable to map uid to name for uid: " << uid);
+    name = std::to_string(uid);
+  }
+  return name;
+}
+
+std::string groupName(gid_t gid) {
+  std::string name;
+  try {
+    gid_to_grpname(gid, name);
+  } catch (const IOException&) {
+    ZOLT_WARN("Unable to map gid to name for gid: " << gid);
+    name = std::to_string(gid);
+  }
+  return name;
+}
+
+std::string aclText(const std::string& path, unsigned type) {
+  try {
+    return ACL(path, type).dump();
+  } catch (const IOException& error) {
+    return std::string("ACL error:") + error.what();
+  }
+}
+
+void addBlock(const std::string& path, const struct stat& st, std::ostream& report) {
+  report << "\n"
+         << path << " ino:" << st.st_ino << " owner:" << ownerName(st.st_uid)
+         << " group:" << groupName(st.st_gid) << " mode:" << std::oct << st.st_mode << std::dec
+         << " ctime: " << st.st_ctim.tv_sec << "," << st.st_ctim.tv_nsec
+         << " mtime: " << st.st_mtim.tv_sec << "," << st.st_mtim.tv_nsec
+         << " ACLs: " << aclText(path, ACL_TYPE_ACCESS);
+  if (S_ISDIR(st.st_mode)) report << " " << aclText(path, ACL_TYPE_DEFAULT);
+}
+
+}  // namespace
+
+std::string getFailedPathInt(const char* path, const char* stop, bool followLink, struct stat& st,
+                             bool verbose) {
+  Fmt report(nullptr);
+  std::string current = path != nullptr ? path : "";
+  while (path != nullptr && current != stop && current != "/") {
+    const bool failed = getStat(current.c_str(), followLink, st) != 0;
+    if (verbose || !failed) addBlock(current, st, report);
+    if (!verbose && !failed) break;
+    std::string parent = parentOf(current);
+    if (parent == current) break;
+    current = std::move(parent);
+  }
+  if (!verbose) report << "\n@@@fails @" << (path != nullptr ? current.c_str() : "null");
+  ZOLT_DEBUG(report.str());
+  return current;
+}
+
+void getFailedPath(const char* path, bool followLink) noexcept {
+  if (logger2::currentLevel > LOG_TRACE) return;
+  try {
+    struct stat st {};
+    const std::string stop = getFailedPathInt(path, "/", followLink, st, false);
+    const FSAccount daemon{FSAccount::DaemonAtEnd()};
+    const FSAccount superuser{FSAccount::Superuser()};
+    getFailedPathInt(path, stop.c_str(), followLink, st, true);
+  } catch (const std::exception& error) {
+    ZOLT_DEBUG("fails @" << orNull(path) << " error:" << orNull(error.what()));
+  }
+}
+
+}  // namespace zolt

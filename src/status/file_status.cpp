@@ -1,0 +1,168 @@
+#include "status/file_status.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+
+#include <cerrno>
+
+#include "blocks/replication.h"
+#include "identity/fs_account.h"
+#include "identity/groups.h"
+#include "jni/logger2.h"
+#include "jni/settings.h"
+#include "jni/unique_fd.h"
+#include "status/failed_path.h"
+#include "status/stat.h"
+#include "status/status_record.h"
+#include "xattr/xattr.h"
+
+namespace zolt {
+
+namespace {
+
+FileTime timeOf(const zolt_timestamp64& time) {
+  return {time.seconds, time.nanoseconds};
+}
+
+FileTime timeOf(const timespec& time) {
+  return {time.tv_sec, time.tv_nsec};
+}
+
+// For log lines, in one piece.
+std::string textOf(const FileTime& time) {
+  return std::to_string(time.seconds) + "," + std::to_string(time.nanoseconds);
+}
+
+// 0 when the thread's own identity may stat the path.
+int checkAsCaller(const char* path, bool followLink) {
+  struct stat st;
+  if ((followLink ? stat(path, &st) : lstat(path, &st)) == 0) return 0;
+  const int error = errno;
+  if (error == EACCES) dump_gid("getStat error");
+  ZOLT_DEBUG(joined(" ", "stat failed with", error, "for", path, "followLink", followLink));
+  return reportedStatError(error);
+}
+
+int checkCapacity(const StatusBuffer& buffer) {
+  if (buffer.capacity >= sizeof(StatusRecord)) return 0;
+  ZOLT_ERROR(joined(" ", "Direct ByteBuffer length error: length", buffer.capacity, "type size",
+                    sizeof(StatusRecord)));
+  return EINVAL;
+}
+
+// What the file system does not set a block size for has the default one, rounded up to whole
+// file-system blocks.
+int setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
+  if (bgf < 0) {
+    ZOLT_ERROR(joined(" ", "getBGF faied with", -bgf, "for", path));
+    return -bgf;
+  }
+  if (bgf > 0) {
+    record.blockSize = static_cast<uint32_t>(blockSize) * static_cast<uint32_t>(bgf);
+    return 0;
+  }
+  if (blockSize <= 0) return EIO;
+  const auto unit = static_cast<uint64_t>(blockSize);
+  record.blockSize = static_cast<uint32_t>((defaultBlockSize + unit - 1) / unit * unit);
+  return 0;
+}
+
+int setLeaseLength(const char* path, int fd, StatusRecord& record) {
+  const ssize_t length = fgetxattr(fd, USER_LEASE_HOLDER, nullptr, 0);
+  if (length >= 0) {
+    record.leaseLength = static_cast<uint16_t>(length);
+    return 0;
+  }
+  const int error = errno;
+  if (error == ENODATA) return 0;
+  ZOLT_ERROR(joined(" ", "fgetxattr faied with", error, "for", path));
+  return error;
+}
+
+void traceStatus(const char* path, const StatusRecord& record, int bgf) {
+  ZOLT_TRACE(joined(" ", "path:", path, "ino:", record.inode, "size:", record.size, "mode",
+                    record.mode, "uid:", record.uid, "gid", record.gid,
+                    "mtime:", textOf(timeOf(record.mtime)), "ctime:", textOf(timeOf(record.ctime)),
+                    "blocksize", record.blockSize, "rep", record.replication, "acl", record.acl,
+                    "lease", record.leaseLength, "bgf", bgf));
+}
+
+// Everything of the full form once the file is open with the superuser's rights.
+StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLease,
+                        const FileTime& ctime, const FileTime& mtime, const BufferSource& source) {
+  zolt_iattr64 attr;
+  if (const int error = getStatX(fd, attr)) {
+    getFailedPath(path, followLink);
+    return {.error = error};
+  }
+  if (!timeOf(attr.ia_mtime).laterThan(mtime) || !timeOf(attr.ia_ctime).laterThan(ctime)) {
+    ZOLT_TRACE(joined(" ", "not changed:", path, "mtime:", textOf(timeOf(attr.ia_mtime)),
+                      "ctime:", textOf(timeOf(attr.ia_ctime))));
+    return {};
+  }
+  const StatusBuffer buffer = source();
+  if (const int error = checkCapacity(buffer)) return {.error = error};
+
+  StatusRecord record = commonStatus(attr);
+  int bgf = 0;
+  int error = 0;
+  if (S_ISREG(record.mode)) {
+    record.replication = attr.ia_replication;
+    bgf = getBGF(fd);
+    error = setBlockSize(path, attr.ia_blocksize, bgf, record);
+    if (error == 0 && withLease) error = setLeaseLength(path, fd, record);
+  }
+  storeStatus(record, buffer.address);
+  if (error != 0) return {.error = error};
+  traceStatus(path, record, bgf);
+  return {.written = true};
+}
+
+}  // namespace
+
+StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
+                           const FileTime& mtime, const BufferSource& buffer) {
+  if (!alwaysSuper) {
+    if (const int error = checkAsCaller(path, followLink)) return {.error = error};
+  }
+  const FSAccount superuser{FSAccount::Superuser()};
+  const UniqueFd file(open(path, OPEN_READ | (followLink ? 0 : O_NOFOLLOW)));
+  if (file.get() < 0) {
+    const int error = errno;
+    ZOLT_DEBUG(joined(" ", "open failed with", error, "for", path));
+    return {.error = error};
+  }
+  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, buffer);
+}
+
+StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
+                               const BufferSource& source) {
+  zolt_iattr64 attr;
+  if (const int error = getStatX(path, attr)) {
+    getFailedPath(path, followLink);
+    return {.error = error};
+  }
+  if (!timeOf(attr.ia_ctime).laterThan(ctime)) return {};
+  const StatusBuffer buffer = source();
+  if (const int error = checkCapacity(buffer)) return {.error = error};
+
+  const StatusRecord record = commonStatus(attr);
+  storeFastStatus(record, buffer.address);
+  traceStatus(path, record, 0);
+  return {.written = true};
+}
+
+int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, const FileTime& mtime,
+                    bool& changed) {
+  struct stat st;
+  if (const int error = getStat(path, followLink, st)) return error;
+  changed = timeOf(st.st_ctim).laterThan(ctime) || timeOf(st.st_mtim).laterThan(mtime);
+  if (changed) {
+    ZOLT_TRACE(joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
+                      "ctime:", textOf(timeOf(st.st_ctim))));
+  }
+  return 0;
+}
+
+}  // namespace zolt

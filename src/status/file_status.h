@@ -1,0 +1,54 @@
+// The status of a file as a record in the caller's buffer, and whether it changed.
+//
+// A buffer is written only when the file changed since the times that the caller knows, and is not
+// even asked for otherwise. Errors are errno values, all to be reported with the path.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace zolt {
+
+struct FileTime {
+  int64_t seconds;
+  int64_t nanoseconds;
+
+  bool laterThan(const FileTime& other) const {
+    return seconds != other.seconds ? seconds > other.seconds : nanoseconds > other.nanoseconds;
+  }
+};
+
+/// Where a record goes: memory that may be null when the capacity (bytes) is 0.
+struct StatusBuffer {
+  char* address;
+  unsigned long capacity;
+};
+using BufferSource = std::function<StatusBuffer()>;
+
+/// Exactly one of: written; unchanged, with no error; an error, with the record unwritten or, where
+/// a member of a regular file could not be had, written up to that member.
+struct StatusAnswer {
+  bool written = false;
+  int error = 0;
+};
+
+/// The full record, when both times are later than the known ones.
+///
+/// The calling thread's identity must be allowed to stat the path; then the superuser reads. The
+/// thread's ids are what they were on every way out; IOException when the switch fails. A symbolic
+/// link that is not to be followed is ELOOP.
+StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
+                           const FileTime& mtime, const BufferSource& buffer);
+
+/// The record without block size, replication and lease, when the status change time is later than
+/// the known one. It takes the calling thread's identity only, and opens nothing. Links are always
+/// followed; `followLink` serves the diagnosis of a failure.
+StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
+                               const BufferSource& buffer);
+
+/// Whether either time is later than the known one. 0 or errno.
+int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, const FileTime& mtime,
+                    bool& changed);
+
+}  // namespace zolt

@@ -1,0 +1,114 @@
+// ZOLTNative: getFileStatusFormatNative, getFileStatusNative, getFileStatusFastNative,
+// isCMTimeChangedNative, getINum, getFailedPathNative.
+#include <cerrno>
+
+#include "jni/errors.h"
+#include "jni/logger2.h"
+#include "jni/marshal.h"
+#include "jni/native.h"
+#include "status/failed_path.h"
+#include "status/file_status.h"
+#include "status/stat.h"
+#include "status/status_record.h"
+
+using namespace zolt;
+
+namespace {
+
+BufferSource sourceOf(JNIEnv* env, jobject javaBuffer) {
+  return [env, javaBuffer] {
+    const DirectBuffer memory = directBuffer(env, javaBuffer);
+    return StatusBuffer{memory.address, memory.capacity};
+  };
+}
+
+std::string tableText() {
+  Fmt text(", ");
+  for (const int number : statusOffsetMemberSize)
+    text << number;
+  return text.str();
+}
+
+jint report(JNIEnv* env, const StatusAnswer& answer, const StringChars& path) {
+  if (answer.error != 0) handle_error(env, answer.error, path.get());
+  return answer.written ? 1 : 0;
+}
+
+}  // namespace
+
+JNIEXPORT jintArray JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusFormatNative(
+    JNIEnv* env, jclass /*cls*/) try {
+  ZOLT_DEBUG(tableText());
+  return newIntArray(env, statusOffsetMemberSize);
+} catch (...) {
+  return raised<jintArray>();
+}
+
+JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusNative(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jboolean withLease,
+    jobject javaBuffer, jlong ctimeSec, jlong ctimeNsec, jlong mtimeSec, jlong mtimeNsec) try {
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return 0;
+  if (javaBuffer == nullptr) return report(env, {.error = EINVAL}, path);
+  return report(
+      env,
+      getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
+                    {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec}, sourceOf(env, javaBuffer)),
+      path);
+} catch (...) {
+  return raised<jint>();
+}
+
+JNIEXPORT jint JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusFastNative(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jobject javaBuffer,
+    jlong ctimeSec, jlong ctimeNsec) try {
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return 0;
+  if (javaBuffer == nullptr) return report(env, {.error = EINVAL}, path);
+  return report(env,
+                getFileStatusFast(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
+                                  sourceOf(env, javaBuffer)),
+                path);
+} catch (...) {
+  return raised<jint>();
+}
+
+JNIEXPORT jboolean JNICALL
+Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_isCMTimeChangedNative(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jlong ctimeSec,
+    jlong ctimeNsec, jlong mtimeSec, jlong mtimeNsec) try {
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return JNI_FALSE;
+  bool changed = false;
+  const int error = isCMTimeChanged(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
+                                    {mtimeSec, mtimeNsec}, changed);
+  if (error != 0) handle_error(env, error, path.get());
+  return changed ? JNI_TRUE : JNI_FALSE;
+} catch (...) {
+  return raised<jboolean>();
+}
+
+JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getINum(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return 0;
+  struct stat st;
+  if (const int error = getStat(path.get(), followLink != JNI_FALSE, st)) {
+    handle_error(env, error, concat("stat failed for ", path.get()));
+    return 0;
+  }
+  return static_cast<jlong>(st.st_ino);
+} catch (...) {
+  return raised<jlong>();
+}
+
+JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFailedPathNative(
+    JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return;
+  getFailedPath(path.get(), followLink != JNI_FALSE);
+} catch (...) {
+  raiseInJava();
+}

@@ -1,0 +1,285 @@
+package zolt.test;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertSame;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+
+import java.io.IOException;
+import java.nio.file.AccessDeniedException;
+import java.util.List;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
+
+class IdentityTest {
+    private static final String USER_ADVICE =
+            ", create the user on all kolvane nodes with the same uid and try it again!";
+    private static final String GROUP_ADVICE =
+            ", create the group on all kolvane nodes with the same gid and try it again!";
+
+    @BeforeEach
+    void clear() {
+        Faults.clear();
+        ZOLTNative.setFSConfig(false);
+        Log.clear();
+    }
+
+    @AfterEach
+    void restore() {
+        Faults.clear();
+        ZOLTNative.setFSConfig(false);
+    }
+
+    /** A native that looks something up, by what it does in every kind of failure. */
+    private record Lookup(String function, Executable unknown, String unknownText,
+            String failedText) {}
+
+    private static final List<Lookup> LOOKUPS = List.of(
+            new Lookup("getpwnam_r", () -> ZOLTNative.getUid("no such user"),
+                    "Unknown user \"no such user\"" + USER_ADVICE,
+                    "getpwnam_r() failed: Unknown user \"no such user\"" + USER_ADVICE),
+            new Lookup("getgrnam_r", () -> ZOLTNative.getGid("no such group"),
+                    "Unknown group \"no such group\"" + GROUP_ADVICE,
+                    "getgrnam_r() failed: Unknown group \"no such group\"" + GROUP_ADVICE),
+            new Lookup("getpwuid_r", () -> ZOLTNative.getUser(-171510507),
+                    "Unknown uid \"4123456789\"" + USER_ADVICE,
+                    "getpwuid_r() failed with uid \"4123456789\"" + USER_ADVICE),
+            new Lookup("getgrgid_r", () -> ZOLTNative.getGroup(-171510507),
+                    "Unknown gid \"4123456789\"" + GROUP_ADVICE,
+                    "getgrgid_r() failed with gid \"4123456789\"" + GROUP_ADVICE));
+
+    @Test
+    void namesAndIdsAreThoseOfTheSystem() {
+        assertEquals(0, ZOLTNative.getUid("root"));
+        assertEquals(65534, ZOLTNative.getUid("nobody"));
+        assertEquals(65534, ZOLTNative.getGid("nogroup"));
+        assertEquals("root", ZOLTNative.getUser(0));
+        assertEquals("nobody", ZOLTNative.getUser(65534));
+        assertEquals("nogroup", ZOLTNative.getGroup(65534));
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void anIdHasNoSign() {
+        Faults.user("high", (int) 4000000001L, (int) 4000000002L, 0);
+        Faults.group("high", (int) 4000000002L, 0);
+        assertEquals((int) 4000000001L, ZOLTNative.getUid("high"));
+        assertEquals((int) 4000000002L, ZOLTNative.getGid("high"));
+        assertEquals("high", ZOLTNative.getUser((int) 4000000001L));
+        assertEquals("high", ZOLTNative.getGroup((int) 4000000002L));
+    }
+
+    @Test
+    void aRecordOfAnySizeIsFound() {
+        Faults.user("big", 70001, 70002, 100_000);
+        Faults.group("big", 70002, 100_000);
+        assertEquals(70001, ZOLTNative.getUid("big"));
+        assertEquals(70002, ZOLTNative.getGid("big"));
+        assertEquals("big", ZOLTNative.getUser(70001));
+        assertEquals("big", ZOLTNative.getGroup(70002));
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void whatIsUnknownIsAnIOExceptionAndAWarning() {
+        for (Lookup lookup : LOOKUPS) {
+            Log.clear();
+            IOException e = assertThrows(IOException.class, lookup.unknown());
+            assertSame(IOException.class, e.getClass());
+            assertEquals("Invalid argument: " + lookup.unknownText(), e.getMessage());
+            Log.expect(Level.WARN, lookup.unknownText());
+        }
+        assertEquals("Invalid argument: Unknown user \"\"" + USER_ADVICE,
+                assertThrows(IOException.class, () -> ZOLTNative.getUid("")).getMessage());
+        assertEquals("Invalid argument: Unknown group \"\"" + GROUP_ADVICE,
+                assertThrows(IOException.class, () -> ZOLTNative.getGid("")).getMessage());
+    }
+
+    @Test
+    void aFailedLookupIsItsErrno() {
+        for (Lookup lookup : LOOKUPS) {
+            Faults.arm(lookup.function(), Faults.EIO);
+            Log.clear();
+            assertEquals("Input/output error: " + lookup.failedText(),
+                    assertThrows(IOException.class, lookup.unknown()).getMessage());
+            Log.expect(Level.WARN, lookup.failedText());
+            Faults.arm(lookup.function(), Faults.EACCES);
+            assertEquals("Permission denied: " + lookup.failedText(),
+                    assertThrows(AccessDeniedException.class, lookup.unknown()).getMessage());
+            Faults.arm(lookup.function(), Faults.ENOMEM);
+            assertEquals("Cannot allocate memory: " + lookup.failedText(),
+                    assertThrows(RuntimeException.class, lookup.unknown()).getMessage());
+        }
+    }
+
+    @Test
+    void aLookupThatFailsInSilenceIsTheNeutralAnswer() {
+        for (Lookup lookup : LOOKUPS) {
+            Faults.arm(lookup.function(), 0);
+        }
+        assertEquals(-1, ZOLTNative.getUid("root"));
+        assertEquals(-1, ZOLTNative.getGid("root"));
+        assertEquals("", ZOLTNative.getUser(0));
+        assertEquals("", ZOLTNative.getGroup(0));
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void nullNamesAreNothingAndNoError() {
+        assertEquals(-1, ZOLTNative.getUid(null));
+        assertEquals(-1, ZOLTNative.getGid(null));
+        assertEquals(0, ZOLTNative.setFsUid(null));
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void aSwitchAndItsEnd() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            Identity before = Identity.now();
+            Log.clear();
+            long handle = ZOLTNative.setFsUid("alice");
+            assertNotEquals(0, handle);
+            assertEquals(new Identity(70001, 70002, List.of(70002L)), Identity.now());
+            String object = "@0x" + Long.toHexString(handle);
+            Log.expect(Level.DEBUG, "setgroups: 70002", object + " (0, 0) => (70001, 70002)");
+            Log.clear();
+            ZOLTNative.setFsUid(handle);
+            assertEquals(new Identity(before.fsuid(), before.fsgid(), List.of(70002L)),
+                    Identity.now());
+            Log.expect(Level.DEBUG, object + " (70001, 70002) => (0, 0)");
+        });
+    }
+
+    @Test
+    void switchesNest() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            Faults.user("bob", 70011, 70012, 0);
+            long outer = ZOLTNative.setFsUid("alice");
+            long inner = ZOLTNative.setFsUid("bob");
+            assertEquals(70011, Identity.now().fsuid());
+            ZOLTNative.setFsUid(inner);
+            assertEquals(70001, Identity.now().fsuid());
+            assertEquals(70002, Identity.now().fsgid());
+            ZOLTNative.setFsUid(outer);
+            assertEquals(0, Identity.now().fsuid());
+        });
+    }
+
+    @Test
+    void theHandleZeroIsNothing() {
+        Faults.arm("setfsuid", 0, 0, 0);
+        ZOLTNative.setFsUid(0L);
+        assertEquals(0, Faults.calls("setfsuid"));
+        assertEquals(List.of(), Log.lines());
+    }
+
+    @Test
+    void anUnknownUserIsNobody() throws Throwable {
+        Identity.onThread(() -> {
+            long handle = ZOLTNative.setFsUid("no such user");
+            assertEquals(new Identity(65534, 65534, List.of(65534L)), Identity.now());
+            ZOLTNative.setFsUid(handle);
+            Log.expect(Level.WARN, "Unknown user \"no such user\"" + USER_ADVICE,
+                    "Unable to map username: no such user to uid. Try nobody");
+        });
+    }
+
+    @Test
+    void aSwitchThatFailsIsAnIOExceptionWithTheLibrarysOwnText() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            Identity before = Identity.now();
+            for (int errno : new int[] {Faults.EPERM, Faults.ENOENT, Faults.ENOMEM}) {
+                expectRefused("syscall_setgroups", errno,
+                        "SYS_setgroups error for user=alice gid:70002");
+                assertEquals(before, Identity.now());
+            }
+            expectRefused("setfsuid", Faults.EPERM, "setfsuid error: 4294967295 -> 70001");
+            expectRefused("setfsgid", Faults.EPERM, "setfsgid error: 4294967295 -> 70002");
+            assertEquals(before.fsuid(), Identity.now().fsuid());
+            assertEquals(before.fsgid(), Identity.now().fsgid());
+            Faults.arm("getpwnam_r", 1, 2, Faults.EIO);
+            assertEquals("getpwnam_r() failed: Unknown user \"nobody\"" + USER_ADVICE,
+                    assertThrows(IOException.class, () -> ZOLTNative.setFsUid("x")).getMessage());
+        });
+    }
+
+    private static void expectRefused(String call, int errno, String text) {
+        Faults.arm(call, errno);
+        Log.clear();
+        IOException e = assertThrows(IOException.class, () -> ZOLTNative.setFsUid("alice"));
+        assertSame(IOException.class, e.getClass());
+        assertEquals(text, e.getMessage());
+        Log.expect(Level.WARN, text);
+    }
+
+    @Test
+    void aRestoreThatFailsIsReported() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            long handle = ZOLTNative.setFsUid("alice");
+            Faults.arm("setfsuid", Faults.EPERM);
+            IOException e = assertThrows(IOException.class, () -> ZOLTNative.setFsUid(handle));
+            assertSame(IOException.class, e.getClass());
+            assertEquals("setfsuid error: 4294967295 -> 0", e.getMessage());
+            Log.expect(Level.WARN, "setfsuid error: 4294967295 -> 0");
+        });
+    }
+
+    @Test
+    void alwaysSuperHandsOutHandlesAndSwitchesNothing() throws Throwable {
+        ZOLTNative.setFSConfig(true);
+        Identity.onThread(() -> {
+            Identity before = Identity.now();
+            String[] calls = {"getpwnam_r", "getgrouplist", "syscall_setgroups", "setfsuid",
+                "setfsgid"};
+            for (String call : calls) {
+                Faults.arm(call, 0, 0, 0);
+            }
+            long handle = ZOLTNative.setFsUid("no such user");
+            assertNotEquals(0, handle);
+            assertEquals(before, Identity.now());
+            ZOLTNative.setFsUid(handle);
+            for (String call : calls) {
+                assertEquals(0, Faults.calls(call), call);
+            }
+            assertEquals(List.of(), Log.lines());
+        });
+    }
+
+    @Test
+    void otherThreadsKeepTheirGroups() throws Throwable {
+        Identity before = Identity.now();
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            ZOLTNative.setFsUid(ZOLTNative.setFsUid("alice"));
+            assertEquals(List.of(70002L), Identity.now().groups());
+        });
+        assertEquals(before, Identity.now());
+    }
+
+    @Test
+    void aLoggerThatThrowsLeavesOneException() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            Log.throwing(new IllegalStateException("logger"));
+            try {
+                for (Lookup lookup : LOOKUPS) {
+                    assertEquals("Invalid argument: " + lookup.unknownText(),
+                            assertThrows(IOException.class, lookup.unknown()).getMessage());
+                }
+                Faults.arm("setfsuid", Faults.EPERM);
+                assertEquals("setfsuid error: 4294967295 -> 70001",
+                        assertThrows(IOException.class,
+                                () -> ZOLTNative.setFsUid("alice")).getMessage());
+            } finally {
+                Log.throwing(null);
+            }
+        });
+    }
+}
