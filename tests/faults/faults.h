@@ -14,9 +14,9 @@ extern "C" {
 
 /*
  * From now on, this thread's calls number first..last (from 1) of the named function fail with the
- * errno; with a negative one they leave errno as it was. Returns 0, or -1 for a function that is not
- * in the table of injector.h, where syscall_setgroups is the raw system call and setgroups the C
- * library's function.
+ * errno; with a negative one they leave errno as it was. Returns 0, or -1 for a function that is
+ * not in the table of injector.h, where syscall_setgroups is the raw system call and setgroups the
+ * C library's function.
  */
 int zolt_fault_arm(const char* function, int first, int last, int error);
 

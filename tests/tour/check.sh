@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# The tour as a person takes it: at each level of the logger, and without root's rights. The
+# environment says which: JAVA, LIBRARY, LD_LIBRARY_PATH, CLASSPATH.
+set -u
+export LC_ALL=C.UTF-8
+failed=0
+fail() { echo "FAILED: $1"; failed=1; }
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+mkdir "$work/shown" && touch "$work/shown/part-0000" && ln -s part-0000 "$work/shown/latest"
+
+tour() {  # tour LEVEL COMMAND...: the command that runs the virtual machine is its prefix
+  local level=$1; shift
+  "$@" "$JAVA" -Dzolt.library="$LIBRARY" -Dorg.slf4j.simpleLogger.logFile=System.out \
+    -Dorg.slf4j.simpleLogger.defaultLogLevel="$level" zolt.tour.Tour "$work/shown"
+}
+
+# What each level of the Java logger lets through of the library's five; at info that is no info.
+while read -r level shown; do
+  output=$(tour "$level" env) || fail "the tour at $level: $output"
+  for tag in TRACE DEBUG INFO WARN ERROR; do
+    lines=$(grep -cE "(^| )$tag org.apache.hadoop.hdfs.server.namenode.ZOLTNative - @" <<<"$output")
+    case " $shown " in
+      *" $tag "*) [ "$lines" -gt 0 ] || fail "no $tag line at $level" ;;
+      *) [ "$lines" -eq 0 ] || fail "$lines $tag lines at $level" ;;
+    esac
+  done
+done <<'LEVELS'
+trace TRACE DEBUG INFO WARN ERROR
+debug DEBUG INFO WARN ERROR
+info WARN ERROR
+warn WARN ERROR
+error ERROR
+off
+LEVELS
+
+expect() { grep -qE "$1" <<<"$output" || fail "no line like $1 in: $output"; }
+expect '^  link +[0-9]+  latest$'
+expect '^  entries: 2 \(file 1, link 1\)$'
+expect '^ +0 +8  inode +[0-9]+$'
+expect 'latest is a link to report.txt'
+expect 'user.colour="green", user.empty=""'
+expect 'user.lease.holder already exists'
+expect 'writer-2 tries now: the holder is writer-2'
+expect '^ +7  [#.]{40}$'
+if [ "$(id -u)" -eq 0 ]; then
+  expect '^  secret.txt +-rw------- 18 bytes +-rw------- 18 bytes$'
+  expect '^  closed/inner.txt +-rw-r--r-- 0 bytes +AccessDeniedException$'
+  expect '^  refused by closed: drwx------ root root$'
+  expect '^  nobody added +user::rwx  user:nobody:r-x  group::---  mask::r-x  other::---$'
+  expect '^  nobody looks at closed/inner.txt: inode [0-9]+$'
+
+  # A user of no rights sees the same tour but for what only root can show. What it loads must be
+  # readable for all, wherever the build stands.
+  IFS=: read -ra jars <<<"$CLASSPATH"
+  cp -L "$LIBRARY" "$LD_LIBRARY_PATH/libzolt.so" "${jars[@]}" "$work"
+  LIBRARY="$work/$(basename "$LIBRARY")" LD_LIBRARY_PATH=$work CLASSPATH="$work/*"
+  output=$(tour off setpriv --reuid=65534 --regid=65534 --clear-groups) || fail "as nobody: $output"
+  expect 'To see the same as another user, run the tour as root'
+  expect 'An access control list on closed/'
+fi
+[ -z "$(compgen -G '/tmp/zolt-tour-*')" ] || fail "the tour left something behind"
+exit $failed
