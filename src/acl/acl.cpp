@@ -1,11 +1,13 @@
 #include "acl/acl.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <utility>
 #include <vector>
 
+#include "identity/groups.h"
 #include "jni/io_exception.h"
 #include "jni/logger2.h"
 
@@ -84,7 +86,9 @@ void ACL::get_file(const std::string& path) {
   file = path;
   acl.reset(file.empty() ? ACLUtil::acl_init(0) : ACLUtil::acl_get_file(file.c_str(), type));
   if (acl != nullptr) return;
-  raise("acl_get_file", file, errno);
+  const int error = errno;
+  if (error == EACCES) dump_gid("acl_get_file error");
+  raise("acl_get_file", file, error);
 }
 
 void ACL::set_file(const std::string& path, bool fix) {

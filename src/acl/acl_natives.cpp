@@ -9,6 +9,7 @@
 #include "jni/io_exception.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
+#include "status/failed_path.h"
 
 using namespace zolt;
 
@@ -47,6 +48,7 @@ JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNat
     return bytes;
   } catch (const IOException& error) {
     handle_error(env, error.code(), error.what());
+    getFailedPath(path.c_str(), false);
     return nullptr;
   }
 } catch (...) {

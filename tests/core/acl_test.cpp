@@ -170,6 +170,18 @@ TEST_F(AclTest, AFailedLoadNamesThePathAndLeavesNothing) {
   EXPECT_EQ(failureOf([&] { ACL missing(dir / "none", ACCESS); }).code, ENOENT);
 }
 
+TEST_F(AclTest, ARefusedLoadDumpsTheGroups) {
+  const std::string path = file();
+  for (const int error : {EACCES, EPERM}) {
+    zolt_fault_arm("acl_get_file", 1, 1, error);
+    const LogCapture log(LOG_DEBUG);
+    failureOf([&] { ACL acl(path, ACCESS); });
+    ASSERT_EQ(error == EACCES ? 2U : 1U, log.lines().size()) << log.all();
+    EXPECT_EQ(error == EACCES,
+              log.lines()[0].text.starts_with("acl_get_file error (dump group ids):"));
+  }
+}
+
 TEST_F(AclTest, NoMemoryForAnEmptyListIsAFailureToo) {
   zolt_fault_arm("acl_init", 1, 1, ENOMEM);
   const Failure failure = failureOf([] { ACL acl(ACCESS); });

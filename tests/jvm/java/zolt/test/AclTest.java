@@ -305,6 +305,15 @@ class AclTest {
     // --- failures
 
     @Test
+    void atTraceAFailedStatusIsDiagnosed() {
+        Log.clear();
+        expect(NoSuchFileException.class, "No such file or directory: " + dir + "/none",
+                () -> ZOLTNative.getAclStatus(dir + "/none", true));
+        assertEquals(Log.nativeThreshold() == Level.TRACE, Log.lines().stream()
+                .anyMatch(line -> line.text().endsWith("\n@@@fails @" + dir)));
+    }
+
+    @Test
     void everyErrnoOfLoadingAndStoringHasItsException() throws Exception {
         String path = directory("u::rwx,u:7:r,g::rx,m::rx,o::-", null);
         for (String function : new String[] {"acl_get_file", "acl_set_file"}) {
