@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -41,6 +42,10 @@ const char* typePrefix(unsigned type) {
       return "undef:";
   }
 }
+
+// libacl translates between ids and names with getpwuid(3) and its kin, whose answers lie in static
+// storage: two threads in it at a time would read each other's.
+std::mutex namesMutex;
 
 uint32_t typeOf(const char* buffer) {
   uint32_t type = 0;
@@ -84,11 +89,12 @@ ACL& ACL::operator=(ACL& other) {
 
 void ACL::get_file(const std::string& path) {
   file = path;
-  acl.reset(file.empty() ? ACLUtil::acl_init(0) : ACLUtil::acl_get_file(file.c_str(), type));
+  const bool empty = file.empty();
+  acl.reset(empty ? ACLUtil::acl_init(0) : ACLUtil::acl_get_file(file.c_str(), type));
   if (acl != nullptr) return;
   const int error = errno;
   if (error == EACCES) dump_gid("acl_get_file error");
-  raise("acl_get_file", file, error);
+  raise(empty ? "acl_init" : "acl_get_file", file, error);
 }
 
 void ACL::set_file(const std::string& path, bool fix) {
@@ -236,6 +242,7 @@ void ACL::calcMask(const std::string& path) {
 
 std::string ACL::libaclText() const {
   ssize_t length = 0;
+  const std::lock_guard lock(namesMutex);
   const std::unique_ptr<char, AclFree> text(ACLUtil::acl_to_text(acl.get(), &length));
   check(text == nullptr ? -1 : 0, "acl_to_text");
   return {text.get(), static_cast<size_t>(length)};
@@ -254,7 +261,10 @@ void ACL::from_text(const char* buffer) {
   type = checkedType(typeOf(buffer));
   const char* text = buffer + sizeof(uint32_t);
   file.clear();
-  acl.reset(ACLUtil::acl_from_text(text));
+  {
+    const std::lock_guard lock(namesMutex);
+    acl.reset(ACLUtil::acl_from_text(text));
+  }
   if (acl == nullptr) raise("acl_from_text", text, errno);
 }
 

@@ -4,11 +4,14 @@
 
 #include <sys/acl.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <initializer_list>
 #include <string>
+
+#include "faults.h"
 
 namespace zolt::test {
 
@@ -47,6 +50,22 @@ inline CommandResult run(const std::string& command) {
 inline std::string getfacl(const std::string& path) {
   return run("getfacl --absolute-names --omit-header --numeric --no-effective '" + path + "'")
       .output;
+}
+
+// What libacl hands out and must get back.
+inline constexpr std::array<const char*, 5> MAKERS = {"acl_init", "acl_get_file", "acl_from_text",
+                                                      "acl_to_text", "acl_get_qualifier"};
+
+inline bool makesObjects(const std::string& function) {
+  return std::ranges::find(MAKERS, function) != MAKERS.end();
+}
+
+/// How much of it has not come back since the last zolt_fault_clear; a call that was failed counts.
+inline int objectsAlive() {
+  int handedOut = 0;
+  for (const char* maker : MAKERS)
+    handedOut += zolt_fault_calls(maker);
+  return handedOut - zolt_fault_calls("acl_free");
 }
 
 }  // namespace zolt::test
