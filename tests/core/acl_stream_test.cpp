@@ -7,6 +7,8 @@
 #include <climits>
 #include <cstring>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "acl_helpers.h"
 #include "faults.h"
@@ -152,6 +154,41 @@ TEST_F(AclStreamTest, AStreamCutAnywhereReadsZerosFromThere) {
     AclVector fresh;
     std::swap(fresh.acls, lists.acls);
     EXPECT_EQ(read(stream.substr(0, cut.length)), cut.outcome) << cut.length;
+  }
+}
+
+// The last entry that was promised may lack its end: what is missing is 0, and 0 is a permission.
+TEST_F(AclStreamTest, TheOnlyEntryCutAnywhereHasZerosForTheRest) {
+  const std::string noScope = "failed 0 <convert,790 unknown acl scope: 0> ";
+  const std::pair<std::string, std::vector<Cut>> streams[] = {
+      {ints({1, ACCESS, 2, 7, 6}),
+       {{4, noScope},
+        {8, "failed 0 <>  "},
+        {12, "user:0:--- "},
+        {16, "user:7:--- "},
+        {19, "user:7:--- "},
+        {20, "user:7:rw- "}}},
+      {ints({1, DEFAULT, 32, 7}),
+       {{4, noScope},
+        {8, "failed 0 <> default: "},
+        {12, "default:other::--- "},
+        {15, "default:other::--- "},
+        {16, "default:other::rwx "}}},
+  };
+  for (const auto& [stream, cuts] : streams) {
+    for (const Cut& cut : cuts) {
+      AclVector fresh;
+      std::swap(fresh.acls, lists.acls);
+      EXPECT_EQ(read(stream.substr(0, cut.length)), cut.outcome) << cut.length;
+    }
+  }
+}
+
+TEST_F(AclStreamTest, LessThanACountIsNone) {
+  for (size_t length = 0; length < 4; ++length) {
+    const LogCapture log;
+    EXPECT_EQ(read(std::string(length, '\1')), "") << length;
+    EXPECT_EQ(log.bodies(LOG_TRACE), std::vector<std::string>{"aclspec entry size: 0"});
   }
 }
 

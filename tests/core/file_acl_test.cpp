@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <functional>
-#include <iterator>
 #include <sstream>
 #include <vector>
 
@@ -23,6 +21,8 @@ using test::ACCESS;
 using test::DEFAULT;
 using test::getfacl;
 using test::ints;
+using test::makesObjects;
+using test::objectsAlive;
 using test::run;
 using test::TempDir;
 
@@ -123,6 +123,15 @@ TEST_P(FileAclTest, AStatusThatCannotBeHadNamesThePath) {
   EXPECT_EQ(status(file(), true), "13 " + dir.path() + "/file");
 }
 
+TEST_P(FileAclTest, AnEmptyPathHasNoEntriesAndNothingToStoreThem) {
+  EXPECT_EQ(status("", true), "");
+  EXPECT_EQ(status("", false), "");
+  EXPECT_EQ(outcome([] { removeAcl("", true); }),
+            "22 : Malformed access ACL \"\": Missing or wrong entry");
+  EXPECT_EQ(outcome([] { removeDefaultAcl("", false); }), "");
+  EXPECT_EQ(outcome([] { removeDefaultAcl("", true); }), "2 ");
+}
+
 // --- set
 
 TEST_P(FileAclTest, SettingReplacesTheScopeWholeAndCompletesIt) {
@@ -206,6 +215,54 @@ TEST_P(FileAclTest, AFileHasNoDefaultList) {
   for (const auto how : {AclChange::SET, AclChange::MODIFY, AclChange::REMOVE}) {
     EXPECT_EQ(change(path, how, ints({3, DEFAULT, 1, 7, DEFAULT, 4, 7, DEFAULT, 32, 7})),
               "13 " + path);
+  }
+}
+
+// A refused specification and a refused list leave nothing behind.
+TEST_P(FileAclTest, WhatIsRefusedIsFreed) {
+  const std::string path = directory("u::rwx,u:7:r,g::rx,m::rx,o::x", "u::rwx,g::-,o::-");
+  for (const auto how : {AclChange::SET, AclChange::MODIFY, AclChange::REMOVE}) {
+    for (const std::string& spec : {ints({3, ACCESS, 2, 9, 6, DEFAULT, 1, 7, 5, 1, 7}),
+                                    ints({3, ACCESS, 2, 9, 6, DEFAULT, 1, 7, ACCESS, 3, 7})}) {
+      zolt_fault_clear();
+      EXPECT_TRUE(change(path, how, spec).starts_with("0 "));
+      EXPECT_EQ(zolt_fault_calls("acl_init"), 2);
+      EXPECT_EQ(objectsAlive(), 0);
+    }
+  }
+  zolt_fault_clear();
+  EXPECT_TRUE(set(path, ints({2, ACCESS, 2, 9, 6, ACCESS, 2, 9, 4})).starts_with("22 "));
+  EXPECT_EQ(zolt_fault_calls("acl_to_text"), 1);
+  EXPECT_EQ(objectsAlive(), 0);
+  zolt_fault_clear();
+  EXPECT_TRUE(remove(path, ints({2, DEFAULT, 32, 0, ACCESS, 32, 0})).starts_with("22 "));
+  EXPECT_EQ(zolt_fault_calls("acl_to_text"), 1);
+  EXPECT_EQ(objectsAlive(), 0);
+}
+
+// The lists are stored one by one, and a default list is completed from the access list as it then
+// is.
+TEST_P(FileAclTest, ADefaultListIsCompletedFromTheAccessListStoredBefore) {
+  const std::string access = "user::r-x\ngroup::--x\nother::r--\n";
+  for (const auto how : {AclChange::SET, AclChange::MODIFY}) {
+    const std::string path = directory("u::rwx,g::rx,o::-");
+    EXPECT_EQ(
+        change(path, how, ints({4, ACCESS, 1, 5, ACCESS, 4, 1, ACCESS, 32, 4, DEFAULT, 2, 9, 6})),
+        "");
+    EXPECT_EQ(getfacl(path),
+              access +
+                  "default:user::r-x\ndefault:user:9:rw-\ndefault:group::--x\ndefault:mask::rwx\n"
+                  "default:other::r--\n\n");
+
+    setfacl("-k --set u::rwx,g::rx,o::-", path);
+    EXPECT_EQ(
+        change(path, how, ints({4, DEFAULT, 2, 9, 6, ACCESS, 1, 5, ACCESS, 4, 1, ACCESS, 32, 4})),
+        "");
+    EXPECT_EQ(getfacl(path),
+              access +
+                  "default:user::rwx\ndefault:user:9:rw-\ndefault:group::r-x\ndefault:mask::rwx\n"
+                  "default:other::---\n\n");
+    setfacl("-k", path);
   }
 }
 
@@ -349,13 +406,6 @@ TEST_P(FileAclTest, WhateverFailsIsReportedAndFreed) {
       {"removeDefault", [&] { removeDefaultAcl(path, true); }},
       {"removeAcl", [&] { removeAcl(path, true); }},
   };
-  const std::string makers[] = {"acl_init", "acl_get_file", "acl_get_qualifier"};
-  const auto alive = [&] {
-    int made = 0;
-    for (const std::string& maker : makers)
-      made += zolt_fault_calls(maker.c_str());
-    return made - zolt_fault_calls("acl_free");
-  };
   ACL access(path, ACL_TYPE_ACCESS);
   ACL byDefault(path, ACL_TYPE_DEFAULT);
   const auto reset = [&] {
@@ -372,15 +422,14 @@ TEST_P(FileAclTest, WhateverFailsIsReportedAndFreed) {
           "acl_set_file", "acl_get_perm"}) {
       reset();
       operation();
-      EXPECT_EQ(alive(), 0);
+      EXPECT_EQ(objectsAlive(), 0);
       const int calls = zolt_fault_calls(function);
       for (int nth = 1; nth <= calls; ++nth, ++failures) {
         reset();
         zolt_fault_arm(function, nth, nth, EDEADLK);
         EXPECT_TRUE(outcome(operation).starts_with("35 ")) << name << " " << function << " " << nth;
-        const bool maker =
-            std::find(std::begin(makers), std::end(makers), function) != std::end(makers);
-        EXPECT_EQ(alive(), maker ? 1 : 0) << name << " " << function << " " << nth;
+        EXPECT_EQ(objectsAlive(), makesObjects(function) ? 1 : 0)
+            << name << " " << function << " " << nth;
       }
     }
   }
