@@ -7,29 +7,17 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.AccessDeniedException;
-import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
-import org.junit.jupiter.api.io.TempDir;
 
-class AclTest {
-    static final int ACCESS = 32768;
-    static final int DEFAULT = 16384;
-
+class AclTest extends AclFixture {
     private static final Map<Integer, Class<? extends Exception>> CLASSES = Map.of(
             Faults.EPERM, AccessDeniedException.class,
             Faults.EACCES, AccessDeniedException.class,
@@ -46,86 +34,6 @@ class AclTest {
             Faults.EIO, "Input/output error",
             Faults.EINVAL, "Invalid argument",
             Faults.EOPNOTSUPP, "Operation not supported");
-
-    @TempDir Path dir;
-
-    @BeforeEach
-    void clear() {
-        Faults.clear();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-    }
-
-    static byte[] ints(int... values) {
-        ByteBuffer buffer = ByteBuffer.allocate(4 * values.length).order(ByteOrder.nativeOrder());
-        Arrays.stream(values).forEach(buffer::putInt);
-        return buffer.array();
-    }
-
-    /** A status has no count before its entries; a specification has. */
-    private static byte[] asSpecification(int count, byte[] status) {
-        byte[] spec = Arrays.copyOf(ints(count), 4 + status.length);
-        System.arraycopy(status, 0, spec, 4, status.length);
-        return spec;
-    }
-
-    /** Runs a command against the system's own libraries. */
-    private static String run(String... command) throws Exception {
-        ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
-        builder.environment().keySet().removeAll(List.of("LD_LIBRARY_PATH", "LD_PRELOAD"));
-        Process process = builder.start();
-        String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-        assertEquals(0, process.waitFor(), output);
-        return output;
-    }
-
-    private static String getfacl(String path) throws Exception {
-        return run("getfacl", "-pcnE", path);
-    }
-
-    private String file(String acl) throws Exception {
-        Path path = dir.resolve("file");
-        if (!Files.exists(path)) {
-            Files.createFile(path);
-        }
-        run("setfacl", "--set", acl, path.toString());
-        return path.toString();
-    }
-
-    private String directory(String access, String byDefault) throws Exception {
-        Path path = dir.resolve("directory");
-        if (!Files.exists(path)) {
-            Files.createDirectory(path);
-        }
-        run("setfacl", "-k", "--set", access, path.toString());
-        if (byDefault != null) {
-            run("setfacl", "-d", "--set", byDefault, path.toString());
-        }
-        return path.toString();
-    }
-
-    private static void expect(Class<?> type, String message, Executable call) {
-        Throwable thrown = assertThrows(Throwable.class, call);
-        assertSame(type, thrown.getClass(), thrown::toString);
-        assertEquals(message, thrown.getMessage());
-    }
-
-    /** Every native on one path, with a specification that changes the access list. */
-    private static Map<String, Executable> natives(String path) {
-        byte[] spec = ints(1, ACCESS, 2, 7, 4);
-        Map<String, Executable> calls = new LinkedHashMap<>();
-        calls.put("getAclStatus", () -> ZOLTNative.getAclStatus(path, true));
-        calls.put("setAcl", () -> ZOLTNative.setAcl(path, spec));
-        calls.put("modifyAclEntries", () -> ZOLTNative.modifyAclEntries(path, spec));
-        calls.put("removeAclEntries", () -> ZOLTNative.removeAclEntries(path, spec));
-        calls.put("removeDefaultAcl", () -> ZOLTNative.removeDefaultAcl(path, true));
-        calls.put("removeAcl", () -> ZOLTNative.removeAcl(path, true));
-        return calls;
-    }
 
     // --- status
 
@@ -196,7 +104,7 @@ class AclTest {
     void anEmptySpecificationChangesNothing() throws Exception {
         String path = file("u::rw,u:1:rwx,g::r,m::rwx,o::x");
         String before = getfacl(path);
-        for (byte[] spec : new byte[][] {ints(0), {}, {1, 0, 0}, ints(-5)}) {
+        for (byte[] spec : new byte[][] {ints(0), {}, {1}, {1, 1}, {1, 1, 1}, ints(-5)}) {
             ZOLTNative.setAcl(path, spec);
             ZOLTNative.modifyAclEntries(path, spec);
             ZOLTNative.removeAclEntries(path, spec);
@@ -373,6 +281,34 @@ class AclTest {
         }
     }
 
+    @Test
+    void theLastEntryOfASpecificationMayLackItsEnd() throws Exception {
+        String path = file("u::rw,g::r,o::-");
+        byte[] spec = ints(1, ACCESS, 2, 7, 6);
+        String noScope = "Success: convert,790 unknown acl scope: 0";
+        expect(IOException.class, noScope, () -> ZOLTNative.setAcl(path, Arrays.copyOf(spec, 4)));
+        expect(IOException.class, "Success: ",
+                () -> ZOLTNative.setAcl(path, Arrays.copyOf(spec, 8)));
+        assertEquals("user::rw-\ngroup::r--\nother::---\n\n", getfacl(path));
+        String[] users = {"user:0:---", "user:7:---", "user:7:rw-"};
+        for (int i = 0; i < users.length; i++) {
+            ZOLTNative.setAcl(path, Arrays.copyOf(spec, 12 + 4 * i));
+            assertEquals("user::rw-\n" + users[i] + "\ngroup::r--\nmask::"
+                    + (i == 2 ? "rw-" : "r--") + "\nother::---\n\n", getfacl(path));
+        }
+    }
+
+    @Test
+    void anEmptyPathHasNoEntriesAndNowhereToStoreThem() {
+        assertArrayEquals(new byte[0], ZOLTNative.getAclStatus("", true));
+        assertArrayEquals(new byte[0], ZOLTNative.getAclStatus("", false));
+        expect(IOException.class, "Invalid argument: : Malformed access ACL \"\": "
+                + "Missing or wrong entry", () -> ZOLTNative.removeAcl("", true));
+        ZOLTNative.removeDefaultAcl("", false);
+        expect(NoSuchFileException.class, "No such file or directory: ",
+                () -> ZOLTNative.removeDefaultAcl("", true));
+    }
+
     /** What a logger throws stays; the work it reports on is done all the same. */
     @Test
     void aThrowingLoggerDoesNotStopTheWork() throws Exception {
@@ -393,85 +329,5 @@ class AclTest {
             Log.throwing(null);
         }
         assertEquals("user::rw-\nuser:9:rw-\ngroup::r--\nmask::rw-\nother::---\n\n", getfacl(path));
-    }
-
-    // --- without libacl
-
-    /** Loads the library and tries every native, in a virtual machine of its own. */
-    static final class Try {
-        private Try() {}
-
-        public static void main(String[] paths) {
-            ZOLTNative.setFSConfig(false);
-            Log.lines().forEach(line -> System.out.println(line.level() + " " + line.body()));
-            List<Executable> calls = new ArrayList<>(natives(paths[0]).values());
-            byte[] nothing = ints(0);
-            calls.add(() -> ZOLTNative.setAcl(paths[0], nothing));
-            calls.add(() -> ZOLTNative.modifyAclEntries(paths[0], nothing));
-            calls.add(() -> ZOLTNative.removeAclEntries(paths[0], nothing));
-            calls.add(() -> ZOLTNative.removeDefaultAcl(paths[0], false));
-            calls.add(() -> ZOLTNative.removeAcl(paths[0], false));
-            for (Executable call : calls) {
-                try {
-                    call.execute();
-                    System.out.println("done");
-                } catch (Throwable e) {
-                    System.out.println(e);
-                }
-            }
-            System.out.println("count " + ZOLTNative.getDirentCountNative(paths[0]));
-        }
-    }
-
-    private List<String> tryWithLibacl(Path folder) throws Exception {
-        String java = ProcessHandle.current().info().command().orElseThrow();
-        ProcessBuilder builder = new ProcessBuilder(java, "-Xcheck:jni", "-Dzolt.test.level=DEBUG",
-                "-Dzolt.library=" + System.getProperty("zolt.library"), "-cp",
-                System.getenv("CLASSPATH"), Try.class.getName(), dir.toString())
-                .redirectErrorStream(true);
-        Map<String, String> environment = builder.environment();
-        environment.remove("LD_PRELOAD");
-        environment.put("LD_LIBRARY_PATH", folder + ":" + environment.get("LD_LIBRARY_PATH"));
-        Process process = builder.start();
-        String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-        assertEquals(0, process.waitFor(), output);
-        return Arrays.asList(output.split("\n"));
-    }
-
-    private static void expectNotAvailable(List<String> output) {
-        String refusal = "java.io.IOException: Operation not supported: libacl.so.1 is not available";
-        assertEquals(11, output.stream().filter(refusal::equals).count(), () -> "" + output);
-        assertTrue(!output.contains("done"), () -> "" + output);
-        assertTrue(output.stream().anyMatch(line -> line.matches("count \\d+")), () -> "" + output);
-        assertTrue(output.contains("DEBUG libzolthadoop initializing"), () -> "" + output);
-    }
-
-    @Test
-    void withoutLibaclEverythingElseWorks() throws Exception {
-        Path folder = Files.createDirectory(dir.resolve("lib"));
-        Files.writeString(folder.resolve("libacl.so.1"), "no library");
-        List<String> output = tryWithLibacl(folder);
-        expectNotAvailable(output);
-        assertTrue(output.stream().noneMatch(line -> line.contains("DEBUG") && line.contains("acl")),
-                () -> "" + output);
-    }
-
-    @Test
-    void aLibaclThatLacksASymbolIsNotBound() throws Exception {
-        Path folder = Files.createDirectory(dir.resolve("lib"));
-        Path library = folder.resolve("libacl.so.1");
-        // Any other library has none of the symbols.
-        Files.copy(Path.of(System.getenv("FAULTS")), library);
-        List<String> output = tryWithLibacl(folder);
-        expectNotAvailable(output);
-        assertTrue(output.contains("DEBUG failed to resolve: acl_init: " + library
-                + ": undefined symbol: acl_init"), () -> "" + output);
-    }
-
-    @Test
-    void withLibaclTheLibraryIsBoundAtLoad() throws Exception {
-        List<String> output = tryWithLibacl(dir);
-        assertTrue(output.contains("DEBUG libacl.so loaded"), () -> "" + output);
-        assertEquals(11, output.stream().filter("done"::equals).count(), () -> "" + output);
     }
 }
