@@ -64,23 +64,42 @@ std::string arguments(const std::vector<Row>& rows, bool withPermissions) {
   return all;
 }
 
-std::string stream(int scope, const std::vector<Row>& rows) {
+// The entries of one scope.
+struct Scoped {
+  int scope;
+  std::vector<Row> rows;
+};
+
+// A specification of one scope or more, the first entry of each first and the rest in turn.
+std::string stream(const std::vector<Scoped>& lists) {
   std::string bytes;
-  append(bytes, static_cast<int>(rows.size()));
-  for (const Row& row : rows) {
-    append(bytes, scope);
-    append(bytes, row.tag);
-    if (isNamed(row.tag)) append(bytes, row.id);
-    append(bytes, row.perm);
+  int count = 0;
+  size_t longest = 0;
+  for (const Scoped& list : lists)
+    longest = std::max(longest, list.rows.size());
+  for (size_t i = 0; i < longest; ++i) {
+    for (const auto& [scope, rows] : lists) {
+      if (i >= rows.size()) continue;
+      const Row& row = rows[i];
+      append(bytes, scope);
+      append(bytes, row.tag);
+      if (isNamed(row.tag)) append(bytes, row.id);
+      append(bytes, row.perm);
+      ++count;
+    }
   }
-  return bytes;
+  return test::ints({count}) + bytes;
+}
+
+std::string status(const std::string& path) {
+  std::ostringstream out;
+  writeAclStatus(path, true, out);
+  return out.str();
 }
 
 // What our status says, in getfacl's words.
 std::string statusText(const std::string& path) {
-  std::ostringstream out;
-  writeAclStatus(path, true, out);
-  const std::string bytes = out.str();
+  const std::string bytes = status(path);
   size_t at = 0;
   const auto next = [&] {
     int32_t value = 0;
@@ -129,19 +148,28 @@ class AclToolsTest : public ::testing::Test {
     return made;
   }
 
-  // The rows with the base entries that they lack, from the access list of their directory.
-  std::vector<Row> completed(std::vector<Row> made) {
-    const std::string base =
-        run("getfacl -pcE --access " + theirs + " | grep -E '^(user|group|other)::'").output;
-    std::istringstream lines(base);
-    std::string line;
-    while (std::getline(lines, line)) {
+  // The base entries of the access list of their directory.
+  std::vector<Row> base() const {
+    std::istringstream lines(
+        run("getfacl -pcE --access " + theirs + " | grep -E '^(user|group|other)::'").output);
+    std::vector<Row> found;
+    for (std::string line; std::getline(lines, line);) {
       const int tag = line[0] == 'u' ? ACL_USER_OBJ : line[0] == 'g' ? ACL_GROUP_OBJ : ACL_OTHER;
       const std::string perm = line.substr(line.size() - 3);
       const int bits =
           (perm[0] == 'r' ? 4 : 0) + (perm[1] == 'w' ? 2 : 0) + (perm[2] == 'x' ? 1 : 0);
-      const auto sameTag = [&](const Row& row) { return row.tag == tag; };
-      if (std::ranges::none_of(made, sameTag)) made.push_back({tag, 0, bits});
+      found.push_back({tag, 0, bits});
+    }
+    return found;
+  }
+
+  // The rows with the base entries that they lack, from those of another list.
+  static std::vector<Row> completed(std::vector<Row> made, const std::vector<Row>& from) {
+    for (const Row& row : from) {
+      const auto sameTag = [&](const Row& other) { return other.tag == row.tag; };
+      if (!isNamed(row.tag) && row.tag != ACL_MASK && std::ranges::none_of(made, sameTag)) {
+        made.push_back(row);
+      }
     }
     return made;
   }
@@ -174,59 +202,81 @@ class AclToolsTest : public ::testing::Test {
     EXPECT_EQ(parts[0].substr(ourStart), parts[1]) << what;
     const std::string mode = parts[1].substr(0, parts[1].find('\n') + 1);
     EXPECT_EQ(mode + statusText(ours), parts[1]) << what;
+    feedBack(what);
+  }
+
+  // Every status is a specification that changes nothing, once its entries have been counted.
+  void feedBack(const std::string& what) {
+    const std::string before = status(ours);
+    const std::string shown = statusText(ours);
+    std::string count;
+    append(count, static_cast<int>(std::ranges::count(shown, '\n') - 1));
+    std::istringstream in(count + before);
+    changeAcl(ours, in, AclChange::SET);
+    EXPECT_EQ(status(ours), before) << what;
   }
 
   static std::string show(const std::string& path) {
     return "stat -c '#%a' " + path + "; getfacl -pcnE " + path + "; echo =; ";
   }
 
-  void change(AclChange how, int scope, const std::vector<Row>& entries,
-              const std::string& command) {
-    both(
-        command,
-        [&] {
-          std::istringstream in(stream(scope, entries));
-          changeAcl(ours, in, how);
-        },
-        command);
+  // One scope, or both in one specification; their tool takes them one by one.
+  void change(AclChange how, int baseOdds, int maskOdds) {
+    std::vector<Scoped> lists;
+    const int first = pick(3) != 0 ? ACCESS : DEFAULT;
+    for (const int scope : {first, ACCESS + DEFAULT - first}) {
+      if (const auto made = rows(baseOdds, maskOdds); !made.empty()) lists.push_back({scope, made});
+      if (pick(3) != 0) break;
+    }
+    if (lists.empty()) return;
+    bothScopes += lists.size() == 2 ? 1 : 0;
+
+    std::string command;
+    std::vector<Row> accessBase = how == AclChange::SET ? base() : std::vector<Row>();
+    for (const auto& [scope, made] : lists) {
+      if (!command.empty()) command += " " + theirs + " && ";
+      command += scope == ACCESS ? "setfacl " : "setfacl -d ";
+      if (how == AclChange::SET) {
+        const auto whole = completed(made, accessBase);
+        command += "--set " + arguments(whole, true);
+        if (scope == ACCESS) accessBase = whole;
+      } else if (how == AclChange::MODIFY) {
+        command += "-m " + arguments(made, true);
+      } else {
+        command += "-n -x " + arguments(made, false);
+      }
+    }
+    const auto ourChange = [&] {
+      std::istringstream in(stream(lists));
+      changeAcl(ours, in, how);
+    };
+    both(command, ourChange, command);
   }
 
   void oneStep() {
-    const bool access = pick(3) != 0;
-    const int scope = access ? ACCESS : DEFAULT;
-    const std::string setfacl = access ? "setfacl " : "setfacl -d ";
     switch (pick(8)) {
       case 0:
-      case 1: {
-        const auto made = rows(40, 30);
-        if (made.empty()) return;
-        change(AclChange::SET, scope, made, setfacl + "--set " + arguments(completed(made), true));
+      case 1:
+        change(AclChange::SET, 40, 30);
         break;
-      }
       case 2:
       case 3:
-      case 4: {
-        const auto made = rows(20, 25);
-        if (made.empty()) return;
-        change(AclChange::MODIFY, scope, made, setfacl + "-m " + arguments(made, true));
+      case 4:
+        change(AclChange::MODIFY, 20, 25);
         break;
-      }
       case 5:
-      case 6: {
-        const auto made = rows(0, 15);
-        if (made.empty()) return;
-        change(AclChange::REMOVE, scope, made, setfacl + "-n -x " + arguments(made, false));
+      case 6:
+        change(AclChange::REMOVE, 0, 15);
         break;
-      }
       default:
         if (pick(2) == 0) {
           both(
               "-k", [&] { removeDefaultAcl(ours, true); }, "setfacl -k");
         } else {
           // Not -b: that one cuts the group's entry down to the mask before it goes.
-          const std::string base = "setfacl --set " + arguments(completed({}), true);
+          const std::string toBase = "setfacl --set " + arguments(base(), true);
           both(
-              base, [&] { removeAcl(ours, true); }, base + " -k");
+              toBase, [&] { removeAcl(ours, true); }, toBase + " -k");
         }
     }
   }
@@ -237,6 +287,7 @@ class AclToolsTest : public ::testing::Test {
   std::mt19937 random;
   int changes = 0;
   int failures = 0;
+  int bothScopes = 0;
 };
 
 TEST_F(AclToolsTest, HundredsOfChangesAgree) {
@@ -248,6 +299,7 @@ TEST_F(AclToolsTest, HundredsOfChangesAgree) {
   }
   EXPECT_GT(changes, 400);
   EXPECT_GT(failures, 5);
+  EXPECT_GT(bothScopes, 50);
 }
 
 }  // namespace
