@@ -17,7 +17,6 @@ namespace zolt {
 namespace {
 
 using test::ACCESS;
-using test::BASE;
 using test::DEFAULT;
 using test::Failure;
 using test::failureOf;
