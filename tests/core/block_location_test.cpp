@@ -211,7 +211,9 @@ TEST_F(LocationTest, ImpossibleRepliesAreAnInputOutputError) {
                                              {-1, -1, MIB, {}},       {8065, 1, MIB, {}},
                                              {1, 8065, MIB, {}},      {3, 2689, MIB, {}},
                                              {65536, 65536, MIB, {}}, {INT_MIN, 0, MIB, {}},
-                                             {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}}};
+                                             {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}},
+                                             {0, 8065, MIB, {}},      {0, INT_MAX, MIB, {}},
+                                             {8065, 0, MIB, {}}};
   for (const auto& answer : impossible) {
     reply(answer);
     errno = 0;

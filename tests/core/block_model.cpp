@@ -127,6 +127,7 @@ class Rules {
     reply = locations;
     if (error != 0) return error;
     if (reply.replicas < 0 || reply.blocks < 0) return EIO;
+    if (reply.replicas > 8064 || reply.blocks > 8064) return EIO;
     if (static_cast<int64_t>(reply.replicas) * reply.blocks > 8064) return EIO;
     return 0;
   }
