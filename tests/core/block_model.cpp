@@ -165,9 +165,11 @@ class Rules {
         // As two signed halves: with the low half's sign set there is no high half left.
         int64_t size = reply.metaBlockSize;
         if ((size & 0x80000000) != 0) size = static_cast<int32_t>(size);
-        if (size < 1) return EIO;
-        skip = o.blocksize = static_cast<uint64_t>(size);
-        align();
+        if (size < 1 && reply.blocks != 0) return EIO;
+        if (size >= 1) {
+          skip = o.blocksize = static_cast<uint64_t>(size);
+          align();
+        }
       }
       put(reply.words);
       blocks += static_cast<uint32_t>(reply.blocks);
