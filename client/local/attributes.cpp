@@ -13,6 +13,13 @@ zolt_timestamp64 timestamp(const timespec& time) {
   return {time.tv_sec, static_cast<uint32_t>(time.tv_nsec), 0};
 }
 
+// What cannot be read hides no file: that has its other attributes.
+uint8_t replicasOf(const File& file) {
+  Replication replication{};
+  replicationOf(file, cluster(), replication);
+  return replication.wanted;
+}
+
 bool hasAcl(const File& file) {
   return file.getAttribute("system.posix_acl_access", nullptr, 0) >= 1 ||
          file.getAttribute("system.posix_acl_default", nullptr, 0) >= 1;
@@ -39,7 +46,7 @@ int readAttributes(const File& file, zolt_iattr64* out) {
   attr.ia_atime = timestamp(st.st_atim);
   attr.ia_mtime = timestamp(st.st_mtim);
   attr.ia_ctime = timestamp(st.st_ctim);
-  attr.ia_replication = S_ISREG(st.st_mode) ? replicationOf(file, cluster()).wanted : uint8_t{1};
+  attr.ia_replication = S_ISREG(st.st_mode) ? replicasOf(file) : uint8_t{1};
   attr.ia_blocksize = blockSizeOf(st, cluster());
   attr.ia_flags = hasAcl(file) ? ZOLT_IAFLAG_ACL : 0;
   memcpy(out, &attr, sizeof attr);

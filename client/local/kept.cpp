@@ -41,12 +41,14 @@ int writeKept(int fd, const Setting& setting, const void* value, size_t size) {
   return fsetxattr(fd, setting.user, value, size, 0);
 }
 
-Replication replicationOf(const File& file, const Cluster& cluster) {
-  Replication kept{};
-  const bool complete = readKept(file, REPLICATION, &kept, sizeof kept) == sizeof kept;
-  if (complete && kept.wanted != 0 && kept.placed != 0) return kept;
+int replicationOf(const File& file, const Cluster& cluster, Replication& out) {
   const auto byDefault = static_cast<uint8_t>(cluster.replication);
-  return {byDefault, byDefault};
+  out = {byDefault, byDefault};
+  Replication kept{};
+  const ssize_t length = readKept(file, REPLICATION, &kept, sizeof kept);
+  if (length < 0) return errno == ERANGE ? 0 : -1;  // too long is a wrong form
+  if (length == sizeof kept && kept.wanted != 0 && kept.placed != 0) out = kept;
+  return 0;
 }
 
 int writeReplication(int fd, Replication replication) {

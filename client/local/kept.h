@@ -54,8 +54,9 @@ struct Replication {
   uint8_t placed;
 };
 
-/// The cluster's default for a file that has none kept, or none that can be read.
-Replication replicationOf(const File& file, const Cluster& cluster);
+/// The cluster's default for a file that has none kept, or none of the right form. 0, or -1 with
+/// errno when it cannot be read; `out` is the default then too.
+int replicationOf(const File& file, const Cluster& cluster, Replication& out);
 
 int writeReplication(int fd, Replication replication);
 

@@ -44,16 +44,21 @@ int statRegular(int fd, struct stat& st) {
 
 // Replication
 
+int replicationOf(int fd, Replication& out) {
+  return zolt_local::replicationOf(File(fd), cluster(), out);
+}
+
 bool isAnyGood(const char* /*memory*/) {
   return true;
 }
 
 int readReplication(int fd, char* memory) {
   struct stat st;
-  if (statRegular(fd, st) != 0) return -1;
+  Replication replication{};
+  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
   zolt_replication_record record;
   load(record, memory);
-  record.dataReplicas = replicationOf(File(fd), cluster()).wanted;
+  record.dataReplicas = replication.wanted;
   store(record, memory);
   return 0;
 }
@@ -66,11 +71,12 @@ bool isGoodReplication(const char* memory) {
 
 int setReplication(int fd, char* memory) {
   struct stat st;
-  if (statRegular(fd, st) != 0) return -1;
+  Replication replication{};
+  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
   zolt_set_replication_record record;
   load(record, memory);
-  const uint8_t placed = replicationOf(File(fd), cluster()).placed;
-  return writeReplication(fd, {static_cast<uint8_t>(record.dataReplicas), placed});
+  replication.wanted = static_cast<uint8_t>(record.dataReplicas);
+  return writeReplication(fd, replication);
 }
 
 bool isGoodRestripe(const char* memory) {
@@ -81,9 +87,10 @@ bool isGoodRestripe(const char* memory) {
 
 int restripe(int fd, char* /*memory*/) {
   struct stat st;
-  if (statRegular(fd, st) != 0) return -1;
-  const uint8_t wanted = replicationOf(File(fd), cluster()).wanted;
-  return writeReplication(fd, {wanted, wanted});
+  Replication replication{};
+  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
+  replication.placed = replication.wanted;
+  return writeReplication(fd, replication);
 }
 
 // Attributes: the block group factor is the one there is.
@@ -130,13 +137,14 @@ bool isGoodLocation(const char* memory) {
 
 int readLocations(int fd, char* memory) {
   struct stat st;
-  if (statRegular(fd, st) != 0) return -1;
+  Replication replication{};
+  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
   zolt_location_record record;
   load(record, memory);
-  const Layout layout{st.st_ino, static_cast<uint64_t>(st.st_size),
-                      static_cast<uint64_t>(blockSizeOf(st, cluster())),
-                      std::min(static_cast<uint32_t>(cluster().nodes),
-                               uint32_t{replicationOf(File(fd), cluster()).placed})};
+  const Layout layout{
+      st.st_ino, static_cast<uint64_t>(st.st_size),
+      static_cast<uint64_t>(blockSizeOf(st, cluster())),
+      std::min(static_cast<uint32_t>(cluster().nodes), uint32_t{replication.placed})};
   const Extent extent = extentOf(layout, {record.offset, record.range, record.skipFactor});
   record.replicas = extent.copies;
   record.blocks = extent.blocks;

@@ -48,7 +48,10 @@ int takeFacts(const std::string& path, bool followLink, locationplus& loc) {
 }
 
 int wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
-  if (!locations) return 0;
+  if (!locations) {
+    out.setBuffer(nullptr, 0);
+    return 0;
+  }
   if (locations->address == nullptr) return EINVAL;
   if (locations->bytes % sizeof(int) != 0) {
     throw std::length_error("Direct ByteBuffer length error: length " +
@@ -94,11 +97,11 @@ int getBlockLocations(const std::string& path, StorageType type, bool followLink
                       int64_t length, std::optional<LentMemory> status,
                       std::optional<LentMemory> locations) {
   locationplus loc{};
-  Buffer<char> header;
+  std::optional<Buffer<char>> header;
   if (status) {
     if (status->address == nullptr) return EINVAL;
-    header.setBuffer(status->address, status->bytes);
-    header.seek(BLOCK_HEADER_AT);
+    header.emplace().setBuffer(status->address, status->bytes);
+    header->seek(BLOCK_HEADER_AT);
     takeFacts(status->address, loc);
   } else if (const int error = takeFacts(path, followLink, loc); error != 0) {
     return error;
@@ -109,7 +112,7 @@ int getBlockLocations(const std::string& path, StorageType type, bool followLink
     const int error = locateRange(path, type, followLink, offset, length, loc, locations);
     if (error != 0) return error;
   }
-  if (status) header.store(loc.blocksize).store(loc.nreplica);
+  if (header) header->store(loc.blocksize).store(loc.nreplica);
   return 0;
 }
 

@@ -31,22 +31,6 @@ int getHdfsBlocks(int fd, locationplus& loc, Buffer<int>& out, LocationQuery que
   return result == 0 && loc.length != 0 ? query(fd, loc, out) : result;
 }
 
-int getBlocks(int fd, StorageType type, locationplus& loc, Buffer<int>& out) {
-  switch (type) {
-    case FS_BLOCKS:
-      loc.blocksize = 0;
-      return getBlkLocation(fd, loc, out);
-    case SIZES_ONLY:
-      return getSizesOnly(fd, loc, out);
-    case HDFS_BLOCKS:
-      return getHdfsBlocks(fd, loc, out, getBlkLocation);
-    case RANKED_NODES:
-      return getHdfsBlocks(fd, loc, out, getBlkLocation_sort);
-  }
-  ZOLT_ERROR("Unknown storage type " << type);
-  return 0;
-}
-
 }  // namespace
 
 int getBlkBGF(int fd, location& loc) {
@@ -60,7 +44,7 @@ int getBlkBGF(int fd, location& loc) {
   BgfRequest request{headerFor<BgfRequest>(), {}, readBgfRecord()};
   request.replication.length = sizeof request.replication;
   request.replication.type = ZOLT_READ_REPLICATION;
-  if (zolt_fcntl(fd, &request) < 0) return -1;
+  if (send(zolt_fcntl, fd, request) < 0) return -1;
 
   if (request.attribute.status != 0) {
     loc.blocksize = defaultBlockSize;
@@ -91,9 +75,12 @@ int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
     if (!walk.read()) return -1;
     const int64_t metaBlockSize = walk.metaBlockSize();
     if (walk.skip() == 0) {
-      if (metaBlockSize < 1) return fail(EIO);
-      loc.blocksize = static_cast<uint64_t>(metaBlockSize);
-      walk.align(loc.blocksize);
+      if (metaBlockSize >= 1) {
+        loc.blocksize = static_cast<uint64_t>(metaBlockSize);
+        walk.align(loc.blocksize);
+      } else if (walk.blocks() != 0) {  // without blocks there is nothing to count
+        return fail(EIO);
+      }
     } else if (walk.skip() != static_cast<uint64_t>(metaBlockSize)) {
       ZOLT_DEBUG("skipfactor(" << walk.skip() << ") != metaBlockSize(" << metaBlockSize << ")");
     }
@@ -162,11 +149,28 @@ int getBlkLocationInt(int fd, StorageType type, locationplus& loc, Buffer<int>& 
   loc.blocksize = loc.blksize;
   if (!loc.isRegular) return 0;
 
-  const int result = getBlocks(fd, type, loc, out);
+  int result = 0;
+  switch (type) {
+    case FS_BLOCKS:
+      loc.blocksize = 0;
+      result = getBlkLocation(fd, loc, out);
+      break;
+    case SIZES_ONLY:
+      result = getSizesOnly(fd, loc, out);
+      break;
+    case HDFS_BLOCKS:
+      result = getHdfsBlocks(fd, loc, out, getBlkLocation);
+      break;
+    case RANKED_NODES:
+      result = getHdfsBlocks(fd, loc, out, getBlkLocation_sort);
+      break;
+    default:
+      ZOLT_ERROR("Unknown storage type " << type);
+  }
   if (result != 0) {
     const int error = errno;
     ZOLT_ERROR("failed to get extended stat for " << fd);
-    return error != 0 ? error : EIO;
+    return error;
   }
   if (loc.nblock == 0 && loc.filelen != 0) {
     ZOLT_DEBUG("No location map returned. ret="

@@ -4,6 +4,7 @@
 
 #include <endian.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
@@ -48,6 +49,16 @@ static_assert(sizeof(BgfRequest) == 104);
 template <class AnyRequest>
 constexpr zolt_request_header headerFor() {
   return {sizeof(AnyRequest), ZOLT_REQUEST_VERSION, 0, 0};
+}
+
+/// The result of the client's call (zolt_fcntl, zolt_restripe_file). When that is not 0, errno is
+/// what the call left, never what was there before it; EIO for a client that left none.
+template <class AnyRequest>
+int send(int (*call)(int, void*), int fd, AnyRequest& request) {
+  errno = 0;
+  const int result = call(fd, &request);
+  if (result != 0 && errno == 0) errno = EIO;
+  return result;
 }
 
 /// The record that reads (ZOLT_READ_ATTRIBUTE) or writes (ZOLT_WRITE_ATTRIBUTE) the block group

@@ -9,10 +9,13 @@ namespace zolt {
 
 namespace {
 
-// No client can mean a negative count, or more entries than a reply has room for.
+// No client can mean a negative count, or more entries than a reply has room for. Neither count
+// alone may exceed that: blocks without replicas have no entries, and a walk over them no other
+// bound.
 bool isPossible(const zolt_location_record& reply) {
-  return reply.replicas >= 0 && reply.blocks >= 0 &&
-         int64_t{reply.replicas} * reply.blocks <= ZOLT_LOCATION_ENTRIES;
+  return reply.replicas >= 0 && reply.replicas <= ZOLT_LOCATION_ENTRIES && reply.blocks >= 0 &&
+         reply.blocks <= ZOLT_LOCATION_ENTRIES &&
+         reply.replicas * reply.blocks <= ZOLT_LOCATION_ENTRIES;
 }
 
 }  // namespace
@@ -50,7 +53,7 @@ void LocationWalk::fillRequest() {
 
 bool LocationWalk::read() {
   fillRequest();
-  if (zolt_fcntl(fd_, &request_) != 0) return false;
+  if (send(zolt_fcntl, fd_, request_) != 0) return false;
   if (isPossible(reply())) return true;
   errno = EIO;
   return false;

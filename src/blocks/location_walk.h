@@ -36,11 +36,11 @@ class LocationWalk {
   /// The block size that the client says it counted in.
   int64_t metaBlockSize() const;
 
-  /// One debug line about the round. Needs a block size to count in, as advance() does.
+  /// One debug line about the round.
   void logReply() const;
 
   /// Moves past the blocks of the reply. False when the range or the file ends there, and when the
-  /// reply described no block: the next would not either.
+  /// reply described no block: the next would not either. With blocks it needs a size to count in.
   bool advance();
 
   uint64_t skip() const { return skip_; }

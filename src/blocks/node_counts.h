@@ -6,11 +6,21 @@
 #include <vector>
 
 #include "dirents/buffer.h"
+#include "jni/errno_text.h"
 
 namespace zolt {
 
+/// Its end keeps errno.
 class NodeCounts {
  public:
+  NodeCounts() = default;
+  ~NodeCounts() {
+    const ErrnoKeeper keeper;
+    counts_.clear();
+  }
+  NodeCounts(const NodeCounts&) = delete;
+  NodeCounts& operator=(const NodeCounts&) = delete;
+
   /// One more block of the group on each of these nodes.
   void add(const int* nodes, int count);
 

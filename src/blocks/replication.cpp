@@ -9,14 +9,13 @@ namespace zolt {
 int getBGF(int fd) {
   if (fd < 0) return -1;
   AttributeRequest request{headerFor<AttributeRequest>(), readBgfRecord()};
-  // A client that fails without an errno must not look like a file without a factor.
-  if (zolt_fcntl(fd, &request) != 0) return errno != 0 ? -errno : -EIO;
+  if (send(zolt_fcntl, fd, request) != 0) return -errno;
   return request.record.status == 0 ? bgfIn(request.record) : 0;
 }
 
 int setBGF(int fd, int bgf) {
   AttributeRequest request{headerFor<AttributeRequest>(), writeBgfRecord(bgf)};
-  return zolt_fcntl(fd, &request) < 0 ? -1 : 0;
+  return send(zolt_fcntl, fd, request) < 0 ? -1 : 0;
 }
 
 int setReplication(int fd, short replication) {
@@ -24,7 +23,7 @@ int setReplication(int fd, short replication) {
   request.record.length = sizeof request.record;
   request.record.type = ZOLT_SET_REPLICATION;
   request.record.dataReplicas = replication;
-  return zolt_fcntl(fd, &request) == 0 ? 0 : -1;
+  return send(zolt_fcntl, fd, request) == 0 ? 0 : -1;
 }
 
 int restripeFile(int fd) {
@@ -32,7 +31,7 @@ int restripeFile(int fd) {
   request.record.length = sizeof request.record;
   request.record.type = ZOLT_RESTRIPE;
   request.record.option = ZOLT_RESTRIPE_OPTION;
-  return zolt_restripe_file(fd, &request) == 0 ? 0 : -1;
+  return send(zolt_restripe_file, fd, request) == 0 ? 0 : -1;
 }
 
 }  // namespace zolt

@@ -111,6 +111,34 @@ TEST_F(KeptTest, AReadErrorOfTheFactorIsReported) {
   }
 }
 
+TEST_F(KeptTest, AReadErrorOfTheReplicaCountIsReported) {
+  resize(MIB);
+  ASSERT_EQ(setReplicas(2), 0);
+  const std::string before = attribute("trusted.zolt.replication");
+  const auto fails = [](int result) {
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(errno, EIO);
+  };
+  zolt_fault_arm("fgetxattr", 1, 1, EIO);
+  fails(setReplicas(5));
+  zolt_fault_arm("fgetxattr", 1, 1, EIO);
+  fails(restripe());
+  zolt_fault_arm("fgetxattr", 1, 1, EIO);
+  auto read = requestOf<zolt_replication_record>(3001);
+  fails(zolt_fcntl(fd, &read));
+  zolt_fault_arm("fgetxattr", 1, 1, EIO);
+  fails(zolt_fcntl(fd, locationRequest(0, 0, 1).get()));
+  EXPECT_EQ(attribute("trusted.zolt.replication"), before);
+}
+
+TEST_F(KeptTest, AFileWhoseReplicaCountCannotBeReadHasItsAttributes) {
+  zolt_fault_arm("fgetxattr", 1, 1, EIO);
+  unsigned int mask = 0;
+  zolt_iattr64 attr{};
+  EXPECT_EQ(zolt_fstat_x(fd, &mask, &attr, sizeof attr), 0);
+  EXPECT_EQ(attr.ia_replication, 3);
+}
+
 TEST_F(KeptTest, ValuesOfTheWrongFormAreAsIfUnset) {
   const std::vector<std::string> wrong = {"", "\2", "\2\2\2", std::string("\0\2", 2),
                                           std::string("\2\0", 2)};

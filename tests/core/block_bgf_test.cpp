@@ -49,6 +49,14 @@ TEST_F(BgfTest, TheBlockSizeIsFactorTimesFileSystemBlock) {
   EXPECT_EQ(log.bodies(LOG_DEBUG), std::vector<std::string>{"bgf: 4"});
 }
 
+TEST_F(BgfTest, TheFactorIsSigned) {
+  client.next(placement(3, 0, 0xFFFFFFFF));
+  const LogCapture log;
+  EXPECT_EQ(getBlkBGF(5, loc), 0);
+  EXPECT_EQ(loc.blocksize, 0 - MIB);
+  EXPECT_EQ(log.bodies(LOG_DEBUG), std::vector<std::string>{"bgf: -1"});
+}
+
 TEST_F(BgfTest, TheProductHas64Bits) {
   loc.blocksize = 4294967295;
   client.next(placement(1, 0, 1024));

@@ -211,7 +211,9 @@ TEST_F(LocationTest, ImpossibleRepliesAreAnInputOutputError) {
                                              {-1, -1, MIB, {}},       {8065, 1, MIB, {}},
                                              {1, 8065, MIB, {}},      {3, 2689, MIB, {}},
                                              {65536, 65536, MIB, {}}, {INT_MIN, 0, MIB, {}},
-                                             {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}}};
+                                             {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}},
+                                             {0, 8065, MIB, {}},      {0, INT_MAX, MIB, {}},
+                                             {8065, 0, MIB, {}}};
   for (const auto& answer : impossible) {
     reply(answer);
     errno = 0;
@@ -236,6 +238,19 @@ TEST_F(LocationTest, ABlockSizeBelowOneIsImpossibleWhereItIsAdopted) {
   loc.blocksize = MIB;
   reply(same(1, {1, 9}, 0));
   EXPECT_EQ(getBlkLocation(3, loc, out), 0);
+}
+
+TEST_F(LocationTest, AReplyWithoutBlocksNeedsNoBlockSize) {
+  for (const int64_t size : {0L, -1L}) {
+    loc.blocksize = 0;
+    reply({3, 0, size, {}});
+    EXPECT_EQ(getBlkLocation(3, loc, out), 0);
+    EXPECT_EQ(loc.blocksize, 0U);
+    EXPECT_EQ(loc.nblock, 0U);
+    EXPECT_EQ(loc.nreplica, 3U);
+    EXPECT_EQ(out.position(), 0U);
+  }
+  EXPECT_EQ(client.calls().size(), 2U);
 }
 
 TEST_F(LocationTest, AFullReplyFits) {
@@ -305,6 +320,34 @@ TEST_F(LocationTest, AProductBeyond64BitsCoversTheRange) {
   EXPECT_EQ(getBlkLocation(3, loc, out), 0);
   EXPECT_EQ(client.calls().size(), 1U);
   EXPECT_EQ(loc.nblock, 2U);
+}
+
+// Whatever the client wrote to its request, the next round's is whole again. Its entries are not.
+TEST_F(LocationTest, EachRoundsRequestIsWrittenAnew) {
+  for (auto* query : {getBlkLocation, getBlkLocation_sort}) {
+    wrap(64);
+    loc.length = 4 * MIB;
+    client.next([](void* request) {
+      std::memset(request, 0xAB, 16 + 56);
+      return locations(same(1, {1, 9}, MIB))(request);
+    });
+    reply(same(3, {1, 9}, MIB));
+    EXPECT_EQ(query(3, loc, out), 0);
+    const std::string& second = client.calls().back().request;
+    ASSERT_EQ(second.size(), 64584U);
+    EXPECT_EQ(second.substr(0, 16 + 56), Bytes()
+                                             .u32(64584)
+                                             .u32(1)
+                                             .zeros(8)
+                                             .u32(64568)
+                                             .u32(3006)
+                                             .u64(MIB)
+                                             .u64(MIB)
+                                             .u64(3 * MIB)
+                                             .zeros(24)
+                                             .str());
+  }
+  EXPECT_EQ(client.calls().size(), 4U);
 }
 
 // A client that fills in nothing must not be heard twice.

@@ -1,5 +1,6 @@
 #include "blocks/block_locations.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -256,6 +257,45 @@ TEST_F(BlockLocationsTest, LocationsThatAreTooSmallOverflow) {
   EXPECT_TRUE(noHeader());
   EXPECT_EQ(getBlockLocations(path, SIZES_ONLY, true, 0, 1, status(), std::nullopt), 0);
   EXPECT_EQ(header(), Header(2 * MIB, 3));
+}
+
+TEST_F(BlockLocationsTest, TheBuffersThatAreThereAreWrapped) {
+  const LogCapture log;
+  EXPECT_EQ(getBlockLocations(path, SIZES_ONLY, true, 0, 1, std::nullopt, std::nullopt), 0);
+  // After the line of the stat: the locations, and no status.
+  ASSERT_EQ(log.bodies(LOG_TRACE).size(), 3U);
+  EXPECT_EQ(log.bodies(LOG_TRACE)[1], "wrapper buffer addr=0 capacity=0");
+  EXPECT_EQ(log.bodies(LOG_TRACE)[2], "unwrapper buffer addr=0 capacity=0");
+  const LogCapture both;
+  EXPECT_EQ(getBlockLocations(path, SIZES_ONLY, true, 0, 1, status(), words()), 0);
+  ASSERT_EQ(both.bodies(LOG_TRACE).size(), 4U);
+  EXPECT_TRUE(both.bodies(LOG_TRACE)[3].ends_with(" capacity=110"));
+}
+
+TEST_F(BlockLocationsTest, TheFileIsOpenedForReadingAndCannotHang) {
+  const std::string fifo = dir / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& name : {path, fifo}) {  // the record says that either is a file
+    client.next([this](void* request) {
+      const int fd = client.calls().back().fd;
+      EXPECT_EQ(fcntl(fd, F_GETFL) & O_ACCMODE, O_RDONLY);
+      EXPECT_NE(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+      EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+      return answer(request);
+    });
+    EXPECT_EQ(getBlockLocations(name, FS_BLOCKS, true, 0, 1, status(), words()), 0);
+    EXPECT_EQ(client.left(), 0U);
+  }
+}
+
+TEST_F(BlockLocationsTest, Descriptor0IsClosedLikeAnyOther) {
+  const int saved = dup(0);
+  close(0);
+  EXPECT_EQ(getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), words()), 0);
+  EXPECT_EQ(client.calls().back().fd, 0);
+  EXPECT_EQ(fcntl(0, F_GETFD), -1);
+  dup2(saved, 0);
+  close(saved);
 }
 
 TEST_F(BlockLocationsTest, LentMemoryWithoutAnAddressIsInvalid) {

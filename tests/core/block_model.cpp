@@ -127,6 +127,7 @@ class Rules {
     reply = locations;
     if (error != 0) return error;
     if (reply.replicas < 0 || reply.blocks < 0) return EIO;
+    if (reply.replicas > 8064 || reply.blocks > 8064) return EIO;
     if (static_cast<int64_t>(reply.replicas) * reply.blocks > 8064) return EIO;
     return 0;
   }
@@ -164,9 +165,11 @@ class Rules {
         // As two signed halves: with the low half's sign set there is no high half left.
         int64_t size = reply.metaBlockSize;
         if ((size & 0x80000000) != 0) size = static_cast<int32_t>(size);
-        if (size < 1) return EIO;
-        skip = o.blocksize = static_cast<uint64_t>(size);
-        align();
+        if (size < 1 && reply.blocks != 0) return EIO;
+        if (size >= 1) {
+          skip = o.blocksize = static_cast<uint64_t>(size);
+          align();
+        }
       }
       put(reply.words);
       blocks += static_cast<uint32_t>(reply.blocks);

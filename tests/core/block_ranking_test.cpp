@@ -232,9 +232,15 @@ TEST_F(RankingTest, AnyResultButZeroFails) {
 
 TEST_F(RankingTest, ImpossibleRepliesAreAnInputOutputError) {
   for (const Locations& answer :
-       {Locations{-1, 1, MIB, {}}, {1, -1, MIB, {}}, {8065, 1, MIB, {}}}) {
+       {Locations{-1, 1, MIB, {}},
+        {1, -1, MIB, {}},
+        {8065, 1, MIB, {}},
+        {0, 8065, MIB, {}},
+        {0, INT_MAX, MIB, {}},
+        {8065, 0, MIB, {}}}) {
     reply(answer);
-    EXPECT_EQ(getBlkLocation_sort(3, loc, out), -1);
+    errno = 0;
+    EXPECT_EQ(getBlkLocation_sort(3, loc, out), -1) << answer.replicas << "*" << answer.blocks;
     EXPECT_EQ(errno, EIO);
   }
 }

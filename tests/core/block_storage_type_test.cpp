@@ -161,6 +161,43 @@ TEST_F(StorageTypeTest, Types2And3ReportAFailedLocationRequest) {
 TEST_F(StorageTypeTest, AFailureIsNeverZero) {
   client.next(failing(-1, 0));
   EXPECT_EQ(getBlkLocationInt(3, FS_BLOCKS, loc, out), EIO);
+  client.otherwise([](void*) { return -1; });
+  for (const StorageType type : {FS_BLOCKS, SIZES_ONLY, HDFS_BLOCKS, RANKED_NODES}) {
+    errno = ENOENT;  // of some earlier call
+    EXPECT_EQ(getBlkLocationInt(3, type, loc, out), EIO) << type;
+  }
+}
+
+TEST_F(StorageTypeTest, LinesNameTheDispatcher) {
+  const LogCapture log(LOG_ERROR);
+  getBlkLocationInt(3, FS_BLOCKS, loc, out);
+  getBlkLocationInt(3, StorageType(4), loc, out);
+  ASSERT_EQ(log.lines().size(), 2U);
+  EXPECT_EQ(log.lines()[0].body(), "failed to get extended stat for 3");
+  EXPECT_EQ(log.lines()[0].function(), "getBlkLocationInt");
+  EXPECT_EQ(log.lines()[1].body(), "Unknown storage type 4");
+  EXPECT_EQ(log.lines()[1].function(), "getBlkLocationInt");
+}
+
+TEST_F(StorageTypeTest, Type1TakesAnyReplicaCountAsUnsigned) {
+  defaultReplication = 5;
+  client.next(placement(0x80000000, 0, 4));
+  EXPECT_EQ(getBlkLocationInt(3, SIZES_ONLY, loc, out), 0);
+  EXPECT_EQ(loc.nreplica, 0x80000000U);
+}
+
+TEST_F(StorageTypeTest, AFactorOfZeroIsABlockSizeOfZero) {
+  client.next(placement(3, 0, 0));
+  reply(same(10, {1, 9}, MIB));
+  EXPECT_EQ(getBlkLocationInt(3, HDFS_BLOCKS, loc, out), 0);
+  // The map is counted in the file system's own blocks then.
+  EXPECT_EQ(asked(), (std::vector<Asked>{{0, 0, 10 * MIB}}));
+  EXPECT_EQ(loc.blocksize, MIB);
+  client.next(placement(3, 0, 0));
+  const LogCapture log;
+  EXPECT_EQ(getBlkLocationInt(3, RANKED_NODES, loc, out), EINVAL);
+  EXPECT_EQ(log.bodies(LOG_WARN),
+            std::vector<std::string>{"input blocksize=0 fs blksize=1048576 inode=4711"});
 }
 
 TEST_F(StorageTypeTest, ABlockSizeOfZeroIsInvalid) {
@@ -198,6 +235,27 @@ TEST_F(StorageTypeTest, AnAnswerWithoutBlocksIsTold) {
   EXPECT_TRUE(log.has(LOG_DEBUG,
                       "No location map returned. ret=0, StorageType=1, inode=4711, block.offset=3, "
                       "block.length=5, block.blocksize=4194304, block.nreplica=3, block.nblock=0"))
+      << log.all();
+}
+
+TEST_F(StorageTypeTest, NoTypesAnswerWithoutBlocksIsSilent) {
+  const auto told = [](int type, const std::string& end) {
+    return "No location map returned. ret=0, StorageType=" + std::to_string(type) +
+           ", inode=4711, block.offset=0, block.length=" + end + ", block.nblock=0";
+  };
+  const LogCapture log;
+  reply({3, 0, 2 * MIB, {}});
+  EXPECT_EQ(getBlkLocationInt(3, FS_BLOCKS, loc, out), 0);
+  EXPECT_TRUE(log.has(LOG_DEBUG, told(0, "10485760, block.blocksize=2097152, block.nreplica=3")));
+  for (const StorageType type : {HDFS_BLOCKS, RANKED_NODES}) {
+    loc.length = 0;
+    client.next(placement(7, 0, 4));
+    EXPECT_EQ(getBlkLocationInt(3, type, loc, out), 0);
+    EXPECT_TRUE(log.has(LOG_DEBUG, told(type, "0, block.blocksize=4194304, block.nreplica=7")));
+  }
+  loc.length = 1;
+  EXPECT_EQ(getBlkLocationInt(3, StorageType(-7), loc, out), 0);
+  EXPECT_TRUE(log.has(LOG_DEBUG, told(-7, "1, block.blocksize=1048576, block.nreplica=0")))
       << log.all();
 }
 

@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "bytes.h"
 #include "faults.h"
@@ -84,6 +86,9 @@ TEST_F(PlacementTest, ReplicationOfWhatCannotBeOpened) {
   zolt_fault_arm("open", 1, 1, EACCES);
   fails(EACCES, "failed to open " + path, [&] { setReplication(path, 3, true); });
   EXPECT_TRUE(client.calls().empty());
+  const LogCapture log;
+  EXPECT_THROW(setReplication(none, 3, true), IOException);
+  EXPECT_EQ(log.bodies(LOG_TRACE), std::vector<std::string>{none + " replication 3"});
 }
 
 TEST_F(PlacementTest, ReplicationThatIsRefused) {
@@ -96,6 +101,14 @@ TEST_F(PlacementTest, RestripeThatIsRefused) {
   client.next(DONE);
   client.next(failing(-1, EBUSY));
   fails(EBUSY, "failed to restripe file " + path, [&] { setReplication(path, 3, true); });
+}
+
+TEST_F(PlacementTest, AClientThatFailsWithoutErrnoIsAnInputOutputError) {
+  client.otherwise([](void*) { return -1; });
+  fails(EIO, "failed to set replication for " + path, [&] { setReplication(path, 3, true); });
+  fails(EIO, "Failed to set BGF(8) for " + path, [&] { setBGF(path, 8); });
+  client.next(DONE);
+  fails(EIO, "failed to restripe file " + path, [&] { setReplication(path, 3, true); });
 }
 
 TEST_F(PlacementTest, FactorsFrom1To1024) {
@@ -126,6 +139,26 @@ TEST_F(PlacementTest, FactorOfWhatCannotBeOpened) {
 TEST_F(PlacementTest, FactorThatIsRefused) {
   client.next(failing(-1, EROFS));
   fails(EROFS, "Failed to set BGF(8) for " + path, [&] { setBGF(path, 8); });
+}
+
+TEST_F(PlacementTest, LinksAreFollowedAndAFifoIsNotWaitedFor) {
+  const std::string link = dir / "link";
+  const std::string fifo = dir / "fifo";
+  ASSERT_EQ(symlink("file", link.c_str()), 0);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  struct stat opened {};
+  client.otherwise([&](void*) { return fstat(client.calls().back().fd, &opened); });
+  for (const auto& [name, target] :
+       {std::pair{link, path}, std::pair{dir.path(), dir.path()}, std::pair{fifo, fifo}}) {
+    struct stat wanted {};
+    ASSERT_EQ(stat(target.c_str(), &wanted), 0);
+    opened.st_ino = 0;
+    setBGF(name, 4);
+    EXPECT_EQ(opened.st_ino, wanted.st_ino) << name;
+    opened.st_ino = 0;
+    setReplication(name, 2, false);
+    EXPECT_EQ(opened.st_ino, wanted.st_ino) << name;
+  }
 }
 
 TEST_F(PlacementTest, AFileThatGotDescriptor0StaysOpen) {

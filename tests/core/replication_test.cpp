@@ -147,6 +147,21 @@ TEST_F(ReplicationTest, AnyOtherResultFailsTheRestripe) {
   }
 }
 
+// What errno was before is no reason; a client that leaves none has failed with EIO.
+TEST_F(ReplicationTest, AClientThatLeavesErrnoAloneIsAnInputOutputError) {
+  client.otherwise([](void*) { return -1; });
+  const auto fails = [](auto call) {
+    errno = ENOENT;
+    EXPECT_EQ(call(), -1);
+    EXPECT_EQ(errno, EIO);
+  };
+  fails([] { return setBGF(7, 1); });
+  fails([] { return setReplication(7, 1); });
+  fails([] { return restripeFile(7); });
+  errno = ENOENT;
+  EXPECT_EQ(getBGF(7), -EIO);
+}
+
 // All four, against the embedded client and a file.
 TEST(Replication, WhatIsSetIsRead) {
   const test::TempDir dir;

@@ -2,6 +2,7 @@ package zolt.test;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -125,6 +126,46 @@ class BlockBuffersTest extends Blocks {
         expectThrown(IOException.class, "Invalid argument: " + file,
                 () -> locate(0, 0, 1, null, heap));
         assertArrayEquals(new byte[200], heap.array());
+    }
+
+    @Test
+    void readOnlyBuffersAreInvalid() {
+        ByteBuffer status = status(102);
+        ByteBuffer locations = direct(24);
+        expectThrown(IOException.class, "Invalid argument: " + file,
+                () -> locate(0, 0, 1, status.asReadOnlyBuffer(), locations));
+        expectThrown(IOException.class, "Invalid argument: " + file,
+                () -> locate(0, 0, 1, status, locations.asReadOnlyBuffer()));
+        expectUntouched(status, 32);
+        expectUntouched(locations, 0);
+    }
+
+    /** What a logger throws stays, but for a failure of the query's own; the work is done. */
+    @Test
+    void aThrowingLoggerDoesNotStopTheWork() throws Exception {
+        ByteBuffer status = status(102);
+        ByteBuffer locations = direct(24);
+        RuntimeException fromLogger = new IllegalStateException("logger");
+        Log.throwing(fromLogger);
+        try {
+            if (Log.nativeThreshold().passes(Level.DEBUG)) {
+                assertSame(fromLogger, assertThrows(IllegalStateException.class,
+                        () -> locate(0, 0, 1, status, locations)));
+            } else {
+                locate(0, 0, 1, status, locations);
+            }
+            expectHeader(BLOCK, 3, status);
+            assertTrue(words(locations)[0] >= 0);
+            Descriptors.expectNone(dir);
+            Faults.arm("zolt_fcntl", Faults.EACCES);
+            expectThrown(AccessDeniedException.class, "Permission denied: " + file,
+                    () -> locate(0, 0, 1, status, locations));
+            Faults.arm("open", Faults.EIO);
+            expectThrown(IOException.class, "Input/output error: " + file,
+                    () -> locate(0, 0, 1, status, locations));
+        } finally {
+            Log.throwing(null);
+        }
     }
 
     @Test
