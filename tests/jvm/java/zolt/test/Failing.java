@@ -33,11 +33,6 @@ final class Failing {
                 counts[6], counts[7]);
     }
 
-    /** The most local references that were held at a time of those made in the body. */
-    static int mostReferences(Runnable body) {
-        return takenBy(body).most();
-    }
-
     /** How many references were left of those made in the last body that run() ended, however. */
     static native int heldReferences();
 

@@ -21,14 +21,15 @@ class XattrMemoryTest extends XattrFixture {
     /** Both maps over those names, all of which the path has. */
     private static void expectFewReferences(String path, String[] names) {
         HashMap<?, ?>[] maps = new HashMap<?, ?>[1];
-        int most = Failing.mostReferences(() -> maps[0] = ZOLTNative.dumpXAttrs(path));
-        assertEquals(new HashSet<>(List.of(names)), maps[0].keySet());
-        assertTrue(most <= 4, "" + most);
-        assertEquals(1, Failing.heldReferences());
-        most = Failing.mostReferences(() -> maps[0] = ZOLTNative.getXAttrs(path, names));
-        assertEquals(new HashSet<>(List.of(names)), maps[0].keySet());
-        assertTrue(most <= 4, "" + most);
-        assertEquals(1, Failing.heldReferences());
+        List<Runnable> calls = List.of(
+                () -> maps[0] = ZOLTNative.dumpXAttrs(path),
+                () -> maps[0] = ZOLTNative.getXAttrs(path, names));
+        for (Runnable call : calls) {
+            Failing.Taken taken = Failing.takenBy(call);
+            assertEquals(new HashSet<>(List.of(names)), maps[0].keySet());
+            assertTrue(taken.most() <= 4, taken::toString);
+            assertEquals(1, taken.referencesLeft());
+        }
     }
 
     private static String[] names(int count) {
@@ -81,8 +82,9 @@ class XattrMemoryTest extends XattrFixture {
     void aNullAmongTheNamesLeavesNoReferences() throws IOException {
         store("user.a", "1");
         String[] names = {"user.a", null};
-        Failing.mostReferences(() -> assertNull(ZOLTNative.getXAttrs(path, names)));
-        assertEquals(0, Failing.heldReferences());
+        Failing.Taken taken =
+                Failing.takenBy(() -> assertNull(ZOLTNative.getXAttrs(path, names)));
+        assertEquals(0, taken.referencesLeft());
     }
 
     @Test
@@ -125,8 +127,7 @@ class XattrMemoryTest extends XattrFixture {
                 () -> ZOLTNative.setExtendedAttribute(path, "user.a", bytes("2"), ANY));
         calls.forEach((fault, call) -> {
             String[] parts = fault.split(" ");
-            expectNoMemory(
-                    () -> Failing.run(parts[0], Integer.parseInt(parts[1]), call));
+            expectNoMemory(() -> Failing.run(parts[0], Integer.parseInt(parts[1]), call));
             assertEquals(0, Failing.heldReferences(), fault);
         });
         assertEquals("1", stored("user.a"));
