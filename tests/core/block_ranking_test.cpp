@@ -231,13 +231,12 @@ TEST_F(RankingTest, AnyResultButZeroFails) {
 }
 
 TEST_F(RankingTest, ImpossibleRepliesAreAnInputOutputError) {
-  for (const Locations& answer :
-       {Locations{-1, 1, MIB, {}},
-        {1, -1, MIB, {}},
-        {8065, 1, MIB, {}},
-        {0, 8065, MIB, {}},
-        {0, INT_MAX, MIB, {}},
-        {8065, 0, MIB, {}}}) {
+  for (const Locations& answer : {Locations{-1, 1, MIB, {}},
+                                  {1, -1, MIB, {}},
+                                  {8065, 1, MIB, {}},
+                                  {0, 8065, MIB, {}},
+                                  {0, INT_MAX, MIB, {}},
+                                  {8065, 0, MIB, {}}}) {
     reply(answer);
     errno = 0;
     EXPECT_EQ(getBlkLocation_sort(3, loc, out), -1) << answer.replicas << "*" << answer.blocks;
