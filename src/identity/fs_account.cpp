@@ -55,9 +55,8 @@ std::string superuserName() {
     uid_to_usrname(0, name);
   } catch (const IOException&) {
     ZOLT_WARN("Unable to map uid: " << 0 << " to username. Try nobody");
-    name = NOBODY;
   }
-  return name;
+  return name.empty() ? NOBODY : name;
 }
 
 }  // namespace

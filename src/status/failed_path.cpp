@@ -26,9 +26,8 @@ std::string ownerName(uid_t uid) {
     uid_to_usrname(uid, name);
   } catch (const IOException&) {
     ZOLT_WARN("Unable to map uid to name for uid: " << uid);
-    name = std::to_string(uid);
   }
-  return name;
+  return name.empty() ? std::to_string(uid) : name;
 }
 
 std::string groupName(gid_t gid) {
@@ -37,9 +36,8 @@ std::string groupName(gid_t gid) {
     gid_to_grpname(gid, name);
   } catch (const IOException&) {
     ZOLT_WARN("Unable to map gid to name for gid: " << gid);
-    name = std::to_string(gid);
   }
-  return name;
+  return name.empty() ? std::to_string(gid) : name;
 }
 
 std::string aclText(const std::string& path, unsigned type) {

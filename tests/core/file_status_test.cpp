@@ -317,6 +317,33 @@ TEST_F(FileStatusTest, TheFullFormNeedsBothTimesLater) {
   }
 }
 
+// A file that was changed after it was modified, as after a chmod: each time has its own to meet.
+TEST_F(FileStatusTest, EachTimeIsComparedWithItsOwn) {
+  attribute(96, 8, 100);
+  attribute(104, 8, 500);
+  attribute(120, 8, 200);
+  attribute(128, 8, 700);
+  const auto written = [this](const FileTime& ctime, const FileTime& mtime) {
+    Memory memory;
+    return getFileStatus(file_.c_str(), true, false, ctime, mtime, memory.source()).written;
+  };
+  EXPECT_TRUE(written({150, 0}, {50, 0}));
+  EXPECT_TRUE(written({200, 699}, {100, 499}));
+  EXPECT_FALSE(written({50, 0}, {150, 0}));
+  EXPECT_FALSE(written({250, 0}, {0, 0}));
+
+  const timespec old[] = {{1000, 0}, {1000, 0}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, file_.c_str(), old, 0));
+  struct stat st {};
+  ASSERT_EQ(0, stat(file_.c_str(), &st));
+  const FileTime ctime{st.st_ctim.tv_sec, st.st_ctim.tv_nsec};
+  bool changed = true;
+  EXPECT_EQ(0, isCMTimeChanged(file_.c_str(), true, ctime, {1000, 0}, changed));
+  EXPECT_FALSE(changed);
+  EXPECT_EQ(0, isCMTimeChanged(file_.c_str(), true, ctime, {999, 0}, changed));
+  EXPECT_TRUE(changed);
+}
+
 TEST_F(FileStatusTest, TheFastFormLooksAtTheStatusChangeAlone) {
   attribute(96, 8, 1);
   attribute(120, 8, 100);

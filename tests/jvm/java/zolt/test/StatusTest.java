@@ -15,6 +15,7 @@ import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
+import java.nio.file.attribute.FileTime;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.time.Instant;
 import java.util.List;
@@ -207,6 +208,27 @@ class StatusTest {
         assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
                 ctime.getNano() - 1, mtime.getEpochSecond(), mtime.getNano()));
         assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, 0, 0, 0, 0));
+    }
+
+    /** Of a file that was changed after it was modified; the pairs come change first. */
+    @Test
+    void eachTimeIsComparedWithItsOwn() throws Exception {
+        Files.setLastModifiedTime(file, FileTime.fromMillis(1_000_000));
+        Instant ctime = ctime(file);
+        String path = file.toString();
+        assertFalse(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
+                ctime.getNano(), 1000, 0));
+        assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
+                ctime.getNano(), 999, 0));
+        ByteBuffer buffer = ByteBuffer.allocateDirect(88);
+        assertEquals(1, ZOLTNative.getFileStatusNative(path, true, false, buffer,
+                ctime.getEpochSecond() - 1, 0, 999, 0));
+        assertEquals(0, ZOLTNative.getFileStatusNative(path, true, false, buffer, 999, 0,
+                ctime.getEpochSecond() - 1, 0));
+        assertEquals(1, ZOLTNative.getFileStatusFastNative(path, true, buffer,
+                ctime.getEpochSecond() - 1, 0));
+        assertEquals(0, ZOLTNative.getFileStatusFastNative(path, true, buffer,
+                ctime.getEpochSecond(), ctime.getNano()));
     }
 
     /** The one trace line of a file's stat that found nothing changed. */
