@@ -12,7 +12,7 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test deps build asan lint format tidy install clean
+.PHONY: help demo test deps build asan bench lint format tidy install clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -45,6 +45,12 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan
+
+bench: build ## listings beside what Java offers: a table of times and ratios
+	@mkdir -p build/bench
+	@javac -Xlint:all -Werror -cp $(JARS) -d build/bench bench/java/zolt/bench/*.java
+	@LD_LIBRARY_PATH=$(CLIENT) java -cp build/bench:$(JARS) -Dzolt.library=$(LIBRARY) \
+	  -Dorg.slf4j.simpleLogger.defaultLogLevel=warn zolt.bench.ListingBench | expand -t 12,36,52,68
 
 lint: format tidy ## formatting, house rules, a build by clang, clang-tidy
 
