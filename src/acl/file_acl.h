@@ -14,12 +14,12 @@ namespace zolt {
 void writeAclStatus(const std::string& path, bool isDirectory, std::ostream& out);
 
 enum class AclChange {
-  SET,     // the specification becomes the list; a missing base entry stays as it is
+  SET,     // the entries given become the list; a missing base entry stays as it is
   MODIFY,  // its entries are added to the list, or replace those of the same key
   REMOVE,  // the entries of its keys leave the list, which is stored as it then is
 };
 
-/// Changes the list of each scope that the specification has, in the order in which the scopes
+/// Changes the list of each scope that the entries given have, in the order in which the scopes
 /// appear. A failure ends it: what was stored before stays stored. A specification that cannot be
 /// read, or a list that would be invalid, stores nothing.
 void changeAcl(const std::string& path, std::istream& spec, AclChange change);

@@ -248,7 +248,7 @@ public final class ZOLTNative {
     /** The entries of a path's access ACL and, for a directory, of its default ACL. */
     public static native byte[] getAclStatus(String path, boolean isDirectory);
 
-    /** Replaces the ACLs of the scopes that the specification has. */
+    /** Replaces the ACLs of the scopes that occur in {@code aclSpec}. */
     public static native void setAcl(String path, byte[] aclSpec);
 
     /** Adds entries, or changes their permissions. */
