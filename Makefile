@@ -5,6 +5,7 @@ JOBS := $(shell nproc)
 
 DIR ?= $(CURDIR)
 LEVEL ?= info
+MINUTES ?= 10
 PREFIX ?= /usr/local
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
@@ -12,11 +13,11 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test deps build asan bench lint format tidy install clean
+.PHONY: help demo test soak deps build asan bench lint format tidy install clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
-	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off)'
+	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
 demo: build ## build, load the library into a virtual machine, tour a directory
 	@LD_LIBRARY_PATH=$(CLIENT) java -cp $(JARS) -Dzolt.library=$(LIBRARY) \
@@ -31,6 +32,11 @@ test: ## every test: the core alone, the natives in virtual machines
 	@cmake --preset test >/dev/null
 	@cmake --build --preset test -j $(JOBS)
 	@ctest --preset test -j $(JOBS)
+
+soak: ## 32 threads of random calls for MINUTES=10
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@MINUTES=$(MINUTES) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

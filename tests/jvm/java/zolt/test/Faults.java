@@ -1,7 +1,7 @@
 package zolt.test;
 
 /** Failure injection for calls that the library makes on the current thread; see faults.h. */
-final class Faults {
+public final class Faults {
     static final int EPERM = 1;
     static final int ENOENT = 2;
     static final int EIO = 5;
@@ -55,10 +55,10 @@ final class Faults {
     static native void realtime(long seconds, int nanoseconds);
 
     /** One more user on this thread, whose record takes that many bytes at least. */
-    static native void user(String name, int uid, int gid, long bytes);
+    public static native void user(String name, int uid, int gid, long bytes);
 
     /** One more group on this thread. */
-    static native void group(String name, int gid, long bytes);
+    public static native void group(String name, int gid, long bytes);
 
     /** The value that the client's attribute records hold at an offset. */
     static native void attribute(int offset, int size, long value);

@@ -80,7 +80,7 @@ public final class Log {
     }
 
     /** Whether the library may log at that level. */
-    static boolean takes(Level level) {
+    public static boolean takes(Level level) {
         return ANSWERS.get().test(level);
     }
 
@@ -95,7 +95,7 @@ public final class Log {
     }
 
     /** Forgets this thread's lines. Call it before the call whose lines count. */
-    static void clear() {
+    public static void clear() {
         LINES.get().clear();
         QUESTIONS.get().clear();
     }
