@@ -6,6 +6,7 @@ JOBS := $(shell nproc)
 DIR ?= $(CURDIR)
 LEVEL ?= info
 MINUTES ?= 10
+KILLS ?= 200
 PREFIX ?= /usr/local
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
@@ -33,10 +34,10 @@ test: ## every test: the core alone, the natives in virtual machines
 	@cmake --build --preset test -j $(JOBS)
 	@ctest --preset test -j $(JOBS)
 
-soak: ## 32 threads of random calls for MINUTES=10
+soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machines killed at work
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
-	@MINUTES=$(MINUTES) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
+	@MINUTES=$(MINUTES) KILLS=$(KILLS) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

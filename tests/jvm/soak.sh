@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The soak for MINUTES, under -Xcheck:jni. The environment has these and the rest: JAVA, LEVEL, SEED (for another than a new one), LIBRARY,
+# The soak for MINUTES, then the kill check of KILLS virtual machines, under -Xcheck:jni. The
+# environment has these two and the rest: JAVA, LEVEL, SEED (for another than a new one), LIBRARY,
 # TEST_LIBRARY, FAULTS, LD_LIBRARY_PATH, CLASSPATH.
 set -u
 # Error texts are the C library's.
@@ -33,4 +34,5 @@ run() {  # run CLASS OPTION...
 # The heap is taken as a whole at the start, and only one compiler works, so that resident memory
 # shows what the library does.
 LD_PRELOAD=$FAULTS run zolt.soak.Soak -Dsoak.minutes="$MINUTES" -Xms256m -Xmx256m -XX:+AlwaysPreTouch \
-  -XX:+UseSerialGC -XX:TieredStopAtLevel=1 
+  -XX:+UseSerialGC -XX:TieredStopAtLevel=1 || exit 1
+run zolt.soak.Kills -Dsoak.kills="$KILLS" -Xmx128m
