@@ -10,6 +10,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** Listings, one buffer a call with other calls in between, and counts. */
 final class ListingCalls {
+    private static final int SMALLEST = 4 + 14 + "keep99".length();
+
     private ListingCalls() {}
 
     /** The listing that a thread is in, if any. */
@@ -44,9 +46,12 @@ final class ListingCalls {
             return;
         }
         String path = listing.path;
-        ByteBuffer buffer = scene.buffers.entries();
+        // Of any size that has room for one entry at least.
+        ByteBuffer entries = scene.buffers.entries();
+        int size = SMALLEST + scene.random.nextInt(entries.capacity() - SMALLEST + 1);
+        ByteBuffer buffer = entries.slice(0, size).order(entries.order());
         Answer<Integer> answer = scene.ask("getDirentsNative", () -> ZOLTNative.getDirentsNative(
-                path, buffer, listing.dirOnly, false), path, listing.dirOnly);
+                path, buffer, listing.dirOnly, false), path, size, listing.dirOnly);
         int more = answer.value();
         take(scene, answer, buffer);
         if (more == 0) {

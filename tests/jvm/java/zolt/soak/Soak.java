@@ -25,7 +25,7 @@ public final class Soak {
     private static final int SPARE_DESCRIPTORS = 4;
     /** What the VM itself may still take once it is warm; 100 bytes a call are soon more. */
     private static final long SPARE_MEMORY = 48 * MIB;
-    private static final long SPARE_ALLOCATED = 16 * MIB;
+    private static final long SPARE_ALLOCATED = 8 * MIB;
 
     private final double seconds = 60 * Double.parseDouble(System.getProperty("soak.minutes"));
     private final long seed = Long.getLong("soak.seed", System.nanoTime() & 0xffffff);
@@ -33,7 +33,7 @@ public final class Soak {
     private final Tree tree;
     private final Worker[] workers = new Worker[THREADS];
     private final ReentrantReadWriteLock calm = new ReentrantReadWriteLock(true);
-    private final long begin = System.nanoTime();
+    private long begin;
     private int rounds;
     private long descriptors;
     private long directBuffers;
@@ -70,12 +70,14 @@ public final class Soak {
         for (int i = 0; i < THREADS; i++) {
             start(i, seed, new Scene.Buffers());
         }
+        for (Worker worker : workers) {
+            worker.awaitBegun();
+        }
+        begin = System.nanoTime();
         try {
+            lookInCalm();
             while (age() < seconds) {
                 Thread.sleep(Math.min(QUIET_EVERY, 1 + (long) (1000 * (seconds - age()))));
-                if (Worker.FAILED.get() != null) {
-                    throw Worker.FAILED.get();
-                }
                 replaceOne();
                 lookInCalm();
             }
@@ -83,6 +85,7 @@ public final class Soak {
             return 0;
         } catch (Throwable e) {
             report.failed(e, seed);
+            report.wayTo(tree.root());
             return 1;
         } finally {
             for (Worker worker : workers) {
@@ -107,11 +110,14 @@ public final class Soak {
     }
 
     /** What must hold when no thread is within a call, nor between two that belong together. */
-    private void lookInCalm() throws Exception {
+    private void lookInCalm() throws Throwable {
         if (!calm.writeLock().tryLock(60, TimeUnit.SECONDS)) {
             throw new Broken("a call has not come back for a minute");
         }
         try {
+            if (Worker.FAILED.get() != null) {
+                throw Worker.FAILED.get();
+            }
             Gauge.Descriptors open = expectNoDescriptors();
             long residentNow = Gauge.resident();
             long directNow = directBuffers();
@@ -199,6 +205,13 @@ public final class Soak {
                     + " allocated %.1f MiB when warm, %.1f MiB at the end; every invariant held",
                     warmResident / MIB, Gauge.resident() / MIB, warmAllocated / (double) MIB,
                     Gauge.allocated() / (double) MIB));
+        }
+
+        /** Another process that shuts a directory on the way would look like a wrong refusal. */
+        void wayTo(Path dir) throws IOException {
+            for (Path path = dir; path != null; path = path.getParent()) {
+                line(path + " is " + Files.readAttributes(path, "unix:mode,uid,gid,ctime"));
+            }
         }
 
         void failed(Throwable e, long seed) {

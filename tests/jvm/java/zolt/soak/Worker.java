@@ -2,6 +2,7 @@ package zolt.soak;
 
 import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.atomic.AtomicReference;
 import java.util.concurrent.locks.Lock;
 
@@ -19,6 +20,7 @@ final class Worker extends Thread {
     private final long seed;
     private final Scene.Buffers buffers;
     private final Lock busy;
+    private final CountDownLatch begun = new CountDownLatch(1);
     private volatile boolean leaves;
 
     /** @param busy held while the worker is at it */
@@ -49,6 +51,11 @@ final class Worker extends Thread {
         return List.copyOf(calls);
     }
 
+    /** Waits for the end of its first session, or its own. */
+    void awaitBegun() throws InterruptedException {
+        begun.await();
+    }
+
     /** Ends after the present session, with a listing open; waits for that so many milliseconds. */
     Scene.Buffers leave(long patience) throws InterruptedException {
         leaves = true;
@@ -68,10 +75,13 @@ final class Worker extends Thread {
                 } finally {
                     busy.unlock();
                 }
+                begun.countDown();
             }
             ListingCalls.goOn(scene);
         } catch (Throwable e) {
             FAILED.compareAndSet(null, e);
+        } finally {
+            begun.countDown();
         }
     }
 
