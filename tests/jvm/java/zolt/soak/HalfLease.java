@@ -107,18 +107,18 @@ final class HalfLease {
         return kind;
     }
 
-    private static void take(String path) {
+    private static void take(String path) throws IOException {
         ZOLTNative.setFileLeaseNative(path, true, Kills.HOLDERS[1]);
     }
 
-    private static void read(String path) {
+    private static void read(String path) throws IOException {
         byte[] holder =
                 ZOLTNative.getFileLeaseNative(path, true, LeaseCalls.ROOM, LeaseCalls.NEVER);
         Kills.expect(Arrays.stream(Kills.HOLDERS).anyMatch(
                 each -> Arrays.equals(each, holder)), "a holder " + Answer.text(holder));
     }
 
-    private static int lengthInStatus(String path) {
+    private static int lengthInStatus(String path) throws IOException {
         ByteBuffer record = ByteBuffer.allocateDirect(88).order(ByteOrder.nativeOrder());
         ZOLTNative.getFileStatusNative(path, true, true, record, 0, 0, 0, 0);
         return record.getShort(LEASE_LENGTH);

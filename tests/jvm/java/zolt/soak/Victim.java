@@ -56,12 +56,12 @@ final class Victim {
         thread.start();
     }
 
-    private static void attribute(String dir, SplittableRandom random) {
+    private static void attribute(String dir, SplittableRandom random) throws IOException {
         byte[] value = Kills.VALUES[random.nextInt(Kills.VALUES.length)];
         ZOLTNative.setExtendedAttribute(Kills.attributes(dir), Kills.NAME, value, (short) 0);
     }
 
-    private static void lists(String dir, SplittableRandom random) {
+    private static void lists(String dir, SplittableRandom random) throws IOException {
         ZOLTNative.setAcl(Kills.lists(dir), specification(random, AclBytes.ACCESS));
         ZOLTNative.setAcl(Kills.lists(dir), specification(random, AclBytes.DEFAULT));
     }

@@ -3,6 +3,7 @@ package zolt.test;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -21,7 +22,7 @@ class AclBindingTest extends AclFixture {
     static final class Try {
         private Try() {}
 
-        public static void main(String[] paths) {
+        public static void main(String[] paths) throws IOException {
             ZOLTNative.setFSConfig(false);
             Log.lines().forEach(line -> System.out.println(line.level() + " " + line.body()));
             List<Executable> calls = new ArrayList<>(natives(paths[0]).values());

@@ -13,8 +13,8 @@ class AclMemoryTest extends AclFixture {
     private static final String ACL = "u::rwx,u:7:r,g::rx,m::rx,o::-";
     private static final byte[] SPEC = ints(1, ACCESS, 2, 7, 6);
 
-    private static Map<String, Runnable> changes(String path) {
-        Map<String, Runnable> calls = new LinkedHashMap<>();
+    private static Map<String, Body> changes(String path) {
+        Map<String, Body> calls = new LinkedHashMap<>();
         calls.put("setAcl", () -> ZOLTNative.setAcl(path, SPEC));
         calls.put("modifyAclEntries", () -> ZOLTNative.modifyAclEntries(path, SPEC));
         calls.put("removeAclEntries", () -> ZOLTNative.removeAclEntries(path, SPEC));
@@ -41,9 +41,9 @@ class AclMemoryTest extends AclFixture {
     void pathsForWhichThereIsNoMemoryCannotBeHad() throws Exception {
         String path = directory(ACL, ACL);
         String before = getfacl(path);
-        Runnable[] calls = {() -> ZOLTNative.getAclStatus(path, true),
+        Body[] calls = {() -> ZOLTNative.getAclStatus(path, true),
             () -> ZOLTNative.removeDefaultAcl(path, true), () -> ZOLTNative.removeAcl(path, true)};
-        for (Runnable call : calls) {
+        for (Body call : calls) {
             expect(IOException.class, "Invalid argument: failed to get path",
                     () -> Failing.run("GetStringUTFChars", 1, call));
             assertEquals(0, Failing.heldReferences());
@@ -62,7 +62,7 @@ class AclMemoryTest extends AclFixture {
     @Test
     void whatIsLentIsGivenBackUnchanged() throws Exception {
         String path = directory(ACL, ACL);
-        Map<String, Runnable> calls = changes(path);
+        Map<String, Body> calls = changes(path);
         calls.put("status", () -> ZOLTNative.getAclStatus(path, true));
         calls.put("removeDefaultAcl", () -> ZOLTNative.removeDefaultAcl(path, true));
         calls.forEach((name, call) -> {

@@ -172,7 +172,7 @@ class AclTest extends AclFixture {
     // --- arguments
 
     @Test
-    void aNullPathIsSaidWhereSomethingIsToBeSaid() {
+    void aNullPathIsSaidWhereSomethingIsToBeSaid() throws IOException {
         String message = "Invalid argument: failed to get path";
         expect(IOException.class, message, () -> ZOLTNative.getAclStatus(null, true));
         expect(IOException.class, message, () -> ZOLTNative.removeDefaultAcl(null, true));
@@ -192,7 +192,7 @@ class AclTest extends AclFixture {
     }
 
     @Test
-    void aMissingPathIsNamed() {
+    void aMissingPathIsNamed() throws IOException {
         String path = dir + "/none";
         natives(path).forEach((name, call) ->
                 expect(NoSuchFileException.class, "No such file or directory: " + path, call));
@@ -299,7 +299,7 @@ class AclTest extends AclFixture {
     }
 
     @Test
-    void anEmptyPathHasNoEntriesAndNowhereToStoreThem() {
+    void anEmptyPathHasNoEntriesAndNowhereToStoreThem() throws IOException {
         assertArrayEquals(new byte[0], ZOLTNative.getAclStatus("", true));
         assertArrayEquals(new byte[0], ZOLTNative.getAclStatus("", false));
         expect(IOException.class, "Invalid argument: : Malformed access ACL \"\": "

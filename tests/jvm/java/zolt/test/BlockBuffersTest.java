@@ -17,7 +17,7 @@ import org.junit.jupiter.api.Test;
 /** The two buffers of a location query, and its failures. */
 class BlockBuffersTest extends Blocks {
     @Test
-    void nothingButTheHeaderIsWrittenToTheStatusBuffer() {
+    void nothingButTheHeaderIsWrittenToTheStatusBuffer() throws IOException {
         ByteBuffer status = status(110);
         byte[] wanted = bytes(status);
         ByteBuffer.wrap(wanted).order(ByteOrder.nativeOrder()).putLong(90, BLOCK).putInt(98, 3);
@@ -32,7 +32,7 @@ class BlockBuffersTest extends Blocks {
     }
 
     @Test
-    void offsetAndLengthZeroAskForTheHeaderAlone() {
+    void offsetAndLengthZeroAskForTheHeaderAlone() throws IOException {
         assertTrue(ZOLTNative.setBGF(file.toString(), 2));
         for (int type = 0; type <= 3; type++) {
             ByteBuffer status = status(102);
@@ -47,7 +47,7 @@ class BlockBuffersTest extends Blocks {
     }
 
     @Test
-    void statusBuffersThatAreTooShort() {
+    void statusBuffersThatAreTooShort() throws IOException {
         ByteBuffer locations = direct(24);
         for (int size : new int[] {0, 31, 88, 90}) {
             ByteBuffer status = direct(size);
@@ -71,7 +71,7 @@ class BlockBuffersTest extends Blocks {
     }
 
     @Test
-    void locationsThatDoNotHoldTheAnswer() {
+    void locationsThatDoNotHoldTheAnswer() throws IOException {
         ByteBuffer status = status(102);
         for (int size : new int[] {0, 4, 20, 44}) {
             expectThrown(BufferOverflowException.class, null,
@@ -103,7 +103,7 @@ class BlockBuffersTest extends Blocks {
     }
 
     @Test
-    void buffersMayBeginAnywhere() {
+    void buffersMayBeginAnywhere() throws IOException {
         ByteBuffer status = status(111).position(0);
         ByteBuffer shifted = ByteBuffer.allocateDirect(103).position(1).slice()
                 .order(ByteOrder.nativeOrder());
@@ -215,7 +215,7 @@ class BlockBuffersTest extends Blocks {
     }
 
     @Test
-    void aBlockSizeOfZeroInTheRecordIsInvalid() {
+    void aBlockSizeOfZeroInTheRecordIsInvalid() throws IOException {
         for (int type = 1; type <= 3; type++) {
             int each = type;
             expectThrown(IOException.class, "Invalid argument: " + file,

@@ -23,7 +23,7 @@ import org.junit.jupiter.api.Test;
 /** Where blocks lie. */
 class BlockLocationsTest extends Blocks {
     @Test
-    void everyBlockHasItsNodesAndTheRestIsMinusOne() {
+    void everyBlockHasItsNodesAndTheRestIsMinusOne() throws IOException {
         ByteBuffer status = status(110);
         ByteBuffer locations = direct(4 * 70);
         locate(0, 0, -1, status, locations);
@@ -83,7 +83,7 @@ class BlockLocationsTest extends Blocks {
     }
 
     @Test
-    void sizesAloneFillTheLocationsWithMinusOne() {
+    void sizesAloneFillTheLocationsWithMinusOne() throws IOException {
         assertTrue(ZOLTNative.setBGF(file.toString(), 2));
         ByteBuffer status = status(102);
         ByteBuffer locations = direct(40);
@@ -95,7 +95,7 @@ class BlockLocationsTest extends Blocks {
     }
 
     @Test
-    void anUnknownTypeIsAnAnswerWithoutBlocks() {
+    void anUnknownTypeIsAnAnswerWithoutBlocks() throws IOException {
         for (int type : new int[] {-1, 4, Integer.MIN_VALUE, Integer.MAX_VALUE}) {
             ByteBuffer status = status(102);
             ByteBuffer locations = direct(8);
@@ -139,7 +139,7 @@ class BlockLocationsTest extends Blocks {
     }
 
     @Test
-    void rangesWithinTheFile() {
+    void rangesWithinTheFile() throws IOException {
         ByteBuffer all = direct(240);
         locate(0, 0, -1, null, all);
         ByteBuffer part = direct(4 * 14);
@@ -182,7 +182,7 @@ class BlockLocationsTest extends Blocks {
     }
 
     @Test
-    void nullPathsAreNothingAndNoError() {
+    void nullPathsAreNothingAndNoError() throws IOException {
         ByteBuffer status = status(102);
         ZOLTNative.getBlockLocationsNative(null, 0, true, 0, 1, status, direct(24));
         expectUntouched(status, 32);

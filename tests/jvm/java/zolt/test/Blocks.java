@@ -90,7 +90,7 @@ abstract class Blocks {
     }
 
     void locate(int type, long offset, long length, ByteBuffer status,
-            ByteBuffer locations) {
+            ByteBuffer locations) throws IOException {
         ZOLTNative.getBlockLocationsNative(file.toString(), type, true, offset, length, status,
                 locations);
     }

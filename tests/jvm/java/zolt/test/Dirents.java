@@ -2,6 +2,7 @@ package zolt.test;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 
+import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.charset.Charset;
@@ -38,7 +39,7 @@ final class Dirents {
         return entries;
     }
 
-    static List<Entry> listAll(Path path, ByteBuffer buffer, boolean dirOnly) {
+    static List<Entry> listAll(Path path, ByteBuffer buffer, boolean dirOnly) throws IOException {
         List<Entry> all = new ArrayList<>();
         int more;
         do {
@@ -49,7 +50,7 @@ final class Dirents {
     }
 
     /** Ends this thread's listing. */
-    static void end() {
+    static void end() throws IOException {
         ZOLTNative.getDirentsNative("", null, false, true);
     }
 }

@@ -28,14 +28,14 @@ class DirentsFailureTest {
     @TempDir Path dir;
 
     @BeforeEach
-    void clear() {
+    void clear() throws IOException {
         Faults.clear();
         Dirents.end();
         Log.clear();
     }
 
     @AfterEach
-    void restore() {
+    void restore() throws IOException {
         Log.throwing(null);
         Faults.clear();
         Dirents.end();
@@ -52,16 +52,16 @@ class DirentsFailureTest {
         assertEquals(message, assertThrowsExactly(type, call).getMessage());
     }
 
-    private void list() {
+    private void list() throws IOException {
         ZOLTNative.getDirentsNative(dir.toString(), direct(4096), false, false);
     }
 
-    private void count() {
+    private void count() throws IOException {
         ZOLTNative.getDirentCountNative(dir.toString());
     }
 
     @Test
-    void aMissingDirectoryIsAnExceptionForTheListingAndZeroForTheCount() {
+    void aMissingDirectoryIsAnExceptionForTheListingAndZeroForTheCount() throws IOException {
         NoSuchFileException e = assertThrows(NoSuchFileException.class, () -> ZOLTNative
                 .getDirentsNative(dir.resolve("none").toString(), direct(64), false, false));
         assertEquals("No such file or directory: failed to open directory", e.getMessage());
@@ -80,7 +80,7 @@ class DirentsFailureTest {
     }
 
     @Test
-    void failuresToOpen() {
+    void failuresToOpen() throws IOException {
         Faults.arm("opendir", Faults.EACCES);
         expect(AccessDeniedException.class, "Permission denied: failed to open directory",
                 this::list);
@@ -169,7 +169,7 @@ class DirentsFailureTest {
         ByteBuffer buffer = direct(30);
         assertEquals(1, ZOLTNative.getDirentsNative(path, buffer, false, false));
         buffer.putInt(0, 77);
-        for (Runnable call : List.<Runnable>of(
+        for (Body call : List.<Body>of(
                 () -> ZOLTNative.getDirentsNative(path, buffer, false, false),
                 () -> ZOLTNative.getDirentsNative(path, buffer, false, true),
                 () -> ZOLTNative.getDirentCountNative(path))) {
@@ -185,7 +185,7 @@ class DirentsFailureTest {
         fill(5);
         String path = dir.toString();
         ByteBuffer buffer = direct(100);
-        for (Runnable call : List.<Runnable>of(
+        for (Body call : List.<Body>of(
                 () -> ZOLTNative.getDirentsNative(path, buffer, false, false),
                 () -> ZOLTNative.getDirentsNative(path, buffer, false, true),
                 () -> ZOLTNative.getDirentCountNative(path),

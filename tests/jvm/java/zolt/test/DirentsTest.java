@@ -34,14 +34,14 @@ class DirentsTest {
     @TempDir Path dir;
 
     @BeforeEach
-    void clear() {
+    void clear() throws IOException {
         Faults.clear();
         Dirents.end();
         Log.clear();
     }
 
     @AfterEach
-    void restore() {
+    void restore() throws IOException {
         Faults.clear();
         Dirents.end();
     }
@@ -88,7 +88,7 @@ class DirentsTest {
     }
 
     @Test
-    void anEmptyDirectoryIsCountZero() {
+    void anEmptyDirectoryIsCountZero() throws IOException {
         ByteBuffer buffer = direct(64);
         buffer.putInt(0, 77);
         assertEquals(0, ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
@@ -153,7 +153,7 @@ class DirentsTest {
     }
 
     @Test
-    void aLargeDirectoryIsWarnedAbout() {
+    void aLargeDirectoryIsWarnedAbout() throws IOException {
         Faults.directorySize(104857601);
         ZOLTNative.getDirentsNative(dir.toString(), direct(64), false, false);
         Log.expect(Level.WARN, "Dir " + dir + " is too large: 104857601");
@@ -195,8 +195,9 @@ class DirentsTest {
     @Test
     void aThreadThatEndsTakesItsListingAlong() throws Exception {
         fill(5, 0);
-        Thread thread = new Thread(() -> assertEquals(1,
-                ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false)));
+        Body list = () -> assertEquals(1,
+                ZOLTNative.getDirentsNative(dir.toString(), direct(30), false, false));
+        Thread thread = new Thread(list);
         thread.start();
         thread.join();
         Descriptors.awaitNone(dir);

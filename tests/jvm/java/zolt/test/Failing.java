@@ -13,7 +13,7 @@ final class Failing {
      * OutOfMemoryError pending. Strings made for log lines do not count; theirs is the function
      * "a log line's NewStringUTF".
      */
-    static native void run(String jniFunction, int nth, Runnable body);
+    static native void run(String jniFunction, int nth, Body body);
 
     /**
      * What a body took from the VM: local references made, held at a time and left at the end;
@@ -23,10 +23,10 @@ final class Failing {
     record Taken(int references, int most, int referencesLeft, int strings, int stringsLeft,
             int arrays, int arraysLeft, int arraysWrittenBack) {}
 
-    private static native int[] count(Runnable body);
+    private static native int[] count(Body body);
 
     /** Runs the body twice and counts the second time: the first may load classes. */
-    static Taken takenBy(Runnable body) {
+    static Taken takenBy(Body body) {
         body.run();
         int[] counts = count(body);
         return new Taken(counts[0], counts[1], counts[2], counts[3], counts[4], counts[5],
@@ -40,5 +40,5 @@ final class Failing {
      * Runs the body; what became of the byte arrays that Java lent it, in order: "lent", "released
      * MODE", and "thrown" for an exception, each "at" the number of calls of lsetxattr until then.
      */
-    static native String lendings(Runnable body);
+    static native String lendings(Body body);
 }

@@ -52,7 +52,7 @@ class IdentityTest {
                     "getgrgid_r() failed with gid \"4123456789\"" + GROUP_ADVICE));
 
     @Test
-    void namesAndIdsAreThoseOfTheSystem() {
+    void namesAndIdsAreThoseOfTheSystem() throws IOException {
         assertEquals(0, ZOLTNative.getUid("root"));
         assertEquals(65534, ZOLTNative.getUid("nobody"));
         assertEquals(65534, ZOLTNative.getGid("nogroup"));
@@ -63,7 +63,7 @@ class IdentityTest {
     }
 
     @Test
-    void anIdHasNoSign() {
+    void anIdHasNoSign() throws IOException {
         Faults.user("high", (int) 4000000001L, (int) 4000000002L, 0);
         Faults.group("high", (int) 4000000002L, 0);
         assertEquals((int) 4000000001L, ZOLTNative.getUid("high"));
@@ -73,7 +73,7 @@ class IdentityTest {
     }
 
     @Test
-    void aRecordOfAnySizeIsFound() {
+    void aRecordOfAnySizeIsFound() throws IOException {
         Faults.user("big", 70001, 70002, 100_000);
         Faults.group("big", 70002, 100_000);
         assertEquals(70001, ZOLTNative.getUid("big"));
@@ -116,7 +116,7 @@ class IdentityTest {
     }
 
     @Test
-    void aLookupThatFailsInSilenceIsTheNeutralAnswer() {
+    void aLookupThatFailsInSilenceIsTheNeutralAnswer() throws IOException {
         for (Lookup lookup : LOOKUPS) {
             Faults.arm(lookup.function(), 0);
         }
@@ -128,7 +128,7 @@ class IdentityTest {
     }
 
     @Test
-    void nullNamesAreNothingAndNoError() {
+    void nullNamesAreNothingAndNoError() throws IOException {
         assertEquals(-1, ZOLTNative.getUid(null));
         assertEquals(-1, ZOLTNative.getGid(null));
         assertEquals(0, ZOLTNative.setFsUid(null));
@@ -171,7 +171,7 @@ class IdentityTest {
     }
 
     @Test
-    void theHandleZeroIsNothing() {
+    void theHandleZeroIsNothing() throws IOException {
         Faults.arm("setfsuid", 0, 0, 0);
         ZOLTNative.setFsUid(0L);
         assertEquals(0, Faults.calls("setfsuid"));

@@ -16,14 +16,14 @@ import org.junit.jupiter.api.function.Executable;
 
 /** Leases where the clock, the virtual machine or the logger fails. */
 class LeaseFailureTest extends LeaseFixture {
-    private final Runnable set = () -> ZOLTNative.setFileLeaseNative(path, false, ME);
-    private final Runnable renew = () -> ZOLTNative.renewFileLeaseNative(path, false);
-    private final Runnable remove = () -> ZOLTNative.removeFileLeaseNative(path, false);
-    private final Runnable get = () -> get(64, 0);
+    private final Body set = () -> ZOLTNative.setFileLeaseNative(path, false, ME);
+    private final Body renew = () -> ZOLTNative.renewFileLeaseNative(path, false);
+    private final Body remove = () -> ZOLTNative.removeFileLeaseNative(path, false);
+    private final Body get = () -> get(64, 0);
 
     @Test
     void aClockThatCannotBeReadEndsTheCallBeforeAnythingIsDone() throws IOException {
-        for (Runnable call : List.of(set, get, renew)) {
+        for (Body call : List.of(set, get, renew)) {
             Faults.arm("clock_gettime", Faults.EINVAL);
             expect(IOException.class, "Invalid argument: clock_gettime", call::run);
         }
@@ -34,7 +34,7 @@ class LeaseFailureTest extends LeaseFixture {
     @Test
     void aVirtualMachineWithoutMemoryEndsTheCallBeforeTheClockIsRead() throws IOException {
         Faults.arm("clock_gettime", 0, 0, 0);
-        for (Runnable call : List.of(set, get, renew, remove)) {
+        for (Body call : List.of(set, get, renew, remove)) {
             expectNoMemory(() -> Failing.run("GetStringUTFChars", 1, call));
         }
         expectNoMemory(() -> Failing.run("GetByteArrayElements", 1, set));
@@ -74,7 +74,7 @@ class LeaseFailureTest extends LeaseFixture {
                 "a lease that goes well has nothing to say above trace");
         RuntimeException fromLogger = new IllegalStateException("logger");
         Log.throwing(fromLogger);
-        for (Runnable call : List.of(set, renew, () -> get(64, Long.MAX_VALUE))) {
+        for (Body call : List.of(set, renew, () -> get(64, Long.MAX_VALUE))) {
             assertSame(fromLogger, assertThrows(IllegalStateException.class, call::run));
         }
         assertEquals(HOLDER, holder());

@@ -32,7 +32,7 @@ abstract class LeaseFixture extends XattrFixture {
         return ByteBuffer.wrap(bytes(stamp)).order(ByteOrder.nativeOrder()).getLong();
     }
 
-    byte[] get(int holderSize, long limit) {
+    byte[] get(int holderSize, long limit) throws IOException {
         return ZOLTNative.getFileLeaseNative(path, false, holderSize, limit);
     }
 }

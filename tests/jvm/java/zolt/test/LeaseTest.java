@@ -123,7 +123,7 @@ class LeaseTest extends LeaseFixture {
     }
 
     @Test
-    void aLeaseStampedLateInASecondLivesInTheNext() {
+    void aLeaseStampedLateInASecondLivesInTheNext() throws IOException {
         Faults.realtime(10, 999_999_000);
         ZOLTNative.setFileLeaseNative(path, false, ME);
         Faults.realtime(11, 0);
@@ -150,7 +150,7 @@ class LeaseTest extends LeaseFixture {
     }
 
     @Test
-    void aHolderComesAtItsOwnLengthIfThereIsRoom() {
+    void aHolderComesAtItsOwnLengthIfThereIsRoom() throws IOException {
         ZOLTNative.setFileLeaseNative(path, false, ME);
         for (int size : new int[] {ME.length, ME.length + 1, 1 << 20, Integer.MAX_VALUE}) {
             assertArrayEquals(ME, get(size, Long.MAX_VALUE));
@@ -220,7 +220,7 @@ class LeaseTest extends LeaseFixture {
     }
 
     @Test
-    void nullPathsAreNothingAndNoError() {
+    void nullPathsAreNothingAndNoError() throws IOException {
         Faults.arm("clock_gettime", 0, 0, 0);
         ZOLTNative.setFileLeaseNative(null, false, ME);
         ZOLTNative.setFileLeaseNative(null, false, null);
@@ -261,7 +261,7 @@ class LeaseTest extends LeaseFixture {
     }
 
     @Test
-    void theAttributesNeverShowAmongTheOthers() {
+    void theAttributesNeverShowAmongTheOthers() throws IOException {
         ZOLTNative.setFileLeaseNative(path, false, ME);
         assertNull(ZOLTNative.getXAttr(path, "user.lease.holder"));
         assertNull(ZOLTNative.getXAttr(path, "user.lease.update"));
@@ -271,7 +271,7 @@ class LeaseTest extends LeaseFixture {
     }
 
     @Test
-    void everyCallTracesWhatItWorksWith() {
+    void everyCallTracesWhatItWorksWith() throws IOException {
         Faults.realtime(10, 0);
         ZOLTNative.setFileLeaseNative(path, false, bytes("0123456789abcdefg"));
         Log.expect(Level.TRACE, "lease update 10000 lease holder 17"

@@ -85,7 +85,7 @@ class MarshalTest {
         assertArrayEquals(new byte[0], Frame.streamToByteArray(new byte[0], 0));
     }
 
-    private static void expectNoMemory(String function, Runnable call) {
+    private static void expectNoMemory(String function, Body call) {
         RuntimeException e =
                 assertThrows(RuntimeException.class, () -> Failing.run(function, 1, call));
         assertEquals(RuntimeException.class, e.getClass());

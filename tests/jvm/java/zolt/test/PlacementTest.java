@@ -17,7 +17,7 @@ import org.junit.jupiter.api.Test;
 /** Replication and block group factor. */
 class PlacementTest extends Blocks {
     @Test
-    void factorsFrom1To1024() {
+    void factorsFrom1To1024() throws IOException {
         for (int bgf : new int[] {1, 4, 1024}) {
             assertTrue(ZOLTNative.setBGF(file.toString(), bgf));
             ByteBuffer status = status(102);
@@ -51,7 +51,7 @@ class PlacementTest extends Blocks {
     }
 
     @Test
-    void replicationChangesTheRecordedCountAndARestripeTheData() {
+    void replicationChangesTheRecordedCountAndARestripeTheData() throws IOException {
         String path = file.toString();
         assertTrue(ZOLTNative.setReplication(path, (short) 5, false));
         Log.expectAmong(Level.TRACE, file + " replication 5");
@@ -128,7 +128,7 @@ class PlacementTest extends Blocks {
             return lines[lines.length - 1];
         }
 
-        public static void main(String[] arguments) {
+        public static void main(String[] arguments) throws IOException {
             String path = arguments[1];
             if (arguments[0].equals("set")) {
                 System.out.println("set " + ZOLTNative.setBGF(path, 4) + " "

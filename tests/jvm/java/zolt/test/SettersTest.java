@@ -52,7 +52,7 @@ class SettersTest {
     }
 
     @Test
-    void aTargetIsItsBytes() {
+    void aTargetIsItsBytes() throws IOException {
         byte[] whole = "t\u00e4rget".getBytes(UTF_8);
         assertArrayEquals(whole, ZOLTNative.getLinkTargetNative(link.toString(), 7));
         assertArrayEquals(whole, ZOLTNative.getLinkTargetNative(link.toString(), Integer.MAX_VALUE));
@@ -63,7 +63,7 @@ class SettersTest {
     }
 
     @Test
-    void whatIsNoLinkHasNoTarget() {
+    void whatIsNoLinkHasNoTarget() throws IOException {
         for (int length : new int[] {5, 0, -1, Integer.MIN_VALUE}) {
             Log.clear();
             expect(IOException.class, "Invalid argument: ",

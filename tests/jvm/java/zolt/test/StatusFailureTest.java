@@ -19,7 +19,7 @@ import org.junit.jupiter.api.function.Executable;
 /** Status that cannot be had: arguments, rights, system calls, the logger. */
 class StatusFailureTest extends StatusFixture {
     @Test
-    void nullPathsAreNothingAndNoError() {
+    void nullPathsAreNothingAndNoError() throws IOException {
         assertEquals(0, ZOLTNative.getFileStatusNative(null, true, true, buffer, 0, 0, 0, 0));
         assertEquals(0, ZOLTNative.getFileStatusNative(null, true, true, null, 0, 0, 0, 0));
         assertEquals(0, ZOLTNative.getFileStatusFastNative(null, true, null, 0, 0));
@@ -151,7 +151,7 @@ class StatusFailureTest extends StatusFixture {
     }
 
     @Test
-    void anUnreadableFactorOrLeaseIsSaidAtError() {
+    void anUnreadableFactorOrLeaseIsSaidAtError() throws IOException {
         Faults.arm("zolt_fcntl", Faults.EIO);
         expect(IOException.class, "Input/output error: " + file, () -> full(file));
         Log.expect(Level.ERROR, "getBGF faied with 5 for " + file);

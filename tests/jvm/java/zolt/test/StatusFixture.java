@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
+import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.file.Files;
@@ -64,7 +65,7 @@ abstract class StatusFixture {
         }
     }
 
-    int full(Path path) {
+    int full(Path path) throws IOException {
         return ZOLTNative.getFileStatusNative(path.toString(), true, true, buffer, 0, 0, 0, 0);
     }
 

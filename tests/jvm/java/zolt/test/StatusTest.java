@@ -99,7 +99,7 @@ class StatusTest extends StatusFixture {
     }
 
     @Test
-    void positionLimitAndOrderOfTheBufferDoNotMatter() {
+    void positionLimitAndOrderOfTheBufferDoNotMatter() throws IOException {
         ByteBuffer other = buffer.duplicate().order(ByteOrder.BIG_ENDIAN);
         other.position(40).limit(50);
         assertEquals(1, ZOLTNative.getFileStatusFastNative(file.toString(), true, other, 0, 0));

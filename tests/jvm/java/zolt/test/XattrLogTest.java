@@ -65,7 +65,7 @@ class XattrLogTest extends XattrFixture {
         store("user.lease.holder", "me");
         ZOLTNative.dumpXAttrs(path);
         expectFrom("dumpXAttrs", Level.WARN, "Ignore EA: user.lease.holder");
-        Map<String, Runnable> calls = Map.of(
+        Map<String, Body> calls = Map.of(
                 "dumpXAttrs", () -> ZOLTNative.dumpXAttrs(path),
                 "getXAttrs", () -> ZOLTNative.getXAttrs(path, new String[] {"user.a"}));
         calls.forEach((nativeName, call) -> {
@@ -76,7 +76,7 @@ class XattrLogTest extends XattrFixture {
     }
 
     @Test
-    void settingLogsItsArgumentsAndItsFailure() {
+    void settingLogsItsArgumentsAndItsFailure() throws IOException {
         ZOLTNative.setExtendedAttribute(path, "user.a", bytes("value"), ANY);
         Log.expect(Level.DEBUG, path + " user.a value 5 0");
         expectFrom("setExtendedAttribute", Level.DEBUG, path + " user.a value 5 0");
@@ -88,16 +88,16 @@ class XattrLogTest extends XattrFixture {
     }
 
     @Test
-    void theValueIsLoggedAsItIs() {
+    void theValueIsLoggedAsItIs() throws IOException {
         Map<String, byte[]> texts = new HashMap<>();
         texts.put("caf\u00e9 5", "caf\u00e9".getBytes(UTF_8));
         texts.put("\u4e2d 3", "\u4e2d".getBytes(UTF_8));
         texts.put("0", new byte[0]);
-        texts.forEach((text, value) -> {
+        for (Map.Entry<String, byte[]> text : texts.entrySet()) {
             Log.clear();
-            ZOLTNative.setExtendedAttribute(path, "user.a", value, ANY);
-            Log.expect(Level.DEBUG, path + " user.a " + text + " 0");
-        });
+            ZOLTNative.setExtendedAttribute(path, "user.a", text.getValue(), ANY);
+            Log.expect(Level.DEBUG, path + " user.a " + text.getKey() + " 0");
+        }
         Log.clear();
         ZOLTNative.setExtendedAttribute(path, "user.a", null, ANY);
         Log.expect(Level.DEBUG, path + " user.a 0 0");

@@ -21,10 +21,10 @@ class XattrMemoryTest extends XattrFixture {
     /** Both maps over those names, all of which the path has. */
     private static void expectFewReferences(String path, String[] names) {
         HashMap<?, ?>[] maps = new HashMap<?, ?>[1];
-        List<Runnable> calls = List.of(
+        List<Body> calls = List.of(
                 () -> maps[0] = ZOLTNative.dumpXAttrs(path),
                 () -> maps[0] = ZOLTNative.getXAttrs(path, names));
-        for (Runnable call : calls) {
+        for (Body call : calls) {
             Failing.Taken taken = Failing.takenBy(call);
             assertEquals(new HashSet<>(List.of(names)), maps[0].keySet());
             assertTrue(taken.most() <= 4, taken::toString);
@@ -93,7 +93,7 @@ class XattrMemoryTest extends XattrFixture {
         store("user.b", "2");
         store("user.c", "3");
         String[] names = {"user.a", "user.b", "user.c"};
-        Map<String, Runnable> calls = new HashMap<>();
+        Map<String, Body> calls = new HashMap<>();
         calls.put("NewByteArray 1", () -> ZOLTNative.getXAttr(path, "user.a"));
         calls.put("NewObject 1", () -> ZOLTNative.getXAttrs(path, names));
         calls.put("NewByteArray 2", () -> ZOLTNative.getXAttrs(path, names));
@@ -117,7 +117,7 @@ class XattrMemoryTest extends XattrFixture {
     @Test
     void argumentsForWhichThereIsNoMemoryAreARuntimeException() throws IOException {
         store("user.a", "1");
-        Map<String, Runnable> calls = new HashMap<>();
+        Map<String, Body> calls = new HashMap<>();
         calls.put("GetStringUTFChars 1", () -> ZOLTNative.dumpXAttrs(path));
         calls.put("GetStringUTFChars 2", () -> ZOLTNative.getXAttr(path, "user.a"));
         calls.put("GetStringUTFChars 02", () -> ZOLTNative.removeXAttr(path, "user.a"));
@@ -151,7 +151,7 @@ class XattrMemoryTest extends XattrFixture {
     /** Nothing is written into the value, and it is given back before the outcome is reported. */
     @Test
     void aValueIsGivenBackUnchangedRightAfterTheCall() {
-        Runnable set = () -> ZOLTNative.setExtendedAttribute(path, "user.a", bytes("v"), CREATE);
+        Body set = () -> ZOLTNative.setExtendedAttribute(path, "user.a", bytes("v"), CREATE);
         assertEquals("lent at 0, released 2 at 1", Failing.lendings(set));
         Faults.arm("lsetxattr", 0, 0, 0);
         assertEquals("lent at 0, released 2 at 1, thrown at 1", Failing.lendings(

@@ -25,7 +25,7 @@ class XattrNamesTest extends XattrFixture {
 
     /** Java's own encoding of a character beyond U+FFFF is two surrogates, not the four of UTF-8. */
     @Test
-    void aCharacterBeyondTheBasicPlaneIsTwoSurrogates() {
+    void aCharacterBeyondTheBasicPlaneIsTwoSurrogates() throws IOException {
         String name = "user.\ud83d\ude00";
         Faults.storeXattr(path, bytes("user.\u00ed\u00a0\u00bd\u00ed\u00b8\u0080"), bytes("1"));
         assertTrue(ZOLTNative.setExtendedAttribute(path, name, bytes("2"), REPLACE));
@@ -36,13 +36,13 @@ class XattrNamesTest extends XattrFixture {
         assertEquals(Map.of(), ZOLTNative.dumpXAttrs(path));
     }
 
-    private List<String> listed() {
+    private List<String> listed() throws IOException {
         return List.copyOf(ZOLTNative.dumpXAttrs(path).keySet());
     }
 
     /** What others stored by such a name is listed, but no Java string is its name. */
     @Test
-    void aNameInTrueUtf8IsListedButNotFound() {
+    void aNameInTrueUtf8IsListedButNotFound() throws IOException {
         String stored = "user.\u00f0\u009f\u0098\u0080";
         Faults.storeXattr(path, bytes(stored), bytes("1"));
         assertNull(ZOLTNative.getXAttr(path, "user.\ud83d\ude00"));
@@ -51,7 +51,7 @@ class XattrNamesTest extends XattrFixture {
 
     /** A byte that is part of no character is the character of its number. */
     @Test
-    void aNameOfAnyBytesIsListed() {
+    void aNameOfAnyBytesIsListed() throws IOException {
         Map<String, String> keys = Map.of(
                 "\u00ff", "\u00ff",
                 "\u00e9x", "\u00e9x",
@@ -59,15 +59,15 @@ class XattrNamesTest extends XattrFixture {
                 "\u00e2\u0082", "\u00e2\u0082",
                 "\u0080\u0080", "\u0080\u0080",
                 "\u00c3\u00a9", "\u00e9");
-        keys.forEach((name, key) -> {
-            Faults.storeXattr(path, bytes("user." + name), bytes("1"));
-            assertEquals(List.of("user." + key), listed());
-            Faults.removeXattr(path, bytes("user." + name));
-        });
+        for (Map.Entry<String, String> key : keys.entrySet()) {
+            Faults.storeXattr(path, bytes("user." + key.getKey()), bytes("1"));
+            assertEquals(List.of("user." + key.getValue()), listed());
+            Faults.removeXattr(path, bytes("user." + key.getKey()));
+        }
     }
 
     @Test
-    void aNameMayNotBeEmpty() {
+    void aNameMayNotBeEmpty() throws IOException {
         expect(IOException.class, "Numerical result out of range: setxattr failed",
                 () -> ZOLTNative.setExtendedAttribute(path, "", bytes("v"), ANY));
         expect(IOException.class, "Numerical result out of range: getxattr failed",

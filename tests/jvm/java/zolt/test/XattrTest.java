@@ -100,7 +100,7 @@ class XattrTest extends XattrFixture {
     // getXAttr
 
     @Test
-    void anAbsentAttributeIsNullWithoutALine() {
+    void anAbsentAttributeIsNullWithoutALine() throws IOException {
         assertNull(ZOLTNative.getXAttr(path, "user.none"));
         Log.expect(Level.ERROR);
         Log.expect(Level.DEBUG);
@@ -208,7 +208,7 @@ class XattrTest extends XattrFixture {
     }
 
     @Test
-    void noNamesAreAnEmptyMap() {
+    void noNamesAreAnEmptyMap() throws IOException {
         assertEquals(Map.of(), ZOLTNative.getXAttrs(path, new String[0]));
     }
 
@@ -242,7 +242,7 @@ class XattrTest extends XattrFixture {
     // dumpXAttrs
 
     @Test
-    void aPathWithoutAttributesIsAnEmptyMap() {
+    void aPathWithoutAttributesIsAnEmptyMap() throws IOException {
         HashMap<String, byte[]> map = ZOLTNative.dumpXAttrs(path);
         assertSame(HashMap.class, map.getClass());
         assertEquals(Map.of(), map);
@@ -364,7 +364,7 @@ class XattrTest extends XattrFixture {
     // All of them
 
     @Test
-    void nullsAreNeutralValuesAndNoErrors() {
+    void nullsAreNeutralValuesAndNoErrors() throws IOException {
         assertFalse(ZOLTNative.setExtendedAttribute(null, "user.a", bytes("v"), ANY));
         assertFalse(ZOLTNative.setExtendedAttribute(path, null, bytes("v"), ANY));
         assertNull(ZOLTNative.getXAttr(null, "user.a"));
@@ -416,7 +416,7 @@ class XattrTest extends XattrFixture {
     }
 
     @Test
-    void aDirectoryHasAttributesToo() {
+    void aDirectoryHasAttributesToo() throws IOException {
         String directory = dir.toString();
         assertTrue(ZOLTNative.setExtendedAttribute(directory, "user.a", bytes("1"), ANY));
         assertEquals(Map.of("user.a", "1"), texts(ZOLTNative.dumpXAttrs(directory)));

@@ -6,10 +6,13 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.attribute.PosixFilePermissions;
-import java.time.Instant;
 import java.util.ArrayList;
 import java.util.List;
-import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.fs.Accounts;
+import zolt.fs.FileOperations;
+import zolt.fs.FileStatus;
+import zolt.fs.Identity;
+import zolt.fs.PathFailure;
 
 /** The status of files: what each user may see, and the record byte by byte. */
 final class StatusStop {
@@ -40,14 +43,14 @@ final class StatusStop {
         Files.setPosixFilePermissions(path, PosixFilePermissions.fromString(permissions));
     }
 
-    private static void rights(Stop stop) {
+    private static void rights(Stop stop) throws IOException {
         stop.page.title("The status of files, and who may see it");
         List<String[]> rows = new ArrayList<>();
         for (String name : PATHS) {
             String own = seen(stop.path(name));
             String other = "-";
             if (stop.root) {
-                try (As user = As.user(Stop.OTHER_USER)) {
+                try (Identity user = Identity.of(Stop.OTHER_USER)) {
                     other = seen(stop.path(name));
                 }
             }
@@ -63,72 +66,54 @@ final class StatusStop {
 
     private static String seen(String path) {
         return Stop.outcome(() -> {
-            Status status = Status.of(path, true);
-            return status.modeText() + " " + status.get(Status.SIZE) + " bytes";
+            FileStatus status = FileStatus.of(path);
+            return status.modeText() + " " + status.size() + " bytes";
         }).replaceFirst(": .*", "");
     }
 
-    private static void record(Stop stop) {
-        stop.page.title("The record of report.txt, by the published table");
-        Status status = Status.of(stop.path("report.txt"), true);
+    private static void record(Stop stop) throws IOException {
+        stop.page.title("The status of report.txt");
+        FileStatus status = FileStatus.of(stop.path("report.txt"));
         List<String[]> rows = new ArrayList<>();
-        for (int field = 0; field < Status.FIELDS.length; field++) {
-            rows.add(new String[] {String.valueOf(status.offset(field)),
-                String.valueOf(status.size(field)), Status.FIELDS[field], value(status, field)});
-        }
-        stop.page.table(new String[] {" OFFSET", " SIZE", "FIELD", "VALUE"}, rows);
+        row(rows, "inode", Long.toUnsignedString(status.inode()));
+        row(rows, "size", status.size() + " bytes");
+        row(rows, "owner", status.uid() + " (" + status.owner() + ")");
+        row(rows, "group", status.gid() + " (" + status.group() + ")");
+        row(rows, "mode", "0" + Integer.toOctalString(status.mode()) + " (" + status.modeText() + ")");
+        row(rows, "block size", status.blockSize() + " bytes");
+        row(rows, "replication", String.valueOf(status.replication()));
+        row(rows, "accessed", status.accessTime().toString());
+        row(rows, "modified", status.modificationTime().toString());
+        row(rows, "changed", status.changeTime().toString());
+        row(rows, "has ACL", status.hasAcl() ? "yes" : "no");
+        row(rows, "lease holder", status.leaseLength() + " bytes");
+        stop.page.table(new String[] {"FIELD", "VALUE"}, rows);
     }
 
-    private static String value(Status status, int field) {
-        if (status.size(field) == 16) {
-            int at = status.offset(field);
-            return Instant.ofEpochSecond(status.buffer.getLong(at), status.buffer.getInt(at + 8))
-                    .toString();
-        }
-        long value = status.get(field);
-        switch (field) {
-            case Status.OWNER:
-                return value + " (" + status.owner() + ")";
-            case Status.GROUP:
-                return value + " (" + status.group() + ")";
-            case Status.MODE:
-                return "0" + Long.toOctalString(value) + " (" + status.modeText() + ")";
-            case Status.ACL:
-                return value != 0 ? "yes" : "no";
-            default:
-                return String.valueOf(value);
-        }
+    private static void row(List<String[]> rows, String field, String value) {
+        rows.add(new String[] {field, value});
     }
 
-    private static void names(Stop stop) {
-        Status link = Status.of(stop.path("report.txt"), false);
+    private static void names(Stop stop) throws IOException {
+        FileStatus status = FileStatus.of(stop.path("report.txt"));
         stop.page.line("");
-        stop.page.line("user " + link.owner() + " is id " + ZOLTNative.getUid(link.owner())
-                + ", group " + link.group() + " is id " + ZOLTNative.getGid(link.group()));
-        byte[] target = ZOLTNative.getLinkTargetNative(stop.path("latest"), 4096);
+        stop.page.line("user " + status.owner() + " is id " + status.uid() + ", group "
+                + status.group() + " is id " + status.gid());
+        byte[] target = FileOperations.linkTarget(stop.path("latest"));
         stop.page.line("latest is a link to " + new String(target, StandardCharsets.UTF_8)
                 + "; asked for " + Stop.OTHER_USER + "0: "
-                + Stop.outcome(() -> "id " + ZOLTNative.getUid(Stop.OTHER_USER + "0")));
+                + Stop.outcome(() -> "id " + Accounts.uid(Stop.OTHER_USER + "0")));
     }
 
-    private static void refusal(Stop stop) {
+    private static void refusal(Stop stop) throws IOException {
         stop.page.title("Why " + Stop.OTHER_USER + " does not see closed/inner.txt");
-        try (As user = As.user(Stop.OTHER_USER)) {
-            stop.page.line(Stop.outcome(() -> "inode "
-                    + ZOLTNative.getINum(stop.path("closed/inner.txt"), true)));
-            Path component = stop.directory.resolve("closed/inner.txt");
-            while (component.getParent() != null && !visible(component.toString())) {
-                component = component.getParent();
-            }
-            Status status = Status.of(component.toString(), true);
-            stop.page.line("refused by " + stop.directory.relativize(component) + ": "
-                    + status.modeText() + " " + status.owner() + " " + status.group());
+        String path = stop.path("closed/inner.txt");
+        try (Identity user = Identity.of(Stop.OTHER_USER)) {
+            stop.page.line(Stop.outcome(() -> "inode " + FileOperations.inode(path, true)));
             // At trace level this logs each component with its owners, mode and ACLs.
-            ZOLTNative.getFailedPathNative(stop.path("closed/inner.txt"), true);
+            PathFailure.log(path, true);
         }
-    }
-
-    private static boolean visible(String path) {
-        return Stop.outcome(() -> String.valueOf(ZOLTNative.getINum(path, true))).matches("\\d+");
+        stop.page.line(PathFailure.of(path, Stop.OTHER_USER, PathFailure.Access.LOOK)
+                .map(PathFailure::explain).orElse("nothing refuses"));
     }
 }

@@ -10,7 +10,7 @@ import java.util.Comparator;
 import java.util.List;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
-import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.fs.ZoltLibrary;
 
 /**
  * A guided tour of the library: {@code Tour [DIRECTORY]}. It lists the directory, and shows the rest
@@ -30,7 +30,7 @@ public final class Tour {
         try {
             // Only root may take on another identity; everyone else stays who he is.
             boolean root = "root".equals(System.getProperty("user.name"));
-            ZOLTNative.setFSConfig(!root);
+            ZoltLibrary.setAlwaysSuper(!root);
             ListingStop.visit(page, directory.normalize());
             Path own = Files.createTempDirectory("zolt-tour-");
             try {

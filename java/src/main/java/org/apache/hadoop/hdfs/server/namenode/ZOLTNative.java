@@ -1,6 +1,7 @@
 package org.apache.hadoop.hdfs.server.namenode;
 
 import java.io.File;
+import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.util.HashMap;
 import org.slf4j.Logger;
@@ -24,11 +25,29 @@ public final class ZOLTNative {
     /** Where the library logs; its level when the library is loaded is the one that counts. */
     static final Logger LOG = LoggerFactory.getLogger(ZOLTNative.class);
 
+    private static final String LEVEL = levelOf(LOG);
+
     static {
         load();
     }
 
     private ZOLTNative() {}
+
+    /**
+     * The lowest level that the library logs: "trace", "debug", "info", "warn", "error", or "off". At
+     * load the library asks the logger as this does, and keeps the answer.
+     */
+    public static String logLevel() {
+        return LEVEL;
+    }
+
+    private static String levelOf(Logger logger) {
+        return logger.isTraceEnabled() ? "trace"
+                : logger.isDebugEnabled() ? "debug"
+                : logger.isWarnEnabled() ? "warn"
+                : logger.isInfoEnabled() ? "info"
+                : logger.isErrorEnabled() ? "error" : "off";
+    }
 
     private static void load() {
         String file = System.getProperty("zolt.library");
@@ -89,31 +108,31 @@ public final class ZOLTNative {
      * @return the first column of the first entry with this mount point and type
      * @throws java.nio.file.NoSuchFileException naming the type, when no entry matches
      */
-    public static native String getFsName(String mountPoint, String fsType);
+    public static native String getFsName(String mountPoint, String fsType) throws IOException;
 
     // Identity
 
     /** The id of a user; -1 with an IOException for an unknown one. */
-    public static native int getUid(String user);
+    public static native int getUid(String user) throws IOException;
 
     /** The id of a group; -1 with an IOException for an unknown one. */
-    public static native int getGid(String group);
+    public static native int getGid(String group) throws IOException;
 
     /** The name of a user id, taken as unsigned; an IOException for an unknown one. */
-    public static native String getUser(int uid);
+    public static native String getUser(int uid) throws IOException;
 
     /** The name of a group id, taken as unsigned; an IOException for an unknown one. */
-    public static native String getGroup(int gid);
+    public static native String getGroup(int gid) throws IOException;
 
     /**
      * Gives the calling thread the file-system rights of a user ("nobody" for an unknown one).
      *
      * @return a handle for {@link #setFsUid(long)}, to be ended on the same thread, inner ones first
      */
-    public static native long setFsUid(String user);
+    public static native long setFsUid(String user) throws IOException;
 
     /** Ends the switch that the handle stands for, exactly once. 0 is ignored. */
-    public static native void setFsUid(long handle);
+    public static native void setFsUid(long handle) throws IOException;
 
     // Status
 
@@ -128,7 +147,8 @@ public final class ZOLTNative {
      * @return 1 when the record was written, 0 when the file is unchanged
      */
     public static native int getFileStatusNative(String path, boolean followLink, boolean withLease,
-            ByteBuffer buffer, long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec);
+            ByteBuffer buffer, long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec)
+            throws IOException;
 
     /**
      * Writes the record without block size, replication and lease, which keep what the buffer held,
@@ -138,26 +158,26 @@ public final class ZOLTNative {
      * @return 1 when the record was written, 0 when the file is unchanged
      */
     public static native int getFileStatusFastNative(String path, boolean followLink,
-            ByteBuffer buffer, long ctimeSec, long ctimeNsec);
+            ByteBuffer buffer, long ctimeSec, long ctimeNsec) throws IOException;
 
     /** Whether the status change time or the modification time is later than the given one. */
     public static native boolean isCMTimeChangedNative(String path, boolean followLink,
-            long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec);
+            long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec) throws IOException;
 
     /** The inode number of a path. */
-    public static native long getINum(String path, boolean followLink);
+    public static native long getINum(String path, boolean followLink) throws IOException;
 
     /** Logs, at trace level only, which component of a path refuses access, and its owners. */
     public static native void getFailedPathNative(String path, boolean followLink);
 
     /** The first {@code length} bytes of a symbolic link's target. */
-    public static native byte[] getLinkTargetNative(String path, int length);
+    public static native byte[] getLinkTargetNative(String path, int length) throws IOException;
 
     /** Sets the sticky and the nine permission bits. */
-    public static native boolean setPermission(String path, short permission);
+    public static native boolean setPermission(String path, short permission) throws IOException;
 
     /** Sets times in milliseconds since the epoch; -1 leaves one as it is. The path is absolute. */
-    public static native boolean setTimes(String path, long mtime, long atime);
+    public static native boolean setTimes(String path, long mtime, long atime) throws IOException;
 
     // Listing
 
@@ -165,7 +185,7 @@ public final class ZOLTNative {
      * The number of entries of a directory, without "." and ".."; 0 for one that is not there or may
      * not be read.
      */
-    public static native int getDirentCountNative(String path);
+    public static native int getDirentCountNative(String path) throws IOException;
 
     /**
      * Fills a buffer with directory entries: their number (int), then for each its inode (long), type
@@ -177,7 +197,7 @@ public final class ZOLTNative {
      * @return 1 when more entries remain: call again on this thread; 0 when the listing is over
      */
     public static native int getDirentsNative(String path, ByteBuffer buffer, boolean dirOnly,
-            boolean close);
+            boolean close) throws IOException;
 
     // Blocks
 
@@ -192,13 +212,15 @@ public final class ZOLTNative {
      * @throws java.nio.BufferOverflowException when the answer does not fit in {@code locations}
      */
     public static native void getBlockLocationsNative(String path, int storageType,
-            boolean followLink, long offset, long length, ByteBuffer status, ByteBuffer locations);
+            boolean followLink, long offset, long length, ByteBuffer status, ByteBuffer locations)
+            throws IOException;
 
     /** Sets the number of copies; with {@code restripe} existing data follows at once. */
-    public static native boolean setReplication(String path, short replication, boolean restripe);
+    public static native boolean setReplication(String path, short replication, boolean restripe)
+            throws IOException;
 
     /** Sets the number of file-system blocks in an HDFS block, 1 to 1024. */
-    public static native boolean setBGF(String path, int bgf);
+    public static native boolean setBGF(String path, int bgf) throws IOException;
 
     // Extended attributes. Those of a symbolic link are its own: it is not followed.
 
@@ -208,24 +230,26 @@ public final class ZOLTNative {
      * @param flags 0 create or replace, 1 only create, 2 only replace
      */
     public static native boolean setExtendedAttribute(String path, String name, byte[] value,
-            short flags);
+            short flags) throws IOException;
 
     /** The value of an attribute; null for one that is absent or belongs to a lease. */
-    public static native byte[] getXAttr(String path, String name);
+    public static native byte[] getXAttr(String path, String name) throws IOException;
 
     /** The values of those of the named attributes that exist. */
-    public static native HashMap<String, byte[]> getXAttrs(String path, String[] names);
+    public static native HashMap<String, byte[]> getXAttrs(String path, String[] names)
+            throws IOException;
 
     /** All attributes but those of a lease. */
-    public static native HashMap<String, byte[]> dumpXAttrs(String path);
+    public static native HashMap<String, byte[]> dumpXAttrs(String path) throws IOException;
 
     /** Removes an attribute; one of a lease too, but then an IOException says that it should not. */
-    public static native boolean removeXAttr(String path, String name);
+    public static native boolean removeXAttr(String path, String name) throws IOException;
 
     // Leases
 
     /** Takes the lease of a file; an IOException when one is held. */
-    public static native void setFileLeaseNative(String path, boolean followLink, byte[] holder);
+    public static native void setFileLeaseNative(String path, boolean followLink, byte[] holder)
+            throws IOException;
 
     /**
      * The holder of a file's lease. One not renewed for more than {@code limit} units of the lease
@@ -234,32 +258,32 @@ public final class ZOLTNative {
      * @param holderSize the most bytes the holder may have, at least 1
      */
     public static native byte[] getFileLeaseNative(String path, boolean followLink, int holderSize,
-            long limit);
+            long limit) throws IOException;
 
     /** Stamps the lease with the current time. */
-    public static native void renewFileLeaseNative(String path, boolean followLink);
+    public static native void renewFileLeaseNative(String path, boolean followLink) throws IOException;
 
     /** Removes both attributes of a lease. */
-    public static native void removeFileLeaseNative(String path, boolean followLink);
+    public static native void removeFileLeaseNative(String path, boolean followLink) throws IOException;
 
     // Access control lists. An entry is int32 scope, tag, id (of named users and groups only) and
     // permission; a specification is an int32 count and that many entries.
 
     /** The entries of a path's access ACL and, for a directory, of its default ACL. */
-    public static native byte[] getAclStatus(String path, boolean isDirectory);
+    public static native byte[] getAclStatus(String path, boolean isDirectory) throws IOException;
 
     /** Replaces the ACLs of the scopes that occur in {@code aclSpec}. */
-    public static native void setAcl(String path, byte[] aclSpec);
+    public static native void setAcl(String path, byte[] aclSpec) throws IOException;
 
     /** Adds entries, or changes their permissions. */
-    public static native void modifyAclEntries(String path, byte[] aclSpec);
+    public static native void modifyAclEntries(String path, byte[] aclSpec) throws IOException;
 
     /** Removes entries; their permissions do not matter. */
-    public static native void removeAclEntries(String path, byte[] aclSpec);
+    public static native void removeAclEntries(String path, byte[] aclSpec) throws IOException;
 
     /** Removes the default ACL of a directory. */
-    public static native void removeDefaultAcl(String path, boolean isDirectory);
+    public static native void removeDefaultAcl(String path, boolean isDirectory) throws IOException;
 
     /** Removes all but the base entries, and the default ACL of a directory. */
-    public static native void removeAcl(String path, boolean isDirectory);
+    public static native void removeAcl(String path, boolean isDirectory) throws IOException;
 }

@@ -1,0 +1,361 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Collection;
+import java.util.Collections;
+import java.util.List;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+
+/**
+ * An access control list as a value: the entries of an access list, of a default list, or of both, in
+ * the order in which getfacl(1) shows them.
+ *
+ * <pre>{@code
+ * Acl.parse("user:nobody:r-x").modify(directory);
+ * System.out.print(Acl.get(directory).format());
+ * // prints: user::rwx
+ * // prints: user:nobody:r-x
+ * // prints: group::r-x
+ * // prints: mask::r-x
+ * // prints: other::r-x
+ * }</pre>
+ */
+public final class Acl {
+    private final List<AclEntry> entries;
+
+    private Acl(Collection<AclEntry> entries) {
+        List<AclEntry> sorted = new ArrayList<>(entries);
+        Collections.sort(sorted);
+        this.entries = Collections.unmodifiableList(sorted);
+    }
+
+    /**
+     * A list of entries.
+     *
+     * <pre>{@code
+     * Acl acl = Acl.of(AclEntry.user("nobody", AclEntry.READ), AclEntry.group("root", 0));
+     * System.out.println(acl.entries().size()); // prints: 2
+     * }</pre>
+     *
+     * @param entries entries in any order
+     * @return the list
+     */
+    public static Acl of(AclEntry... entries) {
+        return of(Arrays.asList(entries));
+    }
+
+    /**
+     * A list of entries.
+     *
+     * <pre>{@code
+     * Acl acl = Acl.of(Collections.singletonList(AclEntry.user("nobody", AclEntry.READ)));
+     * System.out.println(acl.entries().size()); // prints: 1
+     * }</pre>
+     *
+     * @param entries entries in any order
+     * @return the list
+     */
+    public static Acl of(Collection<AclEntry> entries) {
+        return new Acl(entries);
+    }
+
+    /**
+     * Reads the text form: entries one a line, or separated by commas, with names or ids, permissions
+     * as letters or as a digit. The words may be shortened to their first letter; "default:" before an
+     * entry puts it into the default list; what follows a "#" is a remark. So it reads what getfacl(1)
+     * writes, and what setfacl(1) takes, but for the permission "X".
+     *
+     * <pre>{@code
+     * System.out.print(Acl.parse("u:nobody:rx,default:o::0").format());
+     * // prints: user:nobody:r-x
+     * // prints: default:other::---
+     * }</pre>
+     *
+     * @param text the text
+     * @return the list
+     * @throws IllegalArgumentException for a text that is no list; the message has the entry
+     * @throws IOException for a name that the system does not know
+     */
+    public static Acl parse(String text) throws IOException {
+        return new Acl(AclText.parse(text, true));
+    }
+
+    /**
+     * Reads the text form of entries to be removed: the same without permissions.
+     *
+     * <pre>{@code
+     * Acl.parse("user:nobody:r-x").modify(directory);
+     * Acl.parseKeys("user:nobody,mask").remove(directory);
+     * System.out.println(Acl.get(directory).isMinimal()); // prints: true
+     * }</pre>
+     *
+     * @param text the text
+     * @return the list, with no permissions in it
+     * @throws IllegalArgumentException for a text that is no list, or has permissions
+     * @throws IOException for a name that the system does not know
+     */
+    public static Acl parseKeys(String text) throws IOException {
+        return new Acl(AclText.parse(text, false));
+    }
+
+    /**
+     * The access list of a path and, for a directory, its default list; symbolic links are followed.
+     *
+     * <pre>{@code
+     * System.out.println(Acl.get(file).entries()); // prints: [user::rw-, group::r--, other::r--]
+     * }</pre>
+     *
+     * @param path a path
+     * @return the list; a file without one has the three entries of its mode
+     * @throws IOException when it cannot be read
+     */
+    public static Acl get(String path) throws IOException {
+        ByteBuffer stream = ByteBuffer.wrap(ZOLTNative.getAclStatus(path, isDirectory(path)))
+                .order(ByteOrder.nativeOrder());
+        List<AclEntry> entries = new ArrayList<>();
+        while (stream.hasRemaining()) {
+            AclEntry.Scope scope = scope(stream.getInt());
+            AclEntry.Type type = type(stream.getInt());
+            long id = type.isNamed() ? Integer.toUnsignedLong(stream.getInt()) : 0;
+            entries.add(AclEntry.of(scope, type, id, stream.getInt()));
+        }
+        return new Acl(entries);
+    }
+
+    private static AclEntry.Scope scope(int code) throws IOException {
+        for (AclEntry.Scope scope : AclEntry.Scope.values()) {
+            if (scope.code == code) {
+                return scope;
+            }
+        }
+        throw new IOException("unknown scope in an ACL: " + code);
+    }
+
+    private static AclEntry.Type type(int code) throws IOException {
+        for (AclEntry.Type type : AclEntry.Type.values()) {
+            if (type.code == code) {
+                return type;
+            }
+        }
+        throw new IOException("unknown tag in an ACL: " + code);
+    }
+
+    private static boolean isDirectory(String path) throws IOException {
+        FileStatus status = new FileStatus();
+        status.readFast(path);
+        return status.isDirectory();
+    }
+
+    /**
+     * Replaces the lists of a path for which there are entries; the other one stays. Missing entries
+     * for owner, owning group and others are those of the path's access list, and a missing mask is
+     * computed where there are named entries. An empty list changes nothing.
+     *
+     * <pre>{@code
+     * Acl.parse("user::rwx,group::---,other::---").set(file);
+     * System.out.println(FileStatus.of(file).modeText()); // prints: -rwx------
+     * }</pre>
+     *
+     * @param path a path
+     * @throws IOException when the list is not valid, or cannot be set
+     */
+    public void set(String path) throws IOException {
+        ZOLTNative.setAcl(Check.notNull(path, "path"), specification());
+    }
+
+    /**
+     * Adds the entries to the lists of a path, in place of those for the same user or group.
+     *
+     * <pre>{@code
+     * Acl.of(AclEntry.user("nobody", AclEntry.READ)).modify(file);
+     * System.out.println(FileStatus.of(file).modeText()); // prints: -rw-r--r--+
+     * }</pre>
+     *
+     * @param path a path
+     * @throws IOException when the result is not valid, or cannot be set
+     */
+    public void modify(String path) throws IOException {
+        ZOLTNative.modifyAclEntries(Check.notNull(path, "path"), specification());
+    }
+
+    /**
+     * Removes from the lists of a path the entries for the same users and groups; permissions do not
+     * matter, and what the path does not have is no error. The mask stays as it is.
+     *
+     * <pre>{@code
+     * Acl.of(AclEntry.user("nobody", AclEntry.READ)).modify(file);
+     * Acl.of(AclEntry.user("nobody", 0)).remove(file);
+     * System.out.println(Acl.get(file).entries()); // prints: [user::rw-, group::r--, mask::r--, other::r--]
+     * }</pre>
+     *
+     * @param path a path
+     * @throws IOException when the result is not valid, or cannot be set
+     */
+    public void remove(String path) throws IOException {
+        ZOLTNative.removeAclEntries(Check.notNull(path, "path"), specification());
+    }
+
+    /**
+     * Removes all but the entries of the mode, and the default list of a directory.
+     *
+     * <pre>{@code
+     * Acl.of(AclEntry.user("nobody", AclEntry.READ)).modify(file);
+     * Acl.clear(file);
+     * System.out.println(Acl.get(file).isMinimal()); // prints: true
+     * }</pre>
+     *
+     * @param path a path
+     * @throws IOException when it cannot be set
+     */
+    public static void clear(String path) throws IOException {
+        ZOLTNative.removeAcl(path, isDirectory(path));
+    }
+
+    /**
+     * Removes the default list of a directory; of anything else, nothing.
+     *
+     * <pre>{@code
+     * Acl.parse("default:user:nobody:r-x").modify(directory);
+     * Acl.clearDefault(directory);
+     * System.out.println(Acl.get(directory).isMinimal()); // prints: true
+     * }</pre>
+     *
+     * @param path a path
+     * @throws IOException when it cannot be set
+     */
+    public static void clearDefault(String path) throws IOException {
+        ZOLTNative.removeDefaultAcl(path, isDirectory(path));
+    }
+
+    /** A count, then for each entry scope, tag, the id where there is one, and permissions. */
+    private byte[] specification() {
+        ByteBuffer stream = ByteBuffer.allocate(Integer.BYTES * (1 + 4 * entries.size()))
+                .order(ByteOrder.nativeOrder()).putInt(entries.size());
+        for (AclEntry entry : entries) {
+            stream.putInt(entry.scope().code).putInt(entry.type().code);
+            if (entry.type().isNamed()) {
+                stream.putInt(Accounts.narrow(entry.id()));
+            }
+            stream.putInt(entry.permissions());
+        }
+        return Arrays.copyOf(stream.array(), stream.position());
+    }
+
+    /**
+     * The entries: access list first, each in the order owner, users, owning group, groups, mask,
+     * others, users and groups by id.
+     *
+     * <pre>{@code
+     * for (AclEntry entry : Acl.get(file).entries()) {
+     *     System.out.println(entry.type());
+     *     // prints: OWNER
+     *     // prints: OWNING_GROUP
+     *     // prints: OTHER
+     * }
+     * }</pre>
+     *
+     * @return the entries, unmodifiable
+     */
+    public List<AclEntry> entries() {
+        return entries;
+    }
+
+    /**
+     * Whether the list says no more than a mode: at most owner, owning group and others, and no default
+     * list.
+     *
+     * <pre>{@code
+     * System.out.println(Acl.get(file).isMinimal()); // prints: true
+     * }</pre>
+     *
+     * @return true when a mode says as much
+     */
+    public boolean isMinimal() {
+        for (AclEntry entry : entries) {
+            if (entry.scope() == AclEntry.Scope.DEFAULT || entry.type().isNamed()
+                    || entry.type() == AclEntry.Type.MASK) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /**
+     * What an entry of this list comes to under the mask of its scope.
+     *
+     * <pre>{@code
+     * Acl acl = Acl.parse("user:nobody:rwx,mask::r--");
+     * System.out.println(acl.effective(acl.entries().get(0))); // prints: 4
+     * }</pre>
+     *
+     * @param entry an entry
+     * @return a sum of {@link AclEntry#READ}, {@link AclEntry#WRITE} and {@link AclEntry#EXECUTE}
+     */
+    public int effective(AclEntry entry) {
+        int permissions = entry.permissions();
+        if (entry.isMasked()) {
+            for (AclEntry each : entries) {
+                if (each.scope() == entry.scope() && each.type() == AclEntry.Type.MASK) {
+                    permissions &= each.permissions();
+                }
+            }
+        }
+        return permissions;
+    }
+
+    /**
+     * The text form with names, as getfacl(1) writes it into a pipe below its header: a line for each
+     * entry, and after a tab a remark where the mask takes something away.
+     *
+     * <pre>{@code
+     * System.out.print(Acl.get(file).format());
+     * // prints: user::rw-
+     * // prints: group::r--
+     * // prints: other::r--
+     * }</pre>
+     *
+     * @return lines, each with its end
+     */
+    public String format() {
+        return AclText.format(this, false);
+    }
+
+    /**
+     * The text form with ids.
+     *
+     * <pre>{@code
+     * System.out.print(Acl.of(AclEntry.user("nobody", 7)).formatNumeric()); // prints: user:65534:rwx
+     * }</pre>
+     *
+     * @return lines, each with its end
+     */
+    public String formatNumeric() {
+        return AclText.format(this, true);
+    }
+
+    /** Whether both have the same entries. */
+    @Override
+    public boolean equals(Object other) {
+        return other instanceof Acl && entries.equals(((Acl) other).entries);
+    }
+
+    /** Agrees with equals. */
+    @Override
+    public int hashCode() {
+        return entries.hashCode();
+    }
+
+    /** The entries with names, separated by commas; {@link #parse} reads it. */
+    @Override
+    public String toString() {
+        StringBuilder text = new StringBuilder();
+        for (AclEntry entry : entries) {
+            text.append(text.length() == 0 ? "" : ",").append(entry);
+        }
+        return text.toString();
+    }
+}

@@ -1,0 +1,214 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.util.Collections;
+import java.util.Map;
+import java.util.Optional;
+import java.util.SortedMap;
+import java.util.TreeMap;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+
+/**
+ * The extended attributes of a path. Those of a symbolic link are its own: it is not followed.
+ *
+ * <p>Names have their namespace before them ("user.colour"); values are bytes. The two attributes of a
+ * {@link Lease} are hidden here, and refused with an {@link IllegalArgumentException} where they would
+ * be changed.
+ *
+ * <pre>{@code
+ * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+ * attributes.set("user.colour", "green".getBytes(UTF_8));
+ * System.out.println(attributes.all().keySet()); // prints: [user.colour]
+ * System.out.println(attributes.getText("user.colour").get()); // prints: green
+ * }</pre>
+ */
+public final class ExtendedAttributes {
+    private static final short ANY = 0;
+    private static final short ONLY_CREATE = 1;
+    private static final short ONLY_REPLACE = 2;
+
+    private static final String LEASE_HOLDER = "user.lease.holder";
+    private static final String LEASE_UPDATE = "user.lease.update";
+
+    private final String path;
+
+    private ExtendedAttributes(String path) {
+        this.path = Check.notNull(path, "path");
+    }
+
+    /**
+     * The attributes of a path. Nothing is read yet.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+     * }</pre>
+     *
+     * @param path a path
+     * @return its attributes
+     */
+    public static ExtendedAttributes of(String path) {
+        return new ExtendedAttributes(path);
+    }
+
+    /**
+     * The value of an attribute.
+     *
+     * <pre>{@code
+     * System.out.println(ExtendedAttributes.of(file).get("user.none").isPresent()); // prints: false
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @return the value; empty when there is no such attribute, or it belongs to a lease
+     * @throws IOException when it cannot be read
+     */
+    public Optional<byte[]> get(String name) throws IOException {
+        return Optional.ofNullable(ZOLTNative.getXAttr(path, Check.notNull(name, "name")));
+    }
+
+    /**
+     * The value of an attribute, as text.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+     * attributes.set("user.colour", "green".getBytes(UTF_8));
+     * System.out.println(attributes.getText("user.colour").get()); // prints: green
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @return the value read as UTF-8; empty as for {@link #get}
+     * @throws IOException when it cannot be read
+     */
+    public Optional<String> getText(String name) throws IOException {
+        return get(name).map(value -> new String(value, StandardCharsets.UTF_8));
+    }
+
+    /**
+     * The values of several attributes, in one call.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+     * attributes.set("user.a", new byte[0]);
+     * System.out.println(attributes.getAll("user.a", "user.none").keySet()); // prints: [user.a]
+     * }</pre>
+     *
+     * @param names the names with their namespaces
+     * @return those that exist and can be read, by name, unmodifiable
+     * @throws IOException when the path has a character that cannot be passed
+     */
+    public SortedMap<String, byte[]> getAll(String... names) throws IOException {
+        for (String name : names) {
+            Check.notNull(name, "name");
+        }
+        return sorted(ZOLTNative.getXAttrs(path, names));
+    }
+
+    /**
+     * All attributes that the thread's identity may see.
+     *
+     * <pre>{@code
+     * System.out.println(ExtendedAttributes.of(file).all()); // prints: {}
+     * }</pre>
+     *
+     * @return the values by name, unmodifiable
+     * @throws IOException when they cannot be listed
+     */
+    public SortedMap<String, byte[]> all() throws IOException {
+        return sorted(ZOLTNative.dumpXAttrs(path));
+    }
+
+    private static SortedMap<String, byte[]> sorted(Map<String, byte[]> attributes) {
+        return Collections.unmodifiableSortedMap(new TreeMap<>(attributes));
+    }
+
+    /**
+     * Sets an attribute, whether it exists or not.
+     *
+     * <pre>{@code
+     * ExtendedAttributes.of(file).set("user.empty", new byte[0]);
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @param value the value, which may be empty
+     * @throws IOException when it cannot be set ("Operation not supported" for a namespace, or a file
+     *     system, without them)
+     */
+    public void set(String name, byte[] value) throws IOException {
+        set(name, value, ANY);
+    }
+
+    /**
+     * Sets an attribute that does not exist yet.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+     * attributes.create("user.a", new byte[0]);
+     * try {
+     *     attributes.create("user.a", new byte[0]);
+     * } catch (IOException e) {
+     *     System.out.println(e.getMessage()); // prints: File exists: user.a already exists
+     * }
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @param value the value, which may be empty
+     * @throws IOException when it exists, or cannot be set
+     */
+    public void create(String name, byte[] value) throws IOException {
+        set(name, value, ONLY_CREATE);
+    }
+
+    /**
+     * Sets an attribute that exists already.
+     *
+     * <pre>{@code
+     * try {
+     *     ExtendedAttributes.of(file).replace("user.a", new byte[0]);
+     * } catch (IOException e) {
+     *     System.out.println(e.getMessage()); // prints: No data available: user.a does not exist
+     * }
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @param value the value, which may be empty
+     * @throws IOException when it does not exist, or cannot be set
+     */
+    public void replace(String name, byte[] value) throws IOException {
+        set(name, value, ONLY_REPLACE);
+    }
+
+    private void set(String name, byte[] value, short flags) throws IOException {
+        checkName(name);
+        ZOLTNative.setExtendedAttribute(path, name, Check.notNull(value, "value"), flags);
+    }
+
+    /**
+     * Removes an attribute.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(file);
+     * attributes.set("user.a", new byte[0]);
+     * attributes.remove("user.a");
+     * System.out.println(attributes.all()); // prints: {}
+     * }</pre>
+     *
+     * @param name the name with its namespace
+     * @throws IOException when there is none ("... does not exist"), or it cannot be removed
+     */
+    public void remove(String name) throws IOException {
+        checkName(name);
+        ZOLTNative.removeXAttr(path, name);
+    }
+
+    private static void checkName(String name) {
+        if (LEASE_HOLDER.equals(Check.notNull(name, "name")) || LEASE_UPDATE.equals(name)) {
+            throw new IllegalArgumentException(name + " belongs to the lease: see Lease");
+        }
+    }
+
+    /** The path; for a log. */
+    @Override
+    public String toString() {
+        return "extended attributes of " + path;
+    }
+}

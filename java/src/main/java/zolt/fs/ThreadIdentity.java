@@ -1,0 +1,128 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Paths;
+import java.util.ArrayList;
+import java.util.Collections;
+import java.util.List;
+
+/**
+ * The file-system identity that the kernel has for a thread: what access is checked against.
+ *
+ * <pre>{@code
+ * ThreadIdentity now = ThreadIdentity.now();
+ * System.out.println(now.uid() + " " + now.gid()); // prints: 0 0
+ * }</pre>
+ */
+public final class ThreadIdentity {
+    /** The columns of proc(5): real, effective, saved and file-system id. */
+    private static final int FILE_SYSTEM_ID = 3;
+
+    private final long uid;
+    private final long gid;
+    private final List<Long> groups;
+
+    private ThreadIdentity(long uid, long gid, List<Long> groups) {
+        this.uid = uid;
+        this.gid = gid;
+        this.groups = Collections.unmodifiableList(groups);
+    }
+
+    /**
+     * The identity of the calling thread, as /proc tells it.
+     *
+     * <pre>{@code
+     * System.out.println(ThreadIdentity.now().uid()); // prints: 0
+     * }</pre>
+     *
+     * @return the identity at this moment
+     * @throws IOException when /proc cannot be read
+     */
+    public static ThreadIdentity now() throws IOException {
+        long uid = -1;
+        long gid = -1;
+        List<Long> groups = Collections.emptyList();
+        for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
+                StandardCharsets.ISO_8859_1)) {
+            if (line.startsWith("Uid:")) {
+                uid = numbers(line).get(FILE_SYSTEM_ID);
+            } else if (line.startsWith("Gid:")) {
+                gid = numbers(line).get(FILE_SYSTEM_ID);
+            } else if (line.startsWith("Groups:")) {
+                groups = numbers(line);
+            }
+        }
+        if (uid < 0 || gid < 0) {
+            throw new IOException("/proc/thread-self/status has no Uid: or Gid: line");
+        }
+        return new ThreadIdentity(uid, gid, groups);
+    }
+
+    private static List<Long> numbers(String line) {
+        List<Long> numbers = new ArrayList<>();
+        for (String each : line.substring(line.indexOf(':') + 1).trim().split("\\s+")) {
+            if (!each.isEmpty()) {
+                numbers.add(Long.valueOf(each));
+            }
+        }
+        return numbers;
+    }
+
+    /**
+     * The file-system user id.
+     *
+     * <pre>{@code
+     * System.out.println(Accounts.userOrId(ThreadIdentity.now().uid())); // prints: root
+     * }</pre>
+     *
+     * @return the id, 0 to 4294967295
+     */
+    public long uid() {
+        return uid;
+    }
+
+    /**
+     * The file-system group id.
+     *
+     * <pre>{@code
+     * System.out.println(Accounts.groupOrId(ThreadIdentity.now().gid())); // prints: root
+     * }</pre>
+     *
+     * @return the id, 0 to 4294967295
+     */
+    public long gid() {
+        return gid;
+    }
+
+    /**
+     * The supplementary group ids.
+     *
+     * <pre>{@code
+     * try (Identity as = Identity.of("nobody")) {
+     *     System.out.println(ThreadIdentity.now().groups()); // prints: [65534]
+     * }
+     * }</pre>
+     *
+     * @return the ids, ascending, unmodifiable
+     */
+    public List<Long> groups() {
+        return groups;
+    }
+
+    /** "uid=0(root) gid=0(root) groups=0(root)", as id(1) shows it. */
+    @Override
+    public String toString() {
+        StringBuilder text = new StringBuilder("uid=").append(uid).append('(')
+                .append(Accounts.userOrId(uid)).append(") gid=").append(gid).append('(')
+                .append(Accounts.groupOrId(gid)).append(')');
+        String separator = " groups=";
+        for (long group : groups) {
+            text.append(separator).append(group).append('(').append(Accounts.groupOrId(group))
+                    .append(')');
+            separator = ",";
+        }
+        return text.toString();
+    }
+}
