@@ -14,7 +14,7 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build asan bench lint format tidy install clean
+.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -46,6 +46,9 @@ build: deps ## the library, the embedded client and the Java side
 	@cmake --preset release >/dev/null
 	@echo 'Building build/lib/ and build/client/'
 	@out=$$(cmake --build --preset release -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+
+javadoc: build ## the documentation of the Java interface, in build/java/javadoc
+	@cmake --build --preset release --target javadoc
 
 asan: ## the tests of the core under AddressSanitizer and UBSan
 	@scripts/deps.sh build test

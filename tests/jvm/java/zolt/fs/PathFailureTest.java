@@ -1,0 +1,146 @@
+package zolt.fs;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.Optional;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+import zolt.fs.PathFailure.Access;
+import zolt.fs.PathFailure.Reason;
+
+class PathFailureTest {
+    @TempDir Path dir;
+    Fixture files;
+
+    @BeforeEach
+    void create() throws Exception {
+        files = new Fixture(dir);
+    }
+
+    private static Optional<PathFailure> asNobody(String path, Access access) throws Exception {
+        return Fixture.onThread("why", () -> PathFailure.of(path, "nobody", access));
+    }
+
+    private void expectRefusal(String path, Access access, String component, String entry,
+            String because) throws Exception {
+        PathFailure failure = asNobody(path, access).orElseThrow();
+        assertEquals(Reason.REFUSED, failure.reason());
+        assertEquals(component, failure.component());
+        assertEquals(entry, failure.decidingEntry().orElseThrow().toString());
+        assertEquals("root", failure.owner());
+        assertEquals(FileStatus.of(component).mode(), failure.mode());
+        assertEquals(Acl.get(component), failure.acl());
+        assertEquals(65534, failure.who().uid());
+        assertTrue(failure.explain().startsWith("nobody may not "), failure::explain);
+        assertTrue(failure.explain().endsWith(because), failure::explain);
+    }
+
+    @Test
+    void nothingRefuses() throws Exception {
+        assertEquals(Optional.empty(), asNobody(files.inner, Access.LOOK));
+        assertEquals(Optional.empty(), asNobody(files.inner, Access.READ));
+        assertEquals(Optional.empty(), asNobody("/", Access.READ));
+        assertEquals(Optional.empty(), asNobody(files.link, Access.READ));
+        FileOperations.setPermissions(files.file, 0);
+        assertEquals(Optional.empty(), PathFailure.of(files.file, Access.WRITE));
+    }
+
+    @Test
+    void theModeRefuses() throws Exception {
+        expectRefusal(files.file, Access.WRITE, files.file, "other::r--",
+                "not in a group and not a user of an entry, and the entry other::r-- does not permit it");
+        FileOperations.setPermissions(files.directory, 0700);
+        expectRefusal(files.inner, Access.LOOK, files.directory, "other::---",
+                "the entry other::--- does not permit it");
+        expectRefusal(files.inner, Access.READ, files.directory, "other::---",
+                "the entry other::--- does not permit it");
+    }
+
+    @Test
+    void anEntryForTheUserRefuses() throws Exception {
+        Acl.parse("u:nobody:-").modify(files.directory);
+        expectRefusal(files.inner, Access.LOOK, files.directory, "user:nobody:---",
+                "): the entry user:nobody:--- does not permit it");
+        Acl.parse("u:nobody:rwx,m::r").modify(files.directory);
+        expectRefusal(files.inner, Access.LOOK, files.directory, "user:nobody:rwx",
+                "the entry user:nobody:rwx permits it, but the mask takes it away");
+    }
+
+    @Test
+    void anEntryForAGroupRefuses() throws Exception {
+        Acl.parse("g:nogroup:r").modify(files.directory);
+        expectRefusal(files.inner, Access.LOOK, files.directory, "group:nogroup:r--",
+                "nobody is in the group nogroup, and the entry group:nogroup:r-- does not permit it");
+        // One group that permits is enough.
+        Fixture.run("chgrp", "nogroup", files.directory);
+        FileOperations.setPermissions(files.directory, 0755);
+        assertEquals(Optional.empty(), asNobody(files.inner, Access.LOOK));
+        Acl.clear(files.directory);
+        FileOperations.setPermissions(files.directory, 0705);
+        expectRefusal(files.inner, Access.LOOK, files.directory, "group::---",
+                "nobody is in the group nogroup, and the entry group::--- does not permit it");
+    }
+
+    @Test
+    void theOwnerMayBeRefusedToo() throws Exception {
+        Fixture.run("chown", "nobody", files.directory);
+        FileOperations.setPermissions(files.directory, 0077);
+        PathFailure failure = asNobody(files.inner, Access.LOOK).orElseThrow();
+        assertEquals("nobody may not search " + files.directory + " (d---rwxrwx nobody root): nobody is"
+                + " the owner, and the entry user::--- does not permit it", failure.explain());
+    }
+
+    @Test
+    void theReasonMayLieBehindALink() throws Exception {
+        Path closed = Files.createDirectory(dir.resolve("closed"));
+        Files.createFile(closed.resolve("target"));
+        Fixture.permit(closed, "rwx------");
+        Path link = Files.createSymbolicLink(Path.of(files.directory, "to"),
+                Path.of("../closed/target"));
+        PathFailure failure = asNobody(link.toString(), Access.LOOK).orElseThrow();
+        assertEquals(Files.getAttribute(closed, "unix:ino"), failure.inode());
+        assertEquals(Reason.REFUSED, failure.reason());
+
+        Path dangling = Files.createSymbolicLink(dir.resolve("dangling"), Path.of("nowhere"));
+        failure = asNobody(dangling + "/below", Access.LOOK).orElseThrow();
+        assertEquals(dir + "/nowhere does not exist", failure.explain());
+        Path loop = Files.createSymbolicLink(dir.resolve("loop"), Path.of("loop"));
+        failure = asNobody(loop.toString(), Access.LOOK).orElseThrow();
+        assertEquals(Reason.OTHER, failure.reason());
+        assertTrue(failure.explain().contains("Too many levels of symbolic links"), failure::explain);
+    }
+
+    @Test
+    void whatIsMissingIsSaid() throws Exception {
+        PathFailure failure = asNobody(files.directory + "/none/below", Access.READ).orElseThrow();
+        assertEquals(Reason.MISSING, failure.reason());
+        assertEquals(files.directory + "/none", failure.component());
+        assertEquals("", failure.owner());
+        assertEquals(Optional.empty(), failure.decidingEntry());
+        assertEquals(Reason.MISSING,
+                asNobody(files.file + "/below", Access.LOOK).orElseThrow().reason());
+    }
+
+    @Test
+    void theThreadKeepsItsIdentity() throws Exception {
+        FileOperations.setPermissions(files.directory, 0700);
+        Fixture.onThread("own", () -> {
+            PathFailure.of(files.inner, "nobody", Access.LOOK);
+            assertEquals(0, ThreadIdentity.now().uid());
+            try (Identity as = Identity.of("nobody")) {
+                assertEquals(files.directory, PathFailure.of(files.inner, Access.LOOK).orElseThrow()
+                        .component());
+                assertEquals(65534, ThreadIdentity.now().uid());
+            }
+            assertThrows(IOException.class,
+                    () -> PathFailure.of(files.inner, "no such user", Access.LOOK));
+            return null;
+        });
+    }
+}
