@@ -14,7 +14,7 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean
+.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean packages
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -76,8 +76,18 @@ tidy:
 	@printf '%s\n' $(filter src/%.cpp client/%.cpp,$(SOURCES)) | xargs -P $(JOBS) -n 1 \
 	  clang-tidy --quiet -p build/clang 2>/dev/null
 
-install: build ## into PREFIX (/usr/local)
+install: build ## into PREFIX (/usr/local), below DESTDIR
 	@cmake --install build --prefix $(PREFIX)
+
+# The folder of libraries is the distribution's; changing it compiles nothing again.
+packages: build ## build/packages/: .deb and .rpm of library, command and embedded client
+	@scripts/deps.sh packages
+	@cmake --preset release -DCMAKE_INSTALL_LIBDIR=lib64 >/dev/null
+	@cd build && cpack -G RPM >/dev/null
+	@cmake --preset release -DCMAKE_INSTALL_LIBDIR=lib/$$(g++ -print-multiarch) >/dev/null
+	@cd build && cpack -G DEB >/dev/null
+	@cmake --preset release -UCMAKE_INSTALL_LIBDIR >/dev/null
+	@ls build/packages/*.deb build/packages/*.rpm
 
 clean: ## remove build/
 	rm -rf build

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, lint) need and the machine lacks, from Debian's
+# deps.sh SET...: installs what the sets (build, test, packages, lint) need and the machine lacks, from Debian's
 # packages. Without root it names the packages instead and fails.
 set -eu
 
@@ -32,6 +32,10 @@ for set in "$@"; do
       need nm binutils
       need getfacl acl
       need getfattr attr
+      ;;
+    packages)
+      need dpkg-shlibdeps dpkg-dev
+      need rpmbuild rpm
       ;;
     lint)
       need clang-format clang-format

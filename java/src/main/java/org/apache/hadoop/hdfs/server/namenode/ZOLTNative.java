@@ -19,7 +19,8 @@ import org.slf4j.LoggerFactory;
  * whatever its position and limit.
  *
  * <p>The library is the file named by the system property {@code zolt.library}, or else
- * {@code libzolthadoop.so} on {@code java.library.path}.
+ * {@code libzolthadoop.so} on {@code java.library.path}. Where that has none, it is the one that a jar for
+ * developers carries for its platform.
  */
 public final class ZOLTNative {
     /** Where the library logs; its level when the library is loaded is the one that counts. */
@@ -55,12 +56,25 @@ public final class ZOLTNative {
             if (file != null) {
                 System.load(new File(file).getAbsolutePath());
             } else {
-                System.loadLibrary("zolthadoop");
+                loadFromPathOrJar();
             }
         } catch (UnsatisfiedLinkError e) {
             UnsatisfiedLinkError clear = new UnsatisfiedLinkError(whyNotLoaded(file, e));
             clear.initCause(e);
             throw clear;
+        }
+    }
+
+    /** The jar's own library is for where nobody has installed one. */
+    private static void loadFromPathOrJar() {
+        try {
+            System.loadLibrary("zolthadoop");
+        } catch (UnsatisfiedLinkError e) {
+            boolean absent = String.valueOf(e.getMessage()).contains("java.library.path");
+            if (!absent || !BundledLibrary.present()) {
+                throw e;
+            }
+            BundledLibrary.load();
         }
     }
 
@@ -75,6 +89,12 @@ public final class ZOLTNative {
         } else if (String.valueOf(e.getMessage()).contains("libzolt.so")) {
             remedy = "The file system's client library libzolt.so was not found: put its folder on"
                     + " LD_LIBRARY_PATH, or register it with ldconfig.";
+        } else if (String.valueOf(e.getMessage()).contains("map segment")) {
+            remedy = "The file lies on a file system without the right to execute: name a folder on"
+                    + " another one with -Djava.io.tmpdir=DIR, or the file with -Dzolt.library=FILE.";
+        } else if (file == null && BundledLibrary.carried() != null && !BundledLibrary.present()) {
+            remedy = "The jar carries the library for " + BundledLibrary.carried()
+                    + " only, and this is " + BundledLibrary.platform() + ".";
         } else if (file == null) {
             remedy = "Name its folder with -Djava.library.path=DIR, or the file itself with"
                     + " -Dzolt.library=FILE.";

@@ -1,0 +1,78 @@
+# Packages: the library with its jar, the command, and the embedded client, which a site with a ZOLT
+# file system leaves out.
+set(CPACK_PACKAGE_NAME zolthadoop)
+set(CPACK_PACKAGE_VENDOR "zolthadoop developers")
+set(CPACK_PACKAGE_CONTACT "zolthadoop developers <zolthadoop@localhost>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library command client)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+
+set(LIBRARY_SUMMARY "HDFS namespace on a ZOLT file system: the native library")
+set(LIBRARY_TEXT
+  "The native library and the Java classes by which a Hadoop HDFS NameNode keeps its namespace on a
+ ZOLT parallel file system. It needs that file system's client library, libzolt.so.")
+set(COMMAND_SUMMARY "files of a ZOLT file system as the NameNode sees them")
+set(COMMAND_TEXT
+  "The command zolt: listings, status, block locations, ACLs, attributes and leases, with the rights of
+ any user; why a path is refused; and whether a machine is fit to run a NameNode.")
+set(CLIENT_SUMMARY "embedded ZOLT client for one machine")
+set(CLIENT_TEXT
+  "A libzolt.so over any local file system, for trying things out and for tests. A site with a ZOLT file
+ system installs that file system's own client instead.")
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION java)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS $<TARGET_FILE_DIR:zolt>)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzolthadoop)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS libacl1)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libzolt-local, libslf4j-java")
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "${LIBRARY_SUMMARY}\n${LIBRARY_TEXT}")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME zolt-tools)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS
+  "libzolthadoop (>= ${PROJECT_VERSION}), default-jre-headless | java8-runtime-headless, libslf4j-java, libpicocli-java")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS bash-completion)
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION "${COMMAND_SUMMARY}\n${COMMAND_TEXT}")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME libzolt-local)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CLIENT_DESCRIPTION "${CLIENT_SUMMARY}\n${CLIENT_TEXT}")
+
+set(CPACK_RPM_COMPONENT_INSTALL ON)
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
+set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
+# A site's own client need not come from a package.
+set(CPACK_RPM_SPEC_MORE_DEFINE "%global __requires_exclude ^libzolt\\\\.so.*$
+%define _build_id_links none")
+set(CPACK_RPM_LIBRARY_PACKAGE_NAME libzolthadoop)
+set(CPACK_RPM_LIBRARY_PACKAGE_REQUIRES libacl)
+set(CPACK_RPM_LIBRARY_PACKAGE_SUMMARY "${LIBRARY_SUMMARY}")
+set(CPACK_RPM_LIBRARY_PACKAGE_DESCRIPTION "${LIBRARY_TEXT}")
+set(CPACK_RPM_COMMAND_PACKAGE_NAME zolt-tools)
+set(CPACK_RPM_COMMAND_PACKAGE_ARCHITECTURE noarch)
+set(CPACK_RPM_COMMAND_PACKAGE_REQUIRES
+  "libzolthadoop >= ${PROJECT_VERSION}, java-headless >= 1.8, slf4j, picocli")
+set(CPACK_RPM_COMMAND_PACKAGE_SUMMARY "${COMMAND_SUMMARY}")
+set(CPACK_RPM_COMMAND_PACKAGE_DESCRIPTION "${COMMAND_TEXT}")
+set(CPACK_RPM_CLIENT_PACKAGE_NAME libzolt-local)
+set(CPACK_RPM_CLIENT_PACKAGE_SUMMARY "${CLIENT_SUMMARY}")
+set(CPACK_RPM_CLIENT_PACKAGE_DESCRIPTION "${CLIENT_TEXT}")
+# Folders of the distribution, not of a package.
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
+  /usr/share/java /usr/share/bash-completion /usr/share/bash-completion/completions
+  /usr/share/man /usr/share/man/man1)
+
+foreach(package IN ITEMS "library;libzolthadoop" "command;zolt-tools" "client;libzolt-local")
+  list(GET package 0 component)
+  list(GET package 1 name)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+    RENAME copyright COMPONENT ${component})
+endforeach()
+include(CPack)

@@ -1,0 +1,110 @@
+package org.apache.hadoop.hdfs.server.namenode;
+
+import static java.nio.charset.StandardCharsets.US_ASCII;
+
+import java.io.BufferedReader;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.InputStreamReader;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.attribute.FileAttribute;
+import java.nio.file.attribute.PosixFilePermission;
+import java.nio.file.attribute.PosixFilePermissions;
+import java.util.Set;
+
+/**
+ * The native libraries that a jar for developers carries for its platform. They are unpacked into a
+ * private folder of unpredictable name, loaded and deleted again: the process keeps what it has mapped,
+ * and nothing is left behind.
+ */
+final class BundledLibrary {
+    /** In a jar: this folder, then one folder a platform. */
+    private static final String FOLDER = "/zolt/native/";
+    private static final String LIBRARY = "libzolthadoop.so";
+    private static final String CLIENT = "libzolt.so";
+
+    private static final FileAttribute<Set<PosixFilePermission>> PRIVATE =
+            PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rwx------"));
+
+    private BundledLibrary() {}
+
+    /** The name of this machine's platform, as the folders of the jar have it: "linux-x86_64". */
+    static String platform() {
+        String arch = System.getProperty("os.arch");
+        return System.getProperty("os.name").toLowerCase() + "-"
+                + (arch.equals("amd64") ? "x86_64" : arch);
+    }
+
+    /** Whether the class path has the library for this platform. */
+    static boolean present() {
+        return BundledLibrary.class.getResource(resource(LIBRARY)) != null;
+    }
+
+    /** The platform of the libraries that the class path carries; null where it carries none. */
+    static String carried() {
+        try (InputStream in = BundledLibrary.class.getResourceAsStream(FOLDER + "platform")) {
+            return in == null ? null : new BufferedReader(new InputStreamReader(in, US_ASCII)).readLine();
+        } catch (IOException e) {
+            return null;
+        }
+    }
+
+    /**
+     * Unpacks and loads the library. A client library on the loader's search path is the one that
+     * answers; where there is none, it is the embedded one of the jar.
+     *
+     * @throws UnsatisfiedLinkError when the loader refuses it, or it cannot be unpacked
+     */
+    static void load() {
+        try {
+            Path folder = Files.createTempDirectory("zolt-", PRIVATE);
+            Path library = folder.resolve(LIBRARY);
+            Path client = folder.resolve(CLIENT);
+            try {
+                unpack(library);
+                if (!loadedAlone(library)) {
+                    unpack(client);
+                    System.load(client.toString());
+                    System.load(library.toString());
+                }
+            } finally {
+                Files.deleteIfExists(client);
+                Files.deleteIfExists(library);
+                Files.delete(folder);
+            }
+        } catch (IOException e) {
+            UnsatisfiedLinkError error = new UnsatisfiedLinkError("cannot unpack " + LIBRARY
+                    + " below " + System.getProperty("java.io.tmpdir") + ": " + e);
+            error.initCause(e);
+            throw error;
+        }
+    }
+
+    /** False where a client library is all that is missing. */
+    private static boolean loadedAlone(Path library) {
+        try {
+            System.load(library.toString());
+            return true;
+        } catch (UnsatisfiedLinkError e) {
+            if (String.valueOf(e.getMessage()).contains(CLIENT + ": cannot open")) {
+                return false;
+            }
+            throw e;
+        }
+    }
+
+    private static void unpack(Path file) throws IOException {
+        String name = resource(file.getFileName().toString());
+        try (InputStream in = BundledLibrary.class.getResourceAsStream(name)) {
+            if (in == null) {
+                throw new IOException("the jar has no " + name);
+            }
+            Files.copy(in, file);
+        }
+    }
+
+    private static String resource(String file) {
+        return FOLDER + platform() + "/" + file;
+    }
+}
