@@ -1,11 +1,19 @@
 package zolt.test;
 
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+
 /** The library in a virtual machine that runs out of memory, or is watched in what it holds of it. */
 final class Failing {
     private Failing() {}
 
     static {
         System.load(System.getProperty("zolt.test.library"));
+        // Or the body would be what loads the library, and the VM's own strings would fail first.
+        try {
+            Class.forName(ZOLTNative.class.getName());
+        } catch (ClassNotFoundException e) {
+            throw new LinkageError(e.getMessage(), e);
+        }
     }
 
     /**
