@@ -14,7 +14,9 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean packages
+N ?= 300
+
+.PHONY: help demo test soak deps build javadoc asan mutants bench lint format tidy install clean packages
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -55,6 +57,10 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan
+
+mutants: ## break the library in N=300 small ways and name those that no test notices
+	@scripts/deps.sh build test mutants
+	@nice -n 10 tests/mutants/mutate.py -n $(N)
 
 bench: build ## listings beside what Java offers: a table of times and ratios
 	@mkdir -p build/bench

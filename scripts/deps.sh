@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, lint) need and the machine lacks, from Debian's
-# packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, packages, lint, mutants) need and the machine
+# lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -41,6 +41,11 @@ for set in "$@"; do
       need clang-format clang-format
       need clang-tidy clang-tidy
       need clang++ clang
+      need git git
+      ;;
+    mutants)
+      need clang++ clang
+      need /usr/lib/python3/dist-packages/clang/cindex.py python3-clang
       need git git
       ;;
     *) echo "deps.sh: no set $set" >&2; exit 2 ;;
