@@ -210,6 +210,14 @@ TEST_F(RankingTest, ZeroDivisorsAreInvalid) {
   EXPECT_TRUE(client.calls().empty());
 }
 
+TEST_F(RankingTest, DescriptorZeroIsOneLikeAnyOther) {
+  loc.blocksize = MIB;
+  loc.length = loc.filelen = MIB;
+  reply(blocksOn({{1, 2}}, MIB));
+  EXPECT_EQ(getBlkLocation_sort(0, loc, out), 0);
+  EXPECT_EQ(client.calls()[0].fd, 0);
+}
+
 TEST_F(RankingTest, ANegativeDescriptorNeverReachesTheClient) {
   loc.nblock = loc.nreplica = 9;
   EXPECT_EQ(getBlkLocation_sort(-1, loc, out), -1);

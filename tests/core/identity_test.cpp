@@ -141,13 +141,17 @@ TEST_F(IdentityTest, ALookupThatFailsInSilenceGivesNobodysRightsAndNeverTheDaemo
     zolt_fault_arm("getpwnam_r", 1, 1, 0);
     const FSAccount account("root");
     EXPECT_EQ(NOBODY, identity().fsuid);
-    EXPECT_TRUE(log.has(LOG_WARN, "Unable to map username: root to uid. Try nobody"));
+    EXPECT_EQ(log.bodies(LOG_WARN),
+              (std::vector<std::string>{"No ids for user \"root\"",
+                                        "Unable to map username: root to uid. Try nobody"}));
   });
   onThread([] {
     const ThreadIdentity before = identity();
+    const LogCapture log;
     zolt_fault_arm("getpwnam_r", 1, 2, 0);
     expectIOException("No ids for user \"nobody\"", EINVAL,
                       [] { const FSAccount account("root"); });
+    EXPECT_EQ(log.bodies(LOG_WARN).back(), "No ids for user \"nobody\"");
     EXPECT_EQ(before, identity());
   });
 }

@@ -132,7 +132,7 @@ thread_local std::vector<jint> released;
 template <class Id>
 jint outcome(JNIEnv* env, int result, Id id, Id before) {
   if (result == 0) return id == nullptr || id == before ? 99 : 0;
-  if (id == nullptr) return result;
+  if (id == nullptr && result == -1) return result;
   env->ExceptionClear();
   return 98;
 }
@@ -205,6 +205,7 @@ BINDING(jint, findClass, jstring name) {
   jclass found = nullptr;
   const int result = JniUtil::findJavaClass(env, text(env, name).c_str(), &found);
   if (found != nullptr) env->DeleteGlobalRef(found);
+  if (result != 0 && result != -1) env->ExceptionClear();
   return result;
 }
 

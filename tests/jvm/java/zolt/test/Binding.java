@@ -31,9 +31,11 @@ final class Binding {
     /** Which entries are set, in the order of their resolution. */
     static native boolean[] set();
 
+    // A lookup that fails with another result than -1 takes its exception back.
+
     static native int findClass(String name);
 
-    // 98 where a lookup fails and leaves an id; 99 where it succeeds without one.
+    // 98 where a lookup fails so or leaves an id; 99 where it succeeds without one.
 
     static native int methodId(Class<?> cls, String name, String signature, boolean instance);
 
