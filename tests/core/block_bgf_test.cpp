@@ -112,6 +112,12 @@ TEST_F(BgfTest, APositiveResultDoesNot) {
   EXPECT_EQ(loc.blocksize, 4 * MIB);
 }
 
+TEST_F(BgfTest, DescriptorZeroIsOneLikeAnyOther) {
+  client.next(placement(3, 0, 4));
+  EXPECT_EQ(getBlkBGF(0, loc), 0);
+  EXPECT_EQ(client.calls()[0].fd, 0);
+}
+
 TEST_F(BgfTest, ANegativeDescriptorTouchesNothing) {
   loc.nblock = 9;
   EXPECT_EQ(getBlkBGF(-1, loc), -1);

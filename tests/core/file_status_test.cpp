@@ -134,6 +134,13 @@ TEST_F(FileStatusTest, ABlockSizeThatCannotDivideIsAnInputError) {
   }
 }
 
+TEST_F(FileStatusTest, BlocksOfOneByteDivideToo) {
+  defaultBlockSize = 4097;
+  attribute(BLOCK_SIZE_AT, 4, 1);
+  EXPECT_TRUE(full(file_).written);
+  EXPECT_EQ(4097U, memory_.blockSize());
+}
+
 TEST_F(FileStatusTest, WithoutAFactorFromTheClientTheRecordEndsBeforeIt) {
   attribute(REPLICATION_AT, 1, 3);
   ASSERT_EQ(0, setxattr(file_.c_str(), "user.lease.holder", "client", 6, 0));

@@ -54,6 +54,12 @@ TEST_F(ReplicationTest, ReadsTheFactorWithOneAttributeRequest) {
   EXPECT_EQ(onlyCall().request, attributeRequest(6001, 24).zeros(24).str());
 }
 
+TEST_F(ReplicationTest, DescriptorZeroIsOneLikeAnyOther) {
+  client.next(attribute(0, std::string("\0\0\0\4", 4)));
+  EXPECT_EQ(getBGF(0), 4);
+  EXPECT_EQ(onlyCall().fd, 0);
+}
+
 TEST_F(ReplicationTest, TheFactorIsBigEndian) {
   client.next(attribute(0, "\x12\x34\x56\x78zzzz"));
   EXPECT_EQ(getBGF(7), 0x12345678);

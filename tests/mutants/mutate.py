@@ -277,14 +277,15 @@ class Judge:
         return self.in_a_vm(self.jvms[0], number)
 
     def in_a_vm(self, jvm, number):
-        classes = self.related(jvm, number)
+        """Where less is logged the same classes are asked, or all where none of them comes by."""
+        classes = self.related(self.jvms[0], number) or sorted(self.measured(self.jvms[0]))
         for some in (classes[:3], classes[3:10], classes[10:]):
             if some and (wrong := self.ask(jvm, some, number)):
                 return wrong
         return None
 
     def ask(self, suite, tests, number):
-        usual = sum(self.reached[suite.name][t][0] for t in tests)
+        usual = sum(self.reached[self.jvms[0].name if suite in self.jvms else suite.name][t][0] for t in tests)
         wrong = suite.run(tests, number, 20 + 5 * usual)
         return f'{suite.name}: {wrong}' if wrong else None
 
@@ -308,6 +309,11 @@ def equivalents():
     return found
 
 
+def is_equivalent(same, key):
+    change = change_of(key)
+    return (key[0], key[1], change) in same or ('*', '*', change) in same
+
+
 def change_of(key):
     _, _, original, changed, *nth = key
     what = f'dropped: {original}' if changed == '' else f'{original}  =>  {changed}'
@@ -327,9 +333,10 @@ def main():
     random.Random(options.s).shuffle(mutants)
     chosen = mutants[:options.n] if options.n else mutants
     same = equivalents()
-    known = {tuple(m['key']) for m in mutants}
+    known = {(m['key'][0], m['key'][1], change_of(m['key'])) for m in mutants}
+    known |= {('*', '*', change) for _, _, change in known}
     for file, line, change in same:
-        if not any(k[0] == file and k[1] == line and change_of(k) == change for k in known):
+        if (file, line, change) not in known:
             print(f'equivalent.txt: no such mutant any more: {file}: {line}: {change}')
     if options.list:
         for m in chosen:
@@ -357,7 +364,7 @@ def main():
     def first(mutant):
         """The core and the virtual machine that logs everything."""
         key = tuple(mutant['key'])
-        if (key[0], key[1], change_of(key)) in same:
+        if is_equivalent(same, key):
             equivalent.append(mutant)
         elif key not in caught:
             note(mutant, judge.verdict(mutant['number']))

@@ -218,4 +218,17 @@ class StatusFailureTest extends StatusFixture {
             }
         });
     }
+
+    @Test
+    void aFailedPathEndsWithItsLinkOrWhereThatLeads() throws Throwable {
+        Path link = Files.createSymbolicLink(dir.resolve("dangling"), Path.of("nowhere"));
+        for (boolean follow : new boolean[] {false, true}) {
+            Log.clear();
+            ZOLTNative.getFailedPathNative(link.toString(), follow);
+            String end = "\n@@@fails @" + (follow ? dir : link);
+            assertEquals(Log.nativeThreshold() == Level.TRACE,
+                    Log.bodies(Level.DEBUG).stream().anyMatch(body -> body.endsWith(end)),
+                    () -> "" + Log.lines());
+        }
+    }
 }
