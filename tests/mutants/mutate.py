@@ -4,8 +4,8 @@
 All mutants are built at once (schema.py) and chosen by ZOLT_MUTANT. A test that never comes by a
 mutant's site cannot tell it from the original, so first each test runs alone and the sites that it
 reaches are written down; then every mutant meets the tests that reach it: those of the core, and
-where all of them pass, those of the virtual machine with everything logged, with INFO, and with
-nothing.
+where all of them pass, those of the virtual machine with everything logged. What is left then meets
+the virtual machines with INFO and with nothing logged.
 
 The outcomes are appended to build/mutants/results.jsonl. A mutant once caught is not asked again
 while src/ is what it was; those that survived are asked again whenever the command is repeated.
@@ -33,19 +33,9 @@ HOME = ROOT / 'build/mutants'
 TREE, BUILD = HOME / 'tree', HOME / 'build'
 EQUIVALENT = Path(__file__).with_name('equivalent.txt')
 FLAGS = '-w -O1 -fpermissive -Wno-narrowing -include mutant.h'
-TARGETS = ['core_tests', 'zolthadoop', 'zolttest', 'zoltfaults_acl', 'zolt_test_java', 'zolt_exports']
+TARGETS = ['core_tests', 'zolthadoop', 'zolttest', 'zoltfaults_acl', 'zolt_test_java']
 LEVELS = ('trace', 'info', 'off')
 lock = threading.Lock()
-
-
-def digest(*folders):
-    total = hashlib.sha256()
-    files = subprocess.run(['git', 'ls-files', '-co', '--exclude-standard', '--', *folders], cwd=ROOT,
-                           capture_output=True, text=True, check=True).stdout.split()
-    for name in sorted(files):
-        if (ROOT / name).is_file():
-            total.update(name.encode() + b'\0' + (ROOT / name).read_bytes())
-    return total.hexdigest()
 
 
 def run(command, **options):
@@ -54,6 +44,15 @@ def run(command, **options):
     if done.returncode:
         sys.exit(f'{command}\n{done.stdout[-4000:]}')
     return done.stdout
+
+
+def digest(*folders):
+    total = hashlib.sha256()
+    files = run(['git', 'ls-files', '-co', '--exclude-standard', '--', *folders], cwd=ROOT).split()
+    for name in sorted(files):
+        if (ROOT / name).is_file():
+            total.update(name.encode() + b'\0' + (ROOT / name).read_bytes())
+    return total.hexdigest()
 
 
 # Building.
@@ -73,7 +72,8 @@ def copy_tree(broken):
         copy.parent.mkdir(parents=True, exist_ok=True)
         text = source.read_bytes()
         if name == 'src/CMakeLists.txt':
-            text = text.replace(b'add_library(zolt_core OBJECT', b'add_library(zolt_core OBJECT\n  mutant.cpp')
+            target = b'add_library(zolt_core OBJECT'
+            text = text.replace(target, target + b'\n  mutant.cpp')
         if not copy.exists() or copy.read_bytes() != text:
             shutil.copy2(source, copy)
             copy.write_bytes(text)
@@ -136,17 +136,19 @@ def find_mutants():
 def build():
     """The mutants, all of them built; what was built of the same files before is taken as it is."""
     stamp = HOME / 'mutants.json'
-    sources, tests = digest('src', 'client', 'java', 'cmake'), digest('tests', 'CMakeLists.txt')
+    sources = digest('src', 'client', 'java', 'cmake')
+    tests = digest('tests', 'CMakeLists.txt', ':!tests/mutants')
+    tools = digest('tests/mutants/sites.py', 'tests/mutants/schema.py')
     known = json.loads(stamp.read_text()) if stamp.exists() else {}
-    broken = known.get('sources') == sources
+    broken = known.get('sources') == sources and known.get('tools') == tools
     if broken and known['tests'] == tests:
         return known['mutants'], sources
     print('Building all mutants in build/mutants', flush=True)
     stamp.unlink(missing_ok=True)
     (HOME / 'reach.json').unlink(missing_ok=True)
     copy_tree(broken)
-    run(['cmake', '-S', TREE, '-B', BUILD, '-G', 'Ninja', '-DZOLT_WERROR=OFF', '-DCMAKE_BUILD_TYPE=None',
-         f'-DCMAKE_CXX_FLAGS={FLAGS} -I{TREE}/src'])
+    run(['cmake', '-S', TREE, '-B', BUILD, '-G', 'Ninja', '-DZOLT_WERROR=OFF',
+         '-DCMAKE_BUILD_TYPE=None', f'-DCMAKE_CXX_FLAGS={FLAGS} -I{TREE}/src'])
     if broken:
         mutants = known['mutants']
     else:
@@ -154,7 +156,8 @@ def build():
         mutants, made = find_mutants()
         print(f'{made} mutants found, {len(mutants)} of them compile')
     run(['cmake', '--build', BUILD, '--target', *TARGETS])
-    stamp.write_text(json.dumps({'sources': sources, 'tests': tests, 'mutants': mutants}))
+    stamp.write_text(json.dumps(
+        {'sources': sources, 'tools': tools, 'tests': tests, 'mutants': mutants}))
     return mutants, sources
 
 
@@ -178,7 +181,7 @@ class Suite:
             environment['ZOLT_REACHED'] = str(reached)
         process = subprocess.Popen(['nice', '-n', '10', *self.command(tests)], env=environment,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                   errors='replace', start_new_session=True)
+                                   errors='replace', start_new_session=True, cwd=HOME)
         try:
             output, _ = process.communicate(timeout=timeout)
         except subprocess.TimeoutExpired:
@@ -195,7 +198,8 @@ class Core(Suite):
     failure = r'\[  FAILED  \] (\S+)'
 
     def command(self, tests):
-        return [self.words[0], '--gtest_brief=1', '--gtest_fail_fast', '--gtest_filter=' + ':'.join(tests)]
+        return [self.words[0], '--gtest_brief=1', '--gtest_fail_fast',
+                '--gtest_filter=' + ':'.join(tests)]
 
     def tests(self):
         output = run([self.words[0], '--gtest_list_tests'], env=self.environment)
@@ -217,7 +221,8 @@ class Jvm(Suite):
 
     def tests(self):
         folder = ROOT / 'tests/jvm/java'
-        return sorted(str(p.relative_to(folder))[:-5].replace('/', '.') for p in folder.rglob('*Test.java'))
+        return sorted(str(p.relative_to(folder))[:-5].replace('/', '.')
+                      for p in folder.rglob('*Test.java'))
 
 
 def suites():
@@ -256,11 +261,12 @@ class Judge:
             return self.sites[suite.name]
         with self.measuring:
             if suite.name not in self.reached:
-                print(f'Running each test alone, to see which sites it reaches: {suite.name}', flush=True)
+                print(f'Running each test alone, to see what it reaches: {suite.name}', flush=True)
                 self.reached[suite.name] = measure(suite, self.jobs)
                 self.stamp.write_text(json.dumps(self.reached))
             if suite.name not in self.sites:
-                self.sites[suite.name] = {t: set(s) for t, (_, s) in self.reached[suite.name].items()}
+                self.sites[suite.name] = {
+                    test: set(sites) for test, (_, sites) in self.reached[suite.name].items()}
             return self.sites[suite.name]
 
     def related(self, suite, number):
@@ -285,7 +291,8 @@ class Judge:
         return None
 
     def ask(self, suite, tests, number):
-        usual = sum(self.reached[self.jvms[0].name if suite in self.jvms else suite.name][t][0] for t in tests)
+        measured = self.jvms[0] if suite in self.jvms else suite
+        usual = sum(self.reached[measured.name][test][0] for test in tests)
         wrong = suite.run(tests, number, 20 + 5 * usual)
         return f'{suite.name}: {wrong}' if wrong else None
 
@@ -387,6 +394,8 @@ def main():
                 print(f'{done} of {len(chosen)} tried, {len(survived)} left for the quieter levels', flush=True)
         list(pool.map(second, list(survived)))
     counted = sum(tuple(m['key']) in caught for m in chosen)
+    for crash in HOME.glob('hs_err_pid*.log'):
+        crash.unlink()   # of virtual machines that a mutant has killed
     print(f'{len(chosen)} of {len(mutants)} mutants: {counted} caught, {len(equivalent)} equivalent, '
           f'{len(survived)} survived: {100 * counted / max(1, counted + len(survived)):.1f} of 100 caught')
     return 0 if counted >= 0.95 * (counted + len(survived)) else 1

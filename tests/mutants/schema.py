@@ -33,12 +33,12 @@ auto zoltPiece(bool changed, const T& part) {
     return changed ? !part : part;
   } else if constexpr (std::is_arithmetic_v<T>) {
     return changed ? static_cast<T>(part + 1) : part;
-  } else if constexpr (std::is_convertible_v<const T&, std::string>) {
+  } else if constexpr (std::is_constructible_v<std::string, const T&>) {
     return changed ? std::string(part) + "~" : std::string(part);
   } else if constexpr (std::is_enum_v<T>) {
     return static_cast<int>(part) + (changed ? 1 : 0);
   } else {
-    return part;
+    static_assert(!sizeof(T), "nothing else to print in its place: the site is left out");
   }
 }
 inline const void* zoltPiece(bool changed, const void* part) {
