@@ -18,27 +18,20 @@ inline constexpr int OPEN_READ = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 /// Closes its descriptor, if it is one (not negative), and keeps errno.
 class UniqueFd {
  public:
-  UniqueFd() = default;
   explicit UniqueFd(int fd) noexcept : fd_(fd) {}
-  ~UniqueFd() { reset(); }
-  UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
-    reset(other.release());
-    return *this;
+  ~UniqueFd() {
+    const ErrnoKeeper keeper;
+    if (fd_ >= 0) close(fd_);
   }
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
 
   int get() const noexcept { return fd_; }
 
   int release() noexcept { return std::exchange(fd_, -1); }
 
-  void reset(int fd = -1) noexcept {
-    const ErrnoKeeper keeper;
-    if (fd_ >= 0) close(fd_);
-    fd_ = fd;
-  }
-
  private:
-  int fd_ = -1;
+  int fd_;
 };
 
 }  // namespace zolt
