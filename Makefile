@@ -14,7 +14,7 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build asan bench lint format tidy install clean
+.PHONY: help demo test hostile soak deps build asan bench lint format tidy install clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -38,6 +38,12 @@ soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machi
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@MINUTES=$(MINUTES) KILLS=$(KILLS) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
+
+hostile: ## every native with everything that its parameters may be given
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@out=$$(cmake --build --preset test -j $(JOBS)) || { echo "$$out"; exit 1; }
+	@ctest --preset test -R '^jvm.hostile$$' -V | sed -n 's/^[0-9]*: //; /^hostile: /p; /tests passed\|tests failed/p'
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build
