@@ -71,6 +71,11 @@ final class Hostile {
                     parameters.stream().map(Parameter::type).toArray(Class<?>[]::new));
         }
 
+        /** Of those that read, the one of a lease ends it when it is overdue. */
+        boolean onlyReads() {
+            return name.matches("(get(?!FileLease)|is|dump).*");
+        }
+
         List<Value> ordinary() {
             List<Value> ordinary = new ArrayList<>();
             parameters.forEach(each -> ordinary.add(each.ordinary()));
