@@ -43,7 +43,9 @@ hostile: ## every native with everything that its parameters may be given
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@out=$$(cmake --build --preset test -j $(JOBS)) || { echo "$$out"; exit 1; }
-	@ctest --preset test -R '^jvm.hostile$$' -V | sed -n 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p'
+	@ctest --preset test -R '^jvm.hostile$$' -V >build/hostile.log; status=$$?; \
+	  sed -n 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' build/hostile.log; \
+	  [ $$status -eq 0 ] || { echo 'See build/hostile.log'; exit 1; }
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build
