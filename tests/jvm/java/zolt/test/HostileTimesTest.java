@@ -88,7 +88,7 @@ class HostileTimesTest {
                 if (!target.onlyReads()) {
                     Kernel.build(stage, "");
                 }
-                Kernel.storm(100);
+                Kernel.storm(20);
                 Outcome actual = Hostile.invoke(target.method(), arguments);
                 interruptions += Kernel.calm();
                 assertEquals(expected, actual, target.name());
