@@ -16,7 +16,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 
 N ?= 300
 
-.PHONY: help demo test soak deps build javadoc asan mutants bench lint format tidy install clean packages
+.PHONY: help demo test hostile soak deps build javadoc asan mutants bench lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -40,6 +40,14 @@ soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machi
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@MINUTES=$(MINUTES) KILLS=$(KILLS) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
+
+hostile: ## every native with everything that its parameters may be given
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@out=$$(cmake --build --preset test -j $(JOBS)) || { echo "$$out"; exit 1; }
+	@ctest --preset test -R '^jvm.hostile$$' -V >build/hostile.log; status=$$?; \
+	  sed -n 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' build/hostile.log; \
+	  [ $$status -eq 0 ] || { echo 'See build/hostile.log'; exit 1; }
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

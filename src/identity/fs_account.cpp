@@ -104,11 +104,12 @@ void FSAccount::setfsid(uint32_t uid, uint32_t gid) {
                  << gid << ")");
 }
 
+void FSAccount::FreeOnly::operator()(FSAccount* memory) const noexcept {
+  ::operator delete(memory);
+}
+
 void FSAccount::end(FSAccount* account) {
   // The destructor would restore a second time.
-  struct FreeOnly {
-    void operator()(FSAccount* memory) const noexcept { ::operator delete(memory); }
-  };
   const std::unique_ptr<FSAccount, FreeOnly> owner(account);
   owner->restore();
 }

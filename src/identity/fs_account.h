@@ -49,6 +49,11 @@ class FSAccount {
   /// setfsid; the memory is freed all the same.
   static void end(FSAccount* account);
 
+  /// Frees without restoring.
+  struct FreeOnly {
+    void operator()(FSAccount* memory) const noexcept;
+  };
+
  private:
   void restore();
 

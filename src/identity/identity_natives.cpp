@@ -1,7 +1,5 @@
 // ZOLTNative: getUid, getGid, getUser, getGroup, setFsUid(String), setFsUid(long).
-#include <memory>
-
-#include "identity/fs_account.h"
+#include "identity/handles.h"
 #include "identity/names.h"
 #include "jni/errors.h"
 #include "jni/io_exception.h"
@@ -60,7 +58,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
     JNIEnv* env, jclass /*cls*/, jstring javaUser) try {
   std::string user;
   if (getString(env, javaUser, user) != 0) return 0;
-  return reinterpret_cast<jlong>(std::make_unique<FSAccount>(user).release());
+  return beginSwitch(user);
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
   return 0;
@@ -70,8 +68,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
 
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__J(
     JNIEnv* env, jclass /*cls*/, jlong handle) try {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the handle is the address that Java was given
-  if (handle != 0) FSAccount::end(reinterpret_cast<FSAccount*>(handle));
+  if (handle != 0) endSwitch(handle);
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
 } catch (...) {

@@ -1,7 +1,9 @@
 #include "status/failed_path.h"
 
 #include <libgen.h>
+#include <linux/limits.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,8 +18,13 @@ namespace zolt {
 
 namespace {
 
+// No call takes a path of PATH_MAX bytes, its terminator included, so what is longer is passed over
+// at once: its components, each reported with all before it, could fill the memory.
 std::string parentOf(std::string path) {
-  return dirname(path.data());
+  const size_t cut = path.rfind('/', PATH_MAX - 1);
+  if (path.size() < PATH_MAX || cut == std::string::npos) return dirname(path.data());
+  path.resize(std::max(cut, size_t{1}));
+  return path;
 }
 
 std::string ownerName(uid_t uid) {

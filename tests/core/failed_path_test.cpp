@@ -1,12 +1,13 @@
 #include "status/failed_path.h"
 
 #include <gtest/gtest.h>
+#include <linux/limits.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <regex>
+#include <sstream>
 
 #include "acl/acl_util.h"
 #include "acl_bytes.h"
@@ -65,10 +66,13 @@ class FailedPathTest : public testing::Test {
 
   // The paths of the blocks of a report, in their order.
   static std::vector<std::string> blocks(const std::string& report) {
-    const std::regex block("(\\S+) ino:");
     std::vector<std::string> found;
-    for (std::sregex_iterator each(report.begin(), report.end(), block), end; each != end; ++each)
-      found.push_back((*each)[1]);
+    std::istringstream lines(report);
+    for (std::string line; std::getline(lines, line);) {
+      if (const size_t end = line.find(" ino:"); end != std::string::npos) {
+        found.push_back(line.substr(0, end));
+      }
+    }
     return found;
   }
 
@@ -279,6 +283,35 @@ TEST_F(FailedPathTest, WalksWithoutARootEnd) {
   zolt_fault_arm("lstat", 1, 100, EACCES);
   EXPECT_EQ(".", getFailedPathInt("no/such/path", "/", true, st, false));
   EXPECT_EQ("\n@@@fails @.", reports(log).back());
+}
+
+TEST_F(FailedPathTest, WhatNoCallTakesIsPassedOverAtOnce) {
+  std::string path = dir_.path();
+  const std::string component = "/" + std::string(200, 'n');
+  while (path.size() + component.size() < PATH_MAX)
+    path += component;
+  const std::string longest = path;
+  while (path.size() < 70000)
+    path += component;
+  struct stat st {};
+  const LogCapture log;
+  EXPECT_EQ(dir_.path(), getFailedPathInt(path.c_str(), "/", true, st, false));
+  getFailedPathInt(path.c_str(), dir_.path().c_str(), true, st, true);
+  const Paths told = blocks(reports(log).back());
+  ASSERT_LE(2U, told.size());
+  EXPECT_EQ(path, told[0]);
+  EXPECT_EQ(longest, told[1]);
+  EXPECT_EQ(1 + (longest.size() - dir_.path().size()) / component.size(), told.size());
+}
+
+TEST_F(FailedPathTest, ALongPathIsPassedOverUpToItsLastComponentThatACallTakes) {
+  struct stat st {};
+  const LogCapture log;
+  const std::string name(PATH_MAX - 2, 'n');
+  getFailedPathInt(("/" + name + "/x").c_str(), "/", true, st, true);
+  EXPECT_EQ((Paths{"/" + name + "/x", "/" + name}), blocks(reports(log).back()));
+  getFailedPathInt(("/" + name + "n/x").c_str(), "/", true, st, true);
+  EXPECT_EQ((Paths{"/" + name + "n/x"}), blocks(reports(log).back()));
 }
 
 TEST_F(FailedPathTest, ANullPathIsSpelledOut) {

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,13 @@ thread_local std::vector<Account> groups;
 thread_local long entrySize = 0;
 thread_local int groupCount = 0;
 thread_local unsigned long lastBuffer = 0;
+thread_local int slowness = 0;  // milliseconds
+
+void delay() {
+  if (slowness == 0) return;
+  const timespec time{slowness / 1000, slowness % 1000 * 1000000L};
+  nanosleep(&time, nullptr);
+}
 
 // What a lookup that fails returns: not the error, which is in errno.
 constexpr int FAILED = 255;
@@ -77,6 +85,7 @@ template <class Entry, class Matches, class Real>
 int look(Call call, const std::vector<Account>& accounts, const Matches& matches, const Real& real,
          Entry* entry, char* buffer, size_t size, Entry** found) {
   lastBuffer = size;
+  delay();
   if (faults::fails(call)) return FAILED;
   const Account* own = find(accounts, matches);
   return own != nullptr ? give(*own, entry, buffer, size, found) : real();
@@ -105,6 +114,9 @@ void zolt_fault_entry_size(long size) {
 }
 unsigned long zolt_fault_last_buffer(void) {
   return lastBuffer;
+}
+void zolt_fault_slow_lookups(int milliseconds) {
+  slowness = milliseconds;
 }
 void zolt_fault_group_count(int count) {
   groupCount = count;
@@ -139,6 +151,13 @@ int getgrnam_r(const char* name, group* entry, char* buffer, size_t size, group*
   return look(
       Call::getgrnam_r, groups, [=](const Account& group) { return group.name == name; },
       [=] { return real(name, entry, buffer, size, found); }, entry, buffer, size, found);
+}
+
+// By which libacl asks for the names in its texts.
+passwd* getpwuid(uid_t uid) {
+  static auto* real = faults::next<passwd*(uid_t)>("getpwuid");
+  delay();
+  return real(uid);
 }
 
 long sysconf(int key) noexcept {

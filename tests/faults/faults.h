@@ -66,6 +66,9 @@ void zolt_fault_entry_size(long size);
 /* The size of the buffer that came with this thread's last lookup. */
 unsigned long zolt_fault_last_buffer(void);
 
+/* Every lookup of this thread takes so long; 0: no more. */
+void zolt_fault_slow_lookups(int milliseconds);
+
 /* Every user is in that many groups: the one asked with, then 100001 and on. 0: no more. */
 void zolt_fault_group_count(int count);
 

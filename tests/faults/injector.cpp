@@ -66,6 +66,7 @@ void zolt_fault_clear(void) {
   zolt_fault_user(nullptr, 0, 0, 0);
   zolt_fault_group(nullptr, 0, 0);
   zolt_fault_entry_size(0);
+  zolt_fault_slow_lookups(0);
   zolt_fault_group_count(0);
   zolt_fault_attribute(0, 0, 0);
 }

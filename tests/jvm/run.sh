@@ -34,4 +34,5 @@ if [ $status -ne 0 ] || [ -n "$warnings" ]; then
   [ -n "$warnings" ] && printf '\nJNI warnings:\n%s\n' "$warnings"
   exit 1
 fi
+grep -E '^[a-z]+: [0-9]+ ' "$output" # the figures that tests print
 tail -n 16 "$output"

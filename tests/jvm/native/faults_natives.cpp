@@ -104,6 +104,10 @@ JNIEXPORT void JNICALL Java_zolt_test_Faults_group(JNIEnv* env, jclass, jstring 
                    static_cast<unsigned long>(bytes));
 }
 
+JNIEXPORT void JNICALL Java_zolt_test_Faults_slowLookups(JNIEnv*, jclass, jint milliseconds) {
+  zolt_fault_slow_lookups(milliseconds);
+}
+
 JNIEXPORT void JNICALL Java_zolt_test_Faults_attribute(JNIEnv*, jclass, jint offset, jint size,
                                                        jlong value) {
   zolt_fault_attribute(static_cast<unsigned>(offset), static_cast<unsigned>(size),

@@ -232,13 +232,13 @@ class DirectoryListingTest {
         }
         byte[] name = new byte[255];
         ByteBuffer buffer = ByteBuffer.allocateDirect(4096);
-        DirectoryListing[] listing = {DirectoryListing.open(files.directory, false, buffer)};
         int[] sum = new int[1];
-        Allocation.expectAtMost(0, () -> {
-            assertTrue(listing[0].advance());
-            sum[0] += listing[0].nameBytes(name) + listing[0].type().ordinal()
-                    + (int) listing[0].inode();
-        });
-        listing[0].close();
+        try (DirectoryListing listing = DirectoryListing.open(files.directory, false, buffer)) {
+            Allocation.expectAtMost(0, () -> {
+                assertTrue(listing.advance());
+                sum[0] += listing.nameBytes(name) + listing.type().ordinal()
+                        + (int) listing.inode();
+            });
+        }
     }
 }

@@ -60,6 +60,9 @@ public final class Faults {
     /** One more group on this thread. */
     public static native void group(String name, int gid, long bytes);
 
+    /** Every lookup in the databases takes so long on this thread. */
+    static native void slowLookups(int milliseconds);
+
     /** The value that the client's attribute records hold at an offset. */
     static native void attribute(int offset, int size, long value);
 }

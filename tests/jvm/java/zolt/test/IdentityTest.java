@@ -171,6 +171,44 @@ class IdentityTest {
     }
 
     @Test
+    void aHandleThatIsNoneOfTheThreadsIsRefused() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            long handle = ZOLTNative.setFsUid("alice");
+            final Identity alice = Identity.now();
+            for (long none : new long[] {1, -1, handle + 1, Long.MIN_VALUE, Long.MAX_VALUE}) {
+                expectUnknown(none);
+            }
+            Identity.onThread(() -> expectUnknown(handle));
+            assertEquals(alice, Identity.now());
+            ZOLTNative.setFsUid(handle);
+            assertEquals(0, Identity.now().fsuid());
+            expectUnknown(handle);
+        });
+    }
+
+    private static void expectUnknown(long handle) {
+        Log.clear();
+        IOException e = assertThrows(IOException.class, () -> ZOLTNative.setFsUid(handle));
+        assertEquals("Unknown handle " + handle, e.getMessage());
+        Log.expect(Level.WARN, "Unknown handle " + handle);
+    }
+
+    /** What the thread has is the system's to end; what it left behind is no longer anyone's. */
+    @Test
+    void aThreadThatEndsWithinSwitchesTakesThemAlong() throws Throwable {
+        long[] handles = new long[2];
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            handles[0] = ZOLTNative.setFsUid("alice");
+            handles[1] = ZOLTNative.setFsUid("nobody");
+        });
+        assertEquals(0, Identity.now().fsuid());
+        expectUnknown(handles[0]);
+        expectUnknown(handles[1]);
+    }
+
+    @Test
     void theHandleZeroIsNothing() throws IOException {
         Faults.arm("setfsuid", 0, 0, 0);
         ZOLTNative.setFsUid(0L);
