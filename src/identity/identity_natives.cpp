@@ -60,7 +60,10 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
     JNIEnv* env, jclass /*cls*/, jstring javaUser) try {
   std::string user;
   if (getString(env, javaUser, user) != 0) return 0;
-  return reinterpret_cast<jlong>(std::make_unique<FSAccount>(user).release());
+  auto account = std::make_unique<FSAccount>(user);
+  // With an exception of the logger's pending, Java never sees the handle: the switch ends here.
+  if (env->ExceptionCheck() != JNI_FALSE) return 0;
+  return reinterpret_cast<jlong>(account.release());
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
   return 0;
