@@ -14,7 +14,7 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean packages
+.PHONY: help demo test soak deps build javadoc asan bench walk lint format tidy install clean packages
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -55,6 +55,13 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan
+
+walk: ## every native with each of its steps failing in turn: the figures
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@out=$$(cmake --build --preset test -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@out=$$(ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
+	  echo "$$out" | sed -n 's/^.*\(walk: .*\)/\1/p'
 
 bench: build ## listings beside what Java offers: a table of times and ratios
 	@mkdir -p build/bench

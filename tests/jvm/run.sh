@@ -34,4 +34,5 @@ if [ $status -ne 0 ] || [ -n "$warnings" ]; then
   [ -n "$warnings" ] && printf '\nJNI warnings:\n%s\n' "$warnings"
   exit 1
 fi
+grep '^walk:' "$output"  # the figures of a walk, if there was one
 tail -n 16 "$output"
