@@ -56,11 +56,11 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan
 
-walk: ## every native with each of its steps failing in turn: the figures
+walk: ## every native with each of its steps failing in turn, and pairs of them: the figures
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@out=$$(cmake --build --preset test -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
-	@out=$$(ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
+	@out=$$(WALK_PAIRS=true ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
 	  echo "$$out" | sed -n 's/^.*\(walk: .*\)/\1/p'
 
 bench: build ## listings beside what Java offers: a table of times and ratios

@@ -19,6 +19,7 @@ struct Walk {
   Altered altered = Altered::NO;
   Altered next = Altered::NO;  // what becomes of the call that is being looked at
   int failingMemory = 0;
+  int failingToo = 0;
   int allocations = 0;
   std::array<int, static_cast<size_t>(Holding::count)> left{};
 };
@@ -29,6 +30,11 @@ thread_local std::vector<const char*> steps;
 
 bool isNamed(const char* file, const char* name) {
   return file != nullptr && strstr(file, name) != nullptr;
+}
+
+// The tests of the core have the library in them.
+bool isLibrary(const char* file) {
+  return isNamed(file, "libzolthadoop.so") || isNamed(file, "core_tests");
 }
 
 const char* fileOf(const void* address) {
@@ -48,7 +54,7 @@ bool walks(const void* caller) {
   if (!walk.on) [[likely]]
     return false;
   const Pause pause;
-  return isNamed(fileOf(caller), "libzolthadoop.so");
+  return isLibrary(fileOf(caller));
 }
 
 bool allocates(const void* caller) {
@@ -56,7 +62,7 @@ bool allocates(const void* caller) {
     return false;
   const Pause pause;
   const char* file = fileOf(caller);
-  return isNamed(file, "libzolthadoop.so") || isNamed(file, "libstdc++.so");
+  return isLibrary(file) || isNamed(file, "libstdc++.so");
 }
 
 bool memoryFails(const void* caller) {
@@ -67,7 +73,12 @@ bool stepFails(const char* function) {
   if (!walk.on) return false;
   const Pause pause;
   steps.push_back(function);
-  if (static_cast<int>(steps.size()) != walk.failing) return false;
+  const auto step = static_cast<int>(steps.size());
+  if (step == walk.failingToo) {
+    errno = EIO;
+    return true;
+  }
+  if (step != walk.failing) return false;
   walk.next = walk.altered;
   if (walk.altered != Altered::NO) return false;
   errno = walk.error;
@@ -88,10 +99,15 @@ void hold(Holding what, int change, const void* caller) {
 using faults::steps;
 using faults::walk;
 
-void zolt_walk_begin(int failing, int error, int altered, int failingMemory) {
+void zolt_walk_begin(int failing, int error, int altered, int failingMemory, int failingToo) {
   steps.clear();
-  walk = {true,          failing, error, static_cast<faults::Altered>(altered), faults::Altered::NO,
-          failingMemory, 0,       {}};
+  walk = {};
+  walk.failing = failing;
+  walk.error = error;
+  walk.altered = static_cast<faults::Altered>(altered);
+  walk.failingMemory = failingMemory;
+  walk.failingToo = failingToo;
+  walk.on = true;
 }
 
 void zolt_walk_end(void) {

@@ -62,8 +62,9 @@ extern "C" {
 
 /// Begins a walk on this thread in which step number `failing` (from 1; 0: none) fails with that
 /// errno (0: with errno 0), or, when `altered` is not 0, answers something else (Altered), and in
-/// which allocation number `failingMemory` (from 1; 0: none) finds no memory.
-void zolt_walk_begin(int failing, int error, int altered, int failingMemory);
+/// which allocation number `failingMemory` (from 1; 0: none) finds no memory. After it, step number
+/// `failingToo` (0: none) fails with EIO: one that a failure brings about may fail itself.
+void zolt_walk_begin(int failing, int error, int altered, int failingMemory, int failingToo);
 
 /// Ends it. What was noted stays until the next begin.
 void zolt_walk_end(void);

@@ -115,7 +115,7 @@ jobjectArray strings(JNIEnv* env, const std::vector<std::string>& texts) {
 
 JNIEXPORT jthrowable JNICALL Java_zolt_test_Walk_run(JNIEnv* env, jclass, jobject body,
                                                      jint failing, jint error, jint altered,
-                                                     jint failingMemory) {
+                                                     jint failingMemory, jint failingToo) {
   jmethodID method = env->GetMethodID(env->GetObjectClass(body), "run", "()V");
   taken = {};
   {
@@ -124,7 +124,7 @@ JNIEXPORT jthrowable JNICALL Java_zolt_test_Walk_run(JNIEnv* env, jclass, jobjec
     test::countLoans(hook);
     walkObjects(hook);
     walkLoans(hook);
-    zolt_walk_begin(failing, error, altered, failingMemory);
+    zolt_walk_begin(failing, error, altered, failingMemory, failingToo);
     env->CallVoidMethod(body, method);
     zolt_walk_end();
   }

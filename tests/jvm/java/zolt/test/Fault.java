@@ -150,6 +150,19 @@ record Fault(int errno, int altered) {
         return faults;
     }
 
+    /**
+     * The failure of a system's function that is followed by most: EACCES, or else the first one. Null
+     * for none, and for those of JNI, which a native may notice later.
+     */
+    static Fault diagnosed(String function) {
+        List<Fault> faults = ofFunction(function);
+        if (Character.isUpperCase(function.charAt(0))) {
+            return null;
+        }
+        Fault refused = errno(Faults.EACCES);
+        return faults.contains(refused) ? refused : faults.stream().findFirst().orElse(null);
+    }
+
     boolean isAltered() {
         return altered != 0;
     }

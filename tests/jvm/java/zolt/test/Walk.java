@@ -20,21 +20,26 @@ final class Walk {
 
     /** Runs a body undisturbed. What it throws is the answer; null for nothing. */
     static Throwable run(Runnable body) {
-        return run(body, 0, 0, 0, 0);
+        return run(body, 0, 0, 0, 0, 0);
     }
 
     /** The same with step number {@code step}, from 1, going wrong as the fault says. */
     static Throwable run(Runnable body, int step, Fault fault) {
-        return run(body, step, fault.errno(), fault.altered(), 0);
+        return run(body, step, fault.errno(), fault.altered(), 0, 0);
+    }
+
+    /** The same with a later step, {@code second}, failing too. */
+    static Throwable run(Runnable body, int step, Fault fault, int second) {
+        return run(body, step, fault.errno(), fault.altered(), 0, second);
     }
 
     /** The same with allocation number {@code allocation}, from 1, finding no memory. */
     static Throwable runWithoutMemory(Runnable body, int allocation) {
-        return run(body, 0, 0, 0, allocation);
+        return run(body, 0, 0, 0, allocation, 0);
     }
 
     private static native Throwable run(Runnable body, int step, int errno, int altered,
-            int allocation);
+            int allocation, int second);
 
     /** The functions of the last run's steps, in order. */
     static native String[] steps();
