@@ -128,6 +128,17 @@ class IdentityTest {
         assertEquals(List.of(), Log.lines());
     }
 
+    /** The lookup is made again for a record that is too large; what that one left in errno is gone. */
+    @Test
+    void aSecondLookupThatFailsInSilenceIsTheNeutralAnswerToo() {
+        Faults.user("big", 70001, 70002, 100_000);
+        Faults.arm("getpwnam_r", 2, 2, -1);
+        assertEquals(-1, ZOLTNative.getUid("big"));
+        assertEquals(2, Faults.calls("getpwnam_r"));
+        Faults.arm("getpwuid_r", 2, 2, -1);
+        assertEquals("", ZOLTNative.getUser(70001));
+    }
+
     @Test
     void nullNamesAreNothingAndNoError() throws IOException {
         assertEquals(-1, ZOLTNative.getUid(null));

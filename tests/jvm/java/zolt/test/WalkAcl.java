@@ -30,6 +30,12 @@ final class WalkAcl {
             ACCESS, 16, 5, ACCESS, 32, 0);
     private static final byte[] FULL_DEFAULT = AclFixture.ints(5, DEFAULT, 1, 7, DEFAULT, 2, 7, 4,
             DEFAULT, 4, 5, DEFAULT, 16, 5, DEFAULT, 32, 0);
+    /** The base entries of both lists, and a list that has a named user twice. */
+    private static final byte[] BOTH = AclFixture.ints(6, ACCESS, 1, 7, ACCESS, 4, 1, ACCESS, 32, 0,
+            DEFAULT, 1, 7, DEFAULT, 4, 1, DEFAULT, 32, 0);
+    private static final byte[] TWICE = AclFixture.ints(6, ACCESS, 1, 0, ACCESS, 2, 7, 0, ACCESS, 2,
+            7, 0, ACCESS, 4, 0, ACCESS, 16, 0, ACCESS, 32, 0);
+    private static final boolean[] TWICE_NAMES = {false, true, true, false, false, false};
     private static final boolean[] NAMES = {false, true, false, false, false};
     /** A list of one named user. */
     private static final byte[] SPEC = AclFixture.ints(1, ACCESS, 2, 7, 6);
@@ -97,6 +103,16 @@ final class WalkAcl {
                 call("acl_get_entry"));
     }
 
+    /** The base entries of a list that is read: all rights, execute, and none. */
+    private static List<Scenario.Step> base() {
+        return all(
+                step("acl_init", error("")),
+                calls("acl_create_entry", "acl_set_tag_type", "acl_get_permset", "acl_add_perm",
+                        "acl_add_perm", "acl_add_perm",
+                        "acl_create_entry", "acl_set_tag_type", "acl_get_permset", "acl_add_perm",
+                        "acl_create_entry", "acl_set_tag_type", "acl_get_permset"));
+    }
+
     /** A look at every entry's tag. */
     private static List<Scenario.Step> tags(int entries) {
         List<Scenario.Step> steps = new ArrayList<>();
@@ -148,6 +164,8 @@ final class WalkAcl {
         String path = file.toString();
         String dir = directory.toString();
         // The access list is stored first.
+        UnaryOperator<String> accessOnly = both ->
+                both.substring(0, 72) + Ending.text(FULL_DEFAULT).substring(8);
         UnaryOperator<String> withDefault =
                 cleared -> cleared + Ending.text(FULL_DEFAULT).substring(8);
         return List.of(
@@ -194,6 +212,48 @@ final class WalkAcl {
                     step("acl_calc_mask", error(path)),
                     stored(path),
                     harmless("acl_free")),
+            with("setAcl: both lists of a directory", directory,
+                    () -> ZOLTNative.setAcl(dir, BOTH))
+                .withoutMemory(noMemory(), noMemory().done(accessOnly))
+                .steps(
+                    string(),
+                    step("GetByteArrayElements", noMemory()),
+                    base(),
+                    base(),
+                    traces() ? all(dump(false, false, false), dump(false, false, false)) : List.of(),
+                    call("acl_get_entry"),
+                    tags(3),
+                    stored(dir),
+                    step("acl_get_entry", error("acl_get_entry").done(accessOnly)),
+                    tags(3).stream().map(each -> step(each.function(), error(each.function())
+                        .done(accessOnly))).toList(),
+                    step("acl_get_entry", error("acl_get_entry").done(accessOnly)),
+                    step("acl_check", error("acl_valid fails").done(accessOnly)),
+                    step("acl_set_file", error(dir).done(accessOnly)),
+                    harmless("acl_free", "acl_free")),
+            with("setAcl: the same user twice", file,
+                    () -> ZOLTNative.setAcl(path, TWICE))
+                .steps(
+                    string(),
+                    step("GetByteArrayElements", noMemory()),
+                    step("acl_init", error("")),
+                    calls("acl_create_entry", "acl_set_tag_type", "acl_get_permset",
+                        "acl_create_entry", "acl_set_tag_type", "acl_set_qualifier",
+                        "acl_get_permset",
+                        "acl_create_entry", "acl_set_tag_type", "acl_set_qualifier",
+                        "acl_get_permset",
+                        "acl_create_entry", "acl_set_tag_type", "acl_get_permset",
+                        "acl_create_entry", "acl_set_tag_type", "acl_get_permset",
+                        "acl_create_entry", "acl_set_tag_type", "acl_get_permset"),
+                    traces() ? dump(TWICE_NAMES) : List.of(),
+                    call("acl_get_entry"),
+                    tags(6),
+                    step("acl_check", error("acl_valid fails")),
+                    traces() ? dump(TWICE_NAMES) : List.of(),
+                    calls("acl_to_text", "acl_free"),
+                    step("acl_error", same().andThen(WalkAcl::withoutReason)),
+                    harmless("acl_free"),
+                    step("ThrowNew", vmError())),
             with("setAcl: an unknown scope", file,
                     () -> ZOLTNative.setAcl(path, AclFixture.ints(1, 5)))
                 .steps(
@@ -236,6 +296,19 @@ final class WalkAcl {
                     call("acl_get_entry"),
                     step("acl_set_file", error(dir)),
                     harmless("acl_free")),
+            with("removeDefaultAcl: of a file, which has none", file,
+                    () -> ZOLTNative.removeDefaultAcl(path, false))
+                .steps(path()),
+            with("removeAcl: of a file", file,
+                    () -> ZOLTNative.removeAcl(path, false))
+                .steps(
+                    path(),
+                    step("acl_get_file", error(path)),
+                    tags(5),
+                    calls("acl_delete_entry", "acl_delete_entry"),
+                    tags(3),
+                    stored(path),
+                    harmless("acl_free")),
             with("removeAcl: of a directory", directory,
                     () -> ZOLTNative.removeAcl(dir, true))
                 .steps(
@@ -250,6 +323,12 @@ final class WalkAcl {
                     step("acl_get_entry", error("acl_get_entry").done(withDefault)),
                     step("acl_set_file", error(dir).done(withDefault)),
                     harmless("acl_free")));
+    }
+
+    /** The text of a list that is refused, where libacl has no words for the reason. */
+    private static Ending withoutReason(Ending refused) {
+        String text = refused.answer();
+        return refused.answering(text.substring(0, text.lastIndexOf("\": ") + 3) + "null");
     }
 
     private static Rule diagnosed(Rule rule) {

@@ -130,6 +130,25 @@ final class WalkIdentity {
                         refused("SYS_setgroups error for user=alice gid:70002")),
                     step("setfsuid", refused("setfsuid error: 4294967295 -> 70001").as(halfway)),
                     step("setfsgid", refused("setfsgid error: 4294967295 -> 70002").as(halfway))),
+            new Scenario("setFsUid(String): a user within another's switch")
+                .as("bob")
+                .call(WalkIdentity::begin)
+                .cleanUp(WalkIdentity::end)
+                .withoutMemory(noMemory(), noMemory().as("70011:70012 [70002]"), nobody,
+                    refusedGroups)
+                .thrownFromLogger(same().as("70011:70012 [70002]").allocations(0))
+                .steps(
+                    string(),
+                    harmless("sysconf"),
+                    user,
+                    step("getgrouplist", refused("failed to alloc 128 gid buffer")
+                        .on(Fault.ONE_MORE, same())),
+                    step("syscall_setgroups",
+                        refused("SYS_setgroups error for user=alice gid:70002")),
+                    step("setfsuid", refused("setfsuid error: 4294967295 -> 70001")
+                        .as("70011:70012 [70002]")),
+                    step("setfsgid", refused("setfsgid error: 4294967295 -> 70002")
+                        .as("70011:70012 [70002]"))),
             new Scenario("setFsUid(String): where nothing is switched")
                 .prepare(() -> ZOLTNative.setFSConfig(true))
                 .call(WalkIdentity::begin)

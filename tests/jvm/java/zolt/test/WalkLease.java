@@ -131,6 +131,16 @@ final class WalkLease {
                     string(),
                     clock(),
                     step("lsetxattr", xattrError("setxattr", UPDATE))),
+            with("removeFileLeaseNative: none", file)
+                .call(() -> {
+                    ZOLTNative.removeFileLeaseNative(path, false);
+                    return null;
+                })
+                .steps(
+                    string(),
+                    step("lremovexattr", xattrError("removexattr", PAIR)),
+                    step("lremovexattr", same()), // the first one's error is what is said
+                    step("ThrowNew", vmError())),
             with("removeFileLeaseNative: one that is held", file, held)
                 .call(() -> {
                     ZOLTNative.removeFileLeaseNative(path, false);

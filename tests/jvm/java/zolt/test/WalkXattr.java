@@ -128,6 +128,16 @@ final class WalkXattr {
                         .on(Fault.NONE, answer(Place.bytes("")))
                         .on(Fault.ONE_MORE, same())),
                     step("NewByteArray", vmError())),
+            new Scenario("getXAttr: one that is not there")
+                .call(() -> ZOLTNative.getXAttr(path, "user.none"))
+                .steps(
+                    string(),
+                    string(),
+                    step("lgetxattr", xattrError("getxattr", "user.none")
+                        .on(Fault.errno(Faults.ENODATA), same())
+                        .on(Fault.ONE_LESS, same())
+                        .on(Fault.NONE, same())
+                        .on(Fault.ONE_MORE, same()))),
             new Scenario("getXAttr: an attribute of a lease")
                 .call(() -> ZOLTNative.getXAttr(path, "user.lease.holder"))
                 .steps(
