@@ -130,7 +130,7 @@ class IdentityTest {
 
     /** The lookup is made again for a record that is too large; what that one left in errno is gone. */
     @Test
-    void aSecondLookupThatFailsInSilenceIsTheNeutralAnswerToo() {
+    void aSecondLookupThatFailsInSilenceIsTheNeutralAnswerToo() throws IOException {
         Faults.user("big", 70001, 70002, 100_000);
         Faults.arm("getpwnam_r", 2, 2, -1);
         assertEquals(-1, ZOLTNative.getUid("big"));

@@ -9,6 +9,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -158,7 +159,7 @@ final class WalkAcl {
                 });
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path file = place.file("acl", 0);
         Path directory = place.directory("acls");
         String path = file.toString();

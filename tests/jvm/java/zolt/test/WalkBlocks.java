@@ -11,6 +11,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.file.Path;
 import java.util.List;
@@ -78,7 +79,7 @@ final class WalkBlocks {
                 });
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path file = place.file("blocks", 12000);
         Path directory = place.directory("no blocks");
         String path = file.toString();

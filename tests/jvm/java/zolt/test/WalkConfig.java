@@ -7,6 +7,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
@@ -16,7 +17,7 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 final class WalkConfig {
     private WalkConfig() {}
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path table = place.file("mtab", 0);
         Scenario.Action mounts = () -> {
             Files.writeString(table, "first /mnt ext4 rw 0 0\nsecond /mnt zolt rw 0 0\n");

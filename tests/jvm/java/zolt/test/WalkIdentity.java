@@ -47,24 +47,24 @@ final class WalkIdentity {
         return Rule.thrown(IOException.class, text);
     }
 
-    private static void end() {
+    private static void end() throws IOException {
         if (handle != 0) {
             ZOLTNative.setFsUid(handle);
         }
         handle = 0;
     }
 
-    private static void beBobOnce() {
+    private static void beBobOnce() throws IOException {
         ZOLTNative.setFsUid(ZOLTNative.setFsUid("bob"));
     }
 
-    private static long begin() {
+    private static long begin() throws IOException {
         handle = 0;
         handle = ZOLTNative.setFsUid("alice");
         return handle == 0 ? 0 : 1;
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         // A name that cannot be looked up gets the ids of nobody, and the groups of the name.
         Rule nobody = same().as("65534:65534 [65534]");
         Scenario.Step user = step("getpwnam_r", nobody.on(Fault.errno(Faults.ERANGE), same()));

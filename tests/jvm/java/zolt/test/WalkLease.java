@@ -9,6 +9,7 @@ import static zolt.test.Rule.xattrError;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.file.Path;
 import java.util.List;
 import java.util.Map;
@@ -55,7 +56,7 @@ final class WalkLease {
                 .state(() -> Place.attributesOf(file));
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path file = place.file("lease", 0);
         String path = file.toString();
         Path link = place.link("lease link", "lease");

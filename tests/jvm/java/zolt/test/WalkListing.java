@@ -43,7 +43,7 @@ final class WalkListing {
         return steps;
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path directory = place.directory("listed", "abc", "def", "ghi");
         String path = directory.toString();
         List<String> entries = Arrays.asList(Walk.entries(path));
@@ -126,7 +126,7 @@ final class WalkListing {
                     harmless("rewinddir")));
     }
 
-    private static int list(String path, ByteBuffer buffer) {
+    private static int list(String path, ByteBuffer buffer) throws IOException {
         return ZOLTNative.getDirentsNative(path, buffer, false, false);
     }
 

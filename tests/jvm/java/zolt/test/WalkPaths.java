@@ -10,6 +10,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.FileTime;
@@ -45,7 +46,7 @@ final class WalkPaths {
                 step("setfsgid", same().as(AS_ALICE)));
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path link = place.link("dangling", "/no/where");
         Path file = place.file("settable", 0);
         Path locked = place.closed("locked", "file");

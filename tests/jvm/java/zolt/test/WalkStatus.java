@@ -13,6 +13,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.file.Path;
 import java.util.List;
@@ -54,7 +55,7 @@ final class WalkStatus {
                 step("setfsgid", same().as(superuser)));
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path leased = place.file("leased", 5);
         Path plain = place.file("plain", 5);
         Path directory = place.directory("directory", "one", "two");

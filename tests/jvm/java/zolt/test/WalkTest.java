@@ -3,6 +3,7 @@ package zolt.test;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
 import java.lang.reflect.Modifier;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -12,7 +13,6 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.Set;
 import java.util.TreeSet;
-import java.util.function.Function;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
@@ -41,16 +41,20 @@ class WalkTest {
     private int allocationsFailed;
     private int linesThrown;
 
+    private interface Table {
+        List<Scenario> of(Place place) throws IOException;
+    }
+
     @BeforeAll
     void makeScenarios() throws Exception {
         Files.setPosixFilePermissions(dir, PosixFilePermissions.fromString("rwxr-xr-x"));
         scenarios = new ArrayList<>();
-        List<Function<Place, List<Scenario>>> tables = List.of(WalkConfig::scenarios,
+        List<Table> tables = List.of(WalkConfig::scenarios,
                 WalkIdentity::scenarios, WalkStatus::scenarios, WalkPaths::scenarios,
                 WalkListing::scenarios, WalkBlocks::scenarios, WalkXattr::scenarios,
                 WalkLease::scenarios, WalkAcl::scenarios);
-        for (Function<Place, List<Scenario>> table : tables) {
-            scenarios.addAll(table.apply(new Place(dir)));
+        for (Table table : tables) {
+            scenarios.addAll(table.of(new Place(dir)));
         }
     }
 

@@ -11,6 +11,7 @@ import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 
+import java.io.IOException;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
@@ -85,7 +86,7 @@ final class WalkXattr {
         return steps;
     }
 
-    static List<Scenario> scenarios(Place place) {
+    static List<Scenario> scenarios(Place place) throws IOException {
         Path file = place.file("attributes", 0);
         String path = file.toString();
         Scenario.Action five = () -> Place.attributes(file, FIVE);
