@@ -16,7 +16,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 
 N ?= 300
 
-.PHONY: help demo test hostile soak deps build javadoc asan mutants bench lint format tidy install packages clean
+.PHONY: help demo test walk hostile soak deps build javadoc asan mutants bench lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -69,6 +69,13 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 mutants: ## break the library in N=300 small ways and name those that no test notices
 	@scripts/deps.sh build test mutants
 	@nice -n 10 tests/mutants/mutate.py -n $(N)
+
+walk: ## every native with each of its steps failing in turn, and pairs of them: the figures
+	@scripts/deps.sh build test
+	@cmake --preset test >/dev/null
+	@out=$$(cmake --build --preset test -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@out=$$(WALK_PAIRS=true ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
+	  echo "$$out" | sed -n 's/^.*\(walk: .*\)/\1/p'
 
 bench: build ## listings beside what Java offers: a table of times and ratios
 	@mkdir -p build/bench

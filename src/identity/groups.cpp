@@ -62,7 +62,7 @@ void setgroups(const char* user, uint32_t gid) {
   }
 }
 
-int dump_gid(const char* label) {
+int dump_gid(const char* label) noexcept try {
   if (logger2::currentLevel > LOG_DEBUG) return 0;
   const int count = getgroups(0, nullptr);
   if (count < 0) return -errno;
@@ -75,6 +75,8 @@ int dump_gid(const char* label) {
   text << "(dump group ids):" << Listed{{groups.data(), static_cast<size_t>(filled)}};
   logger2::log(text.str(), LOG_DEBUG);
   return 0;
+} catch (...) {
+  return -ENOMEM;
 }
 
 }  // namespace zolt

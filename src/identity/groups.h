@@ -14,7 +14,8 @@ void setgroups(const char* user, uint32_t gid);
 
 /// Logs the calling thread's groups at debug, after the label (which may be null): what an
 /// administrator needs to see beside a refused access. 0, or minus errno when the kernel does not
-/// tell; at any other level nothing is asked.
-int dump_gid(const char* label);
+/// tell or there is no memory: it never ends what it reports on. At any other level nothing is
+/// asked.
+int dump_gid(const char* label) noexcept;
 
 }  // namespace zolt

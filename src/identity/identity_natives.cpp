@@ -58,7 +58,11 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
     JNIEnv* env, jclass /*cls*/, jstring javaUser) try {
   std::string user;
   if (getString(env, javaUser, user) != 0) return 0;
-  return beginSwitch(user);
+  const jlong handle = beginSwitch(user);
+  if (env->ExceptionCheck() == JNI_FALSE) return handle;
+  // With an exception of the logger's pending, Java never sees the handle: the switch ends here.
+  endSwitch(handle);
+  return 0;
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
   return 0;

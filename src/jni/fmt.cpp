@@ -22,6 +22,8 @@ Fmt::Fmt(const char* separator) : std::ostream(nullptr), buf_(separator) {
   rdbuf(&buf_);
   // Numbers are written plainly, whatever locale the process has made the global one.
   imbue(std::locale::classic());
+  // By itself a stream keeps quiet about want of memory, and the message would be cut short.
+  exceptions(std::ios_base::badbit);
 }
 
 }  // namespace zolt

@@ -15,7 +15,8 @@ namespace zolt {
 ///     list << 0 << 8 << 8;        // list.str() == "0, 8, 8"
 ///
 /// No separator stands before the first chunk, after a newline, or before a chunk that begins with
-/// one. Single characters put with put() are never set off.
+/// one. Single characters put with put() are never set off. A text is never cut short: where there
+/// is no memory for a piece, writing it is std::bad_alloc.
 class Fmt : public std::ostream {
  public:
   class Buf : public std::stringbuf {

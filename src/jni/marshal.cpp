@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <string_view>
 
 #include "jni/errors.h"
@@ -62,8 +63,10 @@ jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes) {
 
 void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out) {
   stream.seekp(0, std::ios::end);
-  const int length = static_cast<int>(stream.tellp());
-  out = convertChar2byteArray(env, length, stream.str().data());
+  const std::streamoff length = stream.tellp();
+  // A stream keeps it to itself that it found no memory, and from then on writes nothing.
+  if (length < 0) throw std::bad_alloc();
+  out = convertChar2byteArray(env, static_cast<int>(length), stream.str().data());
 }
 
 jstring newString(JNIEnv* env, const char* bytes) {

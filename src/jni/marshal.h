@@ -69,7 +69,7 @@ class ByteArrayElements {
 jbyteArray convertChar2byteArray(JNIEnv* env, int length, const char* bytes);
 
 /// `out` becomes a new Java byte array with all that was written to the stream; null with an
-/// OutOfMemoryError pending.
+/// OutOfMemoryError pending. std::bad_alloc for a stream that could not take all of it.
 void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArray& out);
 
 /// A new Java string of any bytes (toModifiedUtf8); null with an OutOfMemoryError pending.

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <locale>
+#include <new>
+
+#include "walk.h"
 
 namespace zolt {
 namespace {
@@ -98,6 +101,24 @@ TEST(Fmt, ANewlineThatWasPutBeginsAFreshLineToo) {
   text << "b"
        << "c";
   EXPECT_EQ(text.str(), "a\nb, c");
+}
+
+TEST(Fmt, ATextThatThereIsNoMemoryForIsAnErrorAndNoShorterText) {
+  const std::string piece(100, 'x');
+  int failing = 0;
+  do {
+    std::string text;
+    zolt_walk_begin(0, 0, 0, ++failing, 0);
+    try {
+      text = joined(",", piece, 7, piece);
+    } catch (const std::bad_alloc&) {
+      text = "no memory";
+    }
+    zolt_walk_end();
+    if (zolt_walk_allocations() == 0) GTEST_SKIP() << "a sanitizer has its own allocations";
+    EXPECT_EQ(zolt_walk_allocations() < failing ? piece + ",7," + piece : "no memory", text);
+  } while (zolt_walk_allocations() >= failing);
+  EXPECT_LT(1, failing);
 }
 
 TEST(Concat, StringsOfEveryKind) {

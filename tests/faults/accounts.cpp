@@ -16,6 +16,7 @@
 
 #include "faults.h"
 #include "injector.h"
+#include "walk.h"
 
 using faults::Call;
 
@@ -83,10 +84,11 @@ int give(const Account& account, group* entry, char* buffer, size_t size, group*
 // What all four lookups do: count, fail, answer from the thread's own accounts, or pass on.
 template <class Entry, class Matches, class Real>
 int look(Call call, const std::vector<Account>& accounts, const Matches& matches, const Real& real,
-         Entry* entry, char* buffer, size_t size, Entry** found) {
+         Entry* entry, char* buffer, size_t size, Entry** found, const void* caller) {
   lastBuffer = size;
   delay();
-  if (faults::fails(call)) return FAILED;
+  if (faults::fails(call, caller)) return FAILED;
+  if (faults::alteration() == faults::Altered::NONE) return 0;  // no such entry
   const Account* own = find(accounts, matches);
   return own != nullptr ? give(*own, entry, buffer, size, found) : real();
 }
@@ -128,7 +130,8 @@ int getpwuid_r(uid_t uid, passwd* entry, char* buffer, size_t size, passwd** fou
   static auto* real = faults::next<int(uid_t, passwd*, char*, size_t, passwd**)>("getpwuid_r");
   return look(
       Call::getpwuid_r, users, [=](const Account& user) { return user.uid == uid; },
-      [=] { return real(uid, entry, buffer, size, found); }, entry, buffer, size, found);
+      [=] { return real(uid, entry, buffer, size, found); }, entry, buffer, size, found,
+      __builtin_return_address(0));
 }
 
 int getpwnam_r(const char* name, passwd* entry, char* buffer, size_t size, passwd** found) {
@@ -136,21 +139,24 @@ int getpwnam_r(const char* name, passwd* entry, char* buffer, size_t size, passw
       faults::next<int(const char*, passwd*, char*, size_t, passwd**)>("getpwnam_r");
   return look(
       Call::getpwnam_r, users, [=](const Account& user) { return user.name == name; },
-      [=] { return real(name, entry, buffer, size, found); }, entry, buffer, size, found);
+      [=] { return real(name, entry, buffer, size, found); }, entry, buffer, size, found,
+      __builtin_return_address(0));
 }
 
 int getgrgid_r(gid_t gid, group* entry, char* buffer, size_t size, group** found) {
   static auto* real = faults::next<int(gid_t, group*, char*, size_t, group**)>("getgrgid_r");
   return look(
       Call::getgrgid_r, groups, [=](const Account& group) { return group.gid == gid; },
-      [=] { return real(gid, entry, buffer, size, found); }, entry, buffer, size, found);
+      [=] { return real(gid, entry, buffer, size, found); }, entry, buffer, size, found,
+      __builtin_return_address(0));
 }
 
 int getgrnam_r(const char* name, group* entry, char* buffer, size_t size, group** found) {
   static auto* real = faults::next<int(const char*, group*, char*, size_t, group**)>("getgrnam_r");
   return look(
       Call::getgrnam_r, groups, [=](const Account& group) { return group.name == name; },
-      [=] { return real(name, entry, buffer, size, found); }, entry, buffer, size, found);
+      [=] { return real(name, entry, buffer, size, found); }, entry, buffer, size, found,
+      __builtin_return_address(0));
 }
 
 // By which libacl asks for the names in its texts.
@@ -163,12 +169,17 @@ passwd* getpwuid(uid_t uid) {
 long sysconf(int key) noexcept {
   static auto* real = faults::next<long(int)>("sysconf");
   const bool ours = key == _SC_GETPW_R_SIZE_MAX || key == _SC_GETGR_R_SIZE_MAX;
+  if (ours && faults::fails(Call::sysconf)) return -1;
   return ours && entrySize != 0 ? entrySize : real(key);
 }
 
 int getgrouplist(const char* user, gid_t gid, gid_t* list, int* count) {
   static auto* real = faults::next<int(const char*, gid_t, gid_t*, int*)>("getgrouplist");
   if (faults::fails(Call::getgrouplist)) return -1;
+  if (faults::alteration() == faults::Altered::ONE_MORE) {  // one more than there is room for
+    ++*count;
+    return -1;
+  }
   if (groupCount == 0) return real(user, gid, list, count);
   const int room = *count;
   *count = groupCount;

@@ -4,6 +4,7 @@
 
 #include "faults.h"
 #include "injector.h"
+#include "walk.h"
 #include "zolt.h"
 
 using faults::Call;
@@ -32,6 +33,18 @@ int patched(int answer, zolt_iattr64* buffer) {
   return 0;
 }
 
+// A reply about locations with another number of blocks.
+void alterBlocks(faults::Altered how, void* request) {
+  zolt_request_header header;
+  std::memcpy(&header, request, sizeof header);
+  if (header.length != sizeof header + sizeof(zolt_location_record)) return;
+  char* at = static_cast<char*>(request) + sizeof header + offsetof(zolt_location_record, blocks);
+  int32_t blocks = 0;
+  std::memcpy(&blocks, at, sizeof blocks);
+  blocks = how == faults::Altered::NONE ? 0 : blocks - 1;
+  std::memcpy(at, &blocks, sizeof blocks);
+}
+
 }  // namespace
 
 void zolt_fault_attribute(unsigned offset, unsigned size, unsigned long long value) {
@@ -56,7 +69,11 @@ int zolt_fstat_x(int fd, unsigned int* mask, zolt_iattr64* buffer, size_t length
 
 int zolt_fcntl(int fd, void* request) {
   static auto* real = client<decltype(zolt_fcntl)>("zolt_fcntl");
-  return faults::fails(Call::zolt_fcntl) ? -1 : real(fd, request);
+  if (faults::fails(Call::zolt_fcntl)) return -1;
+  const faults::Altered how = faults::alteration();
+  const int result = real(fd, request);
+  if (how != faults::Altered::NO) alterBlocks(how, request);
+  return result;
 }
 
 int zolt_restripe_file(int fd, void* request) {

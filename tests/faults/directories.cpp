@@ -7,8 +7,10 @@
 
 #include "faults.h"
 #include "injector.h"
+#include "walk.h"
 
 using faults::Call;
+using faults::Holding;
 
 namespace {
 
@@ -36,7 +38,7 @@ extern "C" {
 
 DIR* opendir(const char* path) {
   static auto* real = faults::next<DIR*(const char*)>("opendir");
-  return faults::fails(Call::opendir) ? nullptr : real(path);
+  return faults::fails(Call::opendir) ? nullptr : faults::held(Holding::STREAM, real(path));
 }
 
 dirent* readdir(DIR* stream) {
@@ -65,6 +67,7 @@ void rewinddir(DIR* stream) {
 int closedir(DIR* stream) {
   static auto* real = faults::next<int(DIR*)>("closedir");
   const int result = real(stream);  // a close that fails has closed all the same
+  faults::hold(Holding::STREAM, -1);
   return faults::fails(Call::closedir) ? -1 : result;
 }
 
@@ -80,7 +83,20 @@ FILE* setmntent(const char* file, const char* mode) {
   static auto* real = faults::next<FILE*(const char*, const char*)>("setmntent");
   if (faults::fails(Call::setmntent)) return nullptr;
   const bool isTable = strcmp(file, "/etc/mtab") == 0 && strcmp(mode, "r") == 0;
-  return real(isTable && mountTable != nullptr ? mountTable : file, mode);
+  return faults::held(Holding::TABLE,
+                      real(isTable && mountTable != nullptr ? mountTable : file, mode));
+}
+
+mntent* getmntent_r(FILE* table, mntent* entry, char* buffer, int size) {
+  static auto* real = faults::next<mntent*(FILE*, mntent*, char*, int)>("getmntent_r");
+  return faults::fails(Call::getmntent_r) ? nullptr : real(table, entry, buffer, size);
+}
+
+int endmntent(FILE* table) {
+  static auto* real = faults::next<int(FILE*)>("endmntent");
+  static_cast<void>(faults::fails(Call::endmntent));  // always 1 (getmntent(3))
+  faults::hold(Holding::TABLE, -1);
+  return real(table);
 }
 
 }  // extern "C"

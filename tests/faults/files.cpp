@@ -8,8 +8,10 @@
 
 #include "faults.h"
 #include "injector.h"
+#include "walk.h"
 
 using faults::Call;
+using faults::Holding;
 
 extern "C" {
 
@@ -27,12 +29,22 @@ int open(const char* path, int flags, ...) {
     mode = va_arg(list, mode_t);
     va_end(list);
   }
-  return faults::fails(Call::open) ? -1 : real(path, flags, mode);
+  if (faults::fails(Call::open)) return -1;
+  const int fd = real(path, flags, mode);
+  if (fd >= 0) faults::hold(Holding::DESCRIPTOR, 1);
+  return fd;
+}
+
+int close(int fd) {
+  static auto* real = faults::next<int(int)>("close");
+  const int result = real(fd);  // a close that fails has closed all the same (close(2))
+  if (result == 0) faults::hold(Holding::DESCRIPTOR, -1);
+  return faults::fails(Call::close) ? -1 : result;
 }
 
 ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) noexcept {
   static auto* real = faults::next<ssize_t(int, const char*, void*, size_t)>("fgetxattr");
-  return faults::fails(Call::fgetxattr) ? -1 : real(fd, name, value, size);
+  return faults::fails(Call::fgetxattr) ? -1 : faults::altered(real(fd, name, value, size));
 }
 
 int fsetxattr(int fd, const char* name, const void* value, size_t size, int flags) noexcept {
@@ -42,7 +54,7 @@ int fsetxattr(int fd, const char* name, const void* value, size_t size, int flag
 
 ssize_t readlink(const char* path, char* target, size_t size) noexcept {
   static auto* real = faults::next<ssize_t(const char*, char*, size_t)>("readlink");
-  return faults::fails(Call::readlink) ? -1 : real(path, target, size);
+  return faults::fails(Call::readlink) ? -1 : faults::altered(real(path, target, size));
 }
 
 int chmod(const char* path, mode_t mode) noexcept {

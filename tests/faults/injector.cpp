@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "faults.h"
+#include "walk.h"
 
 namespace faults {
 
@@ -18,12 +19,13 @@ struct Rule {
 
 thread_local std::array<Rule, static_cast<size_t>(Call::count)> rules{};
 
-Rule* ruleFor(const char* function) {
-  static constexpr const char* names[] = {
+constexpr const char* names[] = {
 #define X(name) #name,
-      ZOLT_FAULT_FUNCTIONS(X)
+    ZOLT_FAULT_FUNCTIONS(X)
 #undef X
-  };
+};
+
+Rule* ruleFor(const char* function) {
   for (size_t i = 0; i < rules.size(); ++i) {
     if (strcmp(names[i], function) == 0) return &rules[i];
   }
@@ -32,9 +34,10 @@ Rule* ruleFor(const char* function) {
 
 }  // namespace
 
-bool fails(Call call) {
+bool fails(Call call, const void* caller) {
   Rule& rule = rules[static_cast<size_t>(call)];
   ++rule.calls;
+  if (walks(caller) && stepFails(names[static_cast<size_t>(call)])) return true;
   if (rule.calls < rule.first || rule.calls > rule.last) return false;
   if (rule.error >= 0) errno = rule.error;
   return true;

@@ -50,13 +50,16 @@ namespace faults {
   ZOLT_FAULT_LIBACL(X)          \
   X(chmod)                      \
   X(clock_gettime)              \
+  X(close)                      \
   X(closedir)                   \
+  X(endmntent)                  \
   X(fgetxattr)                  \
   X(fsetxattr)                  \
   X(getgrgid_r)                 \
   X(getgrnam_r)                 \
   X(getgrouplist)               \
   X(getgroups)                  \
+  X(getmntent_r)                \
   X(getpwnam_r)                 \
   X(getpwuid_r)                 \
   X(getxattr)                   \
@@ -80,6 +83,7 @@ namespace faults {
   X(setxattr)                   \
   X(stat)                       \
   X(syscall_setgroups)          \
+  X(sysconf)                    \
   X(utimensat)                  \
   X(zolt_fcntl)                 \
   X(zolt_fstat_x)               \
@@ -93,8 +97,9 @@ enum class Call {
       count
 };
 
-/// Counts this call; true, with errno set, when it is one that shall fail.
-bool fails(Call call);
+/// Counts this call; true, with errno set, when it is one that shall fail. `caller` is where the
+/// interposed function was called from: a walk looks at the library's calls alone.
+bool fails(Call call, const void* caller = __builtin_return_address(0));
 
 /// The function that would be called without this library.
 template <class Function>

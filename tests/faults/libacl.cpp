@@ -7,8 +7,10 @@
 #include <type_traits>
 
 #include "injector.h"
+#include "walk.h"
 
 using faults::Call;
+using faults::Holding;
 
 namespace {
 
@@ -38,18 +40,30 @@ Answer failure() {
   }
 }
 
+// What a function answers, altered or noted as taken.
+template <class Answer>
+Answer given(Answer answer, const void* caller) {
+  if constexpr (std::is_same_v<Answer, int>) {
+    return faults::altered(answer);
+  } else if constexpr (std::is_pointer_v<Answer> && !std::is_same_v<Answer, const char*>) {
+    return faults::held(Holding::ACL, answer, caller);
+  } else {
+    return answer;
+  }
+}
+
 }  // namespace
 
 #define FORWARD(answer, name, parameters, arguments)                                  \
   extern "C" answer name parameters {                                                 \
     static auto* const real = reinterpret_cast<decltype(&::name)>(realSymbol(#name)); \
-    return faults::fails(Call::name) ? failure<answer>() : real arguments;            \
+    if (faults::fails(Call::name)) return failure<answer>();                          \
+    return given<answer>(real arguments, __builtin_return_address(0));                \
   }
 
 FORWARD(acl_t, acl_init, (int count), (count))
 FORWARD(acl_t, acl_dup, (acl_t acl), (acl))
 FORWARD(acl_t, acl_copy_int, (const void* buffer), (buffer))
-FORWARD(int, acl_free, (void* object), (object))
 FORWARD(int, acl_create_entry, (acl_t * acl, acl_entry_t* entry), (acl, entry))
 FORWARD(int, acl_copy_entry, (acl_entry_t to, acl_entry_t from), (to, from))
 FORWARD(int, acl_delete_entry, (acl_t acl, acl_entry_t entry), (acl, entry))
@@ -82,3 +96,11 @@ FORWARD(acl_t, acl_from_mode, (mode_t mode), (mode))
 FORWARD(char*, acl_to_any_text, (acl_t acl, const char* prefix, char separator, int options),
         (acl, prefix, separator, options))
 FORWARD(const char*, acl_error, (int code), (code))
+
+// One that fails has freed all the same, so that what is counted as held is what really is.
+extern "C" int acl_free(void* object) {
+  static auto* const real = reinterpret_cast<decltype(&::acl_free)>(realSymbol("acl_free"));
+  faults::hold(Holding::ACL, -1);
+  const int answer = real(object);
+  return faults::fails(Call::acl_free) ? -1 : answer;
+}

@@ -3,12 +3,14 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <optional>
 
 #include "faults.h"
 #include "injector.h"
+#include "walk.h"
 
 using faults::Call;
 
@@ -25,8 +27,19 @@ thread_local std::optional<timespec> standingClock;
 
 ssize_t givenNames(char* list, size_t size) {
   const auto length = static_cast<size_t>(names.length);
-  if (size != 0) std::memcpy(list, names.bytes, std::min(size, length));
+  if (size == 0) return names.length;
+  if (size < length) {
+    errno = ERANGE;
+    return -1;
+  }
+  std::memcpy(list, names.bytes, length);
   return names.length;
+}
+
+// Altered as a walk has it: but nothing is longer than the room that it was read into.
+ssize_t answered(ssize_t length, size_t size) {
+  const ssize_t other = faults::altered(length);
+  return size == 0 ? other : std::min(other, static_cast<ssize_t>(size));
 }
 
 }  // namespace
@@ -54,15 +67,17 @@ void zolt_fault_realtime(const timespec* time) {
   ssize_t name(const char* path, const char* attribute, void* value, size_t size) noexcept {   \
     static auto* real = faults::next<ssize_t(const char*, const char*, void*, size_t)>(#name); \
     if (faults::fails(Call::name)) return -1;                                                  \
-    return size == 0 && valueLength >= 0 ? valueLength : real(path, attribute, value, size);   \
+    if (size == 0 && valueLength >= 0) return valueLength;                                     \
+    return answered(real(path, attribute, value, size), size);                                 \
   }
 
-#define LIST(name)                                                                   \
-  ssize_t name(const char* path, char* list, size_t size) noexcept {                 \
-    static auto* real = faults::next<ssize_t(const char*, char*, size_t)>(#name);    \
-    if (faults::fails(Call::name)) return -1;                                        \
-    if (size == 0 && listLength >= 0) return listLength;                             \
-    return names.bytes != nullptr ? givenNames(list, size) : real(path, list, size); \
+#define LIST(name)                                                                \
+  ssize_t name(const char* path, char* list, size_t size) noexcept {              \
+    static auto* real = faults::next<ssize_t(const char*, char*, size_t)>(#name); \
+    if (faults::fails(Call::name)) return -1;                                     \
+    if (size == 0 && listLength >= 0) return listLength;                          \
+    if (names.bytes != nullptr) return answered(givenNames(list, size), size);    \
+    return answered(real(path, list, size), size);                                \
   }
 
 extern "C" {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs JUnit in a virtual machine that checks every JNI call. The environment says which: JAVA, LEVEL,
 # LIBRARY, TEST_LIBRARY, FAULTS, LIBACL_PATH (of the libacl that can fail; not for the tools that this
-# script calls), LD_LIBRARY_PATH, CLASSPATH. The arguments go to JUnit.
+# script calls), LD_LIBRARY_PATH, CLASSPATH; WALK_PAIRS=true, if set, walks pairs of failures too. The
+# arguments go to JUnit.
 #
 # A warning of -Xcheck:jni leaves the exit status at 0, so the output is searched for them.
 set -u -o pipefail
@@ -12,6 +13,7 @@ trap 'rm -f "$output"' EXIT
 
 LD_PRELOAD=$FAULTS LD_LIBRARY_PATH=$LD_LIBRARY_PATH:$LIBACL_PATH "$JAVA" -Xcheck:jni -Xmx512m -ea \
   -Dzolt.library="$LIBRARY" -Dzolt.test.library="$TEST_LIBRARY" -Dzolt.test.level="$LEVEL" \
+  -Dzolt.test.pairs="${WALK_PAIRS:-false}" \
   -Djava.library.path=/nowhere \
   org.junit.platform.console.ConsoleLauncher \
   --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors \
@@ -34,5 +36,5 @@ if [ $status -ne 0 ] || [ -n "$warnings" ]; then
   [ -n "$warnings" ] && printf '\nJNI warnings:\n%s\n' "$warnings"
   exit 1
 fi
-grep -E '^[a-z]+: [0-9]+ ' "$output" # the figures that tests print
+grep -E '^[a-z]+: [0-9]+ ' "$output"  # the figures that tests print
 tail -n 16 "$output"

@@ -1,5 +1,4 @@
 // zolt.test.Failing
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdarg>
@@ -10,11 +9,15 @@
 #include "faults.h"
 #include "hooked_env.h"
 #include "jni/native.h"
+#include "taken.h"
 #include "text.h"
 #include "zolt_test_Failing.h"
 
 using namespace zolt;
+using test::counted;
 using test::HookedEnv;
+using test::Taken;
+using test::taken;
 
 namespace {
 
@@ -33,84 +36,9 @@ bool fails(JNIEnv* env) {
   return true;
 }
 
-// Log lines are strings made for Java too; they are not what these tests are after.
-bool isLogLine(const char* text) {
-  return *text == '@';
-}
-
 // The VM looks a native up when it is first called, with this environment: no call of the library.
 bool isSymbol(const char* text) {
   return std::string_view(text).starts_with("Java_");
-}
-
-// What was taken since the count began; the order is that of Failing.Taken.
-struct Taken {
-  jint references;
-  jint most;  // references held at a time
-  jint referencesLeft;
-  jint strings;
-  jint stringsLeft;
-  jint arrays;
-  jint arraysLeft;
-  jint arraysWrittenBack;
-};
-thread_local Taken taken{};
-
-template <class Reference>
-Reference counted(Reference reference) {
-  if (reference != nullptr) {
-    ++taken.references;
-    taken.most = std::max(taken.most, ++taken.referencesLeft);
-  }
-  return reference;
-}
-
-void countReferences(HookedEnv& hook) {
-  hook.table.CallObjectMethodV = [](JNIEnv* env, jobject object, jmethodID method, va_list list) {
-    return counted(real()->CallObjectMethodV(env, object, method, list));
-  };
-  hook.table.ExceptionOccurred = [](JNIEnv* env) {
-    return counted(real()->ExceptionOccurred(env));
-  };
-  hook.table.GetObjectArrayElement = [](JNIEnv* env, jobjectArray array, jsize index) {
-    return counted(real()->GetObjectArrayElement(env, array, index));
-  };
-  hook.table.NewByteArray = [](JNIEnv* env, jsize length) {
-    return counted(real()->NewByteArray(env, length));
-  };
-  hook.table.NewObjectV = [](JNIEnv* env, jclass cls, jmethodID method, va_list list) {
-    return counted(real()->NewObjectV(env, cls, method, list));
-  };
-  hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
-    return counted(real()->NewStringUTF(env, text));
-  };
-  hook.table.DeleteLocalRef = [](JNIEnv* env, jobject reference) {
-    if (reference != nullptr) --taken.referencesLeft;
-    real()->DeleteLocalRef(env, reference);
-  };
-}
-
-void countLoans(HookedEnv& hook) {
-  hook.table.GetStringUTFChars = [](JNIEnv* env, jstring string, jboolean* isCopy) {
-    ++taken.strings;
-    ++taken.stringsLeft;
-    return real()->GetStringUTFChars(env, string, isCopy);
-  };
-  hook.table.ReleaseStringUTFChars = [](JNIEnv* env, jstring string, const char* characters) {
-    --taken.stringsLeft;
-    real()->ReleaseStringUTFChars(env, string, characters);
-  };
-  hook.table.GetByteArrayElements = [](JNIEnv* env, jbyteArray array, jboolean* isCopy) {
-    ++taken.arrays;
-    ++taken.arraysLeft;
-    return real()->GetByteArrayElements(env, array, isCopy);
-  };
-  hook.table.ReleaseByteArrayElements = [](JNIEnv* env, jbyteArray array, jbyte* elements,
-                                           jint mode) {
-    if (mode != JNI_COMMIT) --taken.arraysLeft;
-    if (mode != JNI_ABORT) ++taken.arraysWrittenBack;
-    real()->ReleaseByteArrayElements(env, array, elements, mode);
-  };
 }
 
 void failNth(HookedEnv& hook, const std::string& function, int nth) {
@@ -144,11 +72,13 @@ void failNth(HookedEnv& hook, const std::string& function, int nth) {
     };
   } else if (function == "NewStringUTF") {
     hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
-      return !isLogLine(text) && fails(env) ? nullptr : counted(real()->NewStringUTF(env, text));
+      return !test::isLogLine(text) && fails(env) ? nullptr
+                                                  : counted(real()->NewStringUTF(env, text));
     };
   } else if (function == "a log line's NewStringUTF") {
     hook.table.NewStringUTF = [](JNIEnv* env, const char* text) {
-      return isLogLine(text) && fails(env) ? nullptr : counted(real()->NewStringUTF(env, text));
+      return test::isLogLine(text) && fails(env) ? nullptr
+                                                 : counted(real()->NewStringUTF(env, text));
     };
   } else if (function == "ThrowNew") {
     hook.table.ThrowNew = [](JNIEnv* env, jclass cls, const char* text) {
@@ -199,7 +129,7 @@ JNIEXPORT void JNICALL Java_zolt_test_Failing_run(JNIEnv* env, jclass, jstring j
   jmethodID method = runMethod(env);
   taken = {};
   HookedEnv hook(env);
-  countReferences(hook);
+  test::countReferences(hook);
   failNth(hook, function, nth);
   run(env, body, method);
 } catch (...) {
@@ -211,8 +141,8 @@ JNIEXPORT jintArray JNICALL Java_zolt_test_Failing_count(JNIEnv* env, jclass, jo
   taken = {};
   {
     HookedEnv hook(env);
-    countReferences(hook);
-    countLoans(hook);
+    test::countReferences(hook);
+    test::countLoans(hook);
     run(env, body, method);
   }
   if (env->ExceptionCheck() != JNI_FALSE) return nullptr;

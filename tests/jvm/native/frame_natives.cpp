@@ -97,13 +97,15 @@ FRAME(jbyteArray, toByteArray, jbyteArray array) {
   return convertChar2byteArray(env, static_cast<int>(value.size()), value.data());
 }
 
-FRAME(jbyteArray, streamToByteArray, jbyteArray array, jint putPosition) {
+FRAME(jbyteArray, streamToByteArray, jbyteArray array, jint putPosition) try {
   std::ostringstream stream;
   stream << bytes(env, array);
   stream.seekp(putPosition);
   jbyteArray out = nullptr;
   ostringstreamToByteArray(env, stream, out);
   return out;
+} catch (...) {
+  return raised<jbyteArray>();
 }
 
 FRAME(void, log, jstring string, jint level) {

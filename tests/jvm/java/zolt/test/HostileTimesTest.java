@@ -93,7 +93,7 @@ class HostileTimesTest {
                 Outcome actual = Hostile.invoke(target.method(), arguments);
                 interruptions += Kernel.calm();
                 assertEquals(expected, actual, target.name());
-                if (!target.onlyReads()) throws IOException {
+                if (!target.onlyReads()) {
                     Kernel.build(stage, "");
                 }
                 settle();

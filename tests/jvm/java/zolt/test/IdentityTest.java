@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.IOException;
 import java.nio.file.AccessDeniedException;
@@ -125,6 +126,17 @@ class IdentityTest {
         assertEquals("", ZOLTNative.getUser(0));
         assertEquals("", ZOLTNative.getGroup(0));
         assertEquals(List.of(), Log.lines());
+    }
+
+    /** The lookup is made again for a record that is too large; what that one left in errno is gone. */
+    @Test
+    void aSecondLookupThatFailsInSilenceIsTheNeutralAnswerToo() throws IOException {
+        Faults.user("big", 70001, 70002, 100_000);
+        Faults.arm("getpwnam_r", 2, 2, -1);
+        assertEquals(-1, ZOLTNative.getUid("big"));
+        assertEquals(2, Faults.calls("getpwnam_r"));
+        Faults.arm("getpwuid_r", 2, 2, -1);
+        assertEquals("", ZOLTNative.getUser(70001));
     }
 
     @Test
@@ -299,6 +311,38 @@ class IdentityTest {
             assertEquals(List.of(70002L), Identity.now().groups());
         });
         assertEquals(before, Identity.now());
+    }
+
+    /** Java gets the logger's exception in place of the handle, so that nobody could end the switch. */
+    @Test
+    void aLoggerThatThrowsUndoesASwitch() throws Throwable {
+        assumeTrue(Log.nativeThreshold().passes(Level.DEBUG), "a switch that goes well is silent");
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            RuntimeException fromLogger = new IllegalStateException("logger");
+            Log.throwing(fromLogger);
+            Throwable thrown = StatusFixture.thrown(() -> ZOLTNative.setFsUid("alice"));
+            Log.throwing(null);
+            assertSame(fromLogger, thrown);
+            assertEquals(new Identity(0, 0, List.of(70002L)), Identity.now());
+        });
+    }
+
+    /** What a handle stands for is decided at its end: it ends nothing while nothing is switched. */
+    @Test
+    void theSettingMayChangeBetweenASwitchAndItsEnd() throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            long switched = ZOLTNative.setFsUid("alice");
+            ZOLTNative.setFSConfig(true);
+            ZOLTNative.setFsUid(switched);
+            assertEquals(70001, Identity.now().fsuid());
+            long nothing = ZOLTNative.setFsUid("alice");
+            ZOLTNative.setFSConfig(false);
+            ZOLTNative.setFsUid(nothing);
+            assertEquals(0, Identity.now().fsuid(), "its ids are the service's own");
+            assertEquals(0, Identity.now().fsgid());
+        });
     }
 
     @Test

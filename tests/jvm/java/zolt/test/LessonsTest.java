@@ -48,7 +48,7 @@ class LessonsTest {
         Log.clear();
     }
 
-    private int status(String path) {
+    private int status(String path) throws IOException {
         return ZOLTNative.getFileStatusNative(path, true, true, record, 0, 0, 0, 0);
     }
 
@@ -88,7 +88,7 @@ class LessonsTest {
     void aUserDatabaseThatTakesASecondHoldsUpNobodyElse(String lookup) throws Throwable {
         String refused = Files.createFile(dir.resolve("refused")).toString();
         CountDownLatch begun = new CountDownLatch(1);
-        Thread waiting = new Thread(() -> {
+        Thread waiting = new Thread((Body) () -> {
             Faults.slowLookups(1000);
             begun.countDown();
             switch (lookup) {

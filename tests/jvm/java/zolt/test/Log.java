@@ -22,6 +22,7 @@ public final class Log {
             Level.valueOf(System.getProperty("zolt.test.level", "OFF").toUpperCase(Locale.ROOT));
     private static final ThreadLocal<List<Line>> LINES = ThreadLocal.withInitial(ArrayList::new);
     private static final ThreadLocal<RuntimeException> TO_THROW = new ThreadLocal<>();
+    private static final ThreadLocal<Integer> ONLY_LINE = ThreadLocal.withInitial(() -> 0);
     private static final ThreadLocal<Predicate<Level>> ANSWERS =
             ThreadLocal.withInitial(() -> JAVA_LEVEL::passes);
     private static final ThreadLocal<List<Level>> QUESTIONS =
@@ -59,7 +60,8 @@ public final class Log {
     static void record(Level level, String text) {
         LINES.get().add(new Line(level, text));
         RuntimeException thrown = TO_THROW.get();
-        if (thrown != null) {
+        int only = ONLY_LINE.get();
+        if (thrown != null && (only == 0 || only == LINES.get().size())) {
             throw thrown;
         }
     }
@@ -91,7 +93,18 @@ public final class Log {
 
     /** From now on, logging on this thread throws; null ends that. */
     static void throwing(RuntimeException thrown) {
+        throwing(0, thrown);
+    }
+
+    /** What is being thrown; null for nothing. */
+    static RuntimeException throwing() {
+        return TO_THROW.get();
+    }
+
+    /** The same for one line, counted from 1 since the last clear; 0: every one. */
+    static void throwing(int line, RuntimeException thrown) {
         TO_THROW.set(thrown);
+        ONLY_LINE.set(line);
     }
 
     /** Forgets this thread's lines. Call it before the call whose lines count. */

@@ -85,6 +85,14 @@ class MarshalTest {
         assertArrayEquals(new byte[0], Frame.streamToByteArray(new byte[0], 0));
     }
 
+    /** A stream that found no memory says so only in its state; one that cannot seek is in the same. */
+    @Test
+    void aStreamThatCouldNotTakeEverythingIsAnErrorAndNoShorterArray() {
+        byte[] text = "abc".getBytes(ISO_8859_1);
+        assertEquals("Cannot allocate memory: ", assertThrows(RuntimeException.class,
+                () -> Frame.streamToByteArray(text, -1)).getMessage());
+    }
+
     private static void expectNoMemory(String function, Body call) {
         RuntimeException e =
                 assertThrows(RuntimeException.class, () -> Failing.run(function, 1, call));

@@ -1,0 +1,125 @@
+package zolt.test;
+
+import java.io.IOException;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.NoSuchFileException;
+import java.util.function.UnaryOperator;
+
+/**
+ * What becomes of a call in which one step goes wrong: {@code undisturbed} is how it ends otherwise,
+ * {@code before} how things stood.
+ */
+@FunctionalInterface
+interface Rule {
+    Ending ending(Fault fault, Ending undisturbed, Ending before);
+
+    /** It makes no difference. */
+    static Rule same() {
+        return (fault, undisturbed, before) -> undisturbed;
+    }
+
+    /** Nothing is done but this thrown. */
+    static Rule thrown(Class<?> type, String message) {
+        return (fault, undisturbed, before) -> before.answering(Ending.thrown(type, message));
+    }
+
+    /** The exception for an errno: its text, ": " and the message. */
+    static Rule error(int errno, String message) {
+        Class<?> type = switch (errno) {
+            case Faults.EPERM, Faults.EACCES -> AccessDeniedException.class;
+            case Faults.ENOENT -> NoSuchFileException.class;
+            case Faults.ENOMEM -> RuntimeException.class;
+            default -> IOException.class;
+        };
+        return thrown(type, Walk.errnoText(errno) + ": " + message);
+    }
+
+    /** The exception for the errno with which the step failed. */
+    static Rule error(String message) {
+        return (fault, undisturbed, before) -> {
+            if (fault.isAltered()) {
+                throw new AssertionError("nothing said of " + fault);
+            }
+            return error(fault.errno(), message).ending(fault, undisturbed, before);
+        };
+    }
+
+    /** The same of the client, which is an input error where it leaves no errno. */
+    static Rule clientError(String message) {
+        return error(message).on(Fault.SILENT, error(Faults.EIO, message));
+    }
+
+    /** The same of a request in whose reply there are no blocks to be altered. */
+    static Rule requestError(String message) {
+        return clientError(message).on(Fault.ONE_LESS, same()).on(Fault.NONE, same());
+    }
+
+    /** The same of a path's status: what is below no directory is not there. */
+    static Rule statError(String message) {
+        return error(message).on(Fault.errno(Faults.ENOTDIR), error(Faults.ENOENT, message));
+    }
+
+    /** The exception for a failure with an extended attribute. */
+    static Rule xattrError(String operation, String name) {
+        return error(operation + " failed for " + name)
+                .on(Fault.errno(Faults.EEXIST), error(name + " already exists"))
+                .on(Fault.errno(Faults.ENODATA), error(name + " does not exist"));
+    }
+
+    /** The virtual machine is short of memory and the library says so. */
+    static Rule noMemory() {
+        return error(Faults.ENOMEM, "");
+    }
+
+    /** The virtual machine is short of memory and says so itself. */
+    static Rule vmError() {
+        return thrown(OutOfMemoryError.class, "injected");
+    }
+
+    /** Everything is done, with another answer. */
+    static Rule answer(Object other) {
+        return same().andThen(ending -> ending.answering(Ending.text(other)));
+    }
+
+    /** Nothing is done, without a word. */
+    static Rule neutral(Object answer) {
+        return (fault, undisturbed, before) -> before.answering(Ending.text(answer));
+    }
+
+    default Rule on(Fault exception, Rule other) {
+        return (fault, undisturbed, before) ->
+                (fault.equals(exception) ? other : this).ending(fault, undisturbed, before);
+    }
+
+    default Rule andThen(UnaryOperator<Ending> change) {
+        return (fault, undisturbed, before) -> change.apply(ending(fault, undisturbed, before));
+    }
+
+    default Rule leaving(String state) {
+        return andThen(ending -> ending.leaving(state));
+    }
+
+    /** What is left is what the undisturbed call leaves. */
+    default Rule done() {
+        return (fault, undisturbed, before) -> ending(fault, undisturbed, before)
+                .leaving(undisturbed.state());
+    }
+
+    /** What is left is what the undisturbed call leaves, with a difference. */
+    default Rule done(UnaryOperator<String> difference) {
+        return (fault, undisturbed, before) -> ending(fault, undisturbed, before)
+                .leaving(difference.apply(undisturbed.state()));
+    }
+
+    default Rule as(String identity) {
+        return andThen(ending -> ending.as(identity));
+    }
+
+    default Rule allocations(int allocations) {
+        return andThen(ending -> ending.allocations(allocations));
+    }
+
+    default Rule streams(int streams) {
+        return andThen(ending -> ending.streams(streams));
+    }
+}
