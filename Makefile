@@ -14,7 +14,8 @@ CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
 
-.PHONY: help demo test soak deps build javadoc asan bench lint format tidy install clean packages
+.PHONY: help demo test soak deps build javadoc asan tsan coverage fuzz fuzzers bench lint format tidy install
+.PHONY: clean packages
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -28,11 +29,13 @@ demo: build ## build, load the library into a virtual machine, tour a directory
 	  -Dorg.slf4j.simpleLogger.defaultLogLevel=$(LEVEL) \
 	  zolt.tour.Tour $(DIR)
 
-test: ## every test: the core alone, the natives in virtual machines
+test: ## every test: the core alone, the natives in virtual machines, a little fuzzing
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@cmake --build --preset test -j $(JOBS)
 	@ctest --preset test -j $(JOBS)
+	@$(MAKE) fuzzers
+	@tests/fuzz/run.sh build/fuzz runs 10000
 
 soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machines killed at work
 	@scripts/deps.sh build test
@@ -55,6 +58,15 @@ asan: ## the tests of the core under AddressSanitizer and UBSan
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan
+
+fuzz: MINUTES = 30
+fuzz: fuzzers ## hostile input of libFuzzer for MINUTES=30
+	@nice tests/fuzz/run.sh build/fuzz minutes $(MINUTES)
+
+fuzzers:
+	@scripts/deps.sh build test
+	@cmake --preset fuzz >/dev/null
+	@out=$$(cmake --build --preset fuzz -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
 
 bench: build ## listings beside what Java offers: a table of times and ratios
 	@mkdir -p build/bench

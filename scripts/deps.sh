@@ -32,6 +32,8 @@ for set in "$@"; do
       need nm binutils
       need getfacl acl
       need getfattr attr
+      need clang++ clang
+      need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" libclang-rt-14-dev
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev
