@@ -6,7 +6,7 @@
 set -u
 folder=$(realpath "$1") mode=$2 amount=$3
 here=$(cd "$(dirname "$0")" && pwd)
-mapfile -t targets < <(cd "$folder/tests/fuzz" && find . -name 'fuzz_*' -type f -executable -printf '%f\n' | sed s/fuzz_// | sort)
+mapfile -t targets < <(cd "$folder/tests/fuzz" && find . -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed s/fuzz_// | sort)
 [ ${#targets[@]} -gt 0 ] || { echo "fuzz: no targets in $folder" >&2; exit 2; }
 mkdir -p "$folder/findings"
 work=$(mktemp -d)
