@@ -53,11 +53,25 @@ build: deps ## the library, the embedded client and the Java side
 javadoc: build ## the documentation of the Java interface, in build/java/javadoc
 	@cmake --build --preset release --target javadoc
 
-asan: ## the tests of the core under AddressSanitizer and UBSan
+asan: ## the tests under AddressSanitizer, UBSan and LeakSanitizer
 	@scripts/deps.sh build test
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
-	@ctest --preset asan
+	@ctest --preset asan -j $(JOBS)
+
+tsan: ## the tests of the core under ThreadSanitizer
+	@scripts/deps.sh build test
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j $(JOBS)
+	@ctest --preset tsan
+
+coverage: ## what of src/ the tests run: lines, branches, and what never ran
+	@scripts/deps.sh build test coverage
+	@cmake --preset coverage >/dev/null
+	@out=$$(cmake --build --preset coverage -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage -j $(JOBS)
+	@tests/coverage/report.py . build/coverage
 
 fuzz: MINUTES = 30
 fuzz: fuzzers ## hostile input of libFuzzer for MINUTES=30

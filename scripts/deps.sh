@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, lint) need and the machine lacks, from Debian's
-# packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, packages, lint, coverage) need and the machine
+# lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -44,6 +44,9 @@ for set in "$@"; do
       need clang-tidy clang-tidy
       need clang++ clang
       need git git
+      ;;
+    coverage)
+      need gcovr gcovr
       ;;
     *) echo "deps.sh: no set $set" >&2; exit 2 ;;
   esac
