@@ -16,7 +16,8 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 
 N ?= 300
 
-.PHONY: help demo test walk hostile soak deps build javadoc asan mutants bench lint format tidy install packages clean
+.PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
+.PHONY: bench lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
@@ -30,11 +31,13 @@ demo: build ## build, load the library into a virtual machine, tour a directory
 	  -Dorg.slf4j.simpleLogger.defaultLogLevel=$(LEVEL) \
 	  zolt.tour.Tour $(DIR)
 
-test: ## every test: the core alone, the natives in virtual machines
+test: ## every test: the core alone, the natives in virtual machines, a little fuzzing
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@cmake --build --preset test -j $(JOBS)
 	@ctest --preset test -j $(JOBS)
+	@$(MAKE) fuzzers
+	@tests/fuzz/run.sh build/fuzz runs 10000
 
 soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machines killed at work
 	@scripts/deps.sh build test
@@ -60,11 +63,34 @@ build: deps ## the library, the embedded client and the Java side
 javadoc: build ## the documentation of the Java interface, in build/java/javadoc
 	@cmake --build --preset release --target javadoc
 
-asan: ## the tests of the core under AddressSanitizer and UBSan
+asan: ## the tests under AddressSanitizer, UBSan and LeakSanitizer
 	@scripts/deps.sh build test
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan -j $(JOBS)
-	@ctest --preset asan
+	@ctest --preset asan -j $(JOBS)
+
+tsan: ## the tests of the core under ThreadSanitizer
+	@scripts/deps.sh build test
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j $(JOBS)
+	@ctest --preset tsan
+
+coverage: ## what of src/ the tests run: lines, branches, and what never ran
+	@scripts/deps.sh build test coverage
+	@cmake --preset coverage >/dev/null
+	@out=$$(cmake --build --preset coverage -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage -j $(JOBS)
+	@tests/coverage/report.py . build/coverage
+
+fuzz: MINUTES = 30
+fuzz: fuzzers ## hostile input of libFuzzer for MINUTES=30
+	@nice tests/fuzz/run.sh build/fuzz minutes $(MINUTES)
+
+fuzzers:
+	@scripts/deps.sh build test
+	@cmake --preset fuzz >/dev/null
+	@out=$$(cmake --build --preset fuzz -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
 
 mutants: ## break the library in N=300 small ways and name those that no test notices
 	@scripts/deps.sh build test mutants

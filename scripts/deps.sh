@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, lint, mutants) need and the machine
-# lacks, from Debian's packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, packages, lint, mutants, coverage) need and the
+# machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -32,6 +32,8 @@ for set in "$@"; do
       need nm binutils
       need getfacl acl
       need getfattr attr
+      need clang++ clang
+      need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" libclang-rt-14-dev
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev
@@ -47,6 +49,9 @@ for set in "$@"; do
       need clang++ clang
       need /usr/lib/python3/dist-packages/clang/cindex.py python3-clang
       need git git
+      ;;
+    coverage)
+      need gcovr gcovr
       ;;
     *) echo "deps.sh: no set $set" >&2; exit 2 ;;
   esac

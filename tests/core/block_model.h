@@ -13,10 +13,11 @@
 
 namespace zolt::test {
 
-/// What a client answers, drawn from a seed: the same seed gives the same answers.
-class RandomFileSystem {
+/// What a client answers.
+class FileSystem {
  public:
-  explicit RandomFileSystem(uint64_t seed);
+  FileSystem() = default;
+  virtual ~FileSystem() = default;
 
   struct Placement {
     int error;
@@ -24,14 +25,27 @@ class RandomFileSystem {
     int32_t bgf;
     uint32_t replicas;
   };
-  Placement placement() const { return placement_; }
+  virtual Placement placement() const = 0;
 
   struct Reply {
     int error;
     Locations locations;
   };
   /// The reply of the next round.
-  Reply next(uint64_t skip, uint64_t length);
+  virtual Reply next(uint64_t skip, uint64_t length) = 0;
+
+ protected:
+  FileSystem(const FileSystem&) = default;
+  FileSystem& operator=(const FileSystem&) = default;
+};
+
+/// Answers drawn from a seed: the same seed gives the same answers.
+class RandomFileSystem : public FileSystem {
+ public:
+  explicit RandomFileSystem(uint64_t seed);
+
+  Placement placement() const override { return placement_; }
+  Reply next(uint64_t skip, uint64_t length) override;
 
   uint64_t blockSize() const { return blockSize_; }
 
@@ -63,13 +77,15 @@ struct Outcome {
   uint32_t nblock = 0;
   uint32_t nreplica = 0;
   std::vector<int> memory;
+  size_t used = 0;                           // words written
   std::vector<std::vector<uint64_t>> asked;  // offset, skip factor and length of each round
   bool operator==(const Outcome&) const = default;
 };
 
 Question randomQuestion(uint64_t seed);
 
-/// By the plain rules.
+/// By the plain rules, over the random file system of the question's seed or another one.
 Outcome expectedOf(const Question& question);
+Outcome expectedOf(const Question& question, FileSystem& fs);
 
 }  // namespace zolt::test

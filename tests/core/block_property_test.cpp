@@ -47,6 +47,7 @@ Outcome outcomeOf(const Question& question) {
   } catch (const std::overflow_error& error) {
     outcome.overflow = error.what();
   }
+  outcome.used = out.position();
   outcome.length = loc.length;
   outcome.blocksize = loc.blocksize;
   outcome.nblock = loc.nblock;

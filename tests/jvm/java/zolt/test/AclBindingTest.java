@@ -51,8 +51,8 @@ class AclBindingTest extends AclFixture {
         command.add("-Xcheck:jni");
         command.addAll(List.of(arguments));
         ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+        Preload.noFaults(builder);
         Map<String, String> environment = builder.environment();
-        environment.remove("LD_PRELOAD");
         environment.put("LD_LIBRARY_PATH", folder + ":" + environment.get("LD_LIBRARY_PATH"));
         Process process = builder.start();
         String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);

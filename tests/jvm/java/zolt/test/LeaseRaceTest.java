@@ -93,7 +93,7 @@ class LeaseRaceTest {
                 "-Dzolt.library=" + System.getProperty("zolt.library"), "-Dzolt.test.level=OFF",
                 "-cp", System.getProperty("java.class.path"),
                 LeaseRacer.class.getName(), "" + FILES, name);
-        builder.environment().remove("LD_PRELOAD");
+        Preload.noFaults(builder);
         builder.environment().remove("CLASSPATH");
         Process racer = builder.redirectError(ProcessBuilder.Redirect.INHERIT).start();
         // One that hangs is ended, and with it the wait for its answer.

@@ -33,7 +33,7 @@ class LoadTest {
         line.addAll(options);
         line.addAll(Arrays.asList(command));
         ProcessBuilder builder = new ProcessBuilder(line).redirectErrorStream(true);
-        builder.environment().remove("LD_PRELOAD");
+        Preload.noFaults(builder);
         builder.environment().remove("CLASSPATH");
         Process process = builder.start();
         String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
@@ -212,7 +212,7 @@ class LoadTest {
         ProcessBuilder builder = new ProcessBuilder(java, "-Dzolt.library=" + LIBRARY, "-cp",
                 System.getenv("CLASSPATH"), Touch.class.getName()).redirectErrorStream(true);
         builder.environment().remove("LD_LIBRARY_PATH");
-        builder.environment().remove("LD_PRELOAD");
+        Preload.noFaults(builder);
         Process process = builder.start();
         String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
         assertTrue(output.contains("client library libzolt.so was not found"), output);

@@ -119,7 +119,7 @@ class PlacementTest extends Blocks {
                     "-Dzolt.library=" + System.getProperty("zolt.library"), Vm.class.getName()));
             line.addAll(List.of(arguments));
             ProcessBuilder builder = new ProcessBuilder(line).redirectErrorStream(true);
-            builder.environment().remove("LD_PRELOAD");
+            Preload.noFaults(builder);
             Process process = builder.start();
             String output =
                     new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);

@@ -1,0 +1,218 @@
+// Eight threads, each in everything at once: what one does is never seen in another's answers.
+// Under ThreadSanitizer (make tsan) it is also what finds shared state.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <sstream>
+#include <thread>
+
+#include "acl/acl_util.h"
+#include "acl/file_acl.h"
+#include "acl_helpers.h"
+#include "blocks/block_locations.h"
+#include "blocks/placement.h"
+#include "faults.h"
+#include "identity/fs_account.h"
+#include "identity/groups.h"
+#include "identity/names.h"
+#include "jni/io_exception.h"
+#include "jni/modified_utf8.h"
+#include "jni/mounts.h"
+#include "listing_fixture.h"
+#include "log_capture.h"
+#include "status/failed_path.h"
+#include "status/file_status.h"
+#include "status/links.h"
+#include "status/setters.h"
+#include "thread_identity.h"
+#include "xattr/lease.h"
+#include "xattr/xattr.h"
+
+namespace zolt {
+namespace {
+
+using namespace test;
+
+constexpr int THREADS = 8;
+constexpr int ROUNDS = 40;
+constexpr int FIRST_ID = 70100;
+
+// What one thread does, on a directory of its own and on one that all share.
+class Worker {
+ public:
+  Worker(const TempDir& dir, int number) : dir_(dir), number_(number) {
+    const std::string name = "worker" + std::to_string(number);
+    own_ = dir / name;
+    file_ = dir.file(name + ".data", std::string(static_cast<size_t>(number) + 1, 'x'));
+    mkdir(own_.c_str(), 0755);
+    user_ = "user" + std::to_string(number);
+  }
+
+  void run() {
+    // The fault library keeps its users per thread, as it keeps everything.
+    zolt_fault_user(user_.c_str(), id(), id(), 0);
+    for (int round = 0; round < ROUNDS; ++round) {
+      list();
+      identity();
+      status();
+      attributes();
+      lease(round);
+      acls();
+      blocks();
+      names();
+    }
+    zolt_fault_clear();
+  }
+
+ private:
+  unsigned id() const { return static_cast<unsigned>(FIRST_ID + number_); }
+
+  void list() {
+    std::vector<char> memory(200);
+    size_t records = 0;
+    int result = 1;
+    while (result == 1) {
+      Buffer<char> out;
+      out.setBuffer(memory.data(), memory.size());
+      result = getDirents(dir_.path(), out, false);
+      records += parse(memory).size();
+    }
+    EXPECT_EQ(records, 2U * THREADS);
+    EXPECT_EQ(getDirentCount(dir_.path()).count, 2 * THREADS);
+  }
+
+  void identity() {
+    const ThreadIdentity before = test::identity();
+    {
+      const FSAccount account(user_);
+      EXPECT_EQ(test::identity().fsuid, id());
+      EXPECT_EQ(test::identity().fsgid, id());
+      dump_gid("threads");
+    }
+    EXPECT_EQ(test::identity().fsuid, before.fsuid);
+    EXPECT_EQ(test::identity().fsgid, before.fsgid);
+  }
+
+  void status() {
+    std::array<char, 100> memory{};
+    const auto buffer = [&] { return StatusBuffer{memory.data(), memory.size()}; };
+    const FileTime never{-1, 0};
+    EXPECT_TRUE(getFileStatus(file_.c_str(), true, true, never, never, buffer).written);
+    EXPECT_EQ(sizeIn(memory), number_ + 1);
+    EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, never, buffer).written);
+    EXPECT_EQ(sizeIn(memory), number_ + 1);
+    bool changed = false;
+    EXPECT_EQ(isCMTimeChanged(file_.c_str(), true, never, never, changed), 0);
+    EXPECT_TRUE(changed);
+    EXPECT_EQ(getFileStatus((own_ + "/none").c_str(), true, true, never, never, buffer).error,
+              ENOENT);
+    getFailedPath((own_ + "/none").c_str(), true);
+  }
+
+  static int64_t sizeIn(const std::array<char, 100>& memory) {
+    int64_t size = 0;
+    std::memcpy(&size, memory.data() + 8, sizeof size);
+    return size;
+  }
+
+  void attributes() {
+    const std::string value = user_ + "'s";
+    EXPECT_EQ(zolt_setxattr(own_.c_str(), false, "user.name", value.data(), value.size(), 0), 0);
+    std::unique_ptr<char[]> found;
+    const int length = readXattr(own_.c_str(), false, "user.name", found);
+    ASSERT_EQ(length, static_cast<int>(value.size()));
+    EXPECT_EQ(std::string(found.get(), value.size()), value);
+    char* list = nullptr;
+    EXPECT_GT(zolt_listxattrs(own_.c_str(), false, &list), 0);
+    delete[] list;
+    EXPECT_EQ(zolt_removexattr(own_.c_str(), false, "user.name"), 0);
+    EXPECT_EQ(zolt_removexattr(own_.c_str(), false, "user.name"), -ENODATA);
+  }
+
+  void lease(int round) {
+    int64_t now = 0;
+    ASSERT_EQ(readLeaseClock(now), 0);
+    const std::string holder = user_ + "#" + std::to_string(round);
+    EXPECT_EQ(setLeaseHolder(file_, true, holder, now).error, 0);
+    EXPECT_EQ(setLeaseUpdate(file_, true, now).error, 0);
+    EXPECT_EQ(renewLease(file_, true, now).error, 0);
+    const LeaseRead lease = getLease(file_, true, 100, 1000, now);
+    ASSERT_NE(lease.holder, nullptr);
+    EXPECT_EQ(std::string(lease.holder.get(), static_cast<size_t>(lease.length)), holder);
+    EXPECT_EQ(removeLease(file_, true).error, 0);
+  }
+
+  // The second one is refused, and its text asks the user database.
+  void acls() {
+    const int named = static_cast<int>(id());
+    change(
+        ints({5, ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS, 16, 7, ACCESS, 32, 0}));
+    try {
+      change(ints({2, ACCESS, 2, named, 6, ACCESS, 2, named, 4}));
+      ADD_FAILURE() << "a list with the same user twice was stored";
+    } catch (const IOException& error) {
+      EXPECT_EQ(error.code(), EINVAL);
+    }
+    std::ostringstream found;
+    writeAclStatus(own_, true, found);
+    EXPECT_EQ(found.str(), ints({ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS, 16, 7,
+                                 ACCESS, 32, 0}));
+    removeAcl(own_, true);
+  }
+
+  void change(const std::string& stream) {
+    std::istringstream spec(stream);
+    changeAcl(own_, spec, AclChange::SET);
+  }
+
+  void blocks() {
+    setReplication(file_, short{2}, true);
+    setBGF(file_, 1 + number_);
+    for (const StorageType type : {FS_BLOCKS, SIZES_ONLY, HDFS_BLOCKS, RANKED_NODES}) {
+      std::array<int, 16> words{};
+      const LentMemory lent{reinterpret_cast<char*>(words.data()), sizeof words};
+      EXPECT_EQ(getBlockLocations(file_, type, true, 0, -1, std::nullopt, lent), 0);
+      EXPECT_EQ(words.back(), -1);
+    }
+  }
+
+  void names() {
+    uint32_t uid = 0;
+    uint32_t gid = 0;
+    username_to_uidgid(user_, uid, gid);
+    EXPECT_EQ(uid, id());
+    std::string name;
+    uid_to_usrname(id(), name);
+    EXPECT_EQ(name, user_);
+    gid_to_grpname(0, name);
+    EXPECT_EQ(name, "root");
+    mountDevice("/proc", "proc");
+    EXPECT_EQ(toModifiedUtf8("\xff"), "\xC3\xBF");
+  }
+
+  const TempDir& dir_;
+  int number_;
+  std::string own_;
+  std::string file_;
+  std::string user_;
+};
+
+TEST(Threads, DoNotSeeOneAnother) {
+  ACLUtil::init();
+  const TempDir dir;
+  const LogCapture log;  // with everything logged
+  const long descriptors = openDescriptors();
+  std::vector<Worker> workers;
+  for (int number = 0; number < THREADS; ++number)
+    workers.emplace_back(dir, number);
+  std::vector<std::thread> threads;
+  for (Worker& worker : workers)
+    threads.emplace_back(&Worker::run, &worker);
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,121 @@
+// A file system whose replies to the block queries come from a fuzz input, as the library's client
+// and as the model's file system: both are told the same.
+#pragma once
+
+#include <cerrno>
+#include <cstring>
+
+#include "block_model.h"
+#include "client.h"
+#include "fuzz.h"
+#include "zolt.h"
+
+namespace zolt::fuzz {
+
+class FuzzedFileSystem : public test::FileSystem {
+ public:
+  explicit FuzzedFileSystem(Input& input) {
+    const uint8_t fault = input.byte();
+    placement_.error = fault < 248 ? 0 : 1 + fault % 8;
+    placement_.status = input.flag() ? 0 : static_cast<int32_t>(input.number());
+    placement_.bgf = static_cast<int32_t>(input.number());
+    placement_.replicas = static_cast<uint32_t>(input.number());
+    replies_.resize(input.pick(9));
+    for (Line& line : replies_)
+      line = someLine(input);
+    pattern_ = input.bytes(32);
+  }
+
+  test::FileSystem::Placement placement() const override { return placement_; }
+
+  /// After the last reply the client fails with ENODATA.
+  test::FileSystem::Reply next(uint64_t skip, uint64_t /*length*/) override {
+    if (at_ == replies_.size()) return {ENODATA, {}};
+    const Line& line = replies_[at_++];
+    test::Locations reply{line.replicas, line.blocks, line.metaBlockSize, {}};
+    if (line.metaIsSkip) reply.metaBlockSize = static_cast<int64_t>(skip);
+    const int64_t entries = int64_t{line.replicas} * line.blocks;
+    if (line.replicas < 0 || line.blocks < 0 || entries > ZOLT_LOCATION_ENTRIES) {
+      return {line.error, reply};
+    }
+    for (int64_t i = 0; i < 2 * entries; ++i) {
+      const auto place = static_cast<size_t>(i) + at_;
+      reply.words.push_back(pattern_.empty() ? 1 : pattern_[place % pattern_.size()]);
+    }
+    return {line.error, reply};
+  }
+
+ private:
+  struct Line {
+    int error;
+    int32_t replicas;
+    int32_t blocks;
+    int64_t metaBlockSize;
+    bool metaIsSkip;
+  };
+
+  static Line someLine(Input& input) {
+    const uint8_t kind = input.byte();
+    Line line{};
+    line.error = kind < 248 ? 0 : 1 + kind % 8;
+    line.metaIsSkip = kind % 2 == 0;
+    line.replicas = kind % 16 == 15 ? static_cast<int32_t>(input.number()) : input.byte() % 8;
+    line.blocks = kind % 16 == 14 ? static_cast<int32_t>(input.number()) : input.byte();
+    if (!line.metaIsSkip) line.metaBlockSize = static_cast<int64_t>(input.number());
+    return line;
+  }
+
+  Placement placement_{};
+  std::vector<Line> replies_;
+  std::string pattern_;
+  size_t at_ = 0;
+};
+
+// The requests as bytes: the offsets stand here once more, as numbers.
+
+template <class T>
+T fieldOf(const char* request, size_t offset) {
+  T value{};
+  std::memcpy(&value, request + offset, sizeof value);
+  return value;
+}
+
+template <class T>
+void put(char* request, size_t offset, const T& value) {
+  std::memcpy(request + offset, &value, sizeof value);
+}
+
+/// The file system as the library's client; `asked` gets offset, skip factor and length of each
+/// request for locations.
+inline Client::Answer answersOf(FuzzedFileSystem& fs, std::vector<std::vector<uint64_t>>& asked) {
+  return [&fs, &asked](int fd, char* request) {
+    REQUIRE(fd >= 0);
+    REQUIRE(fieldOf<uint32_t>(request, 4) == 1);
+    int error = 0;
+    if (fieldOf<uint32_t>(request, 0) == 104) {
+      REQUIRE(fieldOf<uint32_t>(request, 20) == 3001 && fieldOf<uint32_t>(request, 52) == 6001);
+      const auto placed = fs.placement();
+      error = placed.error;
+      put(request, 32, placed.replicas);
+      put(request, 68, placed.status);
+      put(request, 80, __builtin_bswap32(static_cast<uint32_t>(placed.bgf)));
+    } else {
+      REQUIRE(fieldOf<uint32_t>(request, 0) == 64584 && fieldOf<uint32_t>(request, 20) == 3006);
+      asked.push_back({fieldOf<uint64_t>(request, 24), fieldOf<uint64_t>(request, 32),
+                       fieldOf<uint64_t>(request, 40)});
+      const auto [failed, reply] = fs.next(asked.back()[1], asked.back()[2]);
+      error = failed;
+      put(request, 56, reply.replicas);
+      put(request, 60, reply.blocks);
+      put(request, 64, reply.metaBlockSize);
+      if (!reply.words.empty()) {
+        std::memcpy(request + 72, reply.words.data(), 4 * reply.words.size());
+      }
+    }
+    if (error == 0) return 0;
+    errno = error;
+    return -1;
+  };
+}
+
+}  // namespace zolt::fuzz
