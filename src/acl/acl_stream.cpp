@@ -18,10 +18,6 @@ int32_t readInt(std::istream& in) {
   return in.read(reinterpret_cast<char*>(&value), sizeof value) ? value : 0;
 }
 
-void writeInt(std::ostream& out, int32_t value) {
-  out.write(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
 bool isNamed(int tag) {
   return tag == ACL_USER || tag == ACL_GROUP;
 }
@@ -76,18 +72,22 @@ void convert(std::istream& in, std::vector<ACL*>& acls) {
   }
 }
 
+// In one piece, since each write to a stream has its own price.
 void convert(std::vector<ACL*>& acls, std::ostream& out) {
+  std::vector<int32_t> words;
   for (const ACL* acl : acls) {
     ZOLT_TRACE("AclEntry count:" << acl->size());
     ZOLT_TRACE("convert dump: " << acl->dump());
+    const auto type = static_cast<int32_t>(acl->get_type());
     for (const ACL::Entry& entry : *acl) {
       const int tag = entry.get_tag();
-      writeInt(out, static_cast<int32_t>(acl->get_type()));
-      writeInt(out, tag);
-      if (isNamed(tag)) writeInt(out, static_cast<int32_t>(entry.get_qualifier()));
-      writeInt(out, entry.get_perm());
+      words.insert(words.end(), {type, tag});
+      if (isNamed(tag)) words.push_back(static_cast<int32_t>(entry.get_qualifier()));
+      words.push_back(entry.get_perm());
     }
   }
+  out.write(reinterpret_cast<const char*>(words.data()),
+            static_cast<std::streamsize>(words.size() * sizeof(int32_t)));
 }
 
 }  // namespace zolt
