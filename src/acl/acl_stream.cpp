@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 #include "jni/io_exception.h"
@@ -72,22 +73,30 @@ void convert(std::istream& in, std::vector<ACL*>& acls) {
   }
 }
 
-// In one piece, since each write to a stream has its own price.
-void convert(std::vector<ACL*>& acls, std::ostream& out) {
-  std::vector<int32_t> words;
+void convert(std::vector<ACL*>& acls, std::string& out) {
+  const auto put = [&out](std::initializer_list<int32_t> words) {
+    out.append(reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(int32_t));
+  };
   for (const ACL* acl : acls) {
     ZOLT_TRACE("AclEntry count:" << acl->size());
     ZOLT_TRACE("convert dump: " << acl->dump());
     const auto type = static_cast<int32_t>(acl->get_type());
     for (const ACL::Entry& entry : *acl) {
       const int tag = entry.get_tag();
-      words.insert(words.end(), {type, tag});
-      if (isNamed(tag)) words.push_back(static_cast<int32_t>(entry.get_qualifier()));
-      words.push_back(entry.get_perm());
+      if (isNamed(tag)) {
+        const auto id = static_cast<int32_t>(entry.get_qualifier());
+        put({type, tag, id, entry.get_perm()});
+      } else {
+        put({type, tag, entry.get_perm()});
+      }
     }
   }
-  out.write(reinterpret_cast<const char*>(words.data()),
-            static_cast<std::streamsize>(words.size() * sizeof(int32_t)));
+}
+
+void convert(std::vector<ACL*>& acls, std::ostream& out) {
+  std::string bytes;
+  convert(acls, bytes);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 }  // namespace zolt

@@ -49,7 +49,10 @@ struct AclStreamTest : ::testing::Test {
   std::string write() {
     std::ostringstream out;
     convert(lists.acls, out);
-    return out.str();
+    std::string bytes;
+    convert(lists.acls, bytes);
+    EXPECT_EQ(bytes, out.str());
+    return bytes;
   }
 
   AclVector lists;
