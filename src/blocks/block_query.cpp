@@ -125,7 +125,7 @@ int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
       nodes.add(words, blocks, walk.replicas());
       left -= blocks;
       if (blocks != group) break;
-      words += 2 * walk.replicas() * static_cast<std::ptrdiff_t>(blocks);
+      words += std::ptrdiff_t{2} * walk.replicas() * static_cast<std::ptrdiff_t>(blocks);
       nodes.emit(walk.replicas(), out);
       ++emitted;
     }

@@ -11,14 +11,10 @@ namespace {
 constexpr size_t FEWEST_SLOTS = 64;
 constexpr size_t MOST_KNOWN = 256;
 
-// Where the node is, or where it would come. The multiplier spreads numbers that follow one
-// another, as those of nodes do.
-template <class Slots>
-size_t find(const Slots& slots, size_t mask, int node) {
-  size_t at = (static_cast<uint32_t>(node) * 2654435769U >> 16) & mask;
-  while (slots[at].node != node && slots[at].blocksAndOne != 0)
-    at = (at + 1) & mask;
-  return at;
+// Where a node belongs. The multiplier spreads numbers that follow one another, as those of nodes
+// do; node 0 belongs to slot 0, and node 1 to another one.
+size_t homeOf(int node, size_t mask) {
+  return (static_cast<uint32_t>(node) * 2654435769U >> 16) & mask;
 }
 
 }  // namespace
@@ -42,10 +38,31 @@ void NodeCounts::makeRoom() {
   if (2 * (known_ + 1) <= slots_.size()) return;
   std::vector<Slot> old(std::max(FEWEST_SLOTS, 2 * slots_.size()));
   old.swap(slots_);
+  slots_[0].node = 1;
   for (const Slot& slot : old) {
-    if (slot.blocksAndOne != 0) slots_[find(slots_, slots_.size() - 1, slot.node)] = slot;
+    if (slot.blocksAndOne != 0) find(slot.node) = slot;
   }
   ascending_.clear();
+}
+
+// The node's slot, or the one that it is to have.
+NodeCounts::Slot& NodeCounts::find(int node) {
+  const size_t mask = slots_.size() - 1;
+  size_t at = homeOf(node, mask);
+  while (slots_[at].blocksAndOne != 0 && slots_[at].node != node)
+    at = (at + 1) & mask;
+  return slots_[at];
+}
+
+void NodeCounts::addElsewhere(int node) {
+  Slot& slot = find(node);
+  if (slot.blocksAndOne != 0) {
+    ++slot.blocksAndOne;
+    return;
+  }
+  slot = {node, 2};
+  ++known_;
+  makeRoom();
 }
 
 void NodeCounts::add(const int32_t* words, uint64_t blocks, int32_t replicas) {
@@ -56,12 +73,12 @@ void NodeCounts::add(const int32_t* words, uint64_t blocks, int32_t replicas) {
   size_t mask = slots_.size() - 1;
   for (; blocks > 0; --blocks, words += 2 * std::ptrdiff_t{replicas}) {
     for (int32_t i = 0; i < replicas; ++i) {
-      Slot& slot = slots[find(slots, mask, words[i])];
-      if (slot.blocksAndOne++ != 0) [[likely]]
+      Slot& home = slots[homeOf(words[i], mask)];
+      if (home.node == words[i]) [[likely]] {
+        ++home.blocksAndOne;
         continue;
-      slot = {words[i], 2};
-      ++known_;
-      makeRoom();
+      }
+      addElsewhere(words[i]);
       slots = slots_.data();
       mask = slots_.size() - 1;
     }

@@ -35,13 +35,16 @@ class NodeCounts {
   void emit(int replicas, Buffer<int>& out);
 
  private:
-  // A known node, and 1 more than it has blocks in this group; 0 where no node is.
+  // A known node, and 1 more than it has blocks in this group. Where there is none, 0 and a node
+  // that belongs elsewhere: so a node that is found where it belongs is one that is known.
   struct Slot {
-    int node;
-    int blocksAndOne;
+    int node = 0;
+    int blocksAndOne = 0;
   };
 
   void makeRoom();
+  Slot& find(int node);
+  void addElsewhere(int node);
   void sortKnown();
   void beginGroup();
 
