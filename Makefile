@@ -7,6 +7,7 @@ DIR ?= $(CURDIR)
 LEVEL ?= info
 MINUTES ?= 10
 KILLS ?= 200
+SECONDS := 0.6
 PREFIX ?= /usr/local
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
@@ -17,10 +18,10 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 N ?= 300
 
 .PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench lint format tidy install packages clean
+.PHONY: bench bench-count lint format tidy install packages clean
 
 help: ## this text
-	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 18
+	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
 	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
 demo: build ## build, load the library into a virtual machine, tour a directory
@@ -103,11 +104,16 @@ walk: ## every native with each of its steps failing in turn, and pairs of them:
 	@out=$$(WALK_PAIRS=true ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
 	  echo "$$out" | sed -n 's/^.*\(walk: .*\)/\1/p'
 
-bench: build ## listings beside what Java offers: a table of times and ratios
-	@mkdir -p build/bench
-	@javac -Xlint:all -Werror -cp $(JARS) -d build/bench bench/java/zolt/bench/*.java
-	@LD_LIBRARY_PATH=$(CLIENT) java -cp build/bench:$(JARS) -Dzolt.library=$(LIBRARY) \
-	  -Dorg.slf4j.simpleLogger.defaultLogLevel=warn zolt.bench.ListingBench | expand -t 12,36,52,68
+bench: build ## each native beside its floor and beside what Java offers (SECONDS=, LONG=1, ONLY=, DOCUMENT=1)
+	@scripts/deps.sh bench
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
+	@ONLY='$(ONLY)' bench/run.sh $(CURDIR)/build $(CURDIR)/build/bench $(SECONDS) $(if $(LONG),long); \
+	  status=$$?; $(if $(DOCUMENT),bench/document.sh build/bench >docs/performance.md;) exit $$status
+
+bench-count: build ## instructions of the core's hot paths against bench/counts.tsv (ACCEPT=1)
+	@scripts/deps.sh bench
+	@cmake --build --preset release -j $(JOBS) --target zolt_counts >/dev/null
+	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
 
 lint: format tidy ## formatting, house rules, a build by clang, clang-tidy
 

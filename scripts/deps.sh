@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, lint, mutants, coverage) need and the
-# machine lacks, from Debian's packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, packages, bench, lint, mutants, coverage) need and
+# the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -38,6 +38,10 @@ for set in "$@"; do
     packages)
       need dpkg-shlibdeps dpkg-dev
       need rpmbuild rpm
+      ;;
+    bench)
+      need getfacl acl
+      need valgrind valgrind
       ;;
     lint)
       need clang-format clang-format

@@ -26,6 +26,10 @@ ssize_t File::getAttribute(const char* name, void* value, size_t size) const {
   return path_ != nullptr ? getxattr(path_, name, value, size) : fgetxattr(fd_, name, value, size);
 }
 
+ssize_t File::listAttributes(char* names, size_t size) const {
+  return path_ != nullptr ? listxattr(path_, names, size) : flistxattr(fd_, names, size);
+}
+
 ssize_t readKept(const File& file, const Setting& setting, void* value, size_t size) {
   for (const char* name : {setting.trusted, setting.user}) {
     const ssize_t length = file.getAttribute(name, value, size);

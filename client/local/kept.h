@@ -27,6 +27,7 @@ class File {
 
   int stat(struct stat& st) const;
   ssize_t getAttribute(const char* name, void* value, size_t size) const;
+  ssize_t listAttributes(char* names, size_t size) const;
 
  private:
   const char* path_ = nullptr;

@@ -41,11 +41,8 @@ JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNat
   std::string path;
   if (!getPath(env, javaPath, path)) return nullptr;
   try {
-    std::ostringstream status;
-    writeAclStatus(path, isDirectory != JNI_FALSE, status);
-    jbyteArray bytes = nullptr;
-    ostringstreamToByteArray(env, status, bytes);
-    return bytes;
+    const std::string status = aclStatus(path, isDirectory != JNI_FALSE);
+    return convertChar2byteArray(env, static_cast<int>(status.size()), status.data());
   } catch (const IOException& error) {
     handle_error(env, error.code(), error.what());
     getFailedPath(path.c_str(), false);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 #include "jni/io_exception.h"
@@ -16,10 +17,6 @@ constexpr int32_t NO_PERMISSION = -1;
 int32_t readInt(std::istream& in) {
   int32_t value = 0;
   return in.read(reinterpret_cast<char*>(&value), sizeof value) ? value : 0;
-}
-
-void writeInt(std::ostream& out, int32_t value) {
-  out.write(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
 bool isNamed(int tag) {
@@ -76,18 +73,30 @@ void convert(std::istream& in, std::vector<ACL*>& acls) {
   }
 }
 
-void convert(std::vector<ACL*>& acls, std::ostream& out) {
+void convert(std::vector<ACL*>& acls, std::string& out) {
+  const auto put = [&out](std::initializer_list<int32_t> words) {
+    out.append(reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(int32_t));
+  };
   for (const ACL* acl : acls) {
     ZOLT_TRACE("AclEntry count:" << acl->size());
     ZOLT_TRACE("convert dump: " << acl->dump());
+    const auto type = static_cast<int32_t>(acl->get_type());
     for (const ACL::Entry& entry : *acl) {
       const int tag = entry.get_tag();
-      writeInt(out, static_cast<int32_t>(acl->get_type()));
-      writeInt(out, tag);
-      if (isNamed(tag)) writeInt(out, static_cast<int32_t>(entry.get_qualifier()));
-      writeInt(out, entry.get_perm());
+      if (isNamed(tag)) {
+        const auto id = static_cast<int32_t>(entry.get_qualifier());
+        put({type, tag, id, entry.get_perm()});
+      } else {
+        put({type, tag, entry.get_perm()});
+      }
     }
   }
+}
+
+void convert(std::vector<ACL*>& acls, std::ostream& out) {
+  std::string bytes;
+  convert(acls, bytes);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 }  // namespace zolt

@@ -8,13 +8,16 @@
 
 #include <istream>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "acl/acl.h"
 
 namespace zolt {
 
-/// Writes the entries of all lists, list by list.
+/// Writes the entries of all lists, list by list: at the end of a string, or into a stream, which
+/// costs more to make than a short list to read.
+void convert(std::vector<ACL*>& acls, std::string& out);
 void convert(std::vector<ACL*>& acls, std::ostream& out);
 
 /// Reads a stream and adds its entries to the first list of their scope, or to a new one at the

@@ -102,9 +102,12 @@ const Symbol symbols[] = {
     {"acl_error", untyped(ACLUtil::acl_error)},
 };
 
+bool callable = false;  // bound, and no slot is null
+
 void close(void*& handle) {
   dlclose(handle);
   handle = nullptr;
+  callable = false;
 }
 
 }  // namespace
@@ -120,6 +123,8 @@ bool ACLUtil::init() {
     ZOLT_DEBUG("failed to resolve: " << error);
     return false;
   }
+  // A symbol that is there may still be null (dlsym(3), NOTES), and null must not be called.
+  callable = std::ranges::all_of(symbols, [](const Symbol& s) { return *s.slot != nullptr; });
   ZOLT_DEBUG("libacl.so loaded");
   return true;
 }
@@ -141,9 +146,7 @@ void ACLUtil::uninit() {
 }
 
 void ACLUtil::require() {
-  // A symbol that is there may still be null (dlsym(3), NOTES), and null must not be called.
-  const auto callable = [](const Symbol& symbol) { return *symbol.slot != nullptr; };
-  if (libacl_handle != nullptr && std::ranges::all_of(symbols, callable)) return;
+  if (callable) return;
   throw IOException(std::string(LIBACL) + " is not available", EOPNOTSUPP);
 }
 

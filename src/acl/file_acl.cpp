@@ -6,6 +6,8 @@ namespace zolt {
 
 namespace {
 
+constexpr size_t ROOM = 240;  // 15 named entries, more than most files have
+
 void changeOne(const std::string& path, ACL& spec, AclChange change) {
   if (change == AclChange::SET) {
     spec.set_file(path, true);
@@ -21,12 +23,15 @@ void changeOne(const std::string& path, ACL& spec, AclChange change) {
 
 }  // namespace
 
-void writeAclStatus(const std::string& path, bool isDirectory, std::ostream& out) {
+std::string aclStatus(const std::string& path, bool isDirectory) {
   ACL access(path, ACL_TYPE_ACCESS);
   ACL byDefault(ACL_TYPE_DEFAULT);
   if (isDirectory) byDefault.get_file(path);
   std::vector<ACL*> acls{&access, &byDefault};
-  convert(acls, out);
+  std::string bytes;
+  bytes.reserve(ROOM);
+  convert(acls, bytes);
+  return bytes;
 }
 
 void changeAcl(const std::string& path, std::istream& spec, AclChange change) {

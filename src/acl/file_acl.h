@@ -5,13 +5,12 @@
 #pragma once
 
 #include <istream>
-#include <ostream>
 #include <string>
 
 namespace zolt {
 
-/// Writes the entries of the access list, then, for a directory, of the default list.
-void writeAclStatus(const std::string& path, bool isDirectory, std::ostream& out);
+/// The entries of the access list, then, for a directory, of the default list.
+std::string aclStatus(const std::string& path, bool isDirectory);
 
 enum class AclChange {
   SET,     // the entries given become the list; a missing base entry stays as it is

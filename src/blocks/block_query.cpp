@@ -119,15 +119,15 @@ int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
     walk.logReply();
     // Every reply begins a group of its own, but what the last one left uncounted is carried into
     // it: a reply that ends inside a group shifts the groups of the next.
-    uint64_t left = group;
     const int32_t* words = walk.words();
-    for (int32_t block = 0; block < walk.blocks(); ++block) {
-      nodes.add(words, walk.replicas());
-      words += 2 * std::ptrdiff_t{walk.replicas()};
-      if (--left != 0) continue;
+    for (auto left = static_cast<uint64_t>(walk.blocks()); left != 0;) {
+      const uint64_t blocks = std::min(left, group);
+      nodes.add(words, blocks, walk.replicas());
+      left -= blocks;
+      if (blocks != group) break;
+      words += std::ptrdiff_t{2} * walk.replicas() * static_cast<std::ptrdiff_t>(blocks);
       nodes.emit(walk.replicas(), out);
       ++emitted;
-      left = group;
     }
   } while (walk.advance());
   if (!nodes.empty()) {

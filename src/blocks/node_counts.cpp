@@ -6,6 +6,19 @@
 
 namespace zolt {
 
+namespace {
+
+constexpr size_t FEWEST_SLOTS = 64;
+constexpr size_t MOST_KNOWN = 256;
+
+// Where a node belongs. The multiplier spreads numbers that follow one another, as those of nodes
+// do; node 0 belongs to slot 0, and node 1 to another one.
+size_t homeOf(int node, size_t mask) {
+  return (static_cast<uint32_t>(node) * 2654435769U >> 16) & mask;
+}
+
+}  // namespace
+
 bool count_greater(const std::pair<int, int>& a, const std::pair<int, int>& b) {
   return a.second > b.second;
 }
@@ -20,22 +33,94 @@ void rankFirst(std::vector<std::pair<int, int>>& nodes, int replicas) {
   std::nth_element(nodes.begin(), nodes.begin() + pivot, nodes.end(), count_greater);
 }
 
-void NodeCounts::add(const int* nodes, int count) {
-  for (int i = 0; i < count; ++i)
-    ++counts_[nodes[i]];
+// Half as many nodes as slots at most.
+void NodeCounts::makeRoom() {
+  if (2 * (known_ + 1) <= slots_.size()) return;
+  std::vector<Slot> old(std::max(FEWEST_SLOTS, 2 * slots_.size()));
+  old.swap(slots_);
+  slots_[0].node = 1;
+  for (const Slot& slot : old) {
+    if (slot.blocksAndOne != 0) find(slot.node) = slot;
+  }
+  ascending_.clear();
+}
+
+// The node's slot, or the one that it is to have.
+NodeCounts::Slot& NodeCounts::find(int node) {
+  const size_t mask = slots_.size() - 1;
+  size_t at = homeOf(node, mask);
+  while (slots_[at].blocksAndOne != 0 && slots_[at].node != node)
+    at = (at + 1) & mask;
+  return slots_[at];
+}
+
+void NodeCounts::addElsewhere(int node) {
+  Slot& slot = find(node);
+  if (slot.blocksAndOne != 0) {
+    ++slot.blocksAndOne;
+    return;
+  }
+  slot = {node, 2};
+  ++known_;
+  makeRoom();
+}
+
+void NodeCounts::add(const int32_t* words, uint64_t blocks, int32_t replicas) {
+  if (blocks == 0 || replicas == 0) return;
+  empty_ = false;
+  makeRoom();
+  Slot* slots = slots_.data();
+  size_t mask = slots_.size() - 1;
+  for (; blocks > 0; --blocks, words += 2 * std::ptrdiff_t{replicas}) {
+    for (int32_t i = 0; i < replicas; ++i) {
+      Slot& home = slots[homeOf(words[i], mask)];
+      if (home.node == words[i]) [[likely]] {
+        ++home.blocksAndOne;
+        continue;
+      }
+      addElsewhere(words[i]);
+      slots = slots_.data();
+      mask = slots_.size() - 1;
+    }
+  }
+}
+
+void NodeCounts::sortKnown() {
+  if (ascending_.size() == known_) return;
+  ascending_.clear();
+  for (uint32_t i = 0; i < slots_.size(); ++i) {
+    if (slots_[i].blocksAndOne != 0) ascending_.push_back(i);
+  }
+  std::ranges::sort(ascending_, {}, [this](uint32_t i) { return slots_[i].node; });
 }
 
 void NodeCounts::emit(int replicas, Buffer<int>& out) {
-  const auto slots = static_cast<size_t>(replicas);
-  out.claim(2 * slots);
-  std::vector<std::pair<int, int>> nodes(counts_.begin(), counts_.end());
-  rankFirst(nodes, replicas);
-  nodes.resize(slots, {-1, -1});
-  for (const auto& node : nodes)
+  const auto answered = static_cast<size_t>(replicas);
+  out.claim(2 * answered);
+  sortKnown();
+  ranked_.clear();
+  for (const uint32_t i : ascending_) {
+    Slot& slot = slots_[i];
+    if (slot.blocksAndOne == 1) continue;
+    ranked_.emplace_back(slot.node, slot.blocksAndOne - 1);
+    slot.blocksAndOne = 1;
+  }
+  rankFirst(ranked_, replicas);
+  ranked_.resize(answered, {-1, -1});
+  for (const auto& node : ranked_)
     out.append(&node.first, 1);
-  for (const auto& node : nodes)
+  for (const auto& node : ranked_)
     out.append(&node.second, 1);
-  counts_.clear();
+  beginGroup();
+}
+
+// All known nodes are gone through for every group, so there must not be many more than it has.
+void NodeCounts::beginGroup() {
+  empty_ = true;
+  if (known_ <= MOST_KNOWN) return;
+  slots_.clear();
+  ascending_.clear();
+  known_ = 0;
 }
 
 }  // namespace zolt

@@ -1,7 +1,7 @@
 // How many file-system blocks of an HDFS block each node holds, and the ranking made of it.
 #pragma once
 
-#include <map>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -10,29 +10,49 @@
 
 namespace zolt {
 
-/// Its end keeps errno.
+/// Counts group after group: what it knows of one group's nodes makes the next one quick, since the
+/// blocks of a file lie on the same few nodes. Its end keeps errno.
 class NodeCounts {
  public:
   NodeCounts() = default;
   ~NodeCounts() {
     const ErrnoKeeper keeper;
-    counts_.clear();
+    slots_ = {};
+    ascending_ = {};
+    ranked_ = {};
   }
   NodeCounts(const NodeCounts&) = delete;
   NodeCounts& operator=(const NodeCounts&) = delete;
 
-  /// One more block of the group on each of these nodes.
-  void add(const int* nodes, int count);
+  /// Some more blocks of the group. Each takes 2 * replicas words, its nodes first.
+  void add(const int32_t* words, uint64_t blocks, int32_t replicas);
 
-  bool empty() const { return counts_.empty(); }
+  bool empty() const { return empty_; }
 
-  /// Writes the group's answer, `replicas` nodes and then their counts, and forgets the group. The
+  /// Writes the group's answer, `replicas` nodes and then their counts, and begins a new group. The
   /// nodes are the first of what rankFirst leaves; -1 where there are too few. std::overflow_error,
   /// and nothing written, when they do not fit.
   void emit(int replicas, Buffer<int>& out);
 
  private:
-  std::map<int, int> counts_;
+  // A known node, and 1 more than it has blocks in this group. Where there is none, 0 and a node
+  // that belongs elsewhere: so a node that is found where it belongs is one that is known.
+  struct Slot {
+    int node = 0;
+    int blocksAndOne = 0;
+  };
+
+  void makeRoom();
+  Slot& find(int node);
+  void addElsewhere(int node);
+  void sortKnown();
+  void beginGroup();
+
+  std::vector<Slot> slots_;  // by hash; their number is a power of two
+  size_t known_ = 0;
+  std::vector<uint32_t> ascending_;          // the known nodes' slots, unless some came since
+  std::vector<std::pair<int, int>> ranked_;  // of one group, kept for its memory
+  bool empty_ = true;
 };
 
 /// Brings the `replicas` largest counts to the front of the pairs, which are in ascending order of

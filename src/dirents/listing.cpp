@@ -5,7 +5,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "jni/io_exception.h"
@@ -22,16 +24,54 @@ struct CloseDir {
 };
 using DirStream = std::unique_ptr<DIR, CloseDir>;
 
+// A directory as it is at one time: any change of its entries changes one of its times.
+struct Version {
+  dev_t device = 0;
+  ino_t inode = 0;
+  timespec mtime{};
+  timespec ctime{};
+
+  Version() = default;
+  explicit Version(const struct stat& st)
+      : device(st.st_dev), inode(st.st_ino), mtime(st.st_mtim), ctime(st.st_ctim) {}
+
+  bool operator==(const Version& other) const {
+    const auto same = [](const timespec& a, const timespec& b) {
+      return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+    };
+    return device == other.device && inode == other.inode && same(mtime, other.mtime) &&
+           same(ctime, other.ctime);
+  }
+
+  // Whether any change after that time shows: times are kept in units of up to a second, so one
+  // that is just past may be given to another change.
+  bool isSettledAt(time_t now) const { return mtime.tv_sec + 2 < now && ctime.tv_sec + 2 < now; }
+};
+
 // The thread's listing between two calls. At thread exit the VM is already gone for this thread, so
 // its destructor closes the stream and does nothing else.
-thread_local DirStream listingUnderWay;
+struct ListingUnderWay {
+  DirStream stream;
+  // The entry that did not fit, in the stream's own buffer, as long as the directory is of this
+  // version; null where the stream already stands before that entry.
+  const dirent* unread = nullptr;
+  off_t position = 0;  // of that entry
+  Version version;
+};
+thread_local ListingUnderWay listingUnderWay;
 
 constexpr off_t LARGE_DIRECTORY = 104857600;  // bytes of the directory itself
 
-void warnOfLargeDirectory(const std::string& path) {
+// Nothing for a path that cannot be asked.
+std::optional<struct stat> statOf(const std::string& path) {
   struct stat st;
-  if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_size > LARGE_DIRECTORY) {
-    ZOLT_WARN("Dir " << path << " is too large: " << st.st_size);
+  if (stat(path.c_str(), &st) != 0) return std::nullopt;
+  return st;
+}
+
+void warnOfLargeDirectory(const std::string& path, const std::optional<struct stat>& st) {
+  if (st && S_ISDIR(st->st_mode) && st->st_size > LARGE_DIRECTORY) {
+    ZOLT_WARN("Dir " << path << " is too large: " << st->st_size);
   }
 }
 
@@ -63,39 +103,57 @@ bool tryAppend(const dirent& entry, Buffer<char>& out) {
 // full buffer closes it.
 class Listing {
  public:
-  Listing(const std::string& path, Buffer<char>& out)
-      : path_(path), out_(out), stream_(std::move(listingUnderWay)) {}
+  Listing(const std::string& path, const std::optional<struct stat>& st, Buffer<char>& out)
+      : path_(path),
+        out_(out),
+        began_(time(nullptr)),
+        listing_(std::exchange(listingUnderWay, {})) {
+    if (st) version_.emplace(*st);
+  }
 
   int fill(bool dirOnly) {
-    if (stream_ == nullptr) open();
+    if (stream() == nullptr) open();
     out_.seek(sizeof count_);
-    const bool full = !readToEnd(dirOnly);
-    if (full) {
-      stepBack();
+    const dirent* unwritten = readToEnd(dirOnly);
+    if (unwritten != nullptr) {
+      pause(*unwritten, dirOnly);
     } else {
       ZOLT_TRACE("close " << state());
-      stream_.reset();
+      listing_ = {};
     }
     out_.seek(0).store(count_);
     ZOLT_DEBUG("yield " << state());
-    listingUnderWay = std::move(stream_);
-    return full ? 1 : 0;
+    listingUnderWay = std::move(listing_);
+    return unwritten != nullptr ? 1 : 0;
   }
 
  private:
+  DIR* stream() const { return listing_.stream.get(); }
+
   void open() {
-    stream_.reset(opendir(path_.c_str()));
-    if (const int error = errno; stream_ == nullptr) {
+    listing_.stream.reset(opendir(path_.c_str()));
+    if (const int error = errno; stream() == nullptr) {
       throw IOException("failed to open directory", error);
     }
     ZOLT_DEBUG("open " << state());
   }
 
-  // False when the buffer is full before the end of the directory.
-  bool readToEnd(bool dirOnly) {
-    while (const dirent* entry = nextEntry(stream_.get())) {
+  // The first entry of this call: the one that the last call has read and not written, unless the
+  // directory has changed since. Then what the stream has read of it is of no more use.
+  const dirent* firstEntry() {
+    const dirent* unread = std::exchange(listing_.unread, nullptr);
+    if (unread != nullptr) {
+      if (version_ == listing_.version) return unread;
+      seekdir(stream(), listing_.position);
+    }
+    return nextEntry(stream());
+  }
+
+  // The entry that no longer fits; null at the end of the directory.
+  const dirent* readToEnd(bool dirOnly) {
+    for (const dirent* entry = firstEntry(); entry != nullptr; entry = nextEntry(stream())) {
       if (dirOnly && entry->d_type != DT_DIR) continue;
-      if (!tryAppend(*entry, out_)) return false;
+      if (!tryAppend(*entry, out_)) return entry;
       ++count_;
       lastOff_ = entry->d_off;
     }
@@ -103,26 +161,47 @@ class Listing {
       ZOLT_DEBUG("readdir error " << state() << ", errno=" << error);
       throw IOException("failed to readdir", error);
     }
-    return true;
+    return nullptr;
   }
 
-  // So that the entry that did not fit is read again by the next call.
-  void stepBack() {
-    if (lastOff_ >= 1) {
-      seekdir(stream_.get(), lastOff_);
+  // So that the next call begins with the entry that did not fit, or with what is there by then.
+  //
+  // To read it again costs the stream all that it has read ahead: 32 KiB of entries, and the
+  // buffer may be smaller than that. While the directory stays as it is, what was read ahead is
+  // what reading it again would give, so the stream is only put back when the directory may change
+  // unseen, or when entries before this one were passed over.
+  void pause(const dirent& unwritten, bool dirOnly) {
+    if (lastOff_ < 1) {
+      rewinddir(stream());
+    } else if (dirOnly || !showsChanges()) {
+      seekdir(stream(), lastOff_);
     } else {
-      rewinddir(stream_.get());
+      listing_.unread = &unwritten;
+      listing_.position = lastOff_;
     }
   }
 
+  // Whether the path names the stream's directory, unchanged since this call began and such that a
+  // change from then on will show. Known already of a directory whose version was the last call's.
+  bool showsChanges() {
+    if (!version_ || !version_->isSettledAt(began_)) return false;
+    if (version_ == listing_.version) return true;
+    struct stat st;
+    if (fstat(dirfd(stream()), &st) != 0) return false;
+    listing_.version = Version(st);
+    return version_ == listing_.version;
+  }
+
   std::string state() const {
-    return joined("", "dir ", path_, " dirp=", static_cast<const void*>(stream_.get()),
+    return joined("", "dir ", path_, " dirp=", static_cast<const void*>(stream()),
                   ", ent count=", count_, ", buffer report=", out_.report());
   }
 
   const std::string& path_;
   Buffer<char>& out_;
-  DirStream stream_;
+  time_t began_;
+  std::optional<Version> version_;  // of what the path names, as this call began
+  ListingUnderWay listing_;
   int32_t count_ = 0;
   off_t lastOff_ = 0;  // where the entry after the last one written begins
 };
@@ -130,18 +209,19 @@ class Listing {
 }  // namespace
 
 int getDirents(const std::string& path, Buffer<char>& out, bool dirOnly) {
-  warnOfLargeDirectory(path);
-  return Listing(path, out).fill(dirOnly);
+  const std::optional<struct stat> st = statOf(path);
+  warnOfLargeDirectory(path, st);
+  return Listing(path, st, out).fill(dirOnly);
 }
 
 void closeDirents(const std::string& path) {
-  if (listingUnderWay == nullptr) return;
+  if (listingUnderWay.stream == nullptr) return;
   ZOLT_DEBUG("close dir" << path);
-  listingUnderWay.reset();
+  listingUnderWay = {};
 }
 
 DirentCount getDirentCount(const std::string& path) {
-  warnOfLargeDirectory(path);
+  warnOfLargeDirectory(path, statOf(path));
   const DirStream stream(opendir(path.c_str()));
   if (const int error = errno; stream == nullptr) {
     if (error == ENOENT || error == EACCES) return {};

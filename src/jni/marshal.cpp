@@ -66,7 +66,7 @@ void ostringstreamToByteArray(JNIEnv* env, std::ostringstream& stream, jbyteArra
   const std::streamoff length = stream.tellp();
   // A stream keeps it to itself that it found no memory, and from then on writes nothing.
   if (length < 0) throw std::bad_alloc();
-  out = convertChar2byteArray(env, static_cast<int>(length), stream.str().data());
+  out = convertChar2byteArray(env, static_cast<int>(length), stream.view().data());
 }
 
 jstring newString(JNIEnv* env, const char* bytes) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <string>
 
 #include "jni/logger2.h"
 #include "xattr/xattr.h"
@@ -17,16 +18,16 @@ namespace {
 
 using Stamp = std::array<char, sizeof(int64_t)>;
 
-int writeStamp(const std::string& path, bool follow, int64_t now, int flags) {
+int writeStamp(const char* path, bool follow, int64_t now, int flags) {
   const auto stamp = std::bit_cast<Stamp>(now);
-  return zolt_setxattr(path.c_str(), follow, USER_LEASE_UPDATE, stamp.data(), stamp.size(), flags);
+  return zolt_setxattr(path, follow, USER_LEASE_UPDATE, stamp.data(), stamp.size(), flags);
 }
 
 // A stored value of fewer bytes fills the low ones.
-int readStamp(const std::string& path, bool follow, int64_t& last) {
+int readStamp(const char* path, bool follow, int64_t& last) {
   Stamp stamp{};
   char* bytes = stamp.data();
-  const int length = zolt_getxattr(path.c_str(), follow, USER_LEASE_UPDATE, bytes, stamp.size());
+  const int length = zolt_getxattr(path, follow, USER_LEASE_UPDATE, bytes, stamp.size());
   last = std::bit_cast<int64_t>(stamp);
   return length;
 }
@@ -52,24 +53,22 @@ int readLeaseClock(int64_t& now) {
   return 0;
 }
 
-LeaseFailure setLeaseHolder(const std::string& path, bool follow, std::string_view holder,
-                            int64_t now) {
+LeaseFailure setLeaseHolder(const char* path, bool follow, std::string_view holder, int64_t now) {
   ZOLT_TRACE("lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
-  const int result = zolt_setxattr(path.c_str(), follow, USER_LEASE_HOLDER, holder.data(),
-                                   holder.size(), XATTR_CREATE);
+  const int result =
+      zolt_setxattr(path, follow, USER_LEASE_HOLDER, holder.data(), holder.size(), XATTR_CREATE);
   if (result < 0) return {-result, "setxattr", USER_LEASE_HOLDER};
   return {};
 }
 
-LeaseFailure setLeaseUpdate(const std::string& path, bool follow, int64_t now) {
+LeaseFailure setLeaseUpdate(const char* path, bool follow, int64_t now) {
   const int result = writeStamp(path, follow, now, XATTR_CREATE);
   if (result >= 0) return {};
-  zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
+  zolt_removexattr(path, follow, USER_LEASE_HOLDER);
   return {-result, "setxattr", USER_LEASE_UPDATE};
 }
 
-LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t limit,
-                   int64_t now) {
+LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now) {
   LeaseRead lease;
   int64_t last = 0;
   if (const int result = readStamp(path, follow, last); result < 0) {
@@ -88,7 +87,7 @@ LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t
   const auto size = static_cast<size_t>(std::clamp(holderSize, 0, XATTR_SIZE_MAX));
   auto holder = std::make_unique<char[]>(size);
   char* bytes = holder.get();
-  const int length = zolt_getxattr(path.c_str(), follow, USER_LEASE_HOLDER, bytes, size);
+  const int length = zolt_getxattr(path, follow, USER_LEASE_HOLDER, bytes, size);
   if (length < 0) {
     lease.failure = {-length, "getxattr", USER_LEASE_HOLDER};
     return lease;
@@ -101,17 +100,17 @@ LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t
   return lease;
 }
 
-LeaseFailure renewLease(const std::string& path, bool follow, int64_t now) {
+LeaseFailure renewLease(const char* path, bool follow, int64_t now) {
   ZOLT_TRACE(path << " " << now);
   const int result = writeStamp(path, follow, now, 0);
   if (result < 0) return {-result, "setxattr", USER_LEASE_UPDATE};
   return {};
 }
 
-LeaseFailure removeLease(const std::string& path, bool follow) {
+LeaseFailure removeLease(const char* path, bool follow) {
   ZOLT_TRACE(path);
-  const int holder = zolt_removexattr(path.c_str(), follow, USER_LEASE_HOLDER);
-  const int update = zolt_removexattr(path.c_str(), follow, USER_LEASE_UPDATE);
+  const int holder = zolt_removexattr(path, follow, USER_LEASE_HOLDER);
+  const int update = zolt_removexattr(path, follow, USER_LEASE_UPDATE);
   const int result = holder < 0 ? holder : update;
   if (result < 0) return {-result, "removexattr", USER_LEASE};
   return {};

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
-#include <string>
 #include <string_view>
 
 namespace zolt {
@@ -39,12 +38,11 @@ struct LeaseFailure {
 };
 
 /// The first half of taking the lease. EEXIST when it is held. `now` is only for the log.
-LeaseFailure setLeaseHolder(const std::string& path, bool follow, std::string_view holder,
-                            int64_t now);
+LeaseFailure setLeaseHolder(const char* path, bool follow, std::string_view holder, int64_t now);
 
 /// The second half, without which there is no lease: where the update cannot be written (one left
 /// over without a holder is EEXIST), the holder is removed again.
-LeaseFailure setLeaseUpdate(const std::string& path, bool follow, int64_t now);
+LeaseFailure setLeaseUpdate(const char* path, bool follow, int64_t now);
 
 /// What getLease found. `holder` has at least `length` bytes; it is null after a failure and where
 /// the lease has expired.
@@ -57,13 +55,12 @@ struct LeaseRead {
 /// Reads the holder of the lease, at most `holderSize` bytes: ERANGE for a longer one, EINVAL for a
 /// size below 1. A lease older than `limit` units of the lease clock is removed instead, and the
 /// failure is that of the removal. ENODATA without a lease.
-LeaseRead getLease(const std::string& path, bool follow, int holderSize, int64_t limit,
-                   int64_t now);
+LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now);
 
 /// Stamps the lease, whoever holds it; without one, the stamp stands alone.
-LeaseFailure renewLease(const std::string& path, bool follow, int64_t now);
+LeaseFailure renewLease(const char* path, bool follow, int64_t now);
 
 /// Removes both attributes, the second even where the first failed; the failure is the first one.
-LeaseFailure removeLease(const std::string& path, bool follow);
+LeaseFailure removeLease(const char* path, bool follow);
 
 }  // namespace zolt

@@ -25,8 +25,8 @@ void report(JNIEnv* env, const LeaseFailure& failure) {
 
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jbyteArray javaHolder) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return;
   if (javaHolder == nullptr) {
     handle_error(env, EINVAL, "");
     return;
@@ -41,9 +41,9 @@ JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_se
       return;
     }
     if (!leaseClockNow(env, now)) return;
-    failure = setLeaseHolder(path, follow, {holder.data(), holder.size()}, now);
+    failure = setLeaseHolder(path.get(), follow, {holder.data(), holder.size()}, now);
   }
-  if (failure.error == 0) failure = setLeaseUpdate(path, follow, now);
+  if (failure.error == 0) failure = setLeaseUpdate(path.get(), follow, now);
   report(env, failure);
 } catch (...) {
   raiseInJava();
@@ -53,11 +53,11 @@ JNIEXPORT jbyteArray JNICALL
 Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jint holderSize,
     jlong limit) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return nullptr;
   int64_t now = 0;
   if (!leaseClockNow(env, now)) return nullptr;
-  const LeaseRead lease = getLease(path, followLink != JNI_FALSE, holderSize, limit, now);
+  const LeaseRead lease = getLease(path.get(), followLink != JNI_FALSE, holderSize, limit, now);
   report(env, lease.failure);
   if (lease.holder == nullptr) return nullptr;
   return convertChar2byteArray(env, lease.length, lease.holder.get());
@@ -67,20 +67,20 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileLeaseNative(
 
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_renewFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return;
   int64_t now = 0;
   if (!leaseClockNow(env, now)) return;
-  report(env, renewLease(path, followLink != JNI_FALSE, now));
+  report(env, renewLease(path.get(), followLink != JNI_FALSE, now));
 } catch (...) {
   raiseInJava();
 }
 
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return;
-  report(env, removeLease(path, followLink != JNI_FALSE));
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return;
+  report(env, removeLease(path.get(), followLink != JNI_FALSE));
 } catch (...) {
   raiseInJava();
 }

@@ -22,9 +22,9 @@ jsize lengthOf(JNIEnv* env, jarray array) {
 // Puts an attribute into the map under `key`, unless it cannot be read: then it is left out. False
 // only with a Java exception pending.
 template <class Key>
-bool putXattr(HashMap& map, Key key, const std::string& path, const char* name) {
+bool putXattr(HashMap& map, Key key, const char* path, const char* name) {
   std::unique_ptr<char[]> value;
-  const int length = readXattr(path.c_str(), false, name, value);
+  const int length = readXattr(path, false, name, value);
   return length < 0 || map.put(key, length, value.get());
 }
 
@@ -34,12 +34,13 @@ JNIEXPORT jboolean JNICALL
 Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName, jbyteArray javaValue,
     jshort javaFlags) try {
-  std::string path;
-  std::string name;
-  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  if (getString(env, javaName, name) != 0) return JNI_FALSE;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return JNI_FALSE;
+  const StringChars name(env, javaName);
+  if (name.error() != 0) return JNI_FALSE;
   const int flags = javaFlags;
-  ZOLT_TRACE(joined(" ", path, name, "length", lengthOf(env, javaValue), "flags", flags));
+  ZOLT_TRACE(
+      joined(" ", path.get(), name.get(), "length", lengthOf(env, javaValue), "flags", flags));
 
   int result = 0;
   {  // Java has its bytes back before the outcome is reported.
@@ -53,10 +54,10 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
       }
       value = {bytes->data(), bytes->size()};
     }
-    ZOLT_DEBUG(joined(" ", path, name, value, value.size(), flags));
-    result = zolt_setxattr(path.c_str(), false, name.c_str(), value.data(), value.size(), flags);
+    ZOLT_DEBUG(joined(" ", path.get(), name.get(), value, value.size(), flags));
+    result = zolt_setxattr(path.get(), false, name.get(), value.data(), value.size(), flags);
   }
-  if (result < 0) handle_xattr_error(env, -result, "setxattr", name);
+  if (result < 0) handle_xattr_error(env, -result, "setxattr", name.get());
   return result < 0 ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
@@ -64,17 +65,17 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
 
 JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttr(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
-  std::string path;
-  std::string name;
-  if (getString(env, javaPath, path) != 0) return nullptr;
-  if (getString(env, javaName, name) != 0) return nullptr;
-  ZOLT_TRACE(joined(" ", path, name));
-  if (isLeaseName(name)) return nullptr;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return nullptr;
+  const StringChars name(env, javaName);
+  if (name.error() != 0) return nullptr;
+  ZOLT_TRACE(joined(" ", path.get(), name.get()));
+  if (isLeaseName(name.get())) return nullptr;
 
   std::unique_ptr<char[]> value;
-  const int length = readXattr(path.c_str(), false, name.c_str(), value);
+  const int length = readXattr(path.get(), false, name.get(), value);
   if (length >= 0) return convertChar2byteArray(env, length, value.get());
-  if (length != -ENODATA) handle_xattr_error(env, -length, "getxattr", name);
+  if (length != -ENODATA) handle_xattr_error(env, -length, "getxattr", name.get());
   return nullptr;
 } catch (...) {
   return raised<jbyteArray>();
@@ -82,12 +83,12 @@ JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNat
 
 JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttrs(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jobjectArray javaNames) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return nullptr;
   const jsize count = lengthOf(env, javaNames);
-  ZOLT_TRACE(joined(" ", path, "names", count));
+  ZOLT_TRACE(joined(" ", path.get(), "names", count));
   if (javaNames == nullptr) {
-    handle_error(env, EINVAL, path);
+    handle_error(env, EINVAL, path.get());
     return nullptr;
   }
 
@@ -96,12 +97,12 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
     ZOLT_ERROR("ObjectArray create failed");
     return nullptr;
   }
-  std::string name;
   for (jsize i = 0; i < count; ++i) {
     const LocalRef<jstring> javaName(env, stringAt(env, javaNames, i));
-    if (getString(env, javaName.get(), name) != 0) return nullptr;
-    if (isLeaseName(name)) continue;
-    if (!putXattr(map, javaName.get(), path, name.c_str())) return nullptr;
+    const StringChars name(env, javaName.get());
+    if (name.error() != 0) return nullptr;
+    if (isLeaseName(name.get())) continue;
+    if (!putXattr(map, javaName.get(), path.get(), name.get())) return nullptr;
   }
   return map.release();
 } catch (...) {
@@ -110,12 +111,12 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
 
 JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_dumpXAttrs(
     JNIEnv* env, jclass /*cls*/, jstring javaPath) try {
-  std::string path;
-  if (getString(env, javaPath, path) != 0) return nullptr;
-  ZOLT_TRACE(path);
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return nullptr;
+  ZOLT_TRACE(path.get());
 
   char* list = nullptr;
-  const int length = zolt_listxattrs(path.c_str(), false, &list);
+  const int length = zolt_listxattrs(path.get(), false, &list);
   const std::unique_ptr<char[]> owner(list);
   if (length < 0) {
     handle_xattr_error(env, -length, "listxattr", "");
@@ -129,7 +130,7 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
   for (const char* name = list; name < list + length; name += strlen(name) + 1) {
     if (*name == '\0' || isLeaseName(name)) {
       ZOLT_WARN("Ignore EA: " << name);
-    } else if (!putXattr(map, name, path, name)) {
+    } else if (!putXattr(map, name, path.get(), name)) {
       return nullptr;
     }
   }
@@ -140,16 +141,18 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
 
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeXAttr(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
-  std::string path;
-  std::string name;
-  if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  if (getString(env, javaName, name) != 0) return JNI_FALSE;
-  ZOLT_TRACE(joined(" ", path, name));
+  const StringChars path(env, javaPath);
+  if (path.error() != 0) return JNI_FALSE;
+  const StringChars name(env, javaName);
+  if (name.error() != 0) return JNI_FALSE;
+  ZOLT_TRACE(joined(" ", path.get(), name.get()));
   // The caller learns that this was not for it to do; the attribute is removed all the same.
-  if (isLeaseName(name)) handle_error(env, EINVAL, "It's not allowed to remove " + name);
+  if (isLeaseName(name.get())) {
+    handle_error(env, EINVAL, concat("It's not allowed to remove ", name.get()));
+  }
 
-  const int result = zolt_removexattr(path.c_str(), false, name.c_str());
-  if (result < 0) handle_xattr_error(env, -result, "removexattr", name);
+  const int result = zolt_removexattr(path.get(), false, name.get());
+  if (result < 0) handle_xattr_error(env, -result, "removexattr", name.get());
   return result < 0 ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();

@@ -1,3 +1,5 @@
+#include <sys/xattr.h>
+
 #include "stage.h"
 
 namespace zolt_local {
@@ -49,6 +51,24 @@ TEST_F(AttributesTest, ReplicationIsTheCountThatWasSet) {
   EXPECT_EQ(attributes().ia_replication, 3);
   ASSERT_EQ(setReplicas(255), 0);
   EXPECT_EQ(attributes().ia_replication, 255);
+}
+
+// Among other attributes, and among so many that their names do not fit where they are listed.
+TEST_F(AttributesTest, ReplicationIsFoundAmongOtherAttributes) {
+  ASSERT_EQ(setReplicas(7), 0);
+  for (int i = 0; i < 30; ++i) {
+    const std::string name = "user." + std::string(50, 'n') + std::to_string(i);
+    ASSERT_EQ(fsetxattr(fd, name.c_str(), "", 0, 0), 0);
+    ASSERT_EQ(attributes().ia_replication, 7) << i;
+  }
+  EXPECT_GT(flistxattr(fd, nullptr, 0), 1024);
+}
+
+TEST_F(AttributesTest, OtherAttributesAreNoneOfTheClients) {
+  for (const char* name : {"user.zolt.replication.not", "user.lease.holder", "user.a"})
+    ASSERT_EQ(fsetxattr(fd, name, "\7\7", 2, 0), 0);
+  EXPECT_EQ(attributes().ia_replication, 3);
+  EXPECT_EQ(attributes().ia_flags, 0U);
 }
 
 TEST_F(AttributesTest, ADirectoryIsThereOnce) {

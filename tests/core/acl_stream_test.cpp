@@ -47,9 +47,9 @@ struct AclStreamTest : ::testing::Test {
   }
 
   std::string write() {
-    std::ostringstream out;
-    convert(lists.acls, out);
-    return out.str();
+    std::string bytes;
+    convert(lists.acls, bytes);
+    return bytes;
   }
 
   AclVector lists;
@@ -225,6 +225,14 @@ TEST_F(AclStreamTest, AStreamComesBackAsItWent) {
             DEFAULT, 1, 0,      DEFAULT, 2, 0, 7,      DEFAULT, 8, 0,      1});
   read(ints({10}) + entries);
   EXPECT_EQ(write(), entries);
+}
+
+TEST_F(AclStreamTest, AStreamGetsTheBytesThatAStringGets) {
+  read(ints({2, ACCESS, 1, 7, DEFAULT, 2, 5, 4}));
+  std::ostringstream out;
+  out << "before";
+  convert(lists.acls, out);
+  EXPECT_EQ(out.str(), "before" + write());
 }
 
 TEST_F(AclStreamTest, ReadingAndWritingAreTraced) {

@@ -92,9 +92,7 @@ std::string stream(const std::vector<Scoped>& lists) {
 }
 
 std::string status(const std::string& path) {
-  std::ostringstream out;
-  writeAclStatus(path, true, out);
-  return out.str();
+  return aclStatus(path, true);
 }
 
 // What our status says, in getfacl's words.

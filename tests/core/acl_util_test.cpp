@@ -166,11 +166,10 @@ void expectNotAvailable(const std::function<void()>& call) {
 
 // Every way into an access control list.
 void expectEverythingNotAvailable() {
-  std::ostringstream out;
   expectNotAvailable([] { ACL(ACL_TYPE_ACCESS); });
   expectNotAvailable([] { ACL("/", ACL_TYPE_ACCESS); });
   expectNotAvailable([] { ACL((test::ints({test::ACCESS}) + "u::rwx,g::r,o::r").c_str()); });
-  expectNotAvailable([&] { writeAclStatus("/", true, out); });
+  expectNotAvailable([] { aclStatus("/", true); });
   for (const auto change : {AclChange::SET, AclChange::MODIFY, AclChange::REMOVE}) {
     std::istringstream empty(std::string(4, '\0'));
     expectNotAvailable([&] { changeAcl("/", empty, change); });
@@ -179,7 +178,6 @@ void expectEverythingNotAvailable() {
     expectNotAvailable([&] { removeDefaultAcl("/", isDirectory); });
     expectNotAvailable([&] { removeAcl("/", isDirectory); });
   }
-  EXPECT_EQ(out.str(), "");
 }
 
 TEST_F(AclUtilTest, BindsEverySlotToItsOwnFunction) {

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <map>
+#include <random>
 #include <vector>
 
 #include "block_query_stage.h"
+#include "blocks/node_counts.h"
 #include "log_capture.h"
 
 namespace zolt {
@@ -19,6 +22,46 @@ TEST(CountGreater, ComparesCountsAlone) {
   EXPECT_FALSE(count_greater({9, 4}, {1, 5}));
   EXPECT_FALSE(count_greater({9, 4}, {1, 4}));
   EXPECT_TRUE(count_greater({0, 0}, {0, -1}));
+}
+
+// Few nodes and many, small numbers and any, known from the groups before and new: each group comes
+// out as from a map of its own.
+TEST(NodeCounts, CountsAsAMapDoes) {
+  std::mt19937 random(17);
+  for (const int nodes : {1, 2, 6, 100, 300, 5000}) {
+    for (const bool sparse : {false, true}) {
+      NodeCounts counts;
+      for (int group = 0; group < 60; ++group) {
+        const int replicas = 1 + static_cast<int>(random() % 4);
+        const auto blocks = random() % (group % 10 == 0 ? 2000 : 40) + 1;
+        std::vector<int32_t> words(2 * blocks * static_cast<size_t>(replicas), -7);
+        std::map<int, int> plain;
+        for (size_t word = 0; word < words.size(); ++word) {
+          if (word / static_cast<size_t>(replicas) % 2 != 0) continue;
+          const auto number = static_cast<uint32_t>(random()) % static_cast<uint32_t>(nodes);
+          words[word] = static_cast<int32_t>(sparse ? number * 65536 * 2654435769U : number);
+          ++plain[words[word]];
+        }
+        std::vector<std::pair<int, int>> wanted(plain.begin(), plain.end());
+        rankFirst(wanted, replicas);
+        wanted.resize(static_cast<size_t>(replicas), {-1, -1});
+
+        std::vector<int> answer(wanted.size() * 2);
+        Buffer<int> out;
+        out.setBuffer(answer.data(), answer.size());
+        EXPECT_TRUE(counts.empty());
+        counts.add(words.data(), blocks / 2, replicas);
+        counts.add(words.data() + blocks / 2 * 2 * static_cast<size_t>(replicas),
+                   blocks - blocks / 2, replicas);
+        EXPECT_FALSE(counts.empty());
+        counts.emit(replicas, out);
+        for (size_t i = 0; i < wanted.size(); ++i) {
+          ASSERT_EQ(answer[i], wanted[i].first) << nodes << " nodes, group " << group;
+          ASSERT_EQ(answer[wanted.size() + i], wanted[i].second);
+        }
+      }
+    }
+  }
 }
 
 TEST_F(RankingTest, NodesAreRankedByTheirBlocks) {

@@ -70,8 +70,8 @@ struct LeaseTest : ::testing::Test {
   // Both halves, as the native does it.
   static LeaseFailure setLease(const std::string& path, bool follow, const std::string& who,
                                int64_t now) {
-    const LeaseFailure failure = setLeaseHolder(path, follow, who, now);
-    return failure.error != 0 ? failure : setLeaseUpdate(path, follow, now);
+    const LeaseFailure failure = setLeaseHolder(path.c_str(), follow, who, now);
+    return failure.error != 0 ? failure : setLeaseUpdate(path.c_str(), follow, now);
   }
   std::string set(const std::string& who, int64_t now) const {
     return text(setLease(file, true, who, now));
@@ -79,7 +79,7 @@ struct LeaseTest : ::testing::Test {
 
   // What a read finds: the holder in brackets, the failure, or "expired".
   std::string get(int size, int64_t limit, int64_t now) const {
-    const LeaseRead lease = getLease(file, true, size, limit, now);
+    const LeaseRead lease = getLease(file.c_str(), true, size, limit, now);
     if (lease.failure.error != 0) {
       EXPECT_EQ(lease.holder, nullptr);
       return text(lease.failure);
@@ -278,7 +278,7 @@ TEST_F(LeaseTest, WhatComesBeforeTheHolderComesBeforeItsSize) {
 }
 
 TEST_F(LeaseTest, AStampWithoutAHolderIsNoLease) {
-  EXPECT_EQ(text(renewLease(file, true, 5)), "");
+  EXPECT_EQ(text(renewLease(file.c_str(), true, 5)), "");
   EXPECT_EQ(update(), stamp(5));
   EXPECT_EQ(get(16, 0, 5), "61 getxattr user.lease.holder");
 }
@@ -293,63 +293,63 @@ TEST_F(LeaseTest, AStampWithoutAHolderExpiresLikeALease) {
 
 TEST_F(LeaseTest, ARenewalMovesTheClockAndNothingElse) {
   ASSERT_EQ(set("me", 5), "");
-  EXPECT_EQ(text(renewLease(file, true, 100)), "");
+  EXPECT_EQ(text(renewLease(file.c_str(), true, 100)), "");
   EXPECT_EQ(update(), stamp(100));
   EXPECT_EQ(get(16, 0, 100), "[me]");
   zolt_fault_arm("setxattr", 1, 1, EDQUOT);
-  EXPECT_EQ(text(renewLease(file, true, 200)), "122 setxattr user.lease.update");
+  EXPECT_EQ(text(renewLease(file.c_str(), true, 200)), "122 setxattr user.lease.update");
   EXPECT_EQ(update(), stamp(100));
 }
 
 TEST_F(LeaseTest, RemovingTakesBothAttributes) {
   ASSERT_EQ(set("me", 5), "");
-  EXPECT_EQ(text(removeLease(file, true)), "");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "");
   EXPECT_EQ(holder(), "none");
   EXPECT_EQ(update(), "none");
-  EXPECT_EQ(text(removeLease(file, true)), "61 removexattr user.lease.*");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "61 removexattr user.lease.*");
 }
 
 TEST_F(LeaseTest, RemovingHalfALeaseRemovesItAndFails) {
   put("user.lease.update", "x");
-  EXPECT_EQ(text(removeLease(file, true)), "61 removexattr user.lease.*");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "61 removexattr user.lease.*");
   EXPECT_EQ(update(), "none");
   put("user.lease.holder", "x");
-  EXPECT_EQ(text(removeLease(file, true)), "61 removexattr user.lease.*");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "61 removexattr user.lease.*");
   EXPECT_EQ(holder(), "none");
 }
 
 TEST_F(LeaseTest, OfTwoFailuresTheHoldersIsReported) {
   zolt_fault_arm("removexattr", 1, 1, EROFS);
-  EXPECT_EQ(text(removeLease(file, true)), "30 removexattr user.lease.*");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "30 removexattr user.lease.*");
   EXPECT_EQ(zolt_fault_calls("removexattr"), 2);
   put("user.lease.holder", "x");
   zolt_fault_arm("removexattr", 2, 2, EROFS);
-  EXPECT_EQ(text(removeLease(file, true)), "30 removexattr user.lease.*");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "30 removexattr user.lease.*");
 }
 
 TEST_F(LeaseTest, EveryCallFollowsALinkOrDoesNot) {
   const std::string link = dir / "link";
   ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
   EXPECT_EQ(text(setLease(link, false, "me", 5)), "1 setxattr user.lease.holder");
-  EXPECT_EQ(text(renewLease(link, false, 5)), "1 setxattr user.lease.update");
+  EXPECT_EQ(text(renewLease(link.c_str(), false, 5)), "1 setxattr user.lease.update");
   EXPECT_EQ(holder() + update(), "nonenone");
 
   EXPECT_EQ(text(setLease(link, true, "me", 5)), "");
-  EXPECT_EQ(text(renewLease(link, true, 6)), "");
-  EXPECT_EQ(text(getLease(link, false, 16, 0, 6).failure), "61 getxattr user.lease.update");
-  EXPECT_EQ(text(removeLease(link, false)), "1 removexattr user.lease.*");
+  EXPECT_EQ(text(renewLease(link.c_str(), true, 6)), "");
+  EXPECT_EQ(text(getLease(link.c_str(), false, 16, 0, 6).failure), "61 getxattr user.lease.update");
+  EXPECT_EQ(text(removeLease(link.c_str(), false)), "1 removexattr user.lease.*");
   EXPECT_EQ(holder() + update(), "me" + stamp(6));
-  EXPECT_EQ(getLease(link, true, 16, 0, 6).length, 2);
-  EXPECT_EQ(text(removeLease(link, true)), "");
+  EXPECT_EQ(getLease(link.c_str(), true, 16, 0, 6).length, 2);
+  EXPECT_EQ(text(removeLease(link.c_str(), true)), "");
   EXPECT_EQ(holder() + update(), "nonenone");
 
   // A lease of the file itself needs no following.
   for (const char* call : {"getxattr", "setxattr", "removexattr"})
     zolt_fault_arm(call, 1, INT_MAX, EIO);
   EXPECT_EQ(text(setLease(file, false, "me", 5)), "");
-  EXPECT_EQ(text(renewLease(file, false, 5)), "");
-  EXPECT_EQ(getLease(file, false, 16, 0, 5).length, 2);
-  EXPECT_EQ(text(getLease(file, false, 16, 0, 6).failure), "");
+  EXPECT_EQ(text(renewLease(file.c_str(), false, 5)), "");
+  EXPECT_EQ(getLease(file.c_str(), false, 16, 0, 5).length, 2);
+  EXPECT_EQ(text(getLease(file.c_str(), false, 16, 0, 6).failure), "");
   zolt_fault_clear();
   EXPECT_EQ(holder() + update(), "nonenone");
 }
@@ -393,8 +393,8 @@ TEST_F(LeaseTest, AReadIsTraced) {
 
 TEST_F(LeaseTest, RenewingAndRemovingAreTraced) {
   const LogCapture log;
-  renewLease(file, true, 42);
-  removeLease(file, true);
+  renewLease(file.c_str(), true, 42);
+  removeLease(file.c_str(), true);
   EXPECT_EQ(log.bodies(LOG_TRACE), (std::vector<std::string>{file + " 42", file}));
 }
 

@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
+#include <set>
 #include <thread>
 
 #include "listing_fixture.h"
@@ -235,6 +237,104 @@ TEST_F(ListingTest, SteppingBackSeeksOrRewinds) {
   ASSERT_EQ(list(none), 1);
   EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
   EXPECT_EQ(zolt_fault_calls("rewinddir"), 1);
+}
+
+// What a directory was when it was read ahead is only of use while it stays so.
+class SettledListingTest : public ListingTest {
+ protected:
+  SettledListingTest() {
+    for (int i = 0; i < 10; ++i)
+      dir.file("f" + std::to_string(i));
+    // All that happened here happened long ago.
+    const timespec later{time(nullptr) + 100, 0};
+    zolt_fault_realtime(&later);
+  }
+
+  // Adds the records of one more call to `all`.
+  int more(bool dirOnly = false) {
+    std::vector<char> memory(4 + 3 * (14 + 2));
+    const int result = list(memory, dirOnly);
+    for (const auto& entry : parse(memory))
+      EXPECT_TRUE(all.insert(entry).second) << entry.first;
+    return result;
+  }
+
+  Entries all;
+};
+
+TEST_F(SettledListingTest, GoesOnWhereItStoppedWithoutReadingAgain) {
+  EXPECT_EQ(listAll(4 + 3 * (14 + 2)), expected(dir.path()));
+  EXPECT_EQ(calls, 4);
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 0);
+}
+
+TEST_F(SettledListingTest, WhatIsRemovedBetweenTwoCallsIsNotListed) {
+  ASSERT_EQ(more(), 1);
+  for (int i = 0; i < 10; ++i) {
+    const std::string name = "f" + std::to_string(i);
+    if (!all.contains(name)) unlink((dir / name).c_str());
+  }
+  EXPECT_EQ(more(), 0);
+  EXPECT_EQ(all, expected(dir.path()));
+  EXPECT_EQ(all.size(), 3U);
+}
+
+TEST_F(SettledListingTest, WhatIsReplacedBetweenTwoCallsIsListedAsItIs) {
+  ASSERT_EQ(more(), 1);
+  for (int i = 0; i < 10; ++i) {
+    const std::string name = "f" + std::to_string(i);
+    if (all.contains(name)) continue;
+    unlink((dir / name).c_str());
+    mkdir((dir / name).c_str(), 0755);
+  }
+  while (more() == 1)
+    continue;
+  EXPECT_EQ(all, expected(dir.path()));
+}
+
+TEST_F(SettledListingTest, AChangeThatIsTooFreshToShowIsReadAgain) {
+  zolt_fault_realtime(nullptr);
+  ASSERT_EQ(more(), 1);
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
+}
+
+TEST_F(SettledListingTest, AnotherPathIsAskedNothingAboutTheStream) {
+  ASSERT_EQ(more(), 1);
+  const TempDir other;
+  std::vector<char> memory(4096);
+  Buffer<char> out;
+  out.setBuffer(memory.data(), memory.size());
+  EXPECT_EQ(getDirents(other.path(), out, false), 0);
+  for (const auto& entry : parse(memory))
+    EXPECT_TRUE(all.insert(entry).second);
+  EXPECT_EQ(all, expected(dir.path()));
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
+}
+
+// The files that were passed over on the way to the directory that did not fit come again when the
+// next call wants them.
+TEST_F(SettledListingTest, WhatOneCallPassesOverTheNextMayWant) {
+  for (const char* name : {"d1", "d2", "d3", "d4"})
+    mkdir((dir / name).c_str(), 0755);
+  ASSERT_EQ(more(true), 1);
+  const Entries first = all;
+  const dirent* entry = nullptr;
+  std::set<std::string> passed;
+  DIR* stream = opendir(dir.path().c_str());
+  while ((entry = readdir(stream)) != nullptr && passed.size() < first.size())
+    if (first.contains(entry->d_name)) passed.insert(entry->d_name);
+  std::set<std::string> rest;
+  for (; entry != nullptr; entry = readdir(stream))
+    if (entry->d_name[0] != '.') rest.insert(entry->d_name);
+  closedir(stream);
+  while (more() == 1)
+    continue;
+  for (const auto& [name, unused] : first)
+    all.erase(name);
+  std::set<std::string> names;
+  for (const auto& [name, unused] : all)
+    names.insert(name);
+  EXPECT_EQ(names, rest);
 }
 
 TEST_F(ListingTest, CountsAllButTheDots) {

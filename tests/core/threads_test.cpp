@@ -134,13 +134,13 @@ class Worker {
     int64_t now = 0;
     ASSERT_EQ(readLeaseClock(now), 0);
     const std::string holder = user_ + "#" + std::to_string(round);
-    EXPECT_EQ(setLeaseHolder(file_, true, holder, now).error, 0);
-    EXPECT_EQ(setLeaseUpdate(file_, true, now).error, 0);
-    EXPECT_EQ(renewLease(file_, true, now).error, 0);
-    const LeaseRead lease = getLease(file_, true, 100, 1000, now);
+    EXPECT_EQ(setLeaseHolder(file_.c_str(), true, holder, now).error, 0);
+    EXPECT_EQ(setLeaseUpdate(file_.c_str(), true, now).error, 0);
+    EXPECT_EQ(renewLease(file_.c_str(), true, now).error, 0);
+    const LeaseRead lease = getLease(file_.c_str(), true, 100, 1000, now);
     ASSERT_NE(lease.holder, nullptr);
     EXPECT_EQ(std::string(lease.holder.get(), static_cast<size_t>(lease.length)), holder);
-    EXPECT_EQ(removeLease(file_, true).error, 0);
+    EXPECT_EQ(removeLease(file_.c_str(), true).error, 0);
   }
 
   // The second one is refused, and its text asks the user database.
@@ -154,10 +154,8 @@ class Worker {
     } catch (const IOException& error) {
       EXPECT_EQ(error.code(), EINVAL);
     }
-    std::ostringstream found;
-    writeAclStatus(own_, true, found);
-    EXPECT_EQ(found.str(), ints({ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS, 16, 7,
-                                 ACCESS, 32, 0}));
+    EXPECT_EQ(aclStatus(own_, true), ints({ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS,
+                                           16, 7, ACCESS, 32, 0}));
     removeAcl(own_, true);
   }
 

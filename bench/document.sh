@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Writes docs/performance.md from the tables of the last run: document.sh FOLDER >docs/performance.md
+set -eu
+folder=$1
+goals=$folder/goals.tsv times=$folder/times.tsv
+
+rows() { tail -n +2 "$1"; }
+count() { rows "$goals" | awk -F '\t' -v verdict="$1" '$9 == verdict' | wc -l; }
+
+cat <<END
+# Performance
+
+What each native costs beside the least that it could cost, and beside what a Java program would use
+instead. \`make bench\` measures and prints; \`make bench DOCUMENT=1\` also writes this page, from its
+tables in \`build/bench/\`.
+
+## How it is measured
+
+- **One virtual machine, in turns.** The ways of doing one thing take turns on the same files, A B C A B
+  C ..., each for about a millisecond. What is judged is the median over all rounds of the ratio of two
+  ways in the same round, so that what slows the machine down slows both.
+- **CPU time of the calling thread**, with the wall clock beside it.
+- **The floor** is a native of the benchmark that makes the same system calls and the same JNI calls as
+  the library's, in the same order, and nothing else: it checks nothing, logs nothing, guards nothing.
+  Its second form, in C++ alone, shows what the JNI calls cost. The calls of the file system's client
+  are in the floor too. The floor of a listing goes on where it stopped and never reads twice.
+- **Java's way** is what the class library offers for the same answer. Names of a listing are compared
+  in the form that each way has them: bytes here, strings there.
+- The answers of all ways are compared before anything is timed; a test of the suite does that too.
+- Directories are a few seconds old, as a NameNode's are. One that has just changed is read again at
+  each continuation (see \`src/dirents/listing.cpp\`), which costs a 4 KiB buffer three to six times
+  the floor.
+
+Instruction counts are the guard that does not depend on the machine: \`make bench-count\` runs the hot
+paths of the core under callgrind and compares with [\`bench/counts.tsv\`](../bench/counts.tsv). There,
+ten more log sites that are off cost what ten more compares cost.
+
+## This run
+
+$(nproc) processors ($(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -1)), Linux $(uname -r | cut -d- -f1),
+$(java -version 2>&1 | sed -n '1s/"//gp'); load average $(cut -d' ' -f1 /proc/loadavg) at its end.
+**$(count held) goals held, $(count MISSED) missed.**
+
+The embedded client tells of a file in two calls (its status, and the names of its attributes) what the
+JDK's plain attributes do not tell at all: whether it has an ACL, and how many replicas. Where a goal
+against Java is missed and the one against the floor is held, the floor itself is above it.
+
+## Goals
+
+| Case | On | Size | Way | x | of | Quartiles, and the floor's own | At most | |
+|---|---|--:|---|--:|---|---|--:|---|
+$(rows "$goals" | grep -v '^threads' | awk -F '\t' '{
+  size = $3 == 0 ? "" : $3
+  printf "| %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, size, $4, $6, $5, $7, $8,
+    $9 == "held" ? "held" : "**missed**"}')
+
+## Threads
+
+How many times the work of one thread several do, each on files of its own.
+
+| Case | On | Threads | Floor | Library | At least | |
+|---|---|--:|--:|--:|--:|---|
+$(rows "$goals" | grep '^threads' | awk -F '\t' '{
+  sub("threads: ", "", $1); sub("floor ", "", $7)
+  printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3, $7, $6, $8, $9}')
+
+Two threads are held to 1.9 where the floor reaches that.
+
+## Times
+
+Nanoseconds a call; for listings, counts, blocks and attributes nanoseconds an entry.
+
+| Case | On | Size | Way | CPU | Wall | Rounds |
+|---|---|--:|---|--:|--:|--:|
+$(rows "$times" | awk -F '\t' '{
+  size = $3 == 0 ? "" : $3
+  printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, size, $4, $5, $6, $7}')
+END

@@ -1,0 +1,91 @@
+package zolt.bench;
+
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+
+/**
+ * Every native beside its floor and beside what Java offers. Arguments: the folder for the tables,
+ * the seconds a way, and then words: "long" for directories of a million entries and more, "quick"
+ * for the comparison of the answers and hardly a measurement.
+ */
+public final class Bench {
+    // Which cases to measure, as a regular expression for their names.
+    private static final String ONLY = System.getProperty("zolt.bench.only", ".*");
+
+    private final Report report;
+    private final double seconds;
+    private final boolean quick;
+    private final List<String> leftOut = new ArrayList<>();
+
+    private Bench(Report report, double seconds, boolean quick) {
+        this.report = report;
+        this.seconds = seconds;
+        this.quick = quick;
+    }
+
+    boolean quick() {
+        return quick;
+    }
+
+    void measure(Case one) throws Exception {
+        if (!one.toString().matches(ONLY)) {
+            return;
+        }
+        one.compareAnswers();
+        report.add(new Rounds(one, seconds));
+    }
+
+    void leaveOut(String why) {
+        leftOut.add(why);
+    }
+
+    void scaling(String name, String where, int threads, double floor, double library) {
+        report.scaling(new Case("threads: " + name, where, threads, 1), floor, library);
+    }
+
+    /** The loop that all ways go through is compiled for many of them before the first counts. */
+    private void warmUp() throws Exception {
+        long[] sum = {0};
+        new Rounds(new Case("warm-up", "-", 0, 1).way("a", () -> sum[0]++).way("b", () -> sum[0]--)
+                .way("c", () -> sum[0] += 2).way("d", () -> sum[0] ^= 1), seconds);
+    }
+
+    public static void main(String[] arguments) throws Exception {
+        Path folder = Path.of(arguments[0]);
+        List<String> words = List.of(arguments);
+        boolean quick = words.contains("quick");
+        boolean isLong = words.contains("long");
+        ZOLTNative.setDefaultBlockSizeReplication(128 << 20, 3);
+        boolean good;
+        try (Report report = new Report(folder)) {
+            Bench bench = new Bench(report, Double.parseDouble(arguments[1]), quick);
+            bench.leaveOut("Hadoop's RawLocalFileSystem: no module of the build yet");
+            bench.run(folder, quick ? new int[] {10, 1000}
+                    : isLong ? new int[] {10, 1000, 100_000, 1_000_000, 10_000_000}
+                    : new int[] {10, 1000, 100_000});
+            good = report.summary(bench.leftOut);
+        }
+        System.exit(good || words.contains("quick") ? 0 : 1);
+    }
+
+    private void run(Path folder, int[] sizes) throws Exception {
+        warmUp();
+        for (Path parent : List.of(folder, Path.of("/dev/shm"))) {
+            try (Workspace space = new Workspace(parent)) {
+                StatusCases.add(this, space);
+                XattrCases.add(this, space);
+                AclCases.add(this, space);
+                BlockCases.add(this, space, quick ? new int[] {1, 100}
+                        : new int[] {1, 100, 100_000});
+                ListingCases.add(this, space, sizes);
+                if (!quick && ONLY.equals(".*")) {
+                    ThreadCases.add(this, space);
+                }
+            }
+        }
+        BlockCases.addCounting(this);
+        IdentityCases.add(this);
+    }
+}

@@ -1,0 +1,79 @@
+package zolt.bench;
+
+import java.nio.ByteBuffer;
+import java.util.HashMap;
+
+/**
+ * The floors: for each native of the library one that makes the same system calls and the same JNI
+ * calls in the same order, and nothing else. It checks nothing, logs nothing and guards nothing.
+ *
+ * <p>{@link #bare} is the second form, without the JNI calls: what it needs was prepared before.
+ */
+final class Floor {
+    static final int FAST = 0;
+    static final int FULL = 1;
+    static final int INUM = 2;
+    static final int XATTR = 3;
+    static final int LIST = 4;
+    static final int COUNT = 5;
+    static final int ACL = 6;
+    static final int PERMISSION = 7;
+    static final int TIMES = 8;
+    static final int LINK = 9;
+    static final int SET_XATTR = 11;
+    static final int LEASE = 12;
+
+    static {
+        System.load(System.getProperty("zolt.bench.library"));
+    }
+
+    private Floor() {}
+
+    /** What bare calls work on: a path, a second string (or null) and memory; kept for good. */
+    static native long prepare(String path, String name, ByteBuffer buffer);
+
+    static native long bare(int what, long prepared);
+
+    static native int fast(String path, ByteBuffer buffer, long ctimeSec);
+
+    static native int full(String path, boolean withLease, ByteBuffer buffer);
+
+    static native long inode(String path);
+
+    static native boolean changed(String path, long ctimeSec);
+
+    static native boolean permission(String path, short permission);
+
+    static native boolean times(String path, long mtime, long atime);
+
+    static native byte[] link(String path, int length);
+
+    static native byte[] xattr(String path, String name);
+
+    static native boolean setXattr(String path, String name, byte[] value);
+
+    static native HashMap<String, byte[]> xattrs(String path);
+
+    static native byte[] lease(String path, int holderSize);
+
+    static native byte[] acl(String path, boolean isDirectory);
+
+    static native long identity(String user);
+
+    static native void restore(long ids);
+
+    static native int list(String path, ByteBuffer buffer);
+
+    static native int count(String path);
+
+    /** getdents64 alone, through a buffer of 32 KiB: how many entries there are, dots excepted. */
+    static native int getdents(String path);
+
+    static native void blocks(String path, int type, ByteBuffer status, ByteBuffer locations);
+
+    /** Counts and ranks the nodes of a reply's blocks, three copies each, in groups: with a map. */
+    static native long mapCounts(int[] nodes, int group, ByteBuffer out);
+
+    /** The same with the library's own counting. */
+    static native long libraryCounts(int[] nodes, int group, ByteBuffer out);
+}

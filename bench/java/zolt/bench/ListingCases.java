@@ -1,0 +1,233 @@
+package zolt.bench;
+
+import static java.nio.charset.StandardCharsets.UTF_8;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.file.DirectoryStream;
+import java.nio.file.FileVisitResult;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.SimpleFileVisitor;
+import java.nio.file.attribute.BasicFileAttributes;
+import java.util.EnumSet;
+import java.util.concurrent.TimeUnit;
+import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+
+/** Listings through buffers of three sizes, counts, and a listing with each entry's status. */
+final class ListingCases {
+    private static final int[] BUFFERS = {4 << 10, 64 << 10, 1 << 20};
+    private static final String[] BUFFER_NAMES = {"4 KiB", "64 KiB", "1 MiB"};
+    private static final String STREAM = "newDirectoryStream";
+    private static final String STREAM_NAMES = "newDirectoryStream, names";
+    private static final String READ = "library, records read";
+
+    private ListingCases() {}
+
+    /** Fills a buffer: 1 when there is more. */
+    private interface Page {
+        int fill(String path, ByteBuffer buffer) throws IOException;
+    }
+
+    private static final Page LIBRARY =
+            (path, buffer) -> ZOLTNative.getDirentsNative(path, buffer, false, false);
+
+    static void add(Bench bench, Workspace space, int[] sizes) throws Exception {
+        for (int entries : sizes) {
+            Path directory = space.directory("entries-" + entries, entries);
+            // A NameNode lists what has been there for a while.
+            Thread.sleep(bench.quick() ? 0 : 2100);
+            try {
+                for (int i = 0; i < BUFFERS.length; i++) {
+                    listing(bench, space, directory, entries, i);
+                }
+                count(bench, space, directory, entries);
+                if (entries <= 1000) {
+                    withStatus(bench, space, directory, entries);
+                }
+            } finally {
+                Workspace.delete(directory);
+            }
+        }
+    }
+
+    private static long pages(Page page, String path, ByteBuffer buffer) throws IOException {
+        long seen = 0;
+        int more;
+        do {
+            more = page.fill(path, buffer);
+            seen += buffer.getInt(0);
+        } while (more == 1);
+        return seen;
+    }
+
+    /** A listing's names as Java strings: a sum over their hashes. */
+    private static long names(Page page, String path, ByteBuffer buffer)
+            throws IOException {
+        long sum = 0;
+        int more;
+        do {
+            more = page.fill(path, buffer);
+            buffer.clear();
+            for (int left = buffer.getInt(); left > 0; left--) {
+                buffer.position(buffer.position() + 10); // inode and type
+                byte[] name = new byte[buffer.getInt()];
+                buffer.get(name);
+                sum += new String(name, UTF_8).hashCode();
+            }
+        } while (more == 1);
+        return sum;
+    }
+
+    /** Inodes, types and name lengths: what the names leave out. */
+    private static long records(Page page, String path, ByteBuffer buffer)
+            throws IOException {
+        long sum = 0;
+        int more;
+        do {
+            more = page.fill(path, buffer);
+            buffer.clear();
+            for (int left = buffer.getInt(); left > 0; left--) {
+                sum += buffer.getLong() * 31 + buffer.getShort();
+                int length = buffer.getInt();
+                buffer.position(buffer.position() + length);
+                sum += length;
+            }
+        } while (more == 1);
+        return sum;
+    }
+
+    /** Inode, type and the name's bytes of every record, as a NameNode keeps them. */
+    private static long contents(Page page, String path, ByteBuffer buffer)
+            throws IOException {
+        long sum = 0;
+        int more;
+        do {
+            more = page.fill(path, buffer);
+            buffer.clear();
+            for (int left = buffer.getInt(); left > 0; left--) {
+                sum += buffer.getLong() + buffer.getShort();
+                byte[] name = new byte[buffer.getInt()];
+                buffer.get(name);
+                sum += name[name.length - 1];
+            }
+        } while (more == 1);
+        return sum;
+    }
+
+    /** The names in the form that Java has them. */
+    private static long streamNames(Path directory) throws IOException {
+        long sum = 0;
+        try (DirectoryStream<Path> entries = Files.newDirectoryStream(directory)) {
+            for (Path entry : entries) {
+                sum += entry.getFileName().toString().hashCode();
+            }
+        }
+        return sum;
+    }
+
+    private static long stream(Path directory) throws IOException {
+        long seen = 0;
+        try (DirectoryStream<Path> entries = Files.newDirectoryStream(directory)) {
+            for (Path entry : entries) {
+                seen += entry == null ? 0 : 1;
+            }
+        }
+        return seen;
+    }
+
+    private static void listing(Bench bench, Workspace space, Path directory, int entries, int size)
+            throws Exception {
+        String path = directory.toString();
+        ByteBuffer buffer = Workspace.direct(BUFFERS[size]);
+        if (records(LIBRARY, path, buffer) != records(Floor::list, path, buffer)) {
+            throw new AssertionError("other records than the floor's in " + directory);
+        }
+        if (names(LIBRARY, path, buffer) != streamNames(directory)) {
+            throw new AssertionError("other names than the JDK's in " + directory);
+        }
+        Case listing = new Case("listing, " + BUFFER_NAMES[size], space.type, entries, entries)
+                .floor(() -> pages(Floor::list, path, buffer))
+                .bare(Floor.LIST, Floor.prepare(path, null, buffer))
+                .library(() -> pages(LIBRARY, path, buffer))
+                .way(READ, () -> contents(LIBRARY, path, buffer), null)
+                .way(STREAM_NAMES, () -> streamNames(directory), null);
+        if (size == 0) {
+            listing.way("File.list", () -> directory.toFile().list().length)
+                    .way("getdents64", () -> Floor.getdents(path));
+        }
+        if (entries >= 1000) {
+            listing.goal(Case.FLOOR, 1.05).goal(READ, STREAM_NAMES, 0.65);
+        }
+        bench.measure(listing);
+    }
+
+    private static void count(Bench bench, Workspace space, Path directory, int entries)
+            throws Exception {
+        String path = directory.toString();
+        Case count = new Case("count", space.type, entries, entries)
+                .floor(() -> Floor.count(path))
+                .bare(Floor.COUNT, Floor.prepare(path, null, null))
+                .library(() -> ZOLTNative.getDirentCountNative(path))
+                .way(STREAM, () -> stream(directory));
+        if (entries >= 1000) {
+            count.goal(Case.FLOOR, 1.05).goal(STREAM, 0.65);
+        }
+        bench.measure(count);
+    }
+
+    /** The status of one entry into the buffer. */
+    private interface StatusOf {
+        int read(String path, ByteBuffer buffer) throws IOException;
+    }
+
+    private static long statuses(Page page, StatusOf status, String path, ByteBuffer buffer,
+            ByteBuffer record) throws IOException {
+        long sum = 0;
+        int more;
+        do {
+            more = page.fill(path, buffer);
+            buffer.clear();
+            for (int left = buffer.getInt(); left > 0; left--) {
+                buffer.position(buffer.position() + 10);
+                byte[] name = new byte[buffer.getInt()];
+                buffer.get(name);
+                status.read(path + "/" + new String(name), record);
+                sum += record.getLong(8) + record.getLong(48);
+            }
+        } while (more == 1);
+        return sum;
+    }
+
+    private static long walk(Path directory) throws IOException {
+        long[] sum = {0};
+        Files.walkFileTree(directory, EnumSet.noneOf(java.nio.file.FileVisitOption.class), 1,
+                new SimpleFileVisitor<>() {
+                    @Override
+                    public FileVisitResult visitFile(Path file, BasicFileAttributes attributes) {
+                        sum[0] += attributes.size()
+                                + attributes.lastModifiedTime().to(TimeUnit.SECONDS);
+                        return FileVisitResult.CONTINUE;
+                    }
+                });
+        return sum[0];
+    }
+
+    private static void withStatus(Bench bench, Workspace space, Path directory, int entries)
+            throws Exception {
+        String path = directory.toString();
+        ByteBuffer buffer = Workspace.direct(64 << 10);
+        ByteBuffer record = Workspace.direct(88);
+        Case both = new Case("listing and fast status", space.type, entries, entries)
+                .floor(() -> statuses(Floor::list, (file, to) -> Floor.fast(file, to, 0), path,
+                        buffer, record))
+                .library(() -> statuses(LIBRARY, (file, to) ->
+                        ZOLTNative.getFileStatusFastNative(file, true, to, 0, 0), path, buffer,
+                        record))
+                .way("walkFileTree", () -> walk(directory));
+        if (entries >= 1000) {
+            both.goal(Case.FLOOR, 1.06).goal("walkFileTree", 0.96);
+        }
+        bench.measure(both);
+    }
+}

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Runs the benchmark: run.sh BUILD FOLDER SECONDS [long] [quick]. The user databases that it needs
+# are mounted over the system's in a mount namespace of its own, where that is allowed. ONLY is a regular expression for the cases to measure.
+set -eu
+build=$1 folder=$2
+shift
+mkdir -p "$folder/accounts"
+cp /etc/passwd /etc/group "$folder/accounts/"
+export LD_LIBRARY_PATH=$build/client/local
+java=(java -Xms256m -Xmx1g -XX:+UseSerialGC
+  -cp "$build/bench/classes:$build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar"
+  -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0"
+  -Dzolt.bench.library="$build/bench/libzoltbench.so"
+  -Dzolt.bench.only="${ONLY:-.*}"
+  -Dorg.slf4j.simpleLogger.defaultLogLevel=off)
+
+if unshare -m true 2>/dev/null; then
+  exec unshare -m bash -c '
+    mount --bind "$0/passwd" /etc/passwd && mount --bind "$0/group" /etc/group && exec "$@"' \
+    "$folder/accounts" "${java[@]}" -Dzolt.bench.accounts="$folder/accounts" zolt.bench.Bench "$@"
+else
+  exec "${java[@]}" zolt.bench.Bench "$@"
+fi
