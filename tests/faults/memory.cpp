@@ -58,6 +58,9 @@ void operator delete(void* memory) noexcept {
 void operator delete[](void* memory) noexcept {
   release(memory, CALLER);
 }
+// clang declares the sized forms only where it is told to call them.
+void operator delete(void* memory, size_t) noexcept;
+void operator delete[](void* memory, size_t) noexcept;
 void operator delete(void* memory, size_t) noexcept {
   release(memory, CALLER);
 }
