@@ -1,0 +1,159 @@
+package zolt.cli;
+
+import java.io.FileDescriptor;
+import java.io.FileOutputStream;
+import java.io.OutputStream;
+import java.io.PrintStream;
+import java.io.PrintWriter;
+import java.io.StringWriter;
+import java.io.UnsupportedEncodingException;
+import java.util.Arrays;
+import java.util.LinkedHashMap;
+import java.util.Map;
+import java.util.function.Function;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Help.Ansi;
+import picocli.CommandLine.Option;
+
+/** The command "zolt": looks at a ZOLT file system, and works on it, as its NameNode would. */
+@Command(name = "zolt", synopsisSubcommandLabel = "COMMAND", description = {
+    "Look at a ZOLT file system, and work on it, as a NameNode does."}, footer = {"",
+        "Examples:",
+        "  zolt ls -l /srv/data",
+        "  zolt why /srv/data/part-0000 --as alice",
+        "  zolt acl modify u:alice:rx /srv/data",
+        "  zolt doctor /srv", "",
+        "Exit codes: 0 done; 1 an operation failed, or several for different reasons; 2 a wrong call;",
+        "3 permission denied; 4 no such path, user, attribute or lease; 5 no Java or no library;",
+        "6 it is there already: a lease, an attribute.", "",
+        "Environment: JAVA_HOME, ZOLT_LIBRARY (the file of the library), LD_LIBRARY_PATH (the folder of",
+        "the file system's client libzolt.so), ZOLT_LOG (the library's log on standard error: trace,",
+        "debug, info, warn, error), ZOLT_JAVA_OPTS."})
+public final class Zolt implements Runnable {
+    private static final Map<String, Function<Session, CommandLine>> COMMANDS = new LinkedHashMap<>();
+
+    static {
+        add("ls", LsCommand::new);
+        add("stat", StatCommand::new);
+        add("blocks", BlocksCommand::new);
+        COMMANDS.put("acl", AclCommand::of);
+        COMMANDS.put("xattr", XattrCommand::of);
+        COMMANDS.put("lease", LeaseCommand::of);
+        add("link", LinkCommand::new);
+        add("chmod", ChmodCommand::new);
+        add("touch", TouchCommand::new);
+        add("replication", ReplicationCommand::new);
+        add("bgf", BgfCommand::new);
+        add("whoami", WhoamiCommand::new);
+        add("why", WhyCommand::new);
+        add("doctor", DoctorCommand::new);
+        add("tour", TourCommand::new);
+        add("completion", CompletionCommand::new);
+    }
+
+    @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
+    boolean help;
+
+    @Option(names = {"-V", "--version"}, versionHelp = true, description = "Show the version.")
+    boolean version;
+
+    private final CommandLine line;
+
+    private Zolt() {
+        line = new CommandLine(this);
+    }
+
+    private static void add(String name, Function<Session, Action> command) {
+        COMMANDS.put(name, session -> new CommandLine(command.apply(session)));
+    }
+
+    /** Runs the command line and ends the virtual machine with its exit code. */
+    public static void main(String[] arguments) throws UnsupportedEncodingException {
+        OutputStream out = new FileOutputStream(FileDescriptor.out);
+        PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, "UTF-8");
+        int code = run(arguments, new Session(out, err, System.getProperty("zolt.terminals", "")));
+        // Nothing here waits for its end, and an exit would run the hooks of a machine that stays.
+        Runtime.getRuntime().halt(code);
+    }
+
+    /** Runs a command line. */
+    static int run(String[] arguments, Session session) {
+        StringWriter usage = new StringWriter();
+        try {
+            int code = commandLine(arguments, session).setOut(new PrintWriter(usage))
+                    .execute(arguments(arguments));
+            session.out.text(usage.toString());
+            session.out.flush();
+            return code;
+        } catch (LinkageError e) {
+            session.fail(Exit.BROKEN, String.valueOf(e.getMessage()));
+            return Exit.BROKEN;
+        } catch (Output.Lost e) {
+            return lost(e, session);
+        }
+    }
+
+    /** Who has closed a pipe wants no more, and no message. */
+    private static int lost(Output.Lost e, Session session) {
+        if (e.isPipe()) {
+            return Exit.PIPE;
+        }
+        session.err.println("zolt: standard output: " + e.getCause().getMessage());
+        return Exit.FAILED;
+    }
+
+    /** The whole tree of commands, for help and completion. */
+    static CommandLine tree(Session session) {
+        CommandLine all = new Zolt().line;
+        COMMANDS.forEach((name, maker) -> all.addSubcommand(name, maker.apply(session)));
+        return configured(all, session);
+    }
+
+    /** One command alone is quicker to set up than all of them. */
+    private static CommandLine commandLine(String[] arguments, Session session) {
+        Function<Session, CommandLine> one =
+                arguments.length == 0 ? null : COMMANDS.get(arguments[0]);
+        return one == null ? tree(session)
+                : configured(one.apply(session).setCommandName("zolt " + arguments[0]), session);
+    }
+
+    private static String[] arguments(String[] all) {
+        return all.length > 0 && COMMANDS.containsKey(all[0])
+                ? Arrays.copyOfRange(all, 1, all.length) : all;
+    }
+
+    private static CommandLine configured(CommandLine line, Session session) {
+        line.getCommandSpec().versionProvider(() -> new String[] {"zolt " + version()});
+        return line.setCaseInsensitiveEnumValuesAllowed(true).setUnmatchedOptionsArePositionalParams(false)
+                .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
+                .setColorScheme(CommandLine.Help.defaultColorScheme(
+                        session.outIsTerminal ? Ansi.ON : Ansi.OFF))
+                .setParameterExceptionHandler((e, unused) -> wrong(e, session))
+                .setExecutionExceptionHandler((e, unused, result) -> broken(e, session));
+    }
+
+    private static int wrong(CommandLine.ParameterException e, Session session) {
+        session.fail(Exit.USAGE, e.getMessage() + " (see " + e.getCommandLine().getCommandSpec()
+                .qualifiedName() + " --help)");
+        return Exit.USAGE;
+    }
+
+    private static int broken(Exception e, Session session) {
+        if (e instanceof Output.Lost) {
+            return lost((Output.Lost) e, session);
+        }
+        session.fail(Exit.FAILED, String.valueOf(e.getMessage()));
+        return Exit.FAILED;
+    }
+
+    static String version() {
+        String version = Zolt.class.getPackage().getImplementationVersion();
+        return version == null ? "(no version)" : version;
+    }
+
+    @Override
+    public void run() {
+        throw new CommandLine.ParameterException(line, "Missing command");
+    }
+}
