@@ -35,8 +35,9 @@ abstract class Action implements Callable<Integer> {
 
     @Override
     public final Integer call() throws IOException {
-        Rights.settle();
-        ZoltLibrary.setDefaults(HDFS_BLOCK_SIZE, HDFS_REPLICATION);
+        if (needsLibrary()) {
+            loadLibrary();
+        }
         Identity identity = null;
         try {
             identity = as == null ? null : Rights.as(as);
@@ -54,6 +55,16 @@ abstract class Action implements Callable<Integer> {
             }
         }
         return session.code();
+    }
+
+    /** The doctor looks first whether there is one. */
+    boolean needsLibrary() {
+        return true;
+    }
+
+    static void loadLibrary() throws IOException {
+        Rights.settle();
+        ZoltLibrary.setDefaults(HDFS_BLOCK_SIZE, HDFS_REPLICATION);
     }
 
     /** Something that is done to a path. */

@@ -14,6 +14,11 @@ final class CompletionCommand extends Action {
     }
 
     @Override
+    boolean needsLibrary() {
+        return false;
+    }
+
+    @Override
     void run() {
         StringBuilder words = new StringBuilder();
         CommandLine tree = Zolt.tree(session);

@@ -18,6 +18,11 @@ final class DoctorCommand extends Action {
     }
 
     @Override
+    boolean needsLibrary() {
+        return as != null; // then it is loaded to take on the identity
+    }
+
+    @Override
     void run() throws IOException {
         Findings findings = new Findings(session, json);
         ProcessChecks process = new ProcessChecks(findings);
@@ -26,6 +31,7 @@ final class DoctorCommand extends Action {
             session.answer(Exit.BROKEN);
             return;
         }
+        loadLibrary();
         process.client();
         process.acl();
         process.capabilities();

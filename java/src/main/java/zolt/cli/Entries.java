@@ -31,6 +31,11 @@ final class Entries {
         this.json = json;
     }
 
+    /** Whether an entry is its name and nothing else. */
+    boolean areBareNames() {
+        return !details && !json && !session.outIsTerminal;
+    }
+
     /** Says in which directory the next entries are. */
     void enter(String path) {
         directory = path;

@@ -2,6 +2,7 @@ package zolt.cli;
 
 import java.io.IOException;
 import java.io.OutputStream;
+import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 
 /** Standard output: bytes as they are, text as UTF-8, through one buffer. */
@@ -50,6 +51,16 @@ final class Output extends OutputStream {
         }
         System.arraycopy(bytes, from, buffer, used, length);
         used += length;
+    }
+
+    /** Bytes from a buffer's position on, and the end of the line. */
+    void line(ByteBuffer from, int length) {
+        if (length >= buffer.length - used) {
+            drain();
+        }
+        from.get(buffer, used, length);
+        used += length;
+        buffer[used++] = '\n';
     }
 
     void text(String text) {

@@ -1,6 +1,7 @@
 package zolt.cli;
 
 import java.io.IOException;
+import java.io.InterruptedIOException;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayDeque;
@@ -35,8 +36,21 @@ final class Walk {
         this.progress = new Progress(session);
     }
 
+    /** Lists a directory, quickly where only names are wanted. */
+    private void only(String path) throws IOException {
+        try {
+            NameStream.copy(path, directoriesOnly, session.out);
+        } catch (InterruptedException e) {
+            throw new InterruptedIOException("interrupted");
+        }
+    }
+
     /** Lists a directory and, recursively, those in it, each before what is beside it. */
     void take(String path) throws IOException {
+        if (!recursive && !titled && entries.areBareNames()) {
+            only(path);
+            return;
+        }
         Deque<String> waiting = new ArrayDeque<>();
         list(path, waiting);
         while (!waiting.isEmpty()) {
