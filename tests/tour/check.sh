@@ -51,7 +51,7 @@ expect '^ +7  [#.]{40}$'
 if [ "$(id -u)" -eq 0 ]; then
   expect '^  secret.txt +-rw------- 18 bytes +-rw------- 18 bytes$'
   expect '^  closed/inner.txt +-rw-r--r-- 0 bytes +AccessDeniedException$'
-  expect '^  nobody may not search /.*/closed .drwx------ root root.: .* entry other::--- does not'
+  expect '^  nobody may not search /.*/closed .drwx------ root root.: .* and the mode gives others ---$'
   expect '^  nobody added +user::rwx  user:nobody:r-x  group::---  mask::r-x  other::---$'
   expect '^  nobody looks at closed/inner.txt: inode [0-9]+$'
 

@@ -16,7 +16,7 @@ final class Remedy {
             return null;
         }
         Acl acl = failure.acl();
-        int bit = failure.refused().get().bit();
+        int bit = bit(failure.refused().get());
         String entries;
         if (deciding.type() == AclEntry.Type.OWNER) {
             entries = "u::" + AclNames.letters(deciding.permissions() | bit);
@@ -32,6 +32,17 @@ final class Remedy {
             }
         }
         return "zolt acl modify " + entries + " " + quoted(failure.component());
+    }
+
+    private static int bit(PathFailure.Access refused) {
+        switch (refused) {
+            case READ:
+                return AclEntry.READ;
+            case WRITE:
+                return AclEntry.WRITE;
+            default:
+                return AclEntry.EXECUTE;
+        }
     }
 
     /** As a shell reads it. */

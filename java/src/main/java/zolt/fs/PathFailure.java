@@ -42,19 +42,6 @@ public final class PathFailure {
             this.bit = bit;
             this.verb = verb;
         }
-
-        /**
-         * The permission that it takes on the path itself.
-         *
-         * <pre>{@code
-         * System.out.println(PathFailure.Access.READ.bit() == AclEntry.READ); // prints: true
-         * }</pre>
-         *
-         * @return one of {@link AclEntry#READ}, {@link AclEntry#WRITE}, {@link AclEntry#EXECUTE}, or 0
-         */
-        public int bit() {
-            return bit;
-        }
     }
 
     /** The kind of a failure. */
@@ -539,26 +526,41 @@ public final class PathFailure {
         String verb = directory && refused == Access.EXECUTE ? Access.LOOK.verb : refused.verb;
         String text = user + " may not " + verb + " " + component + " ("
                 + FileStatus.modeText(mode, !acl.isMinimal()) + " " + owner() + " " + group() + "): ";
-        String entry = "the entry " + deciding;
         if (deciding == null || granted()) {
             return text + error;
         }
-        if ((deciding.permissions() & refused.bit) != 0) {
-            entry += " permits it, but the mask takes it away";
-        } else {
-            entry += " does not permit it";
-        }
+        return text + (acl.isMinimal() ? reasonOfMode(user) : reasonOfList(user));
+    }
+
+    private String reasonOfMode(String user) {
+        String given = AclEntry.letters(deciding.permissions());
         switch (deciding.type()) {
             case OWNER:
-                return text + user + " is the owner, and " + entry;
+                return user + " is the owner, to whom the mode gives " + given;
+            case OWNING_GROUP:
+                return user + " is in the group, to which the mode gives " + given;
+            default:
+                return user + " is neither the owner nor in the group, and the mode gives others "
+                        + given;
+        }
+    }
+
+    private String reasonOfList(String user) {
+        String entry = "the entry " + deciding + ((deciding.permissions() & refused.bit) != 0
+                ? " permits it, but the mask takes it away" : " does not permit it");
+        switch (deciding.type()) {
+            case OWNER:
+                return user + " is the owner, and " + entry;
             case USER:
-                return text + entry;
+                return entry;
             case OWNING_GROUP:
             case GROUP:
                 String group = deciding.type() == AclEntry.Type.GROUP ? deciding.name() : group();
-                return text + user + " is in the group " + group + ", and " + entry;
+                return user + " is in the group " + group + ", and " + entry;
             default:
-                return text + user + " is not the owner, not in a group and not a user of an entry, and "
+                return ((mode & GROUP_CLASS) == 0
+                        ? "the mask takes everything, so that " + user + " is one of the others, and "
+                        : user + " is not the owner, not in a group and not a user of an entry, and ")
                         + entry;
         }
     }
