@@ -8,9 +8,7 @@ import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.io.UnsupportedEncodingException;
 import java.util.Arrays;
-import java.util.LinkedHashMap;
-import java.util.Map;
-import java.util.function.Function;
+import java.util.List;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Help.Ansi;
@@ -31,26 +29,9 @@ import picocli.CommandLine.Option;
         "the file system's client libzolt.so), ZOLT_LOG (the library's log on standard error: trace,",
         "debug, info, warn, error), ZOLT_JAVA_OPTS."})
 public final class Zolt implements Runnable {
-    private static final Map<String, Function<Session, CommandLine>> COMMANDS = new LinkedHashMap<>();
-
-    static {
-        add("ls", LsCommand::new);
-        add("stat", StatCommand::new);
-        add("blocks", BlocksCommand::new);
-        COMMANDS.put("acl", AclCommand::of);
-        COMMANDS.put("xattr", XattrCommand::of);
-        COMMANDS.put("lease", LeaseCommand::of);
-        add("link", LinkCommand::new);
-        add("chmod", ChmodCommand::new);
-        add("touch", TouchCommand::new);
-        add("replication", ReplicationCommand::new);
-        add("bgf", BgfCommand::new);
-        add("whoami", WhoamiCommand::new);
-        add("why", WhyCommand::new);
-        add("doctor", DoctorCommand::new);
-        add("tour", TourCommand::new);
-        add("completion", CompletionCommand::new);
-    }
+    private static final List<String> COMMANDS = Arrays.asList("ls", "stat", "blocks", "acl", "xattr",
+            "lease", "link", "chmod", "touch", "replication", "bgf", "whoami", "why", "doctor", "tour",
+            "completion");
 
     @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
     boolean help;
@@ -64,8 +45,51 @@ public final class Zolt implements Runnable {
         line = new CommandLine(this);
     }
 
-    private static void add(String name, Function<Session, Action> command) {
-        COMMANDS.put(name, session -> new CommandLine(command.apply(session)));
+    /** A command by its name. A table of functions would take longer to set up than the command. */
+    private static CommandLine make(String name, Session session) {
+        switch (name) {
+            case "acl":
+                return AclCommand.of(session);
+            case "xattr":
+                return XattrCommand.of(session);
+            case "lease":
+                return LeaseCommand.of(session);
+            default:
+                return new CommandLine(action(name, session));
+        }
+    }
+
+    private static Action action(String name, Session session) {
+        switch (name) {
+            case "ls":
+                return new LsCommand(session);
+            case "stat":
+                return new StatCommand(session);
+            case "blocks":
+                return new BlocksCommand(session);
+            case "link":
+                return new LinkCommand(session);
+            case "chmod":
+                return new ChmodCommand(session);
+            case "touch":
+                return new TouchCommand(session);
+            case "replication":
+                return new ReplicationCommand(session);
+            case "bgf":
+                return new BgfCommand(session);
+            case "whoami":
+                return new WhoamiCommand(session);
+            case "why":
+                return new WhyCommand(session);
+            case "doctor":
+                return new DoctorCommand(session);
+            case "tour":
+                return new TourCommand(session);
+            case "completion":
+                return new CompletionCommand(session);
+            default:
+                throw new IllegalArgumentException(name);
+        }
     }
 
     /** Runs the command line and ends the virtual machine with its exit code. */
@@ -106,21 +130,25 @@ public final class Zolt implements Runnable {
     /** The whole tree of commands, for help and completion. */
     static CommandLine tree(Session session) {
         CommandLine all = new Zolt().line;
-        COMMANDS.forEach((name, maker) -> all.addSubcommand(name, maker.apply(session)));
+        for (String name : COMMANDS) {
+            all.addSubcommand(name, make(name, session));
+        }
         return configured(all, session);
     }
 
     /** One command alone is quicker to set up than all of them. */
     private static CommandLine commandLine(String[] arguments, Session session) {
-        Function<Session, CommandLine> one =
-                arguments.length == 0 ? null : COMMANDS.get(arguments[0]);
-        return one == null ? tree(session)
-                : configured(one.apply(session).setCommandName("zolt " + arguments[0]), session);
+        return isCommand(arguments)
+                ? configured(make(arguments[0], session).setCommandName("zolt " + arguments[0]), session)
+                : tree(session);
     }
 
     private static String[] arguments(String[] all) {
-        return all.length > 0 && COMMANDS.containsKey(all[0])
-                ? Arrays.copyOfRange(all, 1, all.length) : all;
+        return isCommand(all) ? Arrays.copyOfRange(all, 1, all.length) : all;
+    }
+
+    private static boolean isCommand(String[] arguments) {
+        return arguments.length > 0 && COMMANDS.contains(arguments[0]);
     }
 
     private static CommandLine configured(CommandLine line, Session session) {
