@@ -2,12 +2,14 @@ package zolt.cli;
 
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
+import java.io.IOException;
 import java.io.OutputStream;
 import java.io.PrintStream;
 import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.io.UnsupportedEncodingException;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -103,11 +105,9 @@ public final class Zolt implements Runnable {
 
     /** Runs a command line. */
     static int run(String[] arguments, Session session) {
-        StringWriter usage = new StringWriter();
         try {
-            int code = commandLine(arguments, session).setOut(new PrintWriter(usage))
-                    .execute(arguments(arguments));
-            session.out.text(usage.toString());
+            int code = isPlainListing(arguments) ? list(arguments[1], session)
+                    : parse(arguments, session);
             session.out.flush();
             return code;
         } catch (LinkageError e) {
@@ -115,6 +115,29 @@ public final class Zolt implements Runnable {
             return Exit.BROKEN;
         } catch (Output.Lost e) {
             return lost(e, session);
+        }
+    }
+
+    private static int parse(String[] arguments, Session session) {
+        StringWriter usage = new StringWriter();
+        int code = commandLine(arguments, session).setOut(new PrintWriter(usage))
+                .execute(arguments(arguments));
+        session.out.text(usage.toString());
+        return code;
+    }
+
+    /** "zolt ls DIR": without the parser it is done in half the time, where the directory is small. */
+    private static boolean isPlainListing(String[] arguments) {
+        return arguments.length == 2 && arguments[0].equals("ls") && !arguments[1].startsWith("-");
+    }
+
+    private static int list(String path, Session session) {
+        LsCommand command = new LsCommand(session);
+        command.paths = Collections.singletonList(path);
+        try {
+            return command.call();
+        } catch (IOException e) {
+            return broken(e, session);
         }
     }
 
