@@ -4,7 +4,7 @@ MAKEFLAGS += --no-print-directory
 JOBS := $(shell nproc)
 
 DIR ?= $(CURDIR)
-LEVEL ?= info
+LEVEL ?= off
 MINUTES ?= 10
 KILLS ?= 200
 SECONDS := 0.6
@@ -24,13 +24,8 @@ help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
 	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
-demo: build ## build, load the library into a virtual machine, tour a directory
-	@LD_LIBRARY_PATH=$(CLIENT) java -cp $(JARS) -Dzolt.library=$(LIBRARY) \
-	  -Dorg.slf4j.simpleLogger.logFile=System.out \
-	  -Dorg.slf4j.simpleLogger.showThreadName=false \
-	  -Dorg.slf4j.simpleLogger.showShortLogName=true \
-	  -Dorg.slf4j.simpleLogger.defaultLogLevel=$(LEVEL) \
-	  zolt.tour.Tour $(DIR)
+demo: build ## build, and take a tour of the library: zolt tour DIR
+	@ZOLT_LOG=$(LEVEL) bin/zolt tour $(DIR)
 
 test: ## every test: the core alone, the natives in virtual machines, a little fuzzing
 	@scripts/deps.sh build test

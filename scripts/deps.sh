@@ -21,13 +21,13 @@ for set in "$@"; do
       need javac default-jdk-headless
       need /usr/include/sys/acl.h libacl1-dev
       need "/usr/lib/*/libacl.so.1" libacl1
+      need /usr/share/java/picocli.jar libpicocli-java
       need /usr/share/java/slf4j-simple.jar libslf4j-java
       ;;
     test)
       need /usr/include/gtest/gtest.h libgtest-dev
       need "/usr/lib/*/libgtest.a" libgtest-dev
       need /usr/share/java/junit-platform-console.jar junit5
-      need /usr/share/java/picocli.jar libpicocli-java
       need /usr/share/java/univocity-parsers.jar libunivocity-parsers-java
       need nm binutils
       need getfacl acl

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The tour as a person takes it: at each level of the logger, and without root's rights. The
-# environment says which: JAVA, LIBRARY, LD_LIBRARY_PATH, CLASSPATH.
+# environment says: CMAKE, BUILD.
 set -u
 export LC_ALL=C.UTF-8
 failed=0
@@ -11,10 +11,13 @@ trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"
 mkdir "$work/shown" && touch "$work/shown/part-0000" && ln -s part-0000 "$work/shown/latest"
 
+# Readable for all, wherever the build stands.
+umask 022
+"$CMAKE" --install "$BUILD" --prefix "$work/prefix" >/dev/null || exit 1
+
 tour() {  # tour LEVEL COMMAND...: the command that runs the virtual machine is its prefix
   local level=$1; shift
-  "$@" "$JAVA" -Dzolt.library="$LIBRARY" -Dorg.slf4j.simpleLogger.logFile=System.out \
-    -Dorg.slf4j.simpleLogger.defaultLogLevel="$level" zolt.tour.Tour "$work/shown"
+  "$@" env ZOLT_LOG="$level" "$work/prefix/bin/zolt" tour "$work/shown" 2>&1
 }
 
 # What each level of the Java logger lets through of the library's five; at info that is no info.
@@ -48,18 +51,19 @@ expect '^ +7  [#.]{40}$'
 if [ "$(id -u)" -eq 0 ]; then
   expect '^  secret.txt +-rw------- 18 bytes +-rw------- 18 bytes$'
   expect '^  closed/inner.txt +-rw-r--r-- 0 bytes +AccessDeniedException$'
-  expect '^  nobody may not search /.*/closed .drwx------ root root.: .* entry other::--- does not'
+  expect '^  nobody may not search /.*/closed .drwx------ root root.: .* and the mode gives others ---$'
   expect '^  nobody added +user::rwx  user:nobody:r-x  group::---  mask::r-x  other::---$'
   expect '^  nobody looks at closed/inner.txt: inode [0-9]+$'
 
-  # A user of no rights sees the same tour but for what only root can show. What it loads must be
-  # readable for all, wherever the build stands.
-  IFS=: read -ra jars <<<"$CLASSPATH"
-  cp -L "$LIBRARY" "$LD_LIBRARY_PATH/libzolt.so" "${jars[@]}" "$work"
-  LIBRARY="$work/$(basename "$LIBRARY")" LD_LIBRARY_PATH=$work CLASSPATH="$work/*"
+  # A user of no rights sees the same tour but for what only root can show.
   output=$(tour off setpriv --reuid=65534 --regid=65534 --clear-groups) || fail "as nobody: $output"
   expect 'To see the same as another user, run the tour as root'
   expect 'An access control list on closed/'
 fi
+grep -q $'\e' <<<"$output" && fail 'an escape in a pipe'
+script -qec "$work/prefix/bin/zolt tour $work/shown" /dev/null </dev/null | grep -q $'\e\[1;36mWhat is in' ||
+  fail 'no colour on a terminal'
+output=$("$work/prefix/bin/zolt" tour "$work/nowhere" 2>&1)
+[ $? -eq 1 ] && [ "$output" = "zolt: $work/nowhere is no directory" ] || fail "nowhere: $output"
 [ -z "$(compgen -G '/tmp/zolt-tour-*')" ] || fail "the tour left something behind"
 exit $failed

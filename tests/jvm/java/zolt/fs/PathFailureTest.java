@@ -54,12 +54,12 @@ class PathFailureTest {
     @Test
     void theModeRefuses() throws Exception {
         expectRefusal(files.file, Access.WRITE, files.file, "other::r--",
-                "not in a group and not a user of an entry, and the entry other::r-- does not permit it");
+                "nobody is neither the owner nor in the group, and the mode gives others r--");
         FileOperations.setPermissions(files.directory, 0700);
         expectRefusal(files.inner, Access.LOOK, files.directory, "other::---",
-                "the entry other::--- does not permit it");
+                "and the mode gives others ---");
         expectRefusal(files.inner, Access.READ, files.directory, "other::---",
-                "the entry other::--- does not permit it");
+                "and the mode gives others ---");
     }
 
     @Test
@@ -84,7 +84,7 @@ class PathFailureTest {
         Acl.clear(files.directory);
         FileOperations.setPermissions(files.directory, 0705);
         expectRefusal(files.inner, Access.LOOK, files.directory, "group::---",
-                "nobody is in the group nogroup, and the entry group::--- does not permit it");
+                "nobody is in the group, to which the mode gives ---");
     }
 
     @Test
@@ -93,7 +93,37 @@ class PathFailureTest {
         FileOperations.setPermissions(files.directory, 0077);
         PathFailure failure = asNobody(files.inner, Access.LOOK).orElseThrow();
         assertEquals("nobody may not search " + files.directory + " (d---rwxrwx nobody root): nobody is"
-                + " the owner, and the entry user::--- does not permit it", failure.explain());
+                + " the owner, to whom the mode gives ---", failure.explain());
+    }
+
+    @Test
+    void aMaskThatTakesEverythingLeavesTheMode() throws Exception {
+        Acl.parse("u:nobody:rwx,o::r,m::-").modify(files.file);
+        assertEquals(Optional.empty(), asNobody(files.file, Access.READ));
+        expectRefusal(files.file, Access.WRITE, files.file, "other::r--",
+                "nobody is one of the others, and the entry other::r-- does not permit it");
+        assertEquals(AclEntry.READ, asNobody(files.file, Access.WRITE).orElseThrow().permitted());
+        assertEquals(Access.WRITE,
+                asNobody(files.file, Access.WRITE).orElseThrow().refused().orElseThrow());
+    }
+
+    @Test
+    void noOneExecutesWhatNoOneMay() throws Exception {
+        FileOperations.setPermissions(files.file, 0600);
+        PathFailure failure = PathFailure.of(files.file, Access.EXECUTE).orElseThrow();
+        assertTrue(failure.explain().endsWith("root is the owner, to whom the mode gives rw-"),
+                failure::explain);
+        FileOperations.setPermissions(files.file, 0601);
+        assertEquals(Optional.empty(), PathFailure.of(files.file, Access.EXECUTE));
+        FileOperations.setPermissions(files.directory, 0);
+        assertEquals(Optional.empty(), PathFailure.of(files.directory, Access.EXECUTE));
+    }
+
+    @Test
+    void aFileSystemWithoutListsHasModes() throws Exception {
+        PathFailure failure = asNobody("/proc/1/environ", Access.READ).orElseThrow();
+        assertTrue(failure.explain().endsWith("and the mode gives others ---"), failure::explain);
+        assertTrue(failure.acl().isMinimal());
     }
 
     @Test

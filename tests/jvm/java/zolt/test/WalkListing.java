@@ -10,7 +10,10 @@ import static zolt.test.Scenario.string;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
+import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.FileTime;
+import java.time.Instant;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
@@ -76,7 +79,10 @@ final class WalkListing {
                     listing(entries, 0, entries.size(), 0),
                     harmless("closedir")),
             new Scenario("getDirentsNative: as much as there is room for")
-                .prepare(() -> Place.fill(SMALL))
+                .prepare(() -> {
+                    touch(directory);
+                    Place.fill(SMALL);
+                })
                 .state(() -> Place.content(SMALL))
                 .call(() -> list(path, SMALL))
                 .cleanUp(Dirents::end)
@@ -90,6 +96,7 @@ final class WalkListing {
                     harmless("seekdir")),
             new Scenario("getDirentsNative: the rest of a directory")
                 .prepare(() -> {
+                    touch(directory);
                     list(path, SMALL);
                     Place.fill(SMALL);
                 })
@@ -124,6 +131,11 @@ final class WalkListing {
                         step("readdir", error("failed to readdir")
                             .on(Fault.SILENT, answer(0).streams(0)))),
                     harmless("rewinddir")));
+    }
+
+    /** Lets the directory be one that may change unseen: its stream is put back after each call. */
+    private static void touch(Path directory) throws IOException {
+        Files.setLastModifiedTime(directory, FileTime.from(Instant.now()));
     }
 
     private static int list(String path, ByteBuffer buffer) throws IOException {

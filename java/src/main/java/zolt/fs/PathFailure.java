@@ -57,6 +57,12 @@ public final class PathFailure {
     /** As many links as the kernel follows (path_resolution(7)). */
     private static final int MOST_LINKS = 40;
 
+    private static final int OWNER_SHIFT = 6;
+    private static final int GROUP_SHIFT = 3;
+    private static final int ALL_BITS = 7;
+    private static final int GROUP_CLASS = 0070;
+    private static final int ANY_EXECUTE = 0111;
+
     private final String path;
     private final ThreadIdentity who;
     private final Access access;
@@ -214,7 +220,7 @@ public final class PathFailure {
                 superuser.close();
             }
         }
-        if (reason == null && (who.uid() == 0 || granted())) {
+        if (reason == null && (overrides(refused.bit) || granted())) {
             return Optional.empty();
         }
         if (reason == null) {
@@ -230,23 +236,51 @@ public final class PathFailure {
         uid = status.uid();
         gid = status.gid();
         mode = status.mode();
-        acl = Acl.get(component);
+        acl = listOrMode();
         described = true;
         if (refused != null) {
-            deciding = decide();
+            deciding = decide(refused.bit);
         }
+    }
+
+    /** A file system without access control lists has modes. */
+    private Acl listOrMode() throws IOException {
+        try {
+            return Acl.get(component);
+        } catch (AccessDeniedException | NoSuchFileException e) {
+            throw e;
+        } catch (IOException unsupported) {
+            return Acl.of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
+                    AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
+                    AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
+        }
+    }
+
+    /** Whether a capability permits it, whatever the list says (capabilities(7)). */
+    private boolean overrides(int bit) {
+        boolean directory = FileType.ofMode(mode) == FileType.DIRECTORY;
+        if (bit == AclEntry.EXECUTE && !directory && (mode & ANY_EXECUTE) == 0) {
+            return false;
+        }
+        return who.has(ThreadIdentity.CAP_DAC_OVERRIDE)
+                || who.has(ThreadIdentity.CAP_DAC_READ_SEARCH)
+                && (bit == AclEntry.READ || bit == AclEntry.EXECUTE && directory);
     }
 
     private boolean granted() {
         return (acl.effective(deciding) & refused.bit) != 0;
     }
 
-    /** The entry that decides, by the access check algorithm of acl(5). */
-    private AclEntry decide() {
+    /**
+     * The entry that decides, by the access check algorithm of acl(5). Where the mode gives the group
+     * class nothing, Linux does not look at the list: owner, owning group and others count alone.
+     */
+    private AclEntry decide(int bit) {
+        boolean modeAlone = (mode & GROUP_CLASS) == 0;
         AclEntry other = null;
         AclEntry refusingGroup = null;
         for (AclEntry entry : acl.entries()) {
-            if (entry.scope() == AclEntry.Scope.DEFAULT) {
+            if (entry.scope() == AclEntry.Scope.DEFAULT || modeAlone && entry.type().isNamed()) {
                 continue;
             }
             switch (entry.type()) {
@@ -263,7 +297,7 @@ public final class PathFailure {
                 case OWNING_GROUP:
                 case GROUP:
                     if (isMember(entry.type() == AclEntry.Type.GROUP ? entry.id() : gid)) {
-                        if ((acl.effective(entry) & refused.bit) != 0) {
+                        if ((acl.effective(entry) & bit) != 0) {
                             return entry;
                         }
                         refusingGroup = refusingGroup == null ? entry : refusingGroup;
@@ -338,6 +372,41 @@ public final class PathFailure {
      */
     public Reason reason() {
         return reason;
+    }
+
+    /**
+     * What the component refuses: {@link Access#EXECUTE} of a directory that may not be searched.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(directory, 0700);
+     * PathFailure failure = PathFailure.of(inner, "nobody", PathFailure.Access.READ).get();
+     * System.out.println(failure.refused().get()); // prints: EXECUTE
+     * }</pre>
+     *
+     * @return the access; empty where owner, mode and access control list are not the reason
+     */
+    public Optional<Access> refused() {
+        return Optional.ofNullable(reason == Reason.REFUSED ? refused : null);
+    }
+
+    /**
+     * What the owner, mode and access control list of the component do permit.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(file, 0644);
+     * PathFailure failure = PathFailure.of(file, "nobody", PathFailure.Access.WRITE).get();
+     * System.out.println(failure.permitted() == AclEntry.READ); // prints: true
+     * }</pre>
+     *
+     * @return a sum of {@link AclEntry#READ}, {@link AclEntry#WRITE} and {@link AclEntry#EXECUTE}
+     */
+    public int permitted() {
+        int permitted = 0;
+        for (int bit : new int[] {AclEntry.READ, AclEntry.WRITE, AclEntry.EXECUTE}) {
+            AclEntry entry = described ? decide(bit) : null;
+            permitted |= entry == null ? 0 : acl.effective(entry) & bit;
+        }
+        return permitted;
     }
 
     /**
@@ -457,26 +526,41 @@ public final class PathFailure {
         String verb = directory && refused == Access.EXECUTE ? Access.LOOK.verb : refused.verb;
         String text = user + " may not " + verb + " " + component + " ("
                 + FileStatus.modeText(mode, !acl.isMinimal()) + " " + owner() + " " + group() + "): ";
-        String entry = "the entry " + deciding;
         if (deciding == null || granted()) {
             return text + error;
         }
-        if ((deciding.permissions() & refused.bit) != 0) {
-            entry += " permits it, but the mask takes it away";
-        } else {
-            entry += " does not permit it";
-        }
+        return text + (acl.isMinimal() ? reasonOfMode(user) : reasonOfList(user));
+    }
+
+    private String reasonOfMode(String user) {
+        String given = AclEntry.letters(deciding.permissions());
         switch (deciding.type()) {
             case OWNER:
-                return text + user + " is the owner, and " + entry;
+                return user + " is the owner, to whom the mode gives " + given;
+            case OWNING_GROUP:
+                return user + " is in the group, to which the mode gives " + given;
+            default:
+                return user + " is neither the owner nor in the group, and the mode gives others "
+                        + given;
+        }
+    }
+
+    private String reasonOfList(String user) {
+        String entry = "the entry " + deciding + ((deciding.permissions() & refused.bit) != 0
+                ? " permits it, but the mask takes it away" : " does not permit it");
+        switch (deciding.type()) {
+            case OWNER:
+                return user + " is the owner, and " + entry;
             case USER:
-                return text + entry;
+                return entry;
             case OWNING_GROUP:
             case GROUP:
                 String group = deciding.type() == AclEntry.Type.GROUP ? deciding.name() : group();
-                return text + user + " is in the group " + group + ", and " + entry;
+                return user + " is in the group " + group + ", and " + entry;
             default:
-                return text + user + " is not the owner, not in a group and not a user of an entry, and "
+                return ((mode & GROUP_CLASS) == 0
+                        ? "the mask takes everything, so that " + user + " is one of the others, and "
+                        : user + " is not the owner, not in a group and not a user of an entry, and ")
                         + entry;
         }
     }

@@ -20,13 +20,21 @@ public final class ThreadIdentity {
     /** The columns of proc(5): real, effective, saved and file-system id. */
     private static final int FILE_SYSTEM_ID = 3;
 
+    /** Numbers of capabilities(7). */
+    static final int CAP_DAC_OVERRIDE = 1;
+    static final int CAP_DAC_READ_SEARCH = 2;
+
+    private static final int HEX = 16;
+
     private final long uid;
     private final long gid;
     private final List<Long> groups;
+    private final long capabilities;
 
-    private ThreadIdentity(long uid, long gid, List<Long> groups) {
+    private ThreadIdentity(long uid, long gid, List<Long> groups, long capabilities) {
         this.uid = uid;
         this.gid = gid;
+        this.capabilities = capabilities;
         this.groups = Collections.unmodifiableList(groups);
     }
 
@@ -43,6 +51,7 @@ public final class ThreadIdentity {
     public static ThreadIdentity now() throws IOException {
         long uid = -1;
         long gid = -1;
+        long capabilities = 0;
         List<Long> groups = Collections.emptyList();
         for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
                 StandardCharsets.ISO_8859_1)) {
@@ -52,12 +61,19 @@ public final class ThreadIdentity {
                 gid = numbers(line).get(FILE_SYSTEM_ID);
             } else if (line.startsWith("Groups:")) {
                 groups = numbers(line);
+            } else if (line.startsWith("CapEff:")) {
+                capabilities = Long.parseUnsignedLong(line.substring("CapEff:".length()).trim(), HEX);
             }
         }
         if (uid < 0 || gid < 0) {
             throw new IOException("/proc/thread-self/status has no Uid: or Gid: line");
         }
-        return new ThreadIdentity(uid, gid, groups);
+        return new ThreadIdentity(uid, gid, groups, capabilities);
+    }
+
+    /** Whether the thread has a capability in effect. */
+    boolean has(int capability) {
+        return (capabilities >> capability & 1) != 0;
     }
 
     private static List<Long> numbers(String line) {

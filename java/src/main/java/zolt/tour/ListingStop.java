@@ -15,7 +15,7 @@ import zolt.fs.ZoltLibrary;
 
 /** The first stop: what a directory holds, and which file system serves it. */
 final class ListingStop {
-    private static final int ROWS_SHOWN = 40;
+    private static final int ROWS_SHOWN = 12;
 
     private ListingStop() {}
 

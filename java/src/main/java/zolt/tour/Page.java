@@ -16,11 +16,17 @@ final class Page {
 
     void title(String text) {
         out.println();
-        out.println(coloured ? "\033[1m" + text + "\033[0m" : text);
+        out.println(coloured ? "\033[1;36m" + text + "\033[0m" : text);
     }
 
     void line(String text) {
-        out.println("  " + text);
+        out.println("  " + painted(text));
+    }
+
+    /** On a terminal, what is refused in red, and where blocks lie in green. */
+    private String painted(String text) {
+        return coloured ? text.replaceAll("([A-Za-z]*Exception)", "\033[31m$1\033[0m")
+                .replaceAll("(#+)", "\033[32m$1\033[0m") : text;
     }
 
     /** Rows under a header, numbers (a column whose header begins with a blank) to the right. */
@@ -42,7 +48,7 @@ final class Page {
                 String format = right ? "%" + widths[c] + "s" : last ? "%s" : "%-" + widths[c] + "s";
                 line.append(String.format(format, row[c].trim())).append(last ? "" : "  ");
             }
-            out.println(line);
+            out.println(painted(line.toString()));
         }
     }
 

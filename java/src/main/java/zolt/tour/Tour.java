@@ -1,47 +1,41 @@
 package zolt.tour;
 
-import java.io.File;
 import java.io.IOException;
+import java.io.PrintStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.Paths;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.Comparator;
 import java.util.List;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
-import zolt.fs.ZoltLibrary;
 
 /**
- * A guided tour of the library: {@code Tour [DIRECTORY]}. It lists the directory, and shows the rest
- * on files of its own in a temporary directory that it removes.
+ * A guided tour of the library. It lists a directory, and shows the rest on files of its own in a
+ * temporary directory that it removes.
  */
 public final class Tour {
     private Tour() {}
 
-    /** Walks the tour; the exit status is 0, or 1 with the reason on standard error. */
-    public static void main(String[] arguments) {
-        Path directory = Paths.get(arguments.length > 0 ? arguments[0] : ".").toAbsolutePath();
-        if (!new File(directory.toString()).isDirectory()) {
-            System.err.println("tour: " + directory + " is not a directory");
-            System.exit(1);
-        }
-        Page page = new Page(System.out, System.console() != null);
+    /**
+     * Takes the tour.
+     *
+     * @param out where it is told
+     * @param coloured whether that is a terminal
+     * @param directory the directory to list
+     * @param switching whether this thread may take on another identity; who may not stays who he is
+     * @throws IOException when something fails that should not
+     * @throws InterruptedException when the thread is interrupted
+     */
+    public static void take(PrintStream out, boolean coloured, Path directory, boolean switching)
+            throws IOException, InterruptedException {
+        Page page = new Page(out, coloured);
+        ListingStop.visit(page, directory);
+        Path own = Files.createTempDirectory("zolt-tour-");
         try {
-            // Only root may take on another identity; everyone else stays who he is.
-            boolean root = "root".equals(System.getProperty("user.name"));
-            ZoltLibrary.setAlwaysSuper(!root);
-            ListingStop.visit(page, directory.normalize());
-            Path own = Files.createTempDirectory("zolt-tour-");
-            try {
-                walk(new Stop(page, own, root));
-            } finally {
-                remove(own);
-            }
-        } catch (Exception | LinkageError e) {
-            System.out.flush();
-            System.err.println("tour: " + e.getMessage());
-            System.exit(1);
+            walk(new Stop(page, own, switching));
+        } finally {
+            remove(own);
         }
     }
 

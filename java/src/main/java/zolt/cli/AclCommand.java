@@ -1,0 +1,230 @@
+package zolt.cli;
+
+import java.io.IOException;
+import java.util.ArrayList;
+import java.util.List;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.Parameters;
+import zolt.fs.Accounts;
+import zolt.fs.Acl;
+import zolt.fs.AclEntry;
+import zolt.fs.FileStatus;
+
+/** The access control lists of files; each verb is a command of its own. */
+final class AclCommand {
+    private static final String ENTRIES = "Entries as setfacl(1) takes them, with commas between:"
+            + " [d:]u:USER:rwx, [d:]g:GROUP:rx, u::, g::, o::, m::.";
+
+    private AclCommand() {}
+
+    static CommandLine of(Session session) {
+        return Group.of("acl", "Access control lists; symbolic links are followed.")
+                .addSubcommand(new Get(session)).addSubcommand(new Set(session))
+                .addSubcommand(new Modify(session)).addSubcommand(new Remove(session))
+                .addSubcommand(new Clear(session));
+    }
+
+    @Command(name = "get", description = "Show the lists, as getfacl(1) does.",
+            footer = {"", "Example: zolt acl get /srv/data"})
+    static final class Get extends Action {
+        @Option(names = {"-d", "--default"}, description = "Only the default list.")
+        boolean onlyDefault;
+
+        @Option(names = {"-n", "--numeric"}, description = "Ids instead of names.")
+        boolean numeric;
+
+        @Parameters(paramLabel = "PATH", arity = "1..*", description = "What to look at.")
+        List<String> paths;
+
+        Get(Session session) {
+            super(session);
+        }
+
+        @Override
+        void run() {
+            forEach(paths, path -> {
+                FileStatus status = new FileStatus();
+                status.readFast(path);
+                Acl acl = Acl.get(path);
+                if (json) {
+                    out.line(new Json().put("path", path).put("entries", entries(acl)).toString());
+                    return;
+                }
+                out.line("# file: " + AclNames.quoted(path));
+                out.line("# owner: " + (numeric ? String.valueOf(status.uid())
+                        : AclNames.quoted(Accounts.userOrId(status.uid()))));
+                out.line("# group: " + (numeric ? String.valueOf(status.gid())
+                        : AclNames.quoted(Accounts.groupOrId(status.gid()))));
+                if ((status.mode() & 07000) != 0) {
+                    out.line("# flags: " + flag(status, 04000, 's') + flag(status, 02000, 's')
+                            + flag(status, 01000, 't'));
+                }
+                Acl shown = select(acl);
+                String lines = numeric ? shown.formatNumeric() : shown.format();
+                // Remarks stand in a column for people only, as getfacl(1) has it.
+                out.line(session.outIsTerminal ? lines : lines.replaceAll("\t+", "\t"));
+            });
+        }
+
+        private static char flag(FileStatus status, int bit, char letter) {
+            return (status.mode() & bit) != 0 ? letter : '-';
+        }
+
+        private Acl select(Acl acl) {
+            List<AclEntry> shown = new ArrayList<>();
+            for (AclEntry entry : acl.entries()) {
+                if (!onlyDefault || entry.scope() == AclEntry.Scope.DEFAULT) {
+                    shown.add(entry);
+                }
+            }
+            return Acl.of(shown);
+        }
+
+        private List<Json> entries(Acl acl) {
+            List<Json> list = new ArrayList<>();
+            for (AclEntry entry : select(acl).entries()) {
+                Json object = new Json()
+                        .put("scope", entry.scope() == AclEntry.Scope.DEFAULT ? "default" : "access")
+                        .put("type", AclNames.word(entry.type()));
+                if (entry.type() == AclEntry.Type.USER || entry.type() == AclEntry.Type.GROUP) {
+                    object.put("name", entry.name()).put("id", entry.id());
+                }
+                list.add(object.put("permissions", AclNames.letters(entry.permissions()))
+                        .put("effective", AclNames.letters(acl.effective(entry))));
+            }
+            return list;
+        }
+    }
+
+    /** What the verbs that are given entries have in common. */
+    abstract static class Change extends Action {
+        @Option(names = {"-d", "--default"}, description = "The entries belong to the default list.")
+        boolean toDefault;
+
+        @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
+        String entries;
+
+        @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*",
+                description = "What to change.")
+        List<String> paths;
+
+        Change(Session session) {
+            super(session);
+        }
+
+        abstract Acl parse() throws IOException;
+
+        abstract void apply(Acl acl, String path) throws IOException;
+
+        @Override
+        final void run() throws Failure {
+            Acl acl;
+            try {
+                acl = parse();
+            } catch (IOException e) {
+                throw new Failure(Exit.NOT_FOUND, entries + ": unknown user or group");
+            } catch (IllegalArgumentException e) {
+                throw new Failure(Exit.USAGE, e.getMessage());
+            }
+            Acl wanted = toDefault ? inherited(acl) : acl;
+            forEach(paths, path -> {
+                apply(wanted, path);
+                if (json) {
+                    done(new Json().put("path", path).put("acl", Acl.get(path).toString()));
+                }
+            });
+        }
+
+        private static Acl inherited(Acl acl) {
+            List<AclEntry> list = new ArrayList<>();
+            for (AclEntry entry : acl.entries()) {
+                list.add(entry.inherited());
+            }
+            return Acl.of(list);
+        }
+    }
+
+    @Command(name = "set", description = "Replace the lists for which there are entries.",
+            footer = {"", "Example: zolt acl set u::rwx,u:alice:rx,g::-,o::- /srv/data"})
+    static final class Set extends Change {
+        Set(Session session) {
+            super(session);
+        }
+
+        @Override
+        Acl parse() throws IOException {
+            return Acl.parse(entries);
+        }
+
+        @Override
+        void apply(Acl acl, String path) throws IOException {
+            acl.set(path);
+        }
+    }
+
+    @Command(name = "modify", description = "Add entries, or change their permissions.",
+            footer = {"", "Example: zolt acl modify u:alice:rx /srv/data"})
+    static final class Modify extends Change {
+        Modify(Session session) {
+            super(session);
+        }
+
+        @Override
+        Acl parse() throws IOException {
+            return Acl.parse(entries);
+        }
+
+        @Override
+        void apply(Acl acl, String path) throws IOException {
+            acl.modify(path);
+        }
+    }
+
+    @Command(name = "remove", description = "Remove entries; they are given without permissions.",
+            footer = {"", "Example: zolt acl remove u:alice,d:u:alice /srv/data"})
+    static final class Remove extends Change {
+        Remove(Session session) {
+            super(session);
+        }
+
+        @Override
+        Acl parse() throws IOException {
+            return Acl.parseKeys(entries);
+        }
+
+        @Override
+        void apply(Acl acl, String path) throws IOException {
+            acl.remove(path);
+        }
+    }
+
+    @Command(name = "clear", description = "Remove all but the entries of the mode.",
+            footer = {"", "Example: zolt acl clear /srv/data"})
+    static final class Clear extends Action {
+        @Option(names = {"-d", "--default"}, description = "Only the default list.")
+        boolean onlyDefault;
+
+        @Parameters(paramLabel = "PATH", arity = "1..*", description = "What to change.")
+        List<String> paths;
+
+        Clear(Session session) {
+            super(session);
+        }
+
+        @Override
+        void run() {
+            forEach(paths, path -> {
+                if (onlyDefault) {
+                    Acl.clearDefault(path);
+                } else {
+                    Acl.clear(path);
+                }
+                if (json) {
+                    done(new Json().put("path", path).put("acl", Acl.get(path).toString()));
+                }
+            });
+        }
+    }
+}

@@ -1,0 +1,92 @@
+package zolt.cli;
+
+import java.io.IOException;
+import java.util.List;
+import java.util.concurrent.Callable;
+import picocli.CommandLine.Option;
+import zolt.fs.Identity;
+import zolt.fs.ZoltLibrary;
+
+/** What all commands have: a session, the user whose rights count, and the form of the answer. */
+abstract class Action implements Callable<Integer> {
+    /** What HDFS takes for a file that says nothing else. */
+    private static final long HDFS_BLOCK_SIZE = 128L << 20;
+    private static final int HDFS_REPLICATION = 3;
+
+    final Session session;
+    final Output out;
+
+    @Option(names = "--as", paramLabel = "USER", description = "Act with the rights of this user.")
+    String as;
+
+    @Option(names = "--json", description = "Answer in JSON, one object a line.")
+    boolean json;
+
+    @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
+    boolean help;
+
+    Action(Session session) {
+        this.session = session;
+        this.out = session.out;
+    }
+
+    /** What the command is about. It reports its failures itself, or throws the one that ends it. */
+    abstract void run() throws IOException, Failure;
+
+    @Override
+    public final Integer call() throws IOException {
+        if (needsLibrary()) {
+            loadLibrary();
+        }
+        Identity identity = null;
+        try {
+            identity = as == null ? null : Rights.as(as);
+        } catch (Failure e) {
+            session.fail(e.code, e.code == Exit.DENIED ? e.getMessage() : as + ": " + e.getMessage());
+            return session.code();
+        }
+        try {
+            run();
+        } catch (Failure e) {
+            session.fail(e.code, e.getMessage());
+        } finally {
+            if (identity != null) {
+                identity.close();
+            }
+        }
+        return session.code();
+    }
+
+    /** The doctor looks first whether there is one. */
+    boolean needsLibrary() {
+        return true;
+    }
+
+    static void loadLibrary() throws IOException {
+        Rights.settle();
+        ZoltLibrary.setDefaults(HDFS_BLOCK_SIZE, HDFS_REPLICATION);
+    }
+
+    /** Something that is done to a path. */
+    interface Step {
+        void take(String path) throws IOException, Failure;
+    }
+
+    /** Takes a step for each path; one that fails is reported, and the others follow. */
+    final void forEach(List<String> paths, Step step) {
+        for (String path : paths) {
+            try {
+                step.take(path);
+            } catch (IOException | Failure | IllegalArgumentException e) {
+                session.fail(path, e);
+            }
+        }
+    }
+
+    /** Where people expect silence after success, JSON still says what is so now. */
+    final void done(Json result) {
+        if (json) {
+            out.line(result.toString());
+        }
+    }
+}

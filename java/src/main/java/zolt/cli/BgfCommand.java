@@ -1,0 +1,28 @@
+package zolt.cli;
+
+import java.util.List;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Parameters;
+import zolt.fs.BlockLocations;
+
+@Command(name = "bgf", description = "Set the block group factor: how many blocks of the file system"
+        + " make an HDFS block of a file.", footer = {"", "Example: zolt bgf 128 /srv/data/part-0000"})
+final class BgfCommand extends Action {
+    @Parameters(index = "0", paramLabel = "FACTOR", description = "1 to 1024.")
+    int factor;
+
+    @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*", description = "What to change.")
+    List<String> paths;
+
+    BgfCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    void run() {
+        forEach(paths, path -> {
+            BlockLocations.setBlockGroupFactor(path, factor);
+            done(new Json().put("path", path).put("factor", factor));
+        });
+    }
+}

@@ -1,0 +1,98 @@
+package zolt.cli;
+
+import java.util.Map;
+import java.util.TreeSet;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Model.OptionSpec;
+
+@Command(name = "completion", description = "Print the completion for bash.", footer = {"",
+    "Example: source <(zolt completion)"})
+final class CompletionCommand extends Action {
+    CompletionCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    boolean needsLibrary() {
+        return false;
+    }
+
+    @Override
+    void run() {
+        StringBuilder words = new StringBuilder();
+        CommandLine tree = Zolt.tree(session);
+        describe("", tree, words);
+        for (String line : new String[] {
+            "# bash completion for zolt: commands, options, users after --as, files.",
+            "_zolt() {",
+            "  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} command= word",
+            "  COMPREPLY=()",
+            "  case $prev in",
+            "    --as) mapfile -t COMPREPLY < <(compgen -u -- \"$cur\"); return ;;",
+            values(tree) + "  esac",
+            "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do",
+            "    case \"$command $word\" in",
+            "      " + groups(tree) + ") command=${command:+$command }$word ;;",
+            "    esac",
+            "  done",
+            "  local words=",
+            "  case $command in",
+            words + "  esac",
+            "  if [[ $cur == -* || $command == '' || $command == acl || $command == xattr"
+                + " || $command == lease ]]; then",
+            "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$cur\")",
+            "  else",
+            "    compopt -o filenames 2>/dev/null",
+            "    mapfile -t COMPREPLY < <(compgen -f -- \"$cur\")",
+            "  fi",
+            "}",
+            "complete -F _zolt zolt",
+        }) {
+            out.line(line);
+        }
+    }
+
+    /** A case of the shell for each command: what may follow it. */
+    private static void describe(String command, CommandLine line, StringBuilder words) {
+        TreeSet<String> next = new TreeSet<>(line.getSubcommands().keySet());
+        for (OptionSpec option : line.getCommandSpec().options()) {
+            next.add(option.longestName());
+        }
+        words.append("    '").append(command).append("') words='").append(String.join(" ", next))
+                .append("' ;;\n");
+        for (Map.Entry<String, CommandLine> each : line.getSubcommands().entrySet()) {
+            describe(command.isEmpty() ? each.getKey() : command + " " + each.getKey(),
+                    each.getValue(), words);
+        }
+    }
+
+    /** The commands, as they stand behind what is already known of the line. */
+    private static String groups(CommandLine tree) {
+        StringBuilder patterns = new StringBuilder();
+        tree.getSubcommands().forEach((name, command) -> {
+            patterns.append(patterns.length() == 0 ? "" : " | ").append("' ").append(name).append('\'');
+            command.getSubcommands().keySet().forEach(verb -> patterns.append(" | '").append(name)
+                    .append(' ').append(verb).append('\''));
+        });
+        return patterns.toString();
+    }
+
+    /** Options with a few values of their own. */
+    private static String values(CommandLine line) {
+        StringBuilder cases = new StringBuilder();
+        for (OptionSpec option : line.getCommandSpec().options()) {
+            if (option.typeInfo().isEnum()) {
+                cases.append("    ").append(String.join(" | ", option.names()))
+                        .append(") mapfile -t COMPREPLY < <(compgen -W '")
+                        .append(String.join(" ", option.typeInfo().getEnumConstantNames()))
+                        .append("' -- \"$cur\"); return ;;\n");
+            }
+        }
+        for (CommandLine each : line.getSubcommands().values()) {
+            String more = values(each);
+            cases.append(cases.indexOf(more) < 0 ? more : "");
+        }
+        return cases.toString();
+    }
+}

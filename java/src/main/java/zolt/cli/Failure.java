@@ -1,0 +1,49 @@
+package zolt.cli;
+
+import java.io.IOException;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.NoSuchFileException;
+
+/** A failed operation as a person and a script see it: one line, and an exit code. */
+final class Failure extends Exception {
+    private static final long serialVersionUID = 1L;
+    private static final String SEPARATOR = ": ";
+
+    final int code;
+
+    Failure(int code, String reason) {
+        super(reason);
+        this.code = code;
+    }
+
+    /** What a call about a path has thrown. */
+    static Failure of(String path, Exception e) {
+        if (e instanceof Failure) {
+            return (Failure) e;
+        }
+        if (e instanceof IllegalArgumentException) {
+            return new Failure(Exit.USAGE, e.getMessage());
+        }
+        String reason = reason(path, String.valueOf(e.getMessage()));
+        if (e instanceof AccessDeniedException) {
+            return new Failure(Exit.DENIED, reason);
+        }
+        if (e instanceof NoSuchFileException) {
+            String remedy = Names.isReachable(path) ? "" : " (" + Names.UNREACHABLE + ")";
+            return new Failure(Exit.NOT_FOUND, reason + remedy);
+        }
+        boolean known = e instanceof IOException;
+        return new Failure(known && reason.endsWith(" already exists") ? Exit.EXISTS
+                : known && reason.endsWith(" does not exist") ? Exit.NOT_FOUND : Exit.FAILED, reason);
+    }
+
+    /**
+     * The library says "system's text: what it was about". What repeats the path is left out: the line
+     * begins with it.
+     */
+    private static String reason(String path, String message) {
+        int separator = message.indexOf(SEPARATOR);
+        return separator >= 0 && message.indexOf(path, separator) >= 0
+                ? message.substring(0, separator) : message;
+    }
+}

@@ -1,0 +1,30 @@
+package zolt.cli;
+
+import java.util.List;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Parameters;
+import zolt.fs.FileOperations;
+
+@Command(name = "link", description = "Show where symbolic links point to.",
+        footer = {"", "Example: zolt link /srv/data/latest"})
+final class LinkCommand extends Action {
+    @Parameters(paramLabel = "PATH", arity = "1..*", description = "Symbolic links.")
+    List<String> paths;
+
+    LinkCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    void run() {
+        forEach(paths, path -> {
+            byte[] target = FileOperations.linkTarget(path);
+            if (json) {
+                out.line(new Json().put("path", path).put("target", target).toString());
+            } else {
+                out.write(target, target.length);
+                out.write('\n');
+            }
+        });
+    }
+}

@@ -1,0 +1,179 @@
+package zolt.cli;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import zolt.fs.Accounts;
+import zolt.fs.Acl;
+import zolt.fs.Identity;
+import zolt.fs.ThreadIdentity;
+import zolt.fs.ZoltLibrary;
+
+/** What the doctor looks at in the process and on the machine. */
+final class ProcessChecks {
+    /** Only the embedded client reads this variable. */
+    private static final String EMBEDDED_MARK = "ZOLT_LOCAL_NODES";
+    private static final long AMPLE_FILES = 65536;
+
+    private final Findings findings;
+
+    ProcessChecks(Findings findings) {
+        this.findings = findings;
+    }
+
+    void java() {
+        findings.ok("java", System.getProperty("java.version") + ", " + System.getProperty("java.home"));
+    }
+
+    /** Whether the library is loaded: nothing else can be looked at without it. */
+    boolean library() {
+        try {
+            ZoltLibrary.load();
+        } catch (LinkageError e) {
+            findings.fail("library", String.valueOf(e.getMessage()), System.getenv("ZOLT_LIBRARY") != null
+                    ? "correct ZOLT_LIBRARY" : "install the library, or name its file in ZOLT_LIBRARY");
+            return false;
+        }
+        findings.ok("library", shown(ZoltLibrary.file().orElse(null)) + ", version "
+                + ZoltLibrary.version());
+        return true;
+    }
+
+    void client() throws IOException {
+        Path client = ZoltLibrary.clientFile().orElse(null);
+        boolean embedded = client != null
+                && new String(Files.readAllBytes(client), StandardCharsets.ISO_8859_1)
+                        .contains(EMBEDDED_MARK);
+        if (embedded) {
+            findings.warn("client", shown(client) + ", the embedded one: nodes, copies and blocks are a"
+                    + " model on this machine", "on a ZOLT file system, put the site's libzolt.so first on"
+                            + " LD_LIBRARY_PATH, or leave the package of the embedded one out");
+        } else {
+            findings.ok("client", shown(client));
+        }
+    }
+
+    void acl() {
+        if (!ZoltLibrary.aclFile().isPresent()) {
+            findings.fail("libacl", "libacl.so.1 is not available", "install libacl1");
+            return;
+        }
+        try {
+            Acl.get("/");
+            findings.ok("libacl", shown(ZoltLibrary.aclFile().get()));
+        } catch (IOException e) {
+            boolean unbound = String.valueOf(e.getMessage()).contains("libacl.so.1 is not available");
+            if (unbound) {
+                findings.fail("libacl", shown(ZoltLibrary.aclFile().get())
+                        + ", but it lacks functions that are needed", "install a current libacl1");
+            } else {
+                findings.ok("libacl", shown(ZoltLibrary.aclFile().get())
+                        + " (no access control lists on /)");
+            }
+        }
+    }
+
+    void capabilities() throws IOException {
+        Rights rights = Rights.now();
+        long uid = ThreadIdentity.now().uid();
+        if (!rights.has(Rights.SETUID, Rights.SETGID)) {
+            findings.warn("identity", "no CAP_SETUID and CAP_SETGID: every call has the rights of "
+                    + Accounts.userOrId(uid), "run the NameNode as root with a bounded capability set");
+            return;
+        }
+        switched();
+        if (uid != 0 && (rights.has(Rights.DAC_OVERRIDE) || rights.has(Rights.DAC_READ_SEARCH))) {
+            findings.fail("capabilities", Accounts.userOrId(uid) + " has CAP_DAC_OVERRIDE or"
+                    + " CAP_DAC_READ_SEARCH and keeps it while acting for others: every caller gets every"
+                    + " right", "run as root, or take these capabilities away");
+        } else if (uid != 0) {
+            findings.warn("capabilities", "the superuser of a full status owns the files of root and may"
+                    + " open no one else's", "run as root with a bounded capability set");
+        } else if (!rights.has(Rights.DAC_OVERRIDE, Rights.DAC_READ_SEARCH, Rights.FOWNER,
+                Rights.CHOWN)) {
+            findings.warn("capabilities", "root without all of CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,"
+                    + " CAP_FOWNER, CAP_CHOWN", "add them to CapabilityBoundingSet=");
+        } else {
+            findings.ok("capabilities", "CAP_SETUID, CAP_SETGID, CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,"
+                    + " CAP_FOWNER, CAP_CHOWN");
+        }
+    }
+
+    /** Tries it, rather than to believe in the capabilities. */
+    private void switched() {
+        try (Identity as = Identity.of("nobody")) {
+            ThreadIdentity now = ThreadIdentity.now();
+            if (now.uid() == Accounts.uid(as.user())) {
+                findings.ok("identity", "switched to " + now + " and back");
+            } else {
+                findings.fail("identity", "a switch to nobody ended as " + now, "look at ZOLT_LOG=debug");
+            }
+        } catch (IOException e) {
+            findings.fail("identity", String.valueOf(e.getMessage()),
+                    "in a user namespace, see /proc/PID/setgroups and the id maps");
+        }
+    }
+
+    void nobody() {
+        String mend = "create the user on every node, with the same id";
+        try {
+            findings.ok("nobody", "has the id " + Accounts.uid("nobody"));
+        } catch (IOException e) {
+            findings.fail("nobody", "is not known: callers whom the database does not know cannot be"
+                    + " served", mend);
+        }
+        try {
+            findings.ok("superuser", "is " + Accounts.user(0));
+        } catch (IOException e) {
+            findings.fail("superuser", "the user id 0 has no name", mend);
+        }
+    }
+
+    void logger() {
+        String level = ZoltLibrary.logLevel();
+        String what = level + ": the library writes " + written(level);
+        if (level.equals("trace") || level.equals("debug")) {
+            findings.warn("log level", what, "for running, WARN is the level");
+        } else {
+            findings.ok("log level", what + " (this is the command's own; a NameNode's is in its Log4j)");
+        }
+    }
+
+    private static String written(String level) {
+        switch (level) {
+            case "trace":
+                return "everything, and examines each refused path";
+            case "debug":
+                return "debug, info, warnings and errors";
+            case "warn":
+                return "warnings and errors; a logger at INFO comes to the same";
+            case "error":
+                return "errors";
+            default:
+                return "nothing";
+        }
+    }
+
+    void openFiles() throws IOException {
+        for (String line : Files.readAllLines(Paths.get("/proc/self/limits"),
+                StandardCharsets.ISO_8859_1)) {
+            if (line.startsWith("Max open files")) {
+                String limit = line.substring("Max open files".length()).trim().split(" +")[0];
+                boolean ample = limit.equals("unlimited") || Long.parseLong(limit) >= AMPLE_FILES;
+                if (ample) {
+                    findings.ok("open files", "up to " + limit);
+                } else {
+                    findings.warn("open files", "up to " + limit + " in a process that is started here",
+                            "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n");
+                }
+            }
+        }
+    }
+
+    private static String shown(Path file) {
+        return file == null ? "(this process cannot tell which file)"
+                : file.toString();
+    }
+}

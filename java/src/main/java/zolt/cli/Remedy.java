@@ -1,0 +1,52 @@
+package zolt.cli;
+
+import zolt.fs.Accounts;
+import zolt.fs.Acl;
+import zolt.fs.AclEntry;
+import zolt.fs.PathFailure;
+
+/** What would permit what a component refuses: the smallest change of its list for this user. */
+final class Remedy {
+    private Remedy() {}
+
+    /** A command line, or null where no change of a list helps. */
+    static String of(PathFailure failure) {
+        AclEntry deciding = failure.decidingEntry().orElse(null);
+        if (deciding == null || !failure.refused().isPresent()) {
+            return null;
+        }
+        Acl acl = failure.acl();
+        int bit = bit(failure.refused().get());
+        String entries;
+        if (deciding.type() == AclEntry.Type.OWNER) {
+            entries = "u::" + AclNames.letters(deciding.permissions() | bit);
+        } else {
+            // An entry of one's own comes before those of groups and others, and is to give what they do.
+            int wanted = failure.permitted() | bit;
+            entries = "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclNames.letters(wanted);
+            for (AclEntry entry : acl.entries()) {
+                if (entry.scope() == AclEntry.Scope.ACCESS && entry.type() == AclEntry.Type.MASK
+                        && (entry.permissions() & wanted) != wanted) {
+                    entries += ",m::" + AclNames.letters(entry.permissions() | wanted);
+                }
+            }
+        }
+        return "zolt acl modify " + entries + " " + quoted(failure.component());
+    }
+
+    private static int bit(PathFailure.Access refused) {
+        switch (refused) {
+            case READ:
+                return AclEntry.READ;
+            case WRITE:
+                return AclEntry.WRITE;
+            default:
+                return AclEntry.EXECUTE;
+        }
+    }
+
+    /** As a shell reads it. */
+    private static String quoted(String path) {
+        return path.matches("[A-Za-z0-9_./:@%+=,-]+") ? path : "'" + path.replace("'", "'\\''") + "'";
+    }
+}

@@ -1,0 +1,52 @@
+package zolt.cli;
+
+import java.io.OutputStream;
+import java.io.PrintStream;
+
+/** One run of the command: where it prints, whether people watch, and what has failed so far. */
+final class Session {
+    final Output out;
+    final PrintStream err;
+    final boolean outIsTerminal;
+    final boolean errIsTerminal;
+    private int code = Exit.OK;
+
+    /** @param terminals the streams that are terminals: any of "o" and "e" */
+    Session(OutputStream out, PrintStream err, String terminals) {
+        this.out = new Output(out);
+        this.err = err;
+        this.outIsTerminal = terminals.indexOf('o') >= 0;
+        this.errIsTerminal = terminals.indexOf('e') >= 0;
+    }
+
+    /** Reports a failure about a path, in one line. */
+    void fail(String path, Exception e) {
+        Failure failure = Failure.of(path, e);
+        fail(failure.code, path + ": " + failure.getMessage());
+    }
+
+    void fail(int failed, String line) {
+        out.flush();
+        err.println("zolt: " + Names.printable(line));
+        answer(failed);
+    }
+
+    /** Takes part in the exit code: what all agree on, or a failure. */
+    void answer(int part) {
+        code = code == Exit.OK || code == part ? part : Exit.FAILED;
+    }
+
+    int code() {
+        return code;
+    }
+
+    /** A text in bold on a terminal, as it is in a pipe. */
+    String bold(String text) {
+        return styled("1", text);
+    }
+
+    /** A text with a style (ECMA-48, "select graphic rendition") on a terminal. */
+    String styled(String style, String text) {
+        return outIsTerminal ? "\033[" + style + "m" + text + "\033[0m" : text;
+    }
+}

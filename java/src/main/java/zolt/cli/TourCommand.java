@@ -1,0 +1,38 @@
+package zolt.cli;
+
+import java.io.IOException;
+import java.io.PrintStream;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Parameters;
+import zolt.tour.Tour;
+
+@Command(name = "tour", description = "Show what the library does, on a directory and on files of its"
+    + " own that it removes.", footer = {"", "Example: zolt tour /srv/data"})
+final class TourCommand extends Action {
+    @Parameters(paramLabel = "DIR", arity = "0..1", defaultValue = ".",
+            description = "A directory to list; \".\" if omitted.")
+    String directory;
+
+    TourCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    void run() throws IOException, Failure {
+        Path path = Paths.get(directory).toAbsolutePath().normalize();
+        if (!Files.isDirectory(path)) {
+            throw new Failure(Exit.FAILED, directory + " is no directory");
+        }
+        PrintStream page = new PrintStream(out, true, "UTF-8");
+        try {
+            Tour.take(page, session.outIsTerminal, path, Rights.now().has(Rights.SETUID, Rights.SETGID));
+        } catch (InterruptedException e) {
+            throw new Failure(Exit.FAILED, "interrupted");
+        } finally {
+            page.flush();
+        }
+    }
+}

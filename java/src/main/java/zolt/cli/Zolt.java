@@ -1,0 +1,210 @@
+package zolt.cli;
+
+import java.io.FileDescriptor;
+import java.io.FileOutputStream;
+import java.io.IOException;
+import java.io.OutputStream;
+import java.io.PrintStream;
+import java.io.PrintWriter;
+import java.io.StringWriter;
+import java.io.UnsupportedEncodingException;
+import java.util.Arrays;
+import java.util.Collections;
+import java.util.List;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Help.Ansi;
+import picocli.CommandLine.Option;
+
+/** The command "zolt": looks at a ZOLT file system, and works on it, as its NameNode would. */
+@Command(name = "zolt", synopsisSubcommandLabel = "COMMAND", description = {
+    "Look at a ZOLT file system, and work on it, as a NameNode does."}, footer = {"",
+        "Examples:",
+        "  zolt ls -l /srv/data",
+        "  zolt why /srv/data/part-0000 --as alice",
+        "  zolt acl modify u:alice:rx /srv/data",
+        "  zolt doctor /srv", "",
+        "Exit codes: 0 done; 1 an operation failed, or several for different reasons; 2 a wrong call;",
+        "3 permission denied; 4 no such path, user, attribute or lease; 5 no Java or no library;",
+        "6 it is there already: a lease, an attribute.", "",
+        "Environment: JAVA_HOME, ZOLT_LIBRARY (the file of the library), LD_LIBRARY_PATH (the folder of",
+        "the file system's client libzolt.so), ZOLT_LOG (the library's log on standard error: trace,",
+        "debug, info, warn, error), ZOLT_JAVA_OPTS."})
+public final class Zolt implements Runnable {
+    private static final List<String> COMMANDS = Arrays.asList("ls", "stat", "blocks", "acl", "xattr",
+            "lease", "link", "chmod", "touch", "replication", "bgf", "whoami", "why", "doctor", "tour",
+            "completion");
+
+    @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
+    boolean help;
+
+    @Option(names = {"-V", "--version"}, versionHelp = true, description = "Show the version.")
+    boolean version;
+
+    private final CommandLine line;
+
+    private Zolt() {
+        line = new CommandLine(this);
+    }
+
+    /** A command by its name. A table of functions would take longer to set up than the command. */
+    private static CommandLine make(String name, Session session) {
+        switch (name) {
+            case "acl":
+                return AclCommand.of(session);
+            case "xattr":
+                return XattrCommand.of(session);
+            case "lease":
+                return LeaseCommand.of(session);
+            default:
+                return new CommandLine(action(name, session));
+        }
+    }
+
+    private static Action action(String name, Session session) {
+        switch (name) {
+            case "ls":
+                return new LsCommand(session);
+            case "stat":
+                return new StatCommand(session);
+            case "blocks":
+                return new BlocksCommand(session);
+            case "link":
+                return new LinkCommand(session);
+            case "chmod":
+                return new ChmodCommand(session);
+            case "touch":
+                return new TouchCommand(session);
+            case "replication":
+                return new ReplicationCommand(session);
+            case "bgf":
+                return new BgfCommand(session);
+            case "whoami":
+                return new WhoamiCommand(session);
+            case "why":
+                return new WhyCommand(session);
+            case "doctor":
+                return new DoctorCommand(session);
+            case "tour":
+                return new TourCommand(session);
+            case "completion":
+                return new CompletionCommand(session);
+            default:
+                throw new IllegalArgumentException(name);
+        }
+    }
+
+    /** Runs the command line and ends the virtual machine with its exit code. */
+    public static void main(String[] arguments) throws UnsupportedEncodingException {
+        OutputStream out = new FileOutputStream(FileDescriptor.out);
+        PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, "UTF-8");
+        int code = run(arguments, new Session(out, err, System.getProperty("zolt.terminals", "")));
+        // Nothing here waits for its end, and an exit would run the hooks of a machine that stays.
+        Runtime.getRuntime().halt(code);
+    }
+
+    /** Runs a command line. */
+    static int run(String[] arguments, Session session) {
+        try {
+            int code = isPlainListing(arguments) ? list(arguments[1], session)
+                    : parse(arguments, session);
+            session.out.flush();
+            return code;
+        } catch (LinkageError e) {
+            session.fail(Exit.BROKEN, String.valueOf(e.getMessage()));
+            return Exit.BROKEN;
+        } catch (Output.Lost e) {
+            return lost(e, session);
+        }
+    }
+
+    private static int parse(String[] arguments, Session session) {
+        StringWriter usage = new StringWriter();
+        int code = commandLine(arguments, session).setOut(new PrintWriter(usage))
+                .execute(arguments(arguments));
+        session.out.text(usage.toString());
+        return code;
+    }
+
+    /** "zolt ls DIR": without the parser it is done in half the time, where the directory is small. */
+    private static boolean isPlainListing(String[] arguments) {
+        return arguments.length == 2 && arguments[0].equals("ls") && !arguments[1].startsWith("-");
+    }
+
+    private static int list(String path, Session session) {
+        LsCommand command = new LsCommand(session);
+        command.paths = Collections.singletonList(path);
+        try {
+            return command.call();
+        } catch (IOException e) {
+            return broken(e, session);
+        }
+    }
+
+    /** Who has closed a pipe wants no more, and no message. */
+    private static int lost(Output.Lost e, Session session) {
+        if (e.isPipe()) {
+            return Exit.PIPE;
+        }
+        session.err.println("zolt: standard output: " + e.getCause().getMessage());
+        return Exit.FAILED;
+    }
+
+    /** The whole tree of commands, for help and completion. */
+    static CommandLine tree(Session session) {
+        CommandLine all = new Zolt().line;
+        for (String name : COMMANDS) {
+            all.addSubcommand(name, make(name, session));
+        }
+        return configured(all, session);
+    }
+
+    /** One command alone is quicker to set up than all of them. */
+    private static CommandLine commandLine(String[] arguments, Session session) {
+        return isCommand(arguments)
+                ? configured(make(arguments[0], session).setCommandName("zolt " + arguments[0]), session)
+                : tree(session);
+    }
+
+    private static String[] arguments(String[] all) {
+        return isCommand(all) ? Arrays.copyOfRange(all, 1, all.length) : all;
+    }
+
+    private static boolean isCommand(String[] arguments) {
+        return arguments.length > 0 && COMMANDS.contains(arguments[0]);
+    }
+
+    private static CommandLine configured(CommandLine line, Session session) {
+        line.getCommandSpec().versionProvider(() -> new String[] {"zolt " + version()});
+        return line.setCaseInsensitiveEnumValuesAllowed(true).setUnmatchedOptionsArePositionalParams(false)
+                .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
+                .setColorScheme(CommandLine.Help.defaultColorScheme(
+                        session.outIsTerminal ? Ansi.ON : Ansi.OFF))
+                .setParameterExceptionHandler((e, unused) -> wrong(e, session))
+                .setExecutionExceptionHandler((e, unused, result) -> broken(e, session));
+    }
+
+    private static int wrong(CommandLine.ParameterException e, Session session) {
+        session.fail(Exit.USAGE, e.getMessage() + " (see " + e.getCommandLine().getCommandSpec()
+                .qualifiedName() + " --help)");
+        return Exit.USAGE;
+    }
+
+    private static int broken(Exception e, Session session) {
+        if (e instanceof Output.Lost) {
+            return lost((Output.Lost) e, session);
+        }
+        session.fail(Exit.FAILED, String.valueOf(e.getMessage()));
+        return Exit.FAILED;
+    }
+
+    static String version() {
+        String version = Zolt.class.getPackage().getImplementationVersion();
+        return version == null ? "(no version)" : version;
+    }
+
+    @Override
+    public void run() {
+        throw new CommandLine.ParameterException(line, "Missing command");
+    }
+}

@@ -1,0 +1,145 @@
+#!/usr/bin/env bash
+# The command as it is installed, by its launcher: found from anywhere, as root and as an ordinary user,
+# on a terminal and in a pipe, and when something is missing. The environment says: CMAKE, BUILD.
+set -u
+export LC_ALL=C.UTF-8
+unset JAVA_HOME LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS
+failed=0
+fail() { echo "FAILED: $1"; failed=1; }
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+umask 022
+"$CMAKE" --install "$BUILD" --prefix "$work/prefix" >/dev/null || exit 1
+zolt=$work/prefix/bin/zolt
+
+# expect CODE PATTERN COMMAND...: the exit code, and one line that both streams together have.
+expect() {
+  local code=$1 pattern=$2 output status
+  shift 2
+  output=$("$@" 2>&1 </dev/null)
+  status=$?
+  [ "$status" -eq "$code" ] || fail "$* ended with $status, not $code: $output"
+  grep -qE -- "$pattern" <<<"$output" || fail "$* said: $output"
+}
+# alone COMMAND...: nothing but one line on standard error.
+alone() {
+  local errors
+  errors=$("$@" 2>&1 >/dev/null </dev/null)
+  [ "$(wc -l <<<"$errors")" -eq 1 ] || fail "$* complained in several lines: $errors"
+}
+
+# Found from anywhere.
+expect 0 '^zolt 1\.0\.0$' "$zolt" --version
+ln -s prefix/bin/zolt "$work/first" && ln -s "$work/first" "$work/second"
+expect 0 '^zolt 1\.0\.0$' "$work/second" --version
+expect 0 '^zolt 1\.0\.0$' env -C "$work/prefix/bin" ./zolt --version
+expect 0 '^zolt 1\.0\.0$' env -C "$work" PATH="prefix/bin:$PATH" zolt --version
+cmp -s <("$zolt" ls /usr/bin) <(ls -AU1 /usr/bin) || fail 'a listing differs from that of ls'
+
+# What is missing is said in one line.
+mkdir "$work/empty"
+expect 5 '^zolt: no java: install default-jre-headless, or set JAVA_HOME$' \
+  env PATH="$work/empty" /bin/sh "$zolt" whoami
+expect 5 '^zolt: no java in JAVA_HOME=/nowhere$' env JAVA_HOME=/nowhere "$zolt" whoami
+expect 5 '^zolt: Cannot load the ZOLT library from zolt.library=/nowhere: ' \
+  env ZOLT_LIBRARY=/nowhere "$zolt" whoami
+alone env ZOLT_LIBRARY=/nowhere "$zolt" whoami
+expect 5 '^fail library +Cannot load' env ZOLT_LIBRARY=/nowhere "$zolt" doctor
+mv "$work/prefix/share/java/zolt-hadoop.jar" "$work"
+expect 5 '^zolt: zolt-hadoop.jar is neither in .* nor in /usr/share/java$' "$zolt" whoami
+mv "$work/zolt-hadoop.jar" "$work/prefix/share/java"
+expect 2 "^zolt: Unknown option: '-z' \(see zolt ls --help\)$" "$zolt" ls -z
+
+# The log goes to standard error, at the level that was asked for.
+expect 4 '(^| )DEBUG .*ZOLTNative - @' env ZOLT_LOG=debug "$zolt" stat /nowhere
+[ -z "$(ZOLT_LOG=debug "$zolt" stat /nowhere 2>/dev/null)" ] || fail 'the log is on standard output'
+alone "$zolt" stat /nowhere
+
+# Pipes that end, disks that are full.
+"$zolt" ls -R /usr/share/doc 2>"$work/errors" | head -n 1 >"$work/line"
+status=${PIPESTATUS[0]}
+[ "$status" -eq 141 ] && [ ! -s "$work/errors" ] || fail "a closed pipe: $status $(cat "$work/errors")"
+output=$("$zolt" ls /usr/bin 2>&1 >/dev/full)
+[ $? -eq 1 ] && [ "$output" = 'zolt: standard output: No space left on device' ] ||
+  fail "a full disk: $output"
+
+# Colour and progress are for terminals.
+terminal() { script -qec "$1" /dev/null </dev/null; }
+terminal "$zolt stat /" | grep -q $'\e\[1m/' || fail 'no bold name on a terminal'
+"$zolt" stat / | grep -q $'\e' && fail 'an escape in a pipe'
+terminal "$zolt ls -R /usr >/dev/null" | grep -qE '[0-9]+ entries, in /' || fail 'no progress'
+"$zolt" ls -R /usr 2>&1 >/dev/null | grep -q . && fail 'progress without a terminal'
+touch "$work/$(printf 'a\033[31mb')"
+terminal "$zolt ls $work" | grep -q $'\e\[31m' && fail 'a name that paints the terminal'
+
+# A large directory takes no more memory than a small one.
+mkdir "$work/large"
+(cd "$work/large" && seq -f 'a-name-that-is-rather-long-%06.0f' 60000 | xargs touch)
+lines=$(ZOLT_JAVA_OPTS=-Xmx7m "$zolt" ls "$work/large" | wc -l)
+[ "$lines" -eq 60000 ] || fail "$lines lines of 60000 in a small heap"
+
+# The completion: commands, verbs, options, their values, users.
+cmp -s <("$zolt" completion) "$work/prefix/share/bash-completion/completions/zolt" ||
+  fail 'the installed completion is not that of the command'
+eval "$("$zolt" completion)"
+complete_words() { COMP_WORDS=(zolt "$@"); COMP_CWORD=$#; _zolt 2>/dev/null; echo "${COMPREPLY[*]}"; }
+[ "$(complete_words wh)" = 'whoami why' ] || fail "commands: $(complete_words wh)"
+[ "$(complete_words acl mo)" = modify ] || fail "verbs: $(complete_words acl mo)"
+[ "$(complete_words ls --r)" = --recursive ] || fail "options: $(complete_words ls --r)"
+[ "$(complete_words why --for '')" = 'look r w x' ] || fail "values: $(complete_words why --for '')"
+[ "$(complete_words stat --as nobod)" = nobody ] || fail "users: $(complete_words stat --as nobod)"
+[ "$(complete_words stat /etc/passw)" = "$(compgen -f /etc/passw | paste -sd ' ')" ] || fail files
+
+[ "$(id -u)" -eq 0 ] || exit $failed
+
+# An ordinary user has his own rights, and is told when that is not enough.
+user() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
+expect 0 '^uid=65534\(nobody\) gid=65534' user "$zolt" whoami
+expect 0 '^uid=65534\(nobody\) gid=65534' user "$zolt" whoami --as nobody
+expect 3 '^zolt: switching to root needs CAP_SETUID and CAP_SETGID \(run as root\)$' \
+  user "$zolt" ls --as root /
+expect 4 '^zolt: no-such-user: unknown user$' user "$zolt" ls --as no-such-user /
+mkdir "$work/own" "$work/closed" && touch "$work/own/file" "$work/closed/file" "$work/secret"
+chown -R 65534 "$work/own" && chmod 700 "$work/closed" && chmod 600 "$work/secret"
+cmp -s <(user "$zolt" ls -R /usr/share/doc) <(ls -AU1R /usr/share/doc) || fail 'a listing of a user'
+expect 0 'not to be seen without the right to open' user "$zolt" stat "$work/secret"
+expect 0 '^  blocks    of 134217728 bytes' user "$zolt" stat "$work/own/file"
+expect 3 "^nobody may not search $work/closed " user "$zolt" why "$work/closed/file"
+expect 3 "^zolt: $work/secret: Operation not permitted$" user "$zolt" chmod 644 "$work/secret"
+for change in 'acl modify u:1:r' 'xattr set user.a b' 'lease set me' 'chmod 640' touch 'bgf 2' \
+              'replication 1'; do
+  # shellcheck disable=SC2086
+  output=$(user "$zolt" $change "$work/own/file" 2>&1) || fail "$change as a user: $output"
+done
+[ "$(getfacl -cp "$work/own/file" | grep -c '^user:daemon:r--')" -eq 1 ] || fail 'acl as a user'
+expect 0 '^warn identity +no CAP_SETUID' user "$zolt" doctor "$work/own"
+expect 0 '^ok   leases' user "$zolt" doctor "$work/own"
+# A service user that keeps a capability while it acts for others is warned of.
+caps=+setuid,+setgid,+dac_override
+expect 1 '^fail capabilities +nobody has CAP_DAC_OVERRIDE' \
+  setpriv --reuid=65534 --regid=65534 --clear-groups --inh-caps="$caps" --ambient-caps="$caps" \
+  "$zolt" doctor
+
+# Supplementary groups count: what "why" says is what the kernel does.
+i=0
+for mode in 070 040 010 007 750 705 020 002; do
+  for group in 1 2 3 4; do
+    i=$((i + 1))
+    install -m "$mode" -g "$group" /dev/null "$work/own/g$i"
+    chown 0 "$work/own/g$i"
+    [ $((i % 3)) -ne 0 ] || setfacl -m g:2:r,g:3:w,u:1:rwx "$work/own/g$i"
+  done
+done
+grouped() { setpriv --reuid=65534 --regid=65534 --groups=2,3 "$@"; }
+for access in r w x; do
+  for file in "$work"/own/g*; do
+    grouped test "-$access" "$file" && echo true || echo false
+  done >"$work/kernel"
+  grouped "$zolt" why --json --for $access "$work"/own/g* 2>&1 |
+    sed 's/.*"permitted":\([a-z]*\).*/\1/' >"$work/why"
+  cmp -s "$work/kernel" "$work/why" ||
+    fail "groups, $access: $(paste "$work/kernel" "$work/why" | tr '\n\t' ' /')"
+done
+exit $failed
