@@ -6,7 +6,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 here=$(dirname "$0")
 
-for component in library client; do
+for component in library command client; do
   "$CMAKE" --install "$BUILD" --prefix "$scratch/$component" --component $component >/dev/null
   (cd "$scratch/$component" && find . ! -type d | sed "s,lib/[a-z0-9_]*-linux-gnu/,lib/,;s,^\.,$component," | LC_ALL=C sort)
 done >"$scratch/files"
@@ -16,6 +16,11 @@ library/lib/libzolthadoop.so.1
 library/lib/libzolthadoop.so.1.0.0
 library/share/doc/libzolthadoop/copyright
 library/share/java/zolt-hadoop.jar
+command/bin/zolt
+command/share/bash-completion/completions/zolt
+command/share/doc/zolt-tools/copyright
+command/share/java/zolt-cli.jar
+command/share/man/man1/zolt.1
 client/lib/libzolt.so
 client/share/doc/libzolt-local/copyright
 END
