@@ -11,7 +11,8 @@ here=$(dirname "$0")
 # loaded OPTION...: what a virtual machine has loaded, or the error's one line.
 loaded() {
   "$JAVA" -cp "$scratch/classes:$BUNDLE:$SLF4J" -Djava.io.tmpdir="$scratch/tmp" "$@" Loaded 2>&1 |
-    sed -n 's/^Exception in thread "main" //p; /^SLF4J/d; /^\tat/d; /^Caused/d; /^[/U]/p'
+    sed -n 's/^Exception in thread "main" //p; /^SLF4J/d; /^\tat/d; /^Caused/d; /^[/U]/p' |
+    LC_ALL=C sort
 }
 # expect NAME WANTED GOT: both whole; or WANTED as a pattern.
 expect() {
@@ -33,7 +34,7 @@ expect "a site's client is the one that answers" \
   "$(LD_LIBRARY_PATH=$scratch/site loaded)"
 
 expect 'a library on the path is the one that is loaded' \
-  "$scratch/site/libzolt.so"$'\n'"$BUILD/lib/libzolthadoop.so.1.0.0" \
+  "$(printf '%s\n' "$scratch/site/libzolt.so" "$BUILD/lib/libzolthadoop.so.1.0.0" | LC_ALL=C sort)" \
   "$(LD_LIBRARY_PATH=$scratch/site loaded -Djava.library.path="$BUILD/lib")"
 expect 'a library on the path without its client is not passed over' \
   '*java.library.path=*libzolt.so*was not found: put its folder on LD_LIBRARY_PATH*' \

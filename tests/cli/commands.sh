@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# The command's tests in one virtual machine. What it loads is copied to where every user may read it,
+# since some commands act as another user and look at the library. JAVA, LIBRARY, CLIENT, MAN, CLASSPATH.
+set -u
+export LC_ALL=C.UTF-8
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp -L "$LIBRARY" "$CLIENT" "$work"
+chmod -R a+rX "$work"
+LD_LIBRARY_PATH=$work "$JAVA" -XX:+UseSerialGC -Xcheck:jni -ea \
+  -Dzolt.library="$work/$(basename "$LIBRARY")" -Dzolt.man="$MAN" \
+  -Dorg.slf4j.simpleLogger.defaultLogLevel=off org.junit.platform.console.ConsoleLauncher \
+  --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors --fail-if-no-tests \
+  --include-classname='.*Test' --select-package=zolt.cli
