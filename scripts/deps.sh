@@ -37,6 +37,7 @@ for set in "$@"; do
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev
+      need file file
       need rpmbuild rpm
       ;;
     bench)
