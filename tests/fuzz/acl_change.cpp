@@ -65,8 +65,8 @@ bool hasKey(const AclEntries& entries, const AclEntry& key) {
   });
 }
 
-// What holds of a list after a change that was not refused. No key comes twice in the specification
-// when a list was stored as it says (MODIFY lets the last one win).
+// What holds of a list after a change that was not refused. No key comes twice in what was asked
+// for when a list was stored as it says (MODIFY lets the last one win).
 void checkChanged(const AclEntries& before, const AclEntries& after, const AclEntries& spec,
                   AclChange change) {
   switch (change) {

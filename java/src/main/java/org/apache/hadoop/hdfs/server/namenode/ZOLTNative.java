@@ -151,7 +151,10 @@ public final class ZOLTNative {
      */
     public static native long setFsUid(String user) throws IOException;
 
-    /** Ends the switch that the handle stands for, exactly once. 0 is ignored. */
+    /**
+     * Ends the switch that the handle stands for, exactly once. 0 is ignored; a handle that this thread
+     * was not given, or has ended, is an IOException.
+     */
     public static native void setFsUid(long handle) throws IOException;
 
     // Status
