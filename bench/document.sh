@@ -41,9 +41,8 @@ $(nproc) processors ($(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -1)), 
 $(java -version 2>&1 | sed -n '1s/"//gp'); load average $(cut -d' ' -f1 /proc/loadavg) at its end.
 **$(count held) goals held, $(count MISSED) missed.**
 
-The embedded client tells of a file in two calls (its status, and the names of its attributes) what the
-JDK's plain attributes do not tell at all: whether it has an ACL, and how many replicas. Where a goal
-against Java is missed and the one against the floor is held, the floor itself is above it.
+Where a goal against Java is missed and the one against the floor is held, the floor itself is above
+it: the column of the quartiles shows how far.
 
 ## Goals
 

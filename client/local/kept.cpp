@@ -18,19 +18,8 @@ bool isUnset(int error) {
 
 }  // namespace
 
-int File::stat(struct stat& st) const {
-  return path_ != nullptr ? ::stat(path_, &st) : fstat(fd_, &st);
-}
-
-ssize_t File::getAttribute(const char* name, void* value, size_t size) const {
-  return path_ != nullptr ? getxattr(path_, name, value, size) : fgetxattr(fd_, name, value, size);
-}
-
-ssize_t File::listAttributes(char* names, size_t size) const {
-  return path_ != nullptr ? listxattr(path_, names, size) : flistxattr(fd_, names, size);
-}
-
-ssize_t readKept(const File& file, const Setting& setting, void* value, size_t size) {
+ssize_t readKept(const File& file, Marks marks, const Setting& setting, void* value, size_t size) {
+  if ((marks & setting.mark) == 0) return 0;
   for (const char* name : {setting.trusted, setting.user}) {
     const ssize_t length = file.getAttribute(name, value, size);
     if (length >= 0 || !isUnset(errno)) return length;
@@ -45,11 +34,11 @@ int writeKept(int fd, const Setting& setting, const void* value, size_t size) {
   return fsetxattr(fd, setting.user, value, size, 0);
 }
 
-int replicationOf(const File& file, const Cluster& cluster, Replication& out) {
+int replicationOf(const File& file, Marks marks, const Cluster& cluster, Replication& out) {
   const auto byDefault = static_cast<uint8_t>(cluster.replication);
   out = {byDefault, byDefault};
   Replication kept{};
-  const ssize_t length = readKept(file, REPLICATION, &kept, sizeof kept);
+  const ssize_t length = readKept(file, marks, REPLICATION, &kept, sizeof kept);
   if (length < 0) return errno == ERANGE ? 0 : -1;  // too long is a wrong form
   if (length == sizeof kept && kept.wanted != 0 && kept.placed != 0) out = kept;
   return 0;

@@ -9,41 +9,30 @@
 // file as it was created, writing fails.
 #pragma once
 
-#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 
 #include "cluster.h"
+#include "file.h"
+#include "marks.h"
 
 namespace zolt_local {
 
-/// A file by path (links are followed) or by descriptor.
-class File {
- public:
-  explicit File(const char* path) : path_(path) {}
-  explicit File(int fd) : fd_(fd) {}
-
-  int stat(struct stat& st) const;
-  ssize_t getAttribute(const char* name, void* value, size_t size) const;
-  ssize_t listAttributes(char* names, size_t size) const;
-
- private:
-  const char* path_ = nullptr;
-  int fd_ = -1;
-};
-
-/// A setting, by its two names.
+/// A setting, by its two names and the mark of a file that may have it.
 struct Setting {
   const char* trusted;
   const char* user;
+  Marks mark;
 };
-inline constexpr Setting BGF{"trusted.zolt.BGF", "user.zolt.BGF"};
-inline constexpr Setting REPLICATION{"trusted.zolt.replication", "user.zolt.replication"};
+inline constexpr Setting BGF{"trusted.zolt.BGF", "user.zolt.BGF", MAY_KEEP_BGF};
+inline constexpr Setting REPLICATION{"trusted.zolt.replication", "user.zolt.replication",
+                                     MAY_KEEP_REPLICATION};
 
-/// Reads a setting: its length, 0 when it is not set, or -1 with errno.
-ssize_t readKept(const File& file, const Setting& setting, void* value, size_t size);
+/// Reads a setting of a file that has these marks: its length, 0 when it is not set, or -1 with
+/// errno.
+ssize_t readKept(const File& file, Marks marks, const Setting& setting, void* value, size_t size);
 
 /// Writes a setting of an open file that the caller (with the thread's file-system identity) may
 /// write to. 0, or -1 with errno.
@@ -57,7 +46,7 @@ struct Replication {
 
 /// The cluster's default for a file that has none kept, or none of the right form. 0, or -1 with
 /// errno when it cannot be read; `out` is the default then too.
-int replicationOf(const File& file, const Cluster& cluster, Replication& out);
+int replicationOf(const File& file, Marks marks, const Cluster& cluster, Replication& out);
 
 int writeReplication(int fd, Replication replication);
 

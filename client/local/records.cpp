@@ -37,16 +37,15 @@ void store(const Record& record, char* memory) {
   memcpy(memory, &record, FIELDS<Record>);
 }
 
-int statRegular(int fd, struct stat& st) {
+// What requests about the data of a file begin with.
+int readRegular(int fd, struct stat& st, Replication& replication) {
   if (fstat(fd, &st) != 0) return -1;
-  return S_ISREG(st.st_mode) ? 0 : fail(EINVAL);
+  if (!S_ISREG(st.st_mode)) return fail(EINVAL);
+  const File file(fd);
+  return replicationOf(file, marksOf(file, st), cluster(), replication);
 }
 
 // Replication
-
-int replicationOf(int fd, Replication& out) {
-  return zolt_local::replicationOf(File(fd), cluster(), out);
-}
 
 bool isAnyGood(const char* /*memory*/) {
   return true;
@@ -55,7 +54,7 @@ bool isAnyGood(const char* /*memory*/) {
 int readReplication(int fd, char* memory) {
   struct stat st;
   Replication replication{};
-  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
+  if (readRegular(fd, st, replication) != 0) return -1;
   zolt_replication_record record;
   load(record, memory);
   record.dataReplicas = replication.wanted;
@@ -72,7 +71,7 @@ bool isGoodReplication(const char* memory) {
 int setReplication(int fd, char* memory) {
   struct stat st;
   Replication replication{};
-  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
+  if (readRegular(fd, st, replication) != 0) return -1;
   zolt_set_replication_record record;
   load(record, memory);
   replication.wanted = static_cast<uint8_t>(record.dataReplicas);
@@ -88,7 +87,7 @@ bool isGoodRestripe(const char* memory) {
 int restripe(int fd, char* /*memory*/) {
   struct stat st;
   Replication replication{};
-  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
+  if (readRegular(fd, st, replication) != 0) return -1;
   replication.placed = replication.wanted;
   return writeReplication(fd, replication);
 }
@@ -109,9 +108,12 @@ bool isGoodAttribute(const char* memory) {
 }
 
 int readAttribute(int fd, char* memory) {
+  struct stat st;
+  if (fstat(fd, &st) != 0) return -1;
   zolt_attribute_record record;
   load(record, memory);
-  const ssize_t length = readKept(File(fd), BGF, record.value, record.valueLength);
+  const File file(fd);
+  const ssize_t length = readKept(file, marksOf(file, st), BGF, record.value, record.valueLength);
   if (length < 0) return -1;
   record.status = length > 0 ? 0 : ENODATA;
   store(record, memory);
@@ -138,7 +140,7 @@ bool isGoodLocation(const char* memory) {
 int readLocations(int fd, char* memory) {
   struct stat st;
   Replication replication{};
-  if (statRegular(fd, st) != 0 || replicationOf(fd, replication) != 0) return -1;
+  if (readRegular(fd, st, replication) != 0) return -1;
   zolt_location_record record;
   load(record, memory);
   const Layout layout{

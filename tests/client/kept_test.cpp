@@ -103,6 +103,7 @@ TEST_F(KeptTest, AFileSystemWithoutAttributesKeepsNothing) {
 }
 
 TEST_F(KeptTest, AReadErrorOfTheFactorIsReported) {
+  ASSERT_EQ(writeBgf("abcd"), 0);
   for (const int error : {EIO, ERANGE}) {
     zolt_fault_arm("fgetxattr", 1, 1, error);
     auto request = bgfRequest(6001, 24);

@@ -35,8 +35,7 @@ final class ListingCases {
     static void add(Bench bench, Workspace space, int[] sizes) throws Exception {
         for (int entries : sizes) {
             Path directory = space.directory("entries-" + entries, entries);
-            // A NameNode lists what has been there for a while.
-            Thread.sleep(bench.quick() ? 0 : 2100);
+            bench.settle();
             try {
                 for (int i = 0; i < BUFFERS.length; i++) {
                     listing(bench, space, directory, entries, i);

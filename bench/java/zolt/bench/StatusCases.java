@@ -62,6 +62,7 @@ final class StatusCases {
     }
 
     private void fast() throws Exception {
+        bench.settle();
         long prepared = Floor.prepare(path, null, buffer);
         bench.measure(newCase("fast status, changed")
                 .floor(() -> answer(Floor.fast(path, buffer, 0)))
@@ -80,6 +81,7 @@ final class StatusCases {
     private void full() throws Exception {
         ZOLTNative.setFileLeaseNative(path, true, HOLDER);
         try {
+            bench.settle();
             fullAs("full status", 0);
             long handle = ZOLTNative.setFsUid("nobody");
             try {

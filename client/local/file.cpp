@@ -1,0 +1,26 @@
+#include "file.h"
+
+#include <sys/statfs.h>
+#include <sys/xattr.h>
+
+namespace zolt_local {
+
+int File::stat(struct stat& st) const {
+  return path_ != nullptr ? ::stat(path_, &st) : fstat(fd_, &st);
+}
+
+ssize_t File::getAttribute(const char* name, void* value, size_t size) const {
+  return path_ != nullptr ? getxattr(path_, name, value, size) : fgetxattr(fd_, name, value, size);
+}
+
+ssize_t File::listAttributes(char* names, size_t size) const {
+  return path_ != nullptr ? listxattr(path_, names, size) : flistxattr(fd_, names, size);
+}
+
+long File::fileSystemType() const {
+  struct statfs system {};
+  const int result = path_ != nullptr ? statfs(path_, &system) : fstatfs(fd_, &system);
+  return result == 0 ? system.f_type : 0;
+}
+
+}  // namespace zolt_local
