@@ -1,14 +1,25 @@
 // errno in words, and errno kept: the two small things every layer needs around a system call.
 #pragma once
 
+#include <array>
 #include <cerrno>
-#include <string>
 
 namespace zolt {
 
 /// The C library's text for an errno value, safe on any number of threads (strerror_r(3), GNU
-/// form).
-std::string errnoText(int error);
+/// form), for the length of a scope.
+class ErrnoText {
+ public:
+  explicit ErrnoText(int error);
+  ErrnoText(const ErrnoText&) = delete;
+  ErrnoText& operator=(const ErrnoText&) = delete;
+
+  const char* c_str() const { return text_; }
+
+ private:
+  std::array<char, 512> buffer_{};
+  const char* text_;
+};
 
 /// Restores errno at the end of the scope, so that what runs in between (a close, a log line)
 /// cannot change what a failed system call left there.

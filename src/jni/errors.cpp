@@ -26,23 +26,23 @@ jclass classFor(JavaException exception) {
 
 }  // namespace
 
-void handle_error(JNIEnv* env, int errnum, const std::string& message) {
-  const std::string text = concat(errnoText(errnum), ": ", message);
+void handle_error(JNIEnv* env, int errnum, std::string_view message) {
+  const std::string text = concat(ErrnoText(errnum).c_str(), ": ", message);
   env->ExceptionClear();
   env->ThrowNew(classFor(javaExceptionFor(errnum)), text.c_str());
   ZOLT_DEBUG(text);
 }
 
-void handle_xattr_error(JNIEnv* env, int errnum, const std::string& operation,
-                        const std::string& name) {
+void handle_xattr_error(JNIEnv* env, int errnum, std::string_view operation,
+                        std::string_view name) {
   if (name.empty()) {
-    handle_error(env, errnum, operation + " failed");
+    handle_error(env, errnum, concat(operation, " failed"));
   } else if (errnum == EEXIST) {
-    handle_error(env, errnum, name + " already exists");
+    handle_error(env, errnum, concat(name, " already exists"));
   } else if (errnum == ENODATA) {
-    handle_error(env, errnum, name + " does not exist");
+    handle_error(env, errnum, concat(name, " does not exist"));
   } else {
-    handle_error(env, errnum, operation + " failed for " + name);
+    handle_error(env, errnum, concat(operation, " failed for ", name));
   }
 }
 

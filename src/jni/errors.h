@@ -3,7 +3,7 @@
 
 #include <jni.h>
 
-#include <string>
+#include <string_view>
 
 namespace zolt {
 
@@ -27,12 +27,11 @@ constexpr JavaException javaExceptionFor(int errnum) {
 /// Leaves a Java exception pending, in place of any earlier one: class by errnum, text the system's
 /// for errnum + ": " + message (which may be empty). Also logged at debug. The caller then returns
 /// its neutral value.
-void handle_error(JNIEnv* env, int errnum, const std::string& message);
+void handle_error(JNIEnv* env, int errnum, std::string_view message);
 
 /// handle_error with the message of a failed extended-attribute operation; `name` is the
 /// attribute's, or empty where there is none to name.
-void handle_xattr_error(JNIEnv* env, int errnum, const std::string& operation,
-                        const std::string& name);
+void handle_xattr_error(JNIEnv* env, int errnum, std::string_view operation, std::string_view name);
 
 /// Leaves java.io.IOException with exactly this text pending, in place of any earlier one.
 void throw_io_exception(JNIEnv* env, const char* text);

@@ -7,7 +7,7 @@ namespace zolt {
 std::string IOException::detail() const {
   const char* text = what();
   return std::string(text != nullptr ? text : "null") + " errno:" + std::to_string(error_) + " " +
-         errnoText(error_);
+         ErrnoText(error_).c_str();
 }
 
 }  // namespace zolt

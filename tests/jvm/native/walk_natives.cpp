@@ -154,7 +154,7 @@ JNIEXPORT jintArray JNICALL Java_zolt_test_Walk_left(JNIEnv* env, jclass) {
 }
 
 JNIEXPORT jstring JNICALL Java_zolt_test_Walk_errnoText(JNIEnv* env, jclass, jint error) {
-  return env->NewStringUTF(errnoText(error).c_str());
+  return env->NewStringUTF(ErrnoText(error).c_str());
 }
 
 // An id of -1 is refused, and the present one answered (setfsuid(2)).
