@@ -1,15 +1,9 @@
-// Floors of the ACL status, through libacl as it is linked, and of the identity switch.
+// Floor of the ACL status, through libacl as it is linked.
 #include <acl/libacl.h>
-#include <grp.h>
-#include <pwd.h>
 #include <sys/acl.h>
-#include <sys/fsuid.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "floor.h"
 #include "zolt_bench_Floor.h"
@@ -50,6 +44,7 @@ char* append(acl_t list, int type, char* out) {
 
 long acl(const char* path, bool isDirectory, char* out) {
   acl_t access = acl_get_file(path, ACL_TYPE_ACCESS);
+  if (access == nullptr) return -errno;
   acl_t byDefault = acl_init(0);
   if (isDirectory) {
     acl_free(byDefault);
@@ -67,26 +62,7 @@ JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_acl(JNIEnv* env, jclass, jstr
   const Chars path(env, javaPath);
   char stream[LARGEST_STREAM];
   const long length = acl(path.get(), isDirectory != JNI_FALSE, stream);
-  return bytes(env, stream, static_cast<jsize>(length));
-}
-
-// For a user whose primary group is not the service's own. The two ids before go into one number.
-JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_identity(JNIEnv* env, jclass, jstring javaUser) {
-  const Chars user(env, javaUser);
-  std::vector<char> buffer(static_cast<size_t>(sysconf(_SC_GETPW_R_SIZE_MAX)));
-  passwd entry{};
-  passwd* found = nullptr;
-  getpwnam_r(user.get(), &entry, buffer.data(), buffer.size(), &found);
-  gid_t groups[128];
-  int count = 128;
-  getgrouplist(user.get(), entry.pw_gid, groups, &count);
-  syscall(SYS_setgroups, count, groups);
-  const auto uid = static_cast<uint32_t>(setfsuid(entry.pw_uid));
-  const auto gid = static_cast<uint32_t>(setfsgid(entry.pw_gid));
-  return static_cast<jlong>(uint64_t{uid} << 32 | gid);
-}
-
-JNIEXPORT void JNICALL Java_zolt_bench_Floor_restore(JNIEnv*, jclass, jlong ids) {
-  setfsuid(static_cast<uid_t>(static_cast<uint64_t>(ids) >> 32));
-  setfsgid(static_cast<gid_t>(ids));
+  if (length >= 0) return bytes(env, stream, static_cast<jsize>(length));
+  raise(env, static_cast<int>(-length), {path.get()});
+  return nullptr;
 }

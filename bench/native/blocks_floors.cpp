@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <map>
 #include <utility>
@@ -65,6 +66,7 @@ long group(JNIEnv* env, jintArray javaNodes, jint groupSize, jobject buffer, con
 long blocks(const char* path, int type, uint64_t length, uint64_t blockSize, const Memory& status,
             const Memory& locations) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (fd < 0) return -errno;
   if (type != zolt::FS_BLOCKS) {
     zolt::BgfRequest request{zolt::headerFor<zolt::BgfRequest>(), {}, zolt::readBgfRecord()};
     request.replication.length = sizeof request.replication;
@@ -113,7 +115,8 @@ JNIEXPORT void JNICALL Java_zolt_bench_Floor_blocks(JNIEnv* env, jclass, jstring
   uint32_t blockSize = 0;
   memcpy(&length, status.address + 8, sizeof length);
   memcpy(&blockSize, status.address + 28, sizeof blockSize);
-  blocks(path.get(), type, length, blockSize, status, locations);
+  const long done = blocks(path.get(), type, length, blockSize, status, locations);
+  if (done < 0) raise(env, static_cast<int>(-done), {path.get()});
 }
 
 JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_mapCounts(JNIEnv* env, jclass, jintArray nodes,

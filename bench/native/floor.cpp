@@ -13,6 +13,7 @@ namespace floors {
 
 jclass noSuchFile;
 jclass ioException;
+jclass runtimeException;
 jclass hashMap;
 jmethodID newHashMap;
 jmethodID put;
@@ -26,20 +27,38 @@ struct Prepared {
   char scratch[16384];
 };
 
+void append(char* end, Pieces pieces) {
+  for (const char* piece : pieces)
+    end = stpcpy(end, piece);
+}
+
 jclass find(JNIEnv* env, const char* name) {
   return static_cast<jclass>(env->NewGlobalRef(env->FindClass(name)));
 }
 
 }  // namespace
 
-void raise(JNIEnv* env, int error, const char* before, const char* path) {
+void raise(JNIEnv* env, int error, Pieces pieces) {
   char room[512];
   char text[PATH_MAX + 512];
   char* end = stpcpy(static_cast<char*>(text), strerror_r(error, room, sizeof room));
-  end = stpcpy(end, ": ");
-  end = stpcpy(end, before);
-  stpcpy(end, path);
-  env->ThrowNew(error == ENOENT ? noSuchFile : ioException, text);
+  append(stpcpy(end, ": "), pieces);
+  env->ThrowNew(error == ENOENT   ? noSuchFile
+                : error == ENOMEM ? runtimeException
+                                  : ioException,
+                text);
+}
+
+void raiseText(JNIEnv* env, Pieces pieces) {
+  char text[PATH_MAX + 512];
+  append(static_cast<char*>(text), pieces);
+  env->ThrowNew(ioException, text);
+}
+
+void raiseXattr(JNIEnv* env, int error, const char* operation, const char* name) {
+  if (error == EEXIST) return raise(env, error, {name, " already exists"});
+  if (error == ENODATA) return raise(env, error, {name, " does not exist"});
+  raise(env, error, {operation, " failed for ", name});
 }
 
 jbyteArray bytes(JNIEnv* env, const char* from, jsize length) {
@@ -58,6 +77,7 @@ JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*) {
   auto* jni = static_cast<JNIEnv*>(env);
   noSuchFile = find(jni, "java/nio/file/NoSuchFileException");
   ioException = find(jni, "java/io/IOException");
+  runtimeException = find(jni, "java/lang/RuntimeException");
   hashMap = find(jni, "java/util/HashMap");
   newHashMap = jni->GetMethodID(hashMap, "<init>", "()V");
   put =

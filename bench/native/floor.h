@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <initializer_list>
 
 #include "zolt.h"
 
@@ -29,6 +30,28 @@ class Chars {
   const char* chars_;
 };
 
+/// The bytes of a Java array; nothing is copied back.
+class Bytes {
+ public:
+  Bytes(JNIEnv* env, jbyteArray array)
+      : env_(env),
+        array_(array),
+        bytes_(env->GetByteArrayElements(array, nullptr)),
+        size_(static_cast<size_t>(env->GetArrayLength(array))) {}
+  ~Bytes() { env_->ReleaseByteArrayElements(array_, bytes_, JNI_ABORT); }
+  Bytes(const Bytes&) = delete;
+  Bytes& operator=(const Bytes&) = delete;
+
+  const char* data() const { return reinterpret_cast<const char*>(bytes_); }
+  size_t size() const { return size_; }
+
+ private:
+  JNIEnv* env_;
+  jbyteArray array_;
+  jbyte* bytes_;
+  size_t size_;
+};
+
 /// The address and the capacity of a direct buffer, as every native asks for both.
 struct Memory {
   char* address = nullptr;
@@ -41,9 +64,17 @@ struct Memory {
         capacity(static_cast<size_t>(env->GetDirectBufferCapacity(buffer))) {}
 };
 
-/// Throws the system's text, ": ", what stands before the path, and the path; the class is
-/// NoSuchFileException for ENOENT, for all others IOException.
-void raise(JNIEnv* env, int error, const char* before, const char* path);
+using Pieces = std::initializer_list<const char*>;
+
+/// Throws the system's text, ": " and the pieces; the class is NoSuchFileException for ENOENT,
+/// RuntimeException for ENOMEM, for all others IOException.
+void raise(JNIEnv* env, int error, Pieces pieces);
+
+/// Throws an IOException with the pieces alone.
+void raiseText(JNIEnv* env, Pieces pieces);
+
+/// What has become of an operation on an attribute.
+void raiseXattr(JNIEnv* env, int error, const char* operation, const char* name);
 
 jbyteArray bytes(JNIEnv* env, const char* from, jsize length);
 
@@ -51,7 +82,7 @@ jbyteArray bytes(JNIEnv* env, const char* from, jsize length);
 // first call failed.
 
 long inode(const char* path);
-bool changed(const char* path, int64_t ctimeSec);
+long changed(const char* path, int64_t ctimeSec);
 long permission(const char* path, int mode);
 long times(const char* path, int64_t mtime, int64_t atime);
 long link(const char* path, char* target, size_t length);
@@ -68,7 +99,7 @@ void storeFull(const zolt_iattr64& attr, uint32_t blockSize, uint16_t leaseLengt
 long list(const char* path, const Memory& out);
 long count(const char* path);
 
-/// A value of at most 4096 bytes, found by a probe and a read.
+/// A value of at most 4096 bytes, found by a probe and a read; its length.
 long xattr(const char* path, const char* name, char* value);
 long setXattr(const char* path, const char* name, const char* value, size_t length);
 long lease(const char* path, char* holder, size_t size);

@@ -7,6 +7,7 @@ namespace floors {
 
 extern jclass noSuchFile;
 extern jclass ioException;
+extern jclass runtimeException;
 extern jclass hashMap;
 extern jmethodID newHashMap;
 extern jmethodID put;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "floor.h"
@@ -32,6 +33,7 @@ long list(const char* path, const Memory& out) {
   struct stat st;
   stat(path, &st);
   if (underWay == nullptr) underWay = opendir(path);
+  if (underWay == nullptr) return -errno;
   char* next = out.address + sizeof(int32_t);
   char* const end = out.address + out.capacity;
   int32_t count = 0;
@@ -59,6 +61,7 @@ long count(const char* path) {
   struct stat st;
   stat(path, &st);
   DIR* stream = opendir(path);
+  if (stream == nullptr) return -errno;
   long found = 0;
   while (const dirent64* entry = readdir64(stream)) {
     if (!isDots(entry->d_name)) ++found;
@@ -74,11 +77,16 @@ using namespace floors;
 JNIEXPORT jint JNICALL Java_zolt_bench_Floor_list(JNIEnv* env, jclass, jstring javaPath,
                                                   jobject buffer) {
   const Chars path(env, javaPath);
-  return static_cast<jint>(list(path.get(), Memory(env, buffer)));
+  const long more = list(path.get(), Memory(env, buffer));
+  if (more < 0) raise(env, static_cast<int>(-more), {"failed to open directory"});
+  return static_cast<jint>(more);
 }
 
 JNIEXPORT jint JNICALL Java_zolt_bench_Floor_count(JNIEnv* env, jclass, jstring javaPath) {
-  return static_cast<jint>(count(Chars(env, javaPath).get()));
+  const Chars path(env, javaPath);
+  const long found = count(path.get());
+  if (found < 0) raise(env, static_cast<int>(-found), {"failed to open directory ", path.get()});
+  return static_cast<jint>(found);
 }
 
 JNIEXPORT jint JNICALL Java_zolt_bench_Floor_getdents(JNIEnv* env, jclass, jstring javaPath) {

@@ -29,9 +29,9 @@ long inode(const char* path) {
   return lstat(path, &st) == 0 ? static_cast<long>(st.st_ino) : -errno;
 }
 
-bool changed(const char* path, int64_t ctimeSec) {
+long changed(const char* path, int64_t ctimeSec) {
   struct stat st;
-  return lstat(path, &st) == 0 && st.st_ctim.tv_sec > ctimeSec;
+  return lstat(path, &st) == 0 ? st.st_ctim.tv_sec > ctimeSec : -errno;
 }
 
 long permission(const char* path, int mode) {
@@ -115,12 +115,19 @@ void storeFull(const zolt_iattr64& attr, uint32_t blockSize, uint16_t leaseLengt
 
 using namespace floors;
 
+namespace {
+
+bool report(JNIEnv* env, long done, const Chars& path) {
+  if (done < 0) raise(env, static_cast<int>(-done), {path.get()});
+  return done > 0;
+}
+
+}  // namespace
+
 JNIEXPORT jint JNICALL Java_zolt_bench_Floor_fast(JNIEnv* env, jclass, jstring javaPath,
                                                   jobject buffer, jlong ctimeSec) {
   const Chars path(env, javaPath);
-  const long found = fast(path.get(), ctimeSec, [&] { return Memory(env, buffer); });
-  if (found < 0) raise(env, static_cast<int>(-found), "", path.get());
-  return found > 0;
+  return report(env, fast(path.get(), ctimeSec, [&] { return Memory(env, buffer); }), path);
 }
 
 JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring javaPath,
@@ -130,10 +137,7 @@ JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring j
   uint32_t blockSize = 0;
   uint16_t leaseLength = 0;
   const long found = full(path.get(), withLease != JNI_FALSE, attr, blockSize, leaseLength);
-  if (found < 0) {
-    raise(env, static_cast<int>(-found), "", path.get());
-    return 0;
-  }
+  if (!report(env, found, path)) return 0;
   storeFull(attr, blockSize, leaseLength, Memory(env, buffer).address);
   return 1;
 }
@@ -141,23 +145,26 @@ JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring j
 JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_inode(JNIEnv* env, jclass, jstring javaPath) {
   const Chars path(env, javaPath);
   const long found = inode(path.get());
-  if (found < 0) raise(env, static_cast<int>(-found), "stat failed for ", path.get());
+  if (found < 0) raise(env, static_cast<int>(-found), {"stat failed for ", path.get()});
   return found;
 }
 
 JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_changed(JNIEnv* env, jclass, jstring javaPath,
                                                          jlong ctimeSec) {
-  return changed(Chars(env, javaPath).get(), ctimeSec);
+  const Chars path(env, javaPath);
+  return report(env, changed(path.get(), ctimeSec), path);
 }
 
 JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_permission(JNIEnv* env, jclass, jstring javaPath,
                                                             jshort mode) {
-  return permission(Chars(env, javaPath).get(), mode) > 0;
+  const Chars path(env, javaPath);
+  return report(env, permission(path.get(), mode), path);
 }
 
 JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_times(JNIEnv* env, jclass, jstring javaPath,
                                                        jlong mtime, jlong atime) {
-  return times(Chars(env, javaPath).get(), mtime, atime) > 0;
+  const Chars path(env, javaPath);
+  return report(env, times(path.get(), mtime, atime), path);
 }
 
 JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_link(JNIEnv* env, jclass, jstring javaPath,
@@ -165,5 +172,9 @@ JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_link(JNIEnv* env, jclass, jst
   const Chars path(env, javaPath);
   char target[PATH_MAX];
   const long count = link(path.get(), target, static_cast<size_t>(length));
+  if (count < 0) {
+    raise(env, static_cast<int>(-count), {});
+    return nullptr;
+  }
   return bytes(env, target, static_cast<jsize>(count));
 }

@@ -1,8 +1,8 @@
-// Floors of extended attributes and of the lease's read.
+// Floors of extended attributes.
 #include <sys/xattr.h>
 
+#include <cerrno>
 #include <cstring>
-#include <ctime>
 
 #include "floor.h"
 #include "java_classes.h"
@@ -27,17 +27,23 @@ long setXattr(const char* path, const char* name, const char* value, size_t leng
   return lsetxattr(path, name, value, length, 0) == 0 ? 1 : -errno;
 }
 
-long lease(const char* path, char* holder, size_t size) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  int64_t last = 0;
-  getxattr(path, "user.lease.update", &last, sizeof last);
-  return getxattr(path, "user.lease.holder", holder, size);
-}
-
 }  // namespace floors
 
 using namespace floors;
+
+namespace {
+
+/// An attribute into a map, when it can be read.
+void putXattr(JNIEnv* env, jobject map, const char* path, const char* name, jstring key) {
+  char value[LARGEST_VALUE];
+  const long length = xattr(path, name, value);
+  if (length < 0) return;
+  jbyteArray array = bytes(env, value, static_cast<jsize>(length));
+  env->DeleteLocalRef(env->CallObjectMethod(map, put, key, array));
+  env->DeleteLocalRef(array);
+}
+
+}  // namespace
 
 JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_xattr(JNIEnv* env, jclass, jstring javaPath,
                                                          jstring javaName) {
@@ -45,17 +51,21 @@ JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_xattr(JNIEnv* env, jclass, js
   const Chars name(env, javaName);
   char value[LARGEST_VALUE];
   const long length = xattr(path.get(), name.get(), value);
-  return length >= 0 ? bytes(env, value, static_cast<jsize>(length)) : nullptr;
+  if (length >= 0) return bytes(env, value, static_cast<jsize>(length));
+  if (length != -ENODATA) raiseXattr(env, static_cast<int>(-length), "getxattr", name.get());
+  return nullptr;
 }
 
 JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_setXattr(JNIEnv* env, jclass, jstring javaPath,
                                                           jstring javaName, jbyteArray javaValue) {
   const Chars path(env, javaPath);
   const Chars name(env, javaName);
-  jbyte* value = env->GetByteArrayElements(javaValue, nullptr);
-  const auto length = static_cast<size_t>(env->GetArrayLength(javaValue));
-  const long set = setXattr(path.get(), name.get(), reinterpret_cast<const char*>(value), length);
-  env->ReleaseByteArrayElements(javaValue, value, JNI_ABORT);
+  long set = 0;
+  {
+    const Bytes value(env, javaValue);
+    set = setXattr(path.get(), name.get(), value.data(), value.size());
+  }
+  if (set < 0) raiseXattr(env, static_cast<int>(-set), "setxattr", name.get());
   return set > 0;
 }
 
@@ -63,24 +73,38 @@ JNIEXPORT jobject JNICALL Java_zolt_bench_Floor_xattrs(JNIEnv* env, jclass, jstr
   const Chars path(env, javaPath);
   char names[LARGEST_LIST];
   const ssize_t probed = llistxattr(path.get(), nullptr, 0);
+  if (probed < 0) {  // a length that nobody has room for
+    raise(env, ENOMEM, {"listxattr failed"});
+    return nullptr;
+  }
   const ssize_t length = llistxattr(path.get(), names, static_cast<size_t>(probed));
   jobject map = env->NewObject(hashMap, newHashMap);
   for (const char* name = names; name < names + length; name += strlen(name) + 1) {
-    char value[LARGEST_VALUE];
-    const long size = xattr(path.get(), name, value);
     jstring key = env->NewStringUTF(name);
-    jbyteArray array = bytes(env, value, static_cast<jsize>(size));
-    env->CallObjectMethod(map, put, key, array);
-    env->DeleteLocalRef(array);
+    putXattr(env, map, path.get(), name, key);
     env->DeleteLocalRef(key);
   }
   return map;
 }
 
-JNIEXPORT jbyteArray JNICALL Java_zolt_bench_Floor_lease(JNIEnv* env, jclass, jstring javaPath,
-                                                         jint holderSize) {
+JNIEXPORT jobject JNICALL Java_zolt_bench_Floor_namedXattrs(JNIEnv* env, jclass, jstring javaPath,
+                                                            jobjectArray javaNames) {
   const Chars path(env, javaPath);
-  char holder[LARGEST_VALUE];
-  const long length = lease(path.get(), holder, static_cast<size_t>(holderSize));
-  return bytes(env, holder, static_cast<jsize>(length));
+  const jsize count = env->GetArrayLength(javaNames);
+  jobject map = env->NewObject(hashMap, newHashMap);
+  for (jsize i = 0; i < count; ++i) {
+    auto* key = static_cast<jstring>(env->GetObjectArrayElement(javaNames, i));
+    putXattr(env, map, path.get(), Chars(env, key).get(), key);
+    env->DeleteLocalRef(key);
+  }
+  return map;
+}
+
+JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_removeXattr(JNIEnv* env, jclass, jstring javaPath,
+                                                             jstring javaName) {
+  const Chars path(env, javaPath);
+  const Chars name(env, javaName);
+  if (lremovexattr(path.get(), name.get()) == 0) return JNI_TRUE;
+  raiseXattr(env, errno, "removexattr", name.get());
+  return JNI_FALSE;
 }

@@ -1,8 +1,6 @@
 package zolt.bench;
 
 import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -10,42 +8,20 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** The ACL status: of 3, 10 and 100 entries, and of a directory. */
 final class AclCases {
-    private static final int ACCESS = 32768;
-    private static final int DEFAULT = 16384;
-    private static final int USER_OBJ = 1;
-    private static final int USER = 2;
-    private static final int GROUP_OBJ = 4;
-    private static final int MASK = 16;
-    private static final int OTHER = 32;
-    private static final int BASE = 4; // of an extended list: the owner's three, and the mask
-
     private AclCases() {}
 
     static void add(Bench bench, Workspace space) throws Exception {
         for (int entries : new int[] {3, 10, 100}) {
             Path file = space.file("acl-" + entries, 0);
-            if (entries > BASE) {
-                ZOLTNative.setAcl(file.toString(), spec(ACCESS, entries));
+            if (entries > AclSpec.BASE) {
+                ZOLTNative.setAcl(file.toString(), AclSpec.of(AclSpec.ACCESS, entries));
             }
             measure(bench, space, file, entries, false);
         }
         Path directory = Files.createDirectory(space.folder.resolve("acl-directory"));
-        ZOLTNative.setAcl(directory.toString(), spec(ACCESS, 10));
-        ZOLTNative.setAcl(directory.toString(), spec(DEFAULT, 10));
+        ZOLTNative.setAcl(directory.toString(), AclSpec.of(AclSpec.ACCESS, 10));
+        ZOLTNative.setAcl(directory.toString(), AclSpec.of(AclSpec.DEFAULT, 10));
         measure(bench, space, directory, 20, true);
-    }
-
-    private static byte[] spec(int scope, int entries) {
-        ByteBuffer out = ByteBuffer.allocate(4 + 16 * entries).order(ByteOrder.nativeOrder());
-        out.putInt(entries);
-        out.putInt(scope).putInt(USER_OBJ).putInt(6);
-        for (int i = 0; i < entries - BASE; i++) {
-            out.putInt(scope).putInt(USER).putInt(5000 + i).putInt(4);
-        }
-        out.putInt(scope).putInt(GROUP_OBJ).putInt(4);
-        out.putInt(scope).putInt(MASK).putInt(6);
-        out.putInt(scope).putInt(OTHER).putInt(0);
-        return Arrays.copyOf(out.array(), out.position());
     }
 
     private static long getfacl(String path) throws IOException, InterruptedException {

@@ -20,6 +20,18 @@ final class BlockCases {
         for (int blocks : sizes) {
             locations(bench, space, blocks);
         }
+        placement(bench, space);
+    }
+
+    /** Replication and block group factor, set again and again. */
+    private static void placement(Bench bench, Workspace space) throws Exception {
+        String path = space.file("placed", 0).toString();
+        bench.measure(new Case("setReplication", space.type, 0, 1)
+                .floor(() -> Floor.replication(path, (short) COPIES) ? 1 : 0)
+                .library(() -> ZOLTNative.setReplication(path, (short) COPIES, false) ? 1 : 0));
+        bench.measure(new Case("setBGF", space.type, 0, 1)
+                .floor(() -> Floor.groupFactor(path, GROUP) ? 1 : 0)
+                .library(() -> ZOLTNative.setBGF(path, GROUP) ? 1 : 0));
     }
 
     private static void locations(Bench bench, Workspace space, int blocks) throws Exception {

@@ -54,13 +54,57 @@ final class Floor {
 
     static native HashMap<String, byte[]> xattrs(String path);
 
+    static native HashMap<String, byte[]> namedXattrs(String path, String[] names);
+
+    static native boolean removeXattr(String path, String name);
+
+    static native void setLease(String path, byte[] holder);
+
     static native byte[] lease(String path, int holderSize);
 
+    static native void renewLease(String path);
+
+    static native void removeLease(String path);
+
     static native byte[] acl(String path, boolean isDirectory);
+
+    static native void setAcl(String path, byte[] spec);
+
+    static native void modifyAcl(String path, byte[] spec);
+
+    static native void removeAclEntries(String path, byte[] spec);
+
+    static native void removeDefaultAcl(String path);
+
+    static native void removeAcl(String path, boolean isDirectory);
+
+    static native int uid(String user);
+
+    static native int gid(String group);
+
+    static native String user(int uid);
+
+    static native String group(int gid);
 
     static native long identity(String user);
 
     static native void restore(long ids);
+
+    static native void unknownHandle(long handle);
+
+    static native int fsConfig(boolean alwaysSuper);
+
+    static native void defaults(long blockSize, int replication);
+
+    static native String fsName(String mountPoint, String type);
+
+    static native int[] format();
+
+    static native void failedPath(String path);
+
+    static native boolean replication(String path, short copies);
+
+    static native boolean groupFactor(String path, int factor);
 
     static native int list(String path, ByteBuffer buffer);
 

@@ -5,11 +5,14 @@ import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.UserDefinedFileAttributeView;
+import java.util.Arrays;
+import java.util.HashMap;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
-/** Extended attributes and the lease's read. */
+/** Extended attributes. */
 final class XattrCases {
+    private static final String VIEW = "attribute view";
     private static final byte[] VALUE = "a value of thirty-two bytes long".getBytes();
 
     private XattrCases() {}
@@ -18,7 +21,7 @@ final class XattrCases {
         Path file = space.file("attributes-1", 0);
         fill(file, 1);
         single(bench, space, file);
-        lease(bench, space);
+        removed(bench, space, file);
         for (int count : new int[] {1, 5, 20, 1000}) {
             Path many = space.file("dumped-" + count, 0);
             try {
@@ -28,6 +31,7 @@ final class XattrCases {
                 continue;
             }
             dump(bench, space, many, count);
+            named(bench, space, many, count);
         }
     }
 
@@ -54,8 +58,8 @@ final class XattrCases {
                 .floor(() -> Floor.xattr(path, "user.name-0").length)
                 .bare(Floor.XATTR, Floor.prepare(path, "user.name-0", null))
                 .library(() -> ZOLTNative.getXAttr(path, "user.name-0").length)
-                .way("attribute view", () -> read(view, "name-0"))
-                .goal(Case.FLOOR, 1.06).goal("attribute view", 0.72));
+                .way(VIEW, () -> read(view, "name-0"))
+                .goal(Case.FLOOR, 1.06).goal(VIEW, 0.72));
         bench.measure(new Case("getXAttr, absent", space.type, 0, 1)
                 .floor(() -> Floor.xattr(path, "user.none") == null ? 1 : 0)
                 .library(() -> ZOLTNative.getXAttr(path, "user.none") == null ? 1 : 0)
@@ -67,19 +71,50 @@ final class XattrCases {
                 .bare(Floor.SET_XATTR, Floor.prepare(path, "user.name-0", direct))
                 .library(() -> ZOLTNative.setExtendedAttribute(path, "user.name-0", VALUE,
                         (short) 0) ? 1 : 0)
-                .way("attribute view", () -> view.write("name-0", ByteBuffer.wrap(VALUE)) > 0
+                .way(VIEW, () -> view.write("name-0", ByteBuffer.wrap(VALUE)) > 0
                         ? 1 : 0)
                 .goal(Case.FLOOR, 1.06));
     }
 
-    private static void lease(Bench bench, Workspace space) throws Exception {
-        String path = space.file("leased", 0).toString();
-        ZOLTNative.setFileLeaseNative(path, true, VALUE);
-        bench.measure(new Case("getFileLease", space.type, 0, 1)
-                .floor(() -> Floor.lease(path, 64).length)
-                .bare(Floor.LEASE, Floor.prepare(path, null, null))
-                .library(() -> ZOLTNative.getFileLeaseNative(path, true, 64, Long.MAX_VALUE).length)
-                .goal(Case.FLOOR, 1.06));
+    /** What a name is given is taken away in the same turn. */
+    private static void removed(Bench bench, Workspace space, Path file) throws Exception {
+        String path = file.toString();
+        UserDefinedFileAttributeView view = view(file);
+        bench.measure(new Case("setExtendedAttribute and removeXAttr", space.type, 0, 1)
+                .floor(() -> Floor.setXattr(path, "user.gone", VALUE)
+                        && Floor.removeXattr(path, "user.gone") ? 1 : 0)
+                .library(() -> ZOLTNative.setExtendedAttribute(path, "user.gone", VALUE, (short) 0)
+                        && ZOLTNative.removeXAttr(path, "user.gone") ? 1 : 0)
+                .way(VIEW, () -> {
+                    view.write("gone", ByteBuffer.wrap(VALUE));
+                    view.delete("gone");
+                    return 1;
+                }));
+    }
+
+    private static void named(Bench bench, Workspace space, Path file, int count) throws Exception {
+        String path = file.toString();
+        UserDefinedFileAttributeView view = view(file);
+        String[] names = new String[count];
+        Arrays.setAll(names, i -> "user.name-" + i);
+        bench.measure(new Case("getXAttrs", space.type, count, count)
+                .way(Case.FLOOR, () -> Floor.namedXattrs(path, names).size(),
+                        () -> sum(Floor.namedXattrs(path, names)))
+                .way(Case.LIBRARY, () -> ZOLTNative.getXAttrs(path, names).size(),
+                        () -> sum(ZOLTNative.getXAttrs(path, names)))
+                .way(VIEW, () -> {
+                    var map = new HashMap<String, byte[]>();
+                    for (String name : names) {
+                        map.put(name, value(view, name.substring("user.".length())));
+                    }
+                    return map.size();
+                }, null));
+    }
+
+    private static byte[] value(UserDefinedFileAttributeView view, String name) throws IOException {
+        byte[] value = new byte[view.size(name)];
+        view.read(name, ByteBuffer.wrap(value));
+        return value;
     }
 
     private static long sum(Map<String, byte[]> map) {
@@ -97,17 +132,15 @@ final class XattrCases {
                 .way(Case.FLOOR, () -> Floor.xattrs(path).size(), () -> sum(Floor.xattrs(path)))
                 .way(Case.LIBRARY, () -> ZOLTNative.dumpXAttrs(path).size(),
                         () -> sum(ZOLTNative.dumpXAttrs(path)))
-                .way("attribute view", () -> {
-                    var map = new java.util.HashMap<String, byte[]>();
+                .way(VIEW, () -> {
+                    var map = new HashMap<String, byte[]>();
                     for (String name : view.list()) {
-                        byte[] value = new byte[view.size(name)];
-                        view.read(name, ByteBuffer.wrap(value));
-                        map.put("user." + name, value);
+                        map.put("user." + name, value(view, name));
                     }
                     return map.size();
                 }, null);
         if (count == 5 || count == 20) {
-            dump.goal(Case.FLOOR, 1.10).goal("attribute view", 0.80);
+            dump.goal(Case.FLOOR, 1.10).goal(VIEW, 0.80);
         }
         bench.measure(dump);
     }
