@@ -18,7 +18,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 N ?= 300
 
 .PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench bench-count lint format tidy install packages clean
+.PHONY: bench bench-calls bench-count lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -104,6 +104,11 @@ bench: build ## each native beside its floor and beside what Java offers (SECOND
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
 	@ONLY='$(ONLY)' bench/run.sh $(CURDIR)/build $(CURDIR)/build/bench $(SECONDS) $(if $(LONG),long); \
 	  status=$$?; $(if $(DOCUMENT),bench/document.sh build/bench >docs/performance.md;) exit $$status
+
+bench-calls: build ## the system calls of each native against its floor's, by strace
+	@scripts/deps.sh bench
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
+	@bench/calls.py build build/bench/calls
 
 bench-count: build ## instructions of the core's hot paths against bench/counts.tsv (ACCEPT=1)
 	@scripts/deps.sh bench

@@ -12,6 +12,7 @@ java=(java -Xms256m -Xmx1g -XX:+UseSerialGC
   -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0"
   -Dzolt.bench.library="$build/bench/libzoltbench.so"
   -Dzolt.bench.only="${ONLY:-.*}"
+  -Dzolt.bench.marked="${MARKED:-false}"
   -Dorg.slf4j.simpleLogger.defaultLogLevel=off)
 
 if unshare -m true 2>/dev/null; then

@@ -42,6 +42,7 @@ for set in "$@"; do
       ;;
     bench)
       need getfacl acl
+      need strace strace
       need valgrind valgrind
       ;;
     lint)

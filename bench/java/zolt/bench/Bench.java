@@ -15,6 +15,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 public final class Bench {
     // Which cases to measure, as a regular expression for their names.
     private static final String ONLY = System.getProperty("zolt.bench.only", ".*");
+    // For a trace of the system calls.
+    private static final boolean MARKED = Boolean.getBoolean("zolt.bench.marked");
 
     private final Report report;
     private final double seconds;
@@ -46,6 +48,9 @@ public final class Bench {
             return;
         }
         one.compareAnswers();
+        if (MARKED) {
+            one.mark();
+        }
         // What is judged by no goal is only to be seen.
         report.add(new Rounds(one, one.goals.isEmpty() ? seconds / 2 : seconds));
     }

@@ -88,6 +88,18 @@ final class Case {
         }
     }
 
+    /** One call of the floor and one of the library, each between two marks. */
+    void mark() throws Exception {
+        for (Way way : ways) {
+            if (way.name().equals(FLOOR) || way.name().equals(LIBRARY)) {
+                way.work().run();
+                Floor.mark("begin " + way.name() + " of " + this);
+                way.work().run();
+                Floor.mark("end");
+            }
+        }
+    }
+
     @Override
     public String toString() {
         return name + (size > 0 ? " " + size : "") + " (" + where + ")";
