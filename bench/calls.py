@@ -11,7 +11,8 @@ import subprocess
 import sys
 
 # What the virtual machine and the allocator do when they like.
-NOISE = {"brk", "futex", "madvise", "mmap", "mprotect", "munmap", "rt_sigprocmask", "sched_yield"}
+NOISE = {"brk", "futex", "gettid", "madvise", "mmap", "mprotect", "munmap", "rt_sigprocmask",
+         "sched_yield"}
 # A directory that has just changed is read again at each continuation, which its floor never does.
 REREAD = re.compile(r"listing, 4 KiB 1000 ")
 
@@ -40,6 +41,13 @@ def cases(trace):
     return found
 
 
+def first_difference(one, other):
+    at = 0
+    while one[at:at + 1] == other[at:at + 1] != []:
+        at += 1
+    return at
+
+
 def main(build, folder):
     root = pathlib.Path(__file__).resolve().parent
     folder = pathlib.Path(folder)
@@ -59,9 +67,10 @@ def main(build, folder):
     for name, ways in both.items():
         if ways["floor"] != ways["library"]:
             different += 1
-            print(f"{name}:")
+            at = first_difference(*ways.values())
+            print(f"{name}: from call {at} on")
             for way, calls in ways.items():
-                print(f"  {way}: " + "; ".join(calls))
+                print(f"  {way}: " + "; ".join(calls[at:at + 4] or ["no more"]))
     print(f"{len(both)} cases, {different} with other system calls than their floors")
     return different > 0 or not both
 

@@ -69,9 +69,9 @@ Two threads are held to 1.9 where the floor reaches that.
 
 Nanoseconds a call; for listings, counts, blocks and attributes nanoseconds an entry.
 
-| Case | On | Size | Way | CPU | Wall | Rounds |
-|---|---|--:|---|--:|--:|--:|
+| Case | On | Size | Way | CPU | Wall | x floor | Rounds |
+|---|---|--:|---|--:|--:|--:|--:|
 $(rows "$times" | awk -F '\t' '{
   size = $3 == 0 ? "" : $3
-  printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, size, $4, $5, $6, $7}')
+  printf "| %s | %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, size, $4, $5, $6, $7, $8}')
 END

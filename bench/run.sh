@@ -7,7 +7,8 @@ shift
 mkdir -p "$folder/accounts"
 cp /etc/passwd /etc/group "$folder/accounts/"
 export LD_LIBRARY_PATH=$build/client/local
-java=(java -Xms256m -Xmx1g -XX:+UseSerialGC
+# What is hot is compiled at once, and not when a processor is free.
+java=(java -Xms256m -Xmx1g -XX:+UseSerialGC -XX:-BackgroundCompilation
   -cp "$build/bench/classes:$build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar"
   -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0"
   -Dzolt.bench.library="$build/bench/libzoltbench.so"

@@ -28,7 +28,7 @@ final class Report implements AutoCloseable {
         Files.createDirectories(folder);
         times = new PrintStream(folder.resolve("times.tsv").toFile());
         goals = new PrintStream(folder.resolve("goals.tsv").toFile());
-        times.println("case\twhere\tsize\tway\tcpu ns\twall ns\trounds");
+        times.println("case\twhere\tsize\tway\tcpu ns\twall ns\tx floor\trounds");
         goals.println("case\twhere\tsize\tway\tagainst\tratio\tnote\tgoal\tverdict");
     }
 
@@ -38,10 +38,14 @@ final class Report implements AutoCloseable {
         double[] grown = {0, 0};
         for (int way = 0; way < of.ways.size(); way++) {
             String name = of.ways.get(way).name();
-            System.out.printf(Locale.ROOT, "  %-34s %12.1f ns CPU %12.1f ns wall%n", name,
-                    measured.cpu(way), measured.wall(way));
-            times.printf(Locale.ROOT, "%s\t%s\t%d\t%s\t%.1f\t%.1f\t%d%n", of.name, of.where,
-                    of.size, name, measured.cpu(way), measured.wall(way), measured.rounds);
+            String ofFloor = !measured.hasFloor() || name.equals(Case.FLOOR) ? ""
+                    : String.format(Locale.ROOT, "%.3f", measured.ofFloor(way));
+            System.out.printf(Locale.ROOT, "  %-34s %12.1f ns CPU %12.1f ns wall%s%n", name,
+                    measured.cpu(way), measured.wall(way),
+                    ofFloor.isEmpty() ? "" : "  x floor " + ofFloor);
+            times.printf(Locale.ROOT, "%s\t%s\t%d\t%s\t%.1f\t%.1f\t%s\t%d%n", of.name, of.where,
+                    of.size, name, measured.cpu(way), measured.wall(way), ofFloor,
+                    measured.rounds);
             if (name.equals(Case.FLOOR) || name.equals(Case.LIBRARY)) {
                 grown[name.equals(Case.FLOOR) ? 0 : 1] = measured.cpu(way);
             }

@@ -1,5 +1,6 @@
 package zolt.bench;
 
+import java.lang.management.CompilationMXBean;
 import java.lang.management.ManagementFactory;
 import java.lang.management.ThreadMXBean;
 import java.util.Arrays;
@@ -15,6 +16,8 @@ final class Rounds {
     private static final long TURN = 1_000_000; // ns
     private static final int FEWEST = 9;
     private static final int MOST = 5000;
+    private static final CompilationMXBean COMPILER = ManagementFactory.getCompilationMXBean();
+    private static final int QUIET = 10; // rounds
 
     final Case measured;
     final int rounds;
@@ -22,8 +25,8 @@ final class Rounds {
     private final double[][] wall;
 
     /**
-     * Measures for about {@code seconds} a way, after half of that for warming up; for 0 it does
-     * everything once.
+     * Measures for about {@code seconds} a way, after about half of that for warming up; for 0 it
+     * does everything once.
      */
     Rounds(Case measured, double seconds) throws Exception {
         this.measured = measured;
@@ -31,7 +34,7 @@ final class Rounds {
         int[] calls = new int[ways];
         double round = 0;
         for (int way = 0; way < ways; way++) {
-            double once = warmUp(measured.ways.get(way).work(), seconds / 2 * 1e9);
+            double once = warmUp(measured.ways.get(way).work(), seconds / 3 * 1e9);
             calls[way] = seconds == 0 ? 1 : (int) Math.max(1, Math.min(TURN / once, 1e6));
             round += calls[way] * once;
         }
@@ -39,10 +42,29 @@ final class Rounds {
                 : (int) Math.max(FEWEST, Math.min(seconds * 1e9 * ways / round, MOST));
         cpu = new double[ways][rounds];
         wall = new double[ways][rounds];
+        settle(calls, seconds * ways * 1e9);
         for (int i = 0; i < rounds; i++) {
-            for (int way = 0; way < ways; way++) {
-                turn(measured.ways.get(way).work(), way, i, calls[way]);
-            }
+            round(i, calls);
+        }
+    }
+
+    /**
+     * Rounds that do not count, until there are some in which nothing was compiled: what one way's
+     * warming up has compiled for all may have been compiled for that way alone.
+     */
+    private void settle(int[] calls, double most) throws Exception {
+        long start = System.nanoTime();
+        int quiet = 0;
+        while (quiet < QUIET && System.nanoTime() - start < most) {
+            long compiled = COMPILER.getTotalCompilationTime();
+            round(0, calls);
+            quiet = COMPILER.getTotalCompilationTime() == compiled ? quiet + 1 : 0;
+        }
+    }
+
+    private void round(int number, int[] calls) throws Exception {
+        for (int way = 0; way < calls.length; way++) {
+            turn(measured.ways.get(way).work(), way, number, calls[way]);
         }
     }
 
@@ -99,6 +121,11 @@ final class Rounds {
             }
         }
         throw new AssertionError(measured + " has no way " + name);
+    }
+
+    /** The median over the rounds of a way's CPU time to the floor's. */
+    double ofFloor(int way) {
+        return ratio(new Case.Goal(measured.ways.get(way).name(), Case.FLOOR, 0, false), 0.5);
     }
 
     /** The quantile over the rounds of a goal's ratio; 0.5 is what is judged. */
