@@ -102,7 +102,9 @@ walk: ## every native with each of its steps failing in turn, and pairs of them:
 bench: build ## each native beside its floor and beside what Java offers (SECONDS=, LONG=1, ONLY=, DOCUMENT=1)
 	@scripts/deps.sh bench
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
-	@ONLY='$(ONLY)' bench/run.sh $(CURDIR)/build $(CURDIR)/build/bench $(SECONDS) $(if $(LONG),long); \
+	@scripts/deps.sh hadoop >/dev/null 2>&1 || :
+	@hadoop=$$(bench/hadoop/build.sh build/bench/hadoop) && export HADOOP="$$hadoop" || export WITHOUT="$$hadoop"; \
+	  ONLY='$(ONLY)' bench/run.sh $(CURDIR)/build $(CURDIR)/build/bench $(SECONDS) $(if $(LONG),long); \
 	  status=$$?; $(if $(DOCUMENT),bench/document.sh build/bench >docs/performance.md;) exit $$status
 
 bench-calls: build ## the system calls of each native against its floor's, by strace

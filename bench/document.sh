@@ -22,10 +22,19 @@ tables in \`build/bench/\`.
 - **CPU time of the calling thread**, with the wall clock beside it.
 - **The floor** is a native of the benchmark that makes the same system calls and the same JNI calls as
   the library's, in the same order, and nothing else: it checks nothing, logs nothing, guards nothing.
-  Its second form, in C++ alone, shows what the JNI calls cost. The calls of the file system's client
-  are in the floor too. The floor of a listing goes on where it stopped and never reads twice.
+  \`make bench-calls\` compares the system calls of both by strace. Its second form, in C++ alone, shows
+  what the JNI calls cost. The calls of the file system's client are in the floor too. The floor of a listing goes on where it stopped and never reads twice.
+- **Every native has a case** on what is there and one on its error path; a test compares the list with
+  the methods that Java declares. Those without a goal stand among the times only, with what they are of
+  the floor. What takes something away is measured with what puts it there.
 - **Java's way** is what the class library offers for the same answer. Names of a listing are compared
-  in the form that each way has them: bytes here, strings there.
+  in the form that each way has them: bytes here, strings there. Hadoop's RawLocalFileSystem stands
+  beside the library where Maven can get it; owner and mode of a file, and a change of the mode, cost it
+  a process.
+- **No round counts before all is compiled**: the virtual machine compiles in the foreground, and rounds
+  go uncounted until ten in a row have compiled nothing.
+- **The memory of a listing** is what the C library's allocator has given out between two pages of it,
+  and the most that the process has resident while it lasts.
 - The answers of all ways are compared before anything is timed; a test of the suite does that too.
 - Directories are a few seconds old, as a NameNode's are. One that has just changed is read again at
   each continuation (see \`src/dirents/listing.cpp\`), which costs a 4 KiB buffer three to six times
@@ -63,7 +72,11 @@ $(rows "$goals" | grep '^threads' | awk -F '\t' '{
   sub("threads: ", "", $1); sub("floor ", "", $7)
   printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3, $7, $6, $8, $9}')
 
-Two threads are held to 1.9 where the floor reaches that.
+What is judged are medians of $(rows "$goals" | grep -c '^threads.*	2	library') cases on two threads. Where the floor does 1.9 times the work of one thread in
+three quarters of the rounds, the library is held to 1.9. Where the floor's quartiles, in brackets, lie
+on both sides of 1.9, whether it reaches that is chance, and the library is held to 0.98 of what the
+floor does, or to 1.9, whichever is less. Where even the floor's upper quartile is below 1.9, nothing is
+judged: there the kernel, or the machine, does no more.
 
 ## Times
 

@@ -1,6 +1,7 @@
 // What the floors share, and their bare forms.
 #include "floor.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <climits>
@@ -85,6 +86,11 @@ JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*) {
   put =
       jni->GetMethodID(hashMap, "put", "(Ljava/lang/Object;Ljava/lang/Object;)Ljava/lang/Object;");
   return JNI_VERSION_1_6;
+}
+
+JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_heap(JNIEnv*, jclass) {
+  const struct mallinfo2 info = mallinfo2();
+  return static_cast<jlong>(info.uordblks + info.hblkhd);
 }
 
 JNIEXPORT void JNICALL Java_zolt_bench_Floor_mark(JNIEnv* env, jclass, jstring text) {

@@ -42,9 +42,13 @@ public final class Bench {
         Thread.sleep(quick ? 0 : 3100);
     }
 
+    boolean wants(Case one) {
+        return one.toString().matches(ONLY);
+    }
+
     void measure(Case one) throws Exception {
         names.add(one.name);
-        if (!one.toString().matches(ONLY)) {
+        if (!wants(one)) {
             return;
         }
         one.compareAnswers();
@@ -56,11 +60,19 @@ public final class Bench {
     }
 
     void leaveOut(String why) {
-        leftOut.add(why);
+        if (!leftOut.contains(why)) {
+            leftOut.add(why);
+        }
     }
 
-    void scaling(String name, String where, int threads, double floor, double library) {
-        report.scaling(new Case("threads: " + name, where, threads, 1), floor, library);
+    /** What several threads do, in units of what one does, in ascending order. */
+    void scaling(Case of, double[] floor, double[] library) {
+        report.scaling(of, floor, library);
+    }
+
+    void judge(Case of, Case.Goal goal, double ratio, String note) {
+        System.out.printf("%n%s%n", of);
+        report.judge(of, goal, ratio, note);
     }
 
     /** The loop that all ways go through is compiled for many of them before the first counts. */
@@ -79,7 +91,6 @@ public final class Bench {
         boolean good;
         try (Report report = new Report(folder)) {
             Bench bench = new Bench(report, Double.parseDouble(arguments[1]), quick);
-            bench.leaveOut("Hadoop's RawLocalFileSystem: no module of the build yet");
             bench.run(quick ? new int[] {10, 1000}
                     : isLong ? new int[] {10, 1000, 100_000, 1_000_000, 10_000_000}
                     : new int[] {10, 1000, 100_000});
@@ -102,10 +113,15 @@ public final class Bench {
                         : new int[] {1, 100, 100_000});
                 ListingCases.add(this, space, sizes);
                 ErrorCases.add(this, space);
-                if (!quick && ONLY.equals(".*")) {
+                HadoopCases.add(this, space);
+                MemoryCases.add(this, space, 1000, quick ? 2000 : sizes[sizes.length - 1]);
+                if (!quick) {
                     ThreadCases.add(this, space);
                 }
             }
+        }
+        if (!quick) {
+            ThreadCases.addAccounts(this);
         }
         BlockCases.addCounting(this);
         ConfigCases.add(this);

@@ -29,6 +29,9 @@ final class Floor {
 
     private Floor() {}
 
+    /** Bytes that the C library's allocator has given out. */
+    static native long heap();
+
     /** A system call to be found by in a trace. */
     static native void mark(String text);
 
