@@ -143,8 +143,7 @@ JNIEXPORT void JNICALL Java_zolt_bench_Floor_modifyAcl(JNIEnv* env, jclass, jstr
   });
 }
 
-JNIEXPORT void JNICALL Java_zolt_bench_Floor_removeAclEntries(JNIEnv* env, jclass,
-                                                              jstring javaPath,
+JNIEXPORT void JNICALL Java_zolt_bench_Floor_removeAclEntries(JNIEnv* env, jclass, jstring javaPath,
                                                               jbyteArray javaSpec) {
   changeEach(env, javaPath, javaSpec, false, [](List& current, acl_entry_t entry) {
     acl_entry_t found = current.matching(entry);

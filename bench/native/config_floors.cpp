@@ -1,4 +1,5 @@
-// Floors of the configuration, of the record's layout, and of what does nothing unless it is traced.
+// Floors of the configuration, of the record's layout, and of what does nothing unless it is
+// traced.
 #include <mntent.h>
 
 #include <cerrno>
@@ -46,8 +47,8 @@ JNIEXPORT jstring JNICALL Java_zolt_bench_Floor_fsName(JNIEnv* env, jclass, jstr
 }
 
 JNIEXPORT jintArray JNICALL Java_zolt_bench_Floor_format(JNIEnv* env, jclass) {
-  static constexpr jint TABLE[] = {0,  8,  8,  8,  16, 4,  20, 4, 24, 4, 28, 4, 32,
-                                   16, 48, 16, 64, 16, 80, 2, 82, 2, 84, 2, 88, 0};
+  static constexpr jint TABLE[] = {0,  8,  8,  8,  16, 4,  20, 4,  24, 4,  28, 4,  32,
+                                   16, 48, 16, 64, 16, 80, 2,  82, 2,  84, 2,  88, 0};
   constexpr auto length = static_cast<jsize>(sizeof TABLE / sizeof TABLE[0]);
   jintArray array = env->NewIntArray(length);
   env->SetIntArrayRegion(array, 0, length, TABLE);
