@@ -33,6 +33,7 @@ final class HadoopCases {
         Map<String, Callable<Long>> ways =
                 operations(module, file.toString(), directory.toString());
         ZOLTNative.setExtendedAttribute(file.toString(), "user.name-0", new byte[32], (short) 0);
+        bench.settle();
         status(bench, space, file.toString(), ways);
         list(bench, space, directory.toString(), ways.get("listStatus"));
         String path = file.toString();

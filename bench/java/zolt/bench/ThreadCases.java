@@ -51,6 +51,7 @@ final class ThreadCases {
             all.blocks(file);
             all.listing(own);
         }
+        bench.settle();
         all.measure(bench, space.type);
     }
 
