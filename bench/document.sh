@@ -23,7 +23,8 @@ tables in \`build/bench/\`.
 - **The floor** is a native of the benchmark that makes the same system calls and the same JNI calls as
   the library's, in the same order, and nothing else: it checks nothing, logs nothing, guards nothing.
   \`make bench-calls\` compares the system calls of both by strace. Its second form, in C++ alone, shows
-  what the JNI calls cost. The calls of the file system's client are in the floor too. The floor of a listing goes on where it stopped and never reads twice.
+  what the JNI calls cost. The calls of the file system's client are in the floor too. The floor of a
+  listing goes on where it stopped and never reads twice.
 - **Every native has a case** on what is there and one on its error path; a test compares the list with
   the methods that Java declares. Those without a goal stand among the times only, with what they are of
   the floor. What takes something away is measured with what puts it there.
@@ -53,6 +54,8 @@ $(java -version 2>&1 | sed -n '1s/"//gp'); load average $(cut -d' ' -f1 /proc/lo
 Where a goal against Java is missed and the one against the floor is held, the floor itself is above
 it: the column of the quartiles shows how far.
 
+$(sed 's/^/- Left out: /' "$folder/left-out.txt")
+
 ## Goals
 
 | Case | On | Size | Way | x | of | Quartiles, and the floor's own | At most | |
@@ -72,7 +75,7 @@ $(rows "$goals" | grep '^threads' | awk -F '\t' '{
   sub("threads: ", "", $1); sub("floor ", "", $7)
   printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3, $7, $6, $8, $9}')
 
-What is judged are medians of $(rows "$goals" | grep -c '^threads.*	2	library') cases on two threads. Where the floor does 1.9 times the work of one thread in
+What is judged are the medians on two threads. Where the floor does 1.9 times the work of one thread in
 three quarters of the rounds, the library is held to 1.9. Where the floor's quartiles, in brackets, lie
 on both sides of 1.9, whether it reaches that is chance, and the library is held to 0.98 of what the
 floor does, or to 1.9, whichever is less. Where even the floor's upper quartile is below 1.9, nothing is

@@ -19,6 +19,7 @@ final class Report implements AutoCloseable {
     /** Nanoseconds a unit, by size: of the floor and of the library. */
     private record Growth(Case of, Map<Long, double[]> bySize) {}
 
+    private final Path folder;
     private final PrintStream times;
     private final PrintStream goals;
     private final Map<String, Growth> growths = new LinkedHashMap<>();
@@ -26,7 +27,7 @@ final class Report implements AutoCloseable {
     private int missed;
 
     Report(Path folder) throws IOException {
-        Files.createDirectories(folder);
+        this.folder = Files.createDirectories(folder);
         times = new PrintStream(folder.resolve("times.tsv").toFile());
         goals = new PrintStream(folder.resolve("goals.tsv").toFile());
         times.println("case\twhere\tsize\tway\tcpu ns\twall ns\tx floor\trounds");
@@ -138,8 +139,9 @@ final class Report implements AutoCloseable {
     }
 
     /** True when every goal is held. */
-    boolean summary(List<String> leftOut) {
+    boolean summary(List<String> leftOut) throws IOException {
         judgeGrowth();
+        Files.write(folder.resolve("left-out.txt"), leftOut);
         leftOut.forEach(line -> System.out.println("Left out: " + line));
         System.out.printf("%n%d goals held, %d missed%n", held, missed);
         return missed == 0;
