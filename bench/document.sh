@@ -75,11 +75,11 @@ $(rows "$goals" | grep '^threads' | awk -F '\t' '{
   sub("threads: ", "", $1); sub("floor ", "", $7)
   printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3, $7, $6, $8, $9}')
 
-What is judged are the medians on two threads. Where the floor does 1.9 times the work of one thread in
-three quarters of the rounds, the library is held to 1.9. Where the floor's quartiles, in brackets, lie
-on both sides of 1.9, whether it reaches that is chance, and the library is held to 0.98 of what the
-floor does, or to 1.9, whichever is less. Where even the floor's upper quartile is below 1.9, nothing is
-judged: there the kernel, or the machine, does no more.
+What is judged are the medians on two threads, where the floor does 1.9 times the work of one thread.
+Where it does so in three quarters of the rounds (its quartiles are in brackets), the library is held to
+1.9. Where it does so in fewer, 1.9 or a little less is chance, and the library is held to 0.98 of what
+the floor does, or to 1.9, whichever is less. Where the floor's median is below 1.9, nothing is judged:
+there the kernel, or the machine, does no more.
 
 ## Times
 
