@@ -18,7 +18,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 N ?= 300
 
 .PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench bench-calls bench-count lint format tidy install packages clean
+.PHONY: bench bench-calls bench-profile bench-count lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -111,6 +111,11 @@ bench-calls: build ## the system calls of each native against its floor's, by st
 	@scripts/deps.sh bench
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
 	@bench/calls.py build build/bench/calls
+
+bench-profile: build ## where the time of each way goes, by perf: kernel, virtual machine, Java, native (ONLY=)
+	@scripts/deps.sh bench profile
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
+	@ONLY='$(ONLY)' bench/profile.sh build build/bench/profile $(SECONDS)
 
 bench-count: build ## instructions of the core's hot paths against bench/counts.tsv (ACCEPT=1)
 	@scripts/deps.sh bench

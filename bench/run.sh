@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs the benchmark: run.sh BUILD FOLDER SECONDS [long] [quick]. The user databases that it needs
+# Runs the benchmark: run.sh BUILD FOLDER SECONDS [long] [quick] [profile]. The user databases that it needs
 # are mounted over the system's in a mount namespace of its own, where that is allowed. ONLY is a
 # regular expression for the cases to measure; HADOOP is the class path of Hadoop's part, and WITHOUT
-# why there is none.
+# why there is none; PROFILER goes before the virtual machine.
 set -eu
 build=$1 folder=$2
 shift
@@ -10,7 +10,8 @@ mkdir -p "$folder/accounts"
 cp /etc/passwd /etc/group "$folder/accounts/"
 export LD_LIBRARY_PATH=$build/client/local
 # What is hot is compiled at once, and not when a processor is free.
-java=(java -Xms256m -Xmx1g -XX:+UseSerialGC -XX:-BackgroundCompilation
+# shellcheck disable=SC2206  # options, separated by blanks
+java=(${PROFILER-} java -Xms256m -Xmx1g -XX:+UseSerialGC -XX:-BackgroundCompilation
   -cp "$build/bench/classes:$build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar${HADOOP:+:$HADOOP}"
   -Dzolt.bench.hadoop.without="${WITHOUT:-not asked for}"
   -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0"

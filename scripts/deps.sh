@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, bench, hadoop, lint, mutants, coverage) need and
+# deps.sh SET...: installs what the sets (build, test, packages, bench, profile, hadoop, lint, mutants, coverage) need and
 # the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
@@ -44,6 +44,9 @@ for set in "$@"; do
       need getfacl acl
       need strace strace
       need valgrind valgrind
+      ;;
+    profile)
+      need perf linux-perf
       ;;
     hadoop)  # for one part of the benchmark, which is left out without it
       need mvn maven

@@ -10,7 +10,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 /**
  * Every native beside its floor and beside what Java offers. Arguments: the folder for the tables,
  * the seconds a way, and then words: "long" for directories of a million entries and more, "quick"
- * for the comparison of the answers and hardly a measurement.
+ * for the comparison of the answers and hardly a measurement, "profile" for a run under a sampling
+ * profiler.
  */
 public final class Bench {
     // Which cases to measure, as a regular expression for their names.
@@ -19,13 +20,15 @@ public final class Bench {
     private static final boolean MARKED = Boolean.getBoolean("zolt.bench.marked");
 
     private final Report report;
+    private final Profile profile; // null where times are measured
     private final double seconds;
     private final boolean quick;
     private final List<String> leftOut = new ArrayList<>();
     private final Set<String> names = new HashSet<>();
 
-    private Bench(Report report, double seconds, boolean quick) {
+    private Bench(Report report, Profile profile, double seconds, boolean quick) {
         this.report = report;
+        this.profile = profile;
         this.seconds = seconds;
         this.quick = quick;
     }
@@ -54,6 +57,10 @@ public final class Bench {
         one.compareAnswers();
         if (MARKED) {
             one.mark();
+        }
+        if (profile != null) {
+            profile.add(one);
+            return;
         }
         // What is judged by no goal is only to be seen.
         report.add(new Rounds(one, one.goals.isEmpty() ? seconds / 2 : seconds));
@@ -88,9 +95,12 @@ public final class Bench {
         boolean quick = words.contains("quick");
         boolean isLong = words.contains("long");
         ZOLTNative.setDefaultBlockSizeReplication(128 << 20, 3);
+        double seconds = Double.parseDouble(arguments[1]);
         boolean good;
-        try (Report report = new Report(folder)) {
-            Bench bench = new Bench(report, Double.parseDouble(arguments[1]), quick);
+        try (Report report = new Report(folder);
+                Profile profile = words.contains("profile")
+                        ? new Profile(folder.resolve("turns.tsv"), seconds) : null) {
+            Bench bench = new Bench(report, profile, seconds, quick);
             bench.run(quick ? new int[] {10, 1000}
                     : isLong ? new int[] {10, 1000, 100_000, 1_000_000, 10_000_000}
                     : new int[] {10, 1000, 100_000});
@@ -115,12 +125,12 @@ public final class Bench {
                 ErrorCases.add(this, space);
                 HadoopCases.add(this, space);
                 MemoryCases.add(this, space, 1000, quick ? 2000 : sizes[sizes.length - 1]);
-                if (!quick) {
+                if (!quick && profile == null) {
                     ThreadCases.add(this, space);
                 }
             }
         }
-        if (!quick) {
+        if (!quick && profile == null) {
             ThreadCases.addAccounts(this);
         }
         BlockCases.addCounting(this);
