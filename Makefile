@@ -18,7 +18,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 N ?= 300
 
 .PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench bench-calls bench-profile bench-count lint format tidy install packages clean
+.PHONY: bench bench-calls bench-profile bench-ls bench-count lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -116,6 +116,10 @@ bench-profile: build ## where the time of each way goes, by perf: kernel, virtua
 	@scripts/deps.sh bench profile
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
 	@ONLY='$(ONLY)' bench/profile.sh build build/bench/profile $(SECONDS)
+
+bench-ls: build ## zolt ls beside ls -U1 on a directory of a million names
+	@mkdir -p build/bench
+	@bench/ls.py bin/zolt $${TMPDIR:-/var/tmp} 1000000 15 >build/bench/ls.txt; status=$$?; cat build/bench/ls.txt; exit $$status
 
 bench-count: build ## instructions of the core's hot paths against bench/counts.tsv (ACCEPT=1)
 	@scripts/deps.sh bench

@@ -29,7 +29,8 @@ tables in \`build/bench/\`.
   the methods that Java declares. Those without a goal stand among the times only, with what they are of
   the floor. What takes something away is measured with what puts it there.
 - **Java's way** is what the class library offers for the same answer. Names of a listing are compared
-  in the form that each way has them: bytes here, strings there. Hadoop's RawLocalFileSystem stands
+  in the form that each way has them: bytes here, strings there. What is judged is the native, as
+  everywhere; "library, records read" shows it together with a loop over its records in Java. Hadoop's RawLocalFileSystem stands
   beside the library where Maven can get it; owner and mode of a file, and a change of the mode, cost it
   a process.
 - **No round counts before all is compiled**: the virtual machine compiles in the foreground, and rounds
@@ -37,9 +38,10 @@ tables in \`build/bench/\`.
 - **The memory of a listing** is what the C library's allocator has given out between two pages of it,
   and the most that the process has resident while it lasts.
 - The answers of all ways are compared before anything is timed; a test of the suite does that too.
-- Directories are a few seconds old, as a NameNode's are. One that has just changed is read again at
-  each continuation (see \`src/dirents/listing.cpp\`), which costs a 4 KiB buffer three to six times
-  the floor.
+- Files and directories are a few seconds old, as most of a NameNode's are. A directory that has just
+  changed is read again at each continuation (see \`src/dirents/listing.cpp\`), which costs a 4 KiB
+  buffer three to six times the floor; and of a file that has just changed the embedded client lists
+  the attributes again (see \`client/local/marks.h\`), which about doubles a status.
 
 Instruction counts are the guard that does not depend on the machine: \`make bench-count\` runs the hot
 paths of the core under callgrind and compares with [\`bench/counts.tsv\`](../bench/counts.tsv). There,
@@ -64,6 +66,30 @@ $(rows "$goals" | grep -v '^threads' | awk -F '\t' '{
   size = $3 == 0 ? "" : $3
   printf "| %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, size, $4, $6, $5, $7, $8,
     $9 == "held" ? "held" : "**missed**"}')
+
+$(if [ -f "$folder/ls.txt" ]; then
+  printf '\n## The command\n\n'
+  printf '`make bench-ls`: the whole process, from its start to its end, the virtual machine included.\n\n'
+  sed 's/^/    /' "$folder/ls.txt"
+fi)
+
+$(if [ -f "$folder/profile/profile.tsv" ]; then
+  cat <<TEXT
+
+## Where the time goes
+
+What is missed above, way by way: nanoseconds of CPU time a unit, in all and in the kernel, the virtual
+machine's own code, Java code, and native code with the C library (\`make bench-profile\`, which
+samples; a run of its own). A native cannot cost less than the kernel's part of its floor.
+
+| Case | On | Size | Way | CPU | Kernel | JVM | Java | Native |
+|---|---|--:|---|--:|--:|--:|--:|--:|
+TEXT
+  awk -F '\t' 'NR == FNR { if ($9 == "MISSED") missed[$1, $2, $3] = 1; next }
+    ($1, $2, $3) in missed {
+      printf "| %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3 == 0 ? "" : $3, $4, $5,
+        $6, $7, $8, $9 }' "$goals" "$folder/profile/profile.tsv"
+fi)
 
 ## Threads
 

@@ -9,7 +9,7 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /**
  * Every native beside its floor and beside what Java offers. Arguments: the folder for the tables,
- * the seconds a way, and then words: "long" for directories of a million entries and more, "quick"
+ * the seconds a way, and then words: "long" for a directory of ten million entries, "quick"
  * for the comparison of the answers and hardly a measurement, "profile" for a run under a sampling
  * profiler.
  */
@@ -103,7 +103,7 @@ public final class Bench {
             Bench bench = new Bench(report, profile, seconds, quick);
             bench.run(quick ? new int[] {10, 1000}
                     : isLong ? new int[] {10, 1000, 100_000, 1_000_000, 10_000_000}
-                    : new int[] {10, 1000, 100_000});
+                    : new int[] {10, 1000, 100_000, 1_000_000});
             good = report.summary(bench.leftOut);
         }
         System.exit(good || words.contains("quick") ? 0 : 1);
@@ -124,7 +124,7 @@ public final class Bench {
                 ListingCases.add(this, space, sizes);
                 ErrorCases.add(this, space);
                 HadoopCases.add(this, space);
-                MemoryCases.add(this, space, 1000, quick ? 2000 : sizes[sizes.length - 1]);
+                MemoryCases.add(this, space, 1000, quick ? 2000 : 1_000_000);
                 if (!quick && profile == null) {
                     ThreadCases.add(this, space);
                 }

@@ -10,14 +10,17 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.SimpleFileVisitor;
 import java.nio.file.attribute.BasicFileAttributes;
+import java.util.Arrays;
 import java.util.EnumSet;
 import java.util.concurrent.TimeUnit;
+import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** Listings through buffers of three sizes, counts, and a listing with each entry's status. */
 final class ListingCases {
     private static final int[] BUFFERS = {4 << 10, 64 << 10, 1 << 20};
     private static final String[] BUFFER_NAMES = {"4 KiB", "64 KiB", "1 MiB"};
+    private static final String WITH_STATUS = "listing and fast status";
     private static final String STREAM = "newDirectoryStream";
     private static final String STREAM_NAMES = "newDirectoryStream, names";
     private static final String READ = "library, records read";
@@ -34,19 +37,38 @@ final class ListingCases {
 
     static void add(Bench bench, Workspace space, int[] sizes) throws Exception {
         for (int entries : sizes) {
-            Path directory = space.directory("entries-" + entries, entries);
-            bench.settle();
-            try {
-                for (int i = 0; i < BUFFERS.length; i++) {
-                    listing(bench, space, directory, entries, i);
-                }
-                count(bench, space, directory, entries);
-                if (entries <= 1000) {
-                    withStatus(bench, space, directory, entries);
-                }
-            } finally {
-                Workspace.delete(directory);
+            if (isWanted(bench, space, entries)) {
+                add(bench, space, entries);
             }
+        }
+    }
+
+    /** Large directories are not made for nothing. */
+    private static boolean isWanted(Bench bench, Workspace space, int entries) {
+        return Stream.concat(Arrays.stream(BUFFER_NAMES).map(size -> "listing, " + size),
+                        Stream.of("count", WITH_STATUS))
+                .anyMatch(name -> bench.wants(new Case(name, space.type, entries, entries)));
+    }
+
+    private static void add(Bench bench, Workspace space, int entries) throws Exception {
+        Path directory;
+        try {
+            directory = space.directory("entries-" + entries, entries);
+        } catch (IOException e) {
+            bench.leaveOut(entries + " entries on " + space.type + ": " + e.getMessage());
+            return;
+        }
+        bench.settle();
+        try {
+            for (int i = 0; i < BUFFERS.length; i++) {
+                listing(bench, space, directory, entries, i);
+            }
+            count(bench, space, directory, entries);
+            if (entries <= 1000) {
+                withStatus(bench, space, directory, entries);
+            }
+        } finally {
+            Workspace.delete(directory);
         }
     }
 
@@ -217,7 +239,7 @@ final class ListingCases {
         String path = directory.toString();
         ByteBuffer buffer = Workspace.direct(64 << 10);
         ByteBuffer record = Workspace.direct(88);
-        Case both = new Case("listing and fast status", space.type, entries, entries)
+        Case both = new Case(WITH_STATUS, space.type, entries, entries)
                 .floor(() -> statuses(Floor::list, (file, to) -> Floor.fast(file, to, 0), path,
                         buffer, record))
                 .library(() -> statuses(LIBRARY, (file, to) ->

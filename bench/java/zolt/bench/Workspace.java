@@ -3,11 +3,12 @@ package zolt.bench;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.FileVisitResult;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.SimpleFileVisitor;
+import java.nio.file.attribute.BasicFileAttributes;
 import java.nio.file.attribute.PosixFilePermissions;
-import java.util.Comparator;
-import java.util.stream.Stream;
 
 /** A folder of files to measure on, on one file system, removed at the end. */
 final class Workspace implements AutoCloseable {
@@ -35,10 +36,16 @@ final class Workspace implements AutoCloseable {
         return Files.write(folder.resolve(name), new byte[bytes]);
     }
 
+    /** A directory of empty files; none where there is no room for all of them. */
     Path directory(String name, int entries) throws IOException {
         Path directory = Files.createDirectory(folder.resolve(name));
-        for (int i = 0; i < entries; i++) {
-            Files.createFile(directory.resolve("part-" + i));
+        try {
+            for (int i = 0; i < entries; i++) {
+                Files.createFile(directory.resolve("part-" + i));
+            }
+        } catch (IOException e) {
+            delete(directory);
+            throw e;
         }
         return directory;
     }
@@ -48,11 +55,24 @@ final class Workspace implements AutoCloseable {
     }
 
     static void delete(Path tree) throws IOException {
-        try (Stream<Path> paths = Files.walk(tree)) {
-            for (Path path : (Iterable<Path>) paths.sorted(Comparator.reverseOrder())::iterator) {
-                Files.delete(path);
+        Files.walkFileTree(tree, new SimpleFileVisitor<>() {
+            @Override
+            public FileVisitResult visitFile(Path file, BasicFileAttributes attributes)
+                    throws IOException {
+                Files.delete(file);
+                return FileVisitResult.CONTINUE;
             }
-        }
+
+            @Override
+            public FileVisitResult postVisitDirectory(Path directory, IOException failure)
+                    throws IOException {
+                if (failure != null) {
+                    throw failure;
+                }
+                Files.delete(directory);
+                return FileVisitResult.CONTINUE;
+            }
+        });
     }
 
     @Override
