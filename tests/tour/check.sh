@@ -64,6 +64,7 @@ grep -q $'\e' <<<"$output" && fail 'an escape in a pipe'
 script -qec "$work/prefix/bin/zolt tour $work/shown" /dev/null </dev/null | grep -q $'\e\[1;36mWhat is in' ||
   fail 'no colour on a terminal'
 output=$("$work/prefix/bin/zolt" tour "$work/nowhere" 2>&1)
-[ $? -eq 1 ] && [ "$output" = "zolt: $work/nowhere is no directory" ] || fail "nowhere: $output"
+[ $? -eq 4 ] && [ "$output" = "zolt: $work/nowhere: No such file or directory: failed to open directory" ] ||
+  fail "nowhere: $output"
 [ -z "$(compgen -G '/tmp/zolt-tour-*')" ] || fail "the tour left something behind"
 exit $failed

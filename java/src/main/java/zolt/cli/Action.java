@@ -77,7 +77,9 @@ abstract class Action implements Callable<Integer> {
         for (String path : paths) {
             try {
                 step.take(path);
-            } catch (IOException | Failure | IllegalArgumentException e) {
+            } catch (Output.Lost e) {
+                throw e;
+            } catch (IOException | Failure | RuntimeException e) {
                 session.fail(path, e);
             }
         }

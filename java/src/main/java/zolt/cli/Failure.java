@@ -39,11 +39,12 @@ final class Failure extends Exception {
 
     /**
      * The library says "system's text: what it was about". What repeats the path is left out: the line
-     * begins with it.
+     * begins with it; and so is the separator before nothing.
      */
     private static String reason(String path, String message) {
         int separator = message.indexOf(SEPARATOR);
-        return separator >= 0 && message.indexOf(path, separator) >= 0
-                ? message.substring(0, separator) : message;
+        return separator >= 0 && (message.indexOf(path, separator) >= 0
+                || separator + SEPARATOR.length() == message.length())
+                        ? message.substring(0, separator) : message;
     }
 }

@@ -40,7 +40,15 @@ final class FileSystemChecks {
         }
         findings.ok("status", path + " is a directory of " + status.owner());
         mount();
-        tried("listing", "zolt why " + path, () -> DirectoryListing.count(path) + " entries");
+        tried("listing", "zolt why " + path, () -> {
+            int entries = 0;
+            try (DirectoryListing listing = DirectoryListing.open(path)) {
+                while (listing.advance()) {
+                    entries++;
+                }
+            }
+            return entries + (entries == 1 ? " entry" : " entries");
+        });
         Path file;
         try {
             file = Files.createTempFile(Paths.get(path), ".zolt-doctor-", "");

@@ -1,5 +1,7 @@
 package zolt.cli;
 
+import java.nio.file.Files;
+import java.nio.file.Paths;
 import java.util.List;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Parameters;
@@ -18,6 +20,10 @@ final class LinkCommand extends Action {
     @Override
     void run() {
         forEach(paths, path -> {
+            FileOperations.inode(path, false);
+            if (!Files.isSymbolicLink(Paths.get(path))) {
+                throw new Failure(Exit.FAILED, "no symbolic link");
+            }
             byte[] target = FileOperations.linkTarget(path);
             if (json) {
                 out.line(new Json().put("path", path).put("target", target).toString());

@@ -2,11 +2,11 @@ package zolt.cli;
 
 import java.io.IOException;
 import java.io.PrintStream;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Parameters;
+import zolt.fs.DirectoryListing;
 import zolt.tour.Tour;
 
 @Command(name = "tour", description = "Show what the library does, on a directory and on files of its"
@@ -22,10 +22,13 @@ final class TourCommand extends Action {
 
     @Override
     void run() throws IOException, Failure {
-        Path path = Paths.get(directory).toAbsolutePath().normalize();
-        if (!Files.isDirectory(path)) {
-            throw new Failure(Exit.FAILED, directory + " is no directory");
+        try {
+            DirectoryListing.open(directory).close();
+        } catch (IOException e) {
+            session.fail(directory, e);
+            return;
         }
+        Path path = Paths.get(directory).toAbsolutePath().normalize();
         PrintStream page = new PrintStream(out, true, "UTF-8");
         try {
             Tour.take(page, session.outIsTerminal, path, Rights.now().has(Rights.SETUID, Rights.SETGID));

@@ -10,6 +10,7 @@ import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import zolt.fs.ExtendedAttributes;
+import zolt.fs.FileOperations;
 
 /** Extended attributes; each verb is a command of its own. */
 final class XattrCommand {
@@ -77,7 +78,8 @@ final class XattrCommand {
         }
     }
 
-    @Command(name = "list", description = "Show all attributes but those of a lease, as getfattr(1) does.",
+    @Command(name = "list", description = {"Show all attributes but those of a lease, as getfattr(1) does.",
+        "Those whose values the user may not read are left out."},
             footer = {"", "Example: zolt xattr list /srv/data/part-0000"})
     static final class List_ extends Action {
         @Option(names = {"-e", "--encoding"}, paramLabel = "FORM", description = FORM)
@@ -93,6 +95,7 @@ final class XattrCommand {
         @Override
         void run() {
             forEach(paths, path -> {
+                FileOperations.inode(path, false); // a listing's own failure does not say what it is
                 Map<String, byte[]> all = ExtendedAttributes.of(path).all();
                 if (json) {
                     Json values = new Json();
