@@ -142,6 +142,9 @@ tidy:
 
 install: build ## into PREFIX (/usr/local), below DESTDIR
 	@cmake --install build --prefix $(PREFIX)
+	@[ -n '$(DESTDIR)' ] || { cd $(PREFIX)/share/java && rm -f zolt.jsa && \
+	  ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new ../../bin/zolt ls -l / && \
+	  mv zolt.new zolt.jsa; } >/dev/null 2>&1 || true  # a quick start; it works without
 
 # The folder of libraries is the distribution's; changing it compiles nothing again.
 packages: build ## build/packages/: .deb and .rpm of library, command and embedded client
