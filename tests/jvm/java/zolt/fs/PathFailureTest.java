@@ -147,6 +147,26 @@ class PathFailureTest {
     }
 
     @Test
+    void stickyDirectoriesKeepWhatIsNotOnesOwn() throws Exception {
+        FileOperations.setPermissions(files.directory, 01777);
+        PathFailure failure = asNobody(files.inner, Access.REMOVE).orElseThrow();
+        assertEquals(Reason.STICKY, failure.reason());
+        assertEquals(files.directory, failure.component());
+        assertEquals(Optional.empty(), failure.refused());
+        assertTrue(failure.explain().endsWith("which is root's"), failure::explain);
+        assertEquals(Optional.empty(), PathFailure.of(files.inner, Access.REMOVE));
+        Fixture.run("chown", "-h", "nobody", files.inner);
+        assertEquals(Optional.empty(), asNobody(files.inner, Access.REMOVE));
+        Fixture.run("chown", "root", files.inner);
+        Fixture.run("chown", "nobody", files.directory);
+        assertEquals(Optional.empty(), asNobody(files.inner, Access.REMOVE));
+        assertEquals(Reason.MOUNT_POINT,
+                PathFailure.of("/proc", Access.REMOVE).orElseThrow().reason());
+        assertEquals(Reason.MISSING,
+                PathFailure.of(files.directory + "/none", Access.REMOVE).orElseThrow().reason());
+    }
+
+    @Test
     void whatIsMissingIsSaid() throws Exception {
         PathFailure failure = asNobody(files.directory + "/none/below", Access.READ).orElseThrow();
         assertEquals(Reason.MISSING, failure.reason());

@@ -5,12 +5,16 @@ import zolt.fs.Acl;
 import zolt.fs.AclEntry;
 import zolt.fs.PathFailure;
 
-/** What would permit what a component refuses: the smallest change of its list for this user. */
+/** What would permit what is refused: the smallest change of a list for this user, or another mount. */
 final class Remedy {
     private Remedy() {}
 
-    /** A command line, or null where no change of a list helps. */
+    /** A command line, or null where none helps. */
     static String of(PathFailure failure) {
+        if (failure.mountPoint().isPresent()) {
+            return "mount -o remount," + (failure.reason() == PathFailure.Reason.READ_ONLY ? "rw " : "exec ")
+                    + quoted(failure.mountPoint().get());
+        }
         AclEntry deciding = failure.decidingEntry().orElse(null);
         if (deciding == null || !failure.refused().isPresent()) {
             return null;

@@ -12,14 +12,15 @@ import zolt.fs.PathFailure;
 import zolt.fs.ThreadIdentity;
 
 @Command(name = "why", description = {"Say which component of a path refuses access, which owner, mode"
-    + " or ACL entry is the reason, and what would permit it.", "The exit code is 0 where nothing"
+    + " or ACL entry, sticky directory or mount is the reason, and what would permit it.", "The exit code is 0 where nothing"
         + " refuses, 3 where something does, 4 where something is not there."}, footer = {"",
             "Example: zolt why --as alice --for w /srv/data/part-0000"})
 final class WhyCommand extends Action {
     /** What is to be done with the path. */
     enum Purpose {
         look(PathFailure.Access.LOOK, "look at"), r(PathFailure.Access.READ, "read"),
-        w(PathFailure.Access.WRITE, "write"), x(PathFailure.Access.EXECUTE, "execute or search");
+        w(PathFailure.Access.WRITE, "write"), x(PathFailure.Access.EXECUTE, "execute or search"),
+        d(PathFailure.Access.REMOVE, "remove");
 
         final PathFailure.Access access;
         final String verb;
@@ -31,8 +32,8 @@ final class WhyCommand extends Action {
     }
 
     @Option(names = "--for", paramLabel = "WHAT", defaultValue = "r",
-            description = "r: to read it (default); w: to write it; x: to execute or search it; look: to"
-                    + " see its status.")
+            description = "r: to read it (default); w: to write it; x: to execute or search it; d: to"
+                    + " remove or rename it; look: to see its status.")
     Purpose purpose;
 
     @Parameters(paramLabel = "PATH", arity = "1..*", description = "What is refused.")
@@ -62,12 +63,12 @@ final class WhyCommand extends Action {
 
     private static int code(PathFailure failure) {
         switch (failure.reason()) {
-            case REFUSED:
-                return Exit.DENIED;
             case MISSING:
                 return Exit.NOT_FOUND;
-            default:
+            case OTHER:
                 return Exit.FAILED;
+            default:
+                return Exit.DENIED;
         }
     }
 
@@ -88,12 +89,12 @@ final class WhyCommand extends Action {
         PathFailure failure = found.get();
         object.put("reason", failure.reason().name().toLowerCase())
                 .put("component", failure.component()).put("explanation", failure.explain());
-        if (failure.reason() == PathFailure.Reason.REFUSED) {
+        if (failure.reason() == PathFailure.Reason.REFUSED
+                || failure.reason() == PathFailure.Reason.STICKY) {
             object.put("owner", failure.owner()).put("group", failure.group())
                     .put("mode", String.format("%04o", failure.mode() & 07777))
-                    .put("entry", failure.decidingEntry().map(AclEntry::toString).orElse(null))
-                    .put("remedy", Remedy.of(failure));
+                    .put("entry", failure.decidingEntry().map(AclEntry::toString).orElse(null));
         }
-        return object;
+        return object.put("remedy", Remedy.of(failure));
     }
 }

@@ -3,6 +3,8 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Paths;
 import java.util.Optional;
@@ -33,7 +35,9 @@ public final class PathFailure {
         /** To write it, or to make and remove files in it. */
         WRITE(AclEntry.WRITE, "write"),
         /** To execute it, or to search it. */
-        EXECUTE(AclEntry.EXECUTE, "execute");
+        EXECUTE(AclEntry.EXECUTE, "execute"),
+        /** To remove or rename it, itself and not what a symbolic link leads to: to write its directory. */
+        REMOVE(AclEntry.WRITE, "remove");
 
         final int bit;
         final String verb;
@@ -50,6 +54,14 @@ public final class PathFailure {
         MISSING,
         /** Owner, mode or access control list of the component refuse. */
         REFUSED,
+        /** The component is on a file system that is mounted read-only. */
+        READ_ONLY,
+        /** The component is on a file system that is mounted with the option "noexec". */
+        NO_EXEC,
+        /** The component is a sticky directory: only its owner removes what is not his own. */
+        STICKY,
+        /** A file system is mounted on what is to be removed. */
+        MOUNT_POINT,
         /** Anything else: see {@link #explain}. */
         OTHER
     }
@@ -62,6 +74,7 @@ public final class PathFailure {
     private static final int ALL_BITS = 7;
     private static final int GROUP_CLASS = 0070;
     private static final int ANY_EXECUTE = 0111;
+    private static final int STICKY_BIT = 01000;
 
     private final String path;
     private final ThreadIdentity who;
@@ -77,6 +90,10 @@ public final class PathFailure {
     private boolean described;
     private Acl acl = Acl.of();
     private AclEntry deciding;
+    private Mount mount;
+    /** What is to be removed, and whose it is. */
+    private String removed;
+    private long removedUid;
 
     private PathFailure(String path, Access access) throws IOException {
         this.path = path;
@@ -151,17 +168,22 @@ public final class PathFailure {
             int slash = absolute.indexOf('/', end);
             String next = slash < 0 ? absolute : absolute.substring(0, slash);
             end = slash < 0 ? -1 : slash + 1;
+            boolean remove = access == Access.REMOVE && links == 0 && end < 0;
             try {
-                FileOperations.inode(next, true);
+                FileOperations.inode(next, !remove);
             } catch (IOException e) {
                 blame(last, next, e, links);
                 return;
+            }
+            if (remove) {
+                removed = next;
+                break;
             }
             last = next;
         }
         if (access != Access.LOOK) {
             component = last;
-            refused = access;
+            refused = access == Access.REMOVE ? Access.WRITE : access;
         }
     }
 
@@ -220,13 +242,38 @@ public final class PathFailure {
                 superuser.close();
             }
         }
-        if (reason == null && (overrides(refused.bit) || granted())) {
-            return Optional.empty();
-        }
         if (reason == null) {
-            reason = Reason.REFUSED;
+            reason = obstacle();
         }
-        return Optional.of(this);
+        return reason == null ? Optional.empty() : Optional.of(this);
+    }
+
+    /** In the order in which a change of rights does not help, helps, and does not help enough. */
+    private Reason obstacle() {
+        FileType type = FileType.ofMode(mode);
+        if (mount != null && mount.isReadOnly() && refused == Access.WRITE
+                && (type == FileType.FILE || type == FileType.DIRECTORY)) {
+            return Reason.READ_ONLY;
+        }
+        if (mount != null && mount.isNoExec() && refused == Access.EXECUTE && type == FileType.FILE) {
+            return Reason.NO_EXEC;
+        }
+        if (!overrides(refused.bit) && !granted()) {
+            return Reason.REFUSED;
+        }
+        if (access != Access.REMOVE) {
+            return null;
+        }
+        if ((mode & STICKY_BIT) != 0 && who.uid() != uid && removed != null && who.uid() != removedUid
+                && !who.has(ThreadIdentity.CAP_FOWNER)) {
+            return Reason.STICKY;
+        }
+        return removed == null || isMountPoint(removed) ? Reason.MOUNT_POINT : null;
+    }
+
+    private static boolean isMountPoint(String path) {
+        return !Files.isSymbolicLink(Paths.get(path))
+                && Mount.of(path).filter(mount -> mount.isAt(path)).isPresent();
     }
 
     private void look() throws IOException {
@@ -240,6 +287,13 @@ public final class PathFailure {
         described = true;
         if (refused != null) {
             deciding = decide(refused.bit);
+        }
+        if (refused == Access.WRITE || refused == Access.EXECUTE) {
+            mount = Mount.of(component).orElse(null);
+        }
+        if (removed != null) {
+            removedUid = Integer.toUnsignedLong((Integer) Files.getAttribute(Paths.get(removed),
+                    "unix:uid", LinkOption.NOFOLLOW_LINKS));
         }
     }
 
@@ -485,6 +539,23 @@ public final class PathFailure {
     }
 
     /**
+     * Where the file system is mounted that refuses as a whole.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(file, 0600);
+     * PathFailure failure = PathFailure.of(file, "nobody", PathFailure.Access.READ).get();
+     * System.out.println(failure.mountPoint().isPresent()); // prints: false
+     * }</pre>
+     *
+     * @return the mount point; empty unless the reason is {@link Reason#READ_ONLY} or
+     *     {@link Reason#NO_EXEC}
+     */
+    public Optional<String> mountPoint() {
+        return reason == Reason.READ_ONLY || reason == Reason.NO_EXEC ? Optional.of(mount.point())
+                : Optional.empty();
+    }
+
+    /**
      * The entry that refuses.
      *
      * <pre>{@code
@@ -515,6 +586,17 @@ public final class PathFailure {
                 return component + " does not exist";
             case REFUSED:
                 return refusal();
+            case READ_ONLY:
+                return "no one may write " + component + ": " + mount.point() + " is mounted read-only";
+            case NO_EXEC:
+                return "no one may execute " + component + ": " + mount.point() + " is mounted noexec";
+            case STICKY:
+                return mayNot("remove " + removed + " from " + component) + "the directory is sticky, and "
+                        + Accounts.userOrId(who.uid()) + " owns neither it nor what is to be removed,"
+                        + " which is " + Accounts.userOrId(removedUid) + "'s";
+            case MOUNT_POINT:
+                return "no one may remove " + (removed == null ? component : removed)
+                        + ": a file system is mounted there";
             default:
                 return component + ": " + error;
         }
@@ -523,13 +605,18 @@ public final class PathFailure {
     private String refusal() {
         String user = Accounts.userOrId(who.uid());
         boolean directory = FileType.ofMode(mode) == FileType.DIRECTORY;
-        String verb = directory && refused == Access.EXECUTE ? Access.LOOK.verb : refused.verb;
-        String text = user + " may not " + verb + " " + component + " ("
-                + FileStatus.modeText(mode, !acl.isMinimal()) + " " + owner() + " " + group() + "): ";
+        String verb = directory && refused == Access.EXECUTE ? Access.LOOK.verb
+                : removed != null ? "remove anything from" : refused.verb;
+        String text = mayNot(verb + " " + component);
         if (deciding == null || granted()) {
             return text + error;
         }
         return text + (acl.isMinimal() ? reasonOfMode(user) : reasonOfList(user));
+    }
+
+    private String mayNot(String what) {
+        return Accounts.userOrId(who.uid()) + " may not " + what + " ("
+                + FileStatus.modeText(mode, !acl.isMinimal()) + " " + owner() + " " + group() + "): ";
     }
 
     private String reasonOfMode(String user) {

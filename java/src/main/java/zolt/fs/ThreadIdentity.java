@@ -23,6 +23,7 @@ public final class ThreadIdentity {
     /** Numbers of capabilities(7). */
     static final int CAP_DAC_OVERRIDE = 1;
     static final int CAP_DAC_READ_SEARCH = 2;
+    static final int CAP_FOWNER = 3;
 
     private static final int HEX = 16;
 
