@@ -151,9 +151,10 @@ packages: build ## build/packages/: .deb and .rpm of library, command and embedd
 	@scripts/deps.sh packages
 	@cmake --preset release -DCMAKE_INSTALL_LIBDIR=lib64 >/dev/null
 	@cd build && cpack -G RPM >/dev/null
-	@cmake --preset release -DCMAKE_INSTALL_LIBDIR=lib/$$(g++ -print-multiarch) >/dev/null
+	@cmake --preset release -DZOLT_DEBIAN=ON \
+	  -DCMAKE_INSTALL_LIBDIR=lib/$$(g++ -print-multiarch) >/dev/null
 	@cd build && cpack -G DEB >/dev/null
-	@cmake --preset release -UCMAKE_INSTALL_LIBDIR >/dev/null
+	@cmake --preset release -UCMAKE_INSTALL_LIBDIR -UZOLT_DEBIAN >/dev/null
 	@ls build/packages/*.deb build/packages/*.rpm
 
 clean: ## remove build/

@@ -1,5 +1,6 @@
 # Packages: the library with its jar, the command, and the embedded client, which a site with a ZOLT
 # file system leaves out.
+set(PACKAGING ${PROJECT_SOURCE_DIR}/cmake/packages)
 set(CPACK_PACKAGE_NAME zolthadoop)
 set(CPACK_PACKAGE_VENDOR "zolthadoop developers")
 set(CPACK_PACKAGE_CONTACT "zolthadoop developers <zolthadoop@localhost>")
@@ -12,16 +13,18 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 
 set(LIBRARY_SUMMARY "HDFS namespace on a ZOLT file system: the native library")
 set(LIBRARY_TEXT
-  "The native library and the Java classes by which a Hadoop HDFS NameNode keeps its namespace on a
- ZOLT parallel file system. It needs that file system's client library, libzolt.so.")
+  "The native library and the Java classes by which a Hadoop HDFS NameNode keeps
+ its namespace on a ZOLT parallel file system. It needs that file system's
+ client library, libzolt.so.")
 set(COMMAND_SUMMARY "files of a ZOLT file system as the NameNode sees them")
 set(COMMAND_TEXT
-  "The command zolt: listings, status, block locations, ACLs, attributes and leases, with the rights of
- any user; why a path is refused; and whether a machine is fit to run a NameNode.")
+  "The command zolt: listings, status, block locations, ACLs, attributes and
+ leases, with the rights of any user; why a path is refused; and whether a
+ machine is fit to run a NameNode.")
 set(CLIENT_SUMMARY "embedded ZOLT client for one machine")
 set(CLIENT_TEXT
-  "A libzolt.so over any local file system, for trying things out and for tests. A site with a ZOLT file
- system installs that file system's own client instead.")
+  "A libzolt.so over any local file system, for trying things out and for tests.
+ A site with a ZOLT file system installs that file system's own client instead.")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -40,9 +43,9 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS
   "libzolthadoop (>= ${PROJECT_VERSION}), default-jre-headless | java8-runtime-headless, libslf4j-java, libpicocli-java")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS bash-completion)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_SOURCE_DIR}/bin/package/postinst
-  ${PROJECT_SOURCE_DIR}/bin/package/postrm
-  ${PROJECT_SOURCE_DIR}/bin/package/triggers)
+  ${PACKAGING}/postinst
+  ${PACKAGING}/postrm
+  ${PACKAGING}/triggers)
 set(CPACK_DEBIAN_COMMAND_DESCRIPTION "${COMMAND_SUMMARY}\n${COMMAND_TEXT}")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME libzolt-local)
 set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION libs)
@@ -63,8 +66,8 @@ set(CPACK_RPM_COMMAND_PACKAGE_NAME zolt-tools)
 set(CPACK_RPM_COMMAND_PACKAGE_ARCHITECTURE noarch)
 set(CPACK_RPM_COMMAND_PACKAGE_REQUIRES
   "libzolthadoop >= ${PROJECT_VERSION}, java-headless >= 1.8, slf4j, picocli")
-set(CPACK_RPM_COMMAND_POST_INSTALL_SCRIPT_FILE ${PROJECT_SOURCE_DIR}/bin/package/postinst)
-set(CPACK_RPM_COMMAND_POST_UNINSTALL_SCRIPT_FILE ${PROJECT_SOURCE_DIR}/bin/package/postrm)
+set(CPACK_RPM_COMMAND_POST_INSTALL_SCRIPT_FILE ${PACKAGING}/postinst)
+set(CPACK_RPM_COMMAND_POST_UNINSTALL_SCRIPT_FILE ${PACKAGING}/postrm)
 set(CPACK_RPM_COMMAND_PACKAGE_SUMMARY "${COMMAND_SUMMARY}")
 set(CPACK_RPM_COMMAND_PACKAGE_DESCRIPTION "${COMMAND_TEXT}")
 set(CPACK_RPM_CLIENT_PACKAGE_NAME libzolt-local)
@@ -75,10 +78,31 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
   /usr/share/java /usr/share/bash-completion /usr/share/bash-completion/completions
   /usr/share/man /usr/share/man/man1)
 
+# On Debian the license is the system's file, and what people read is compressed.
+set(MANUAL ${PROJECT_SOURCE_DIR}/docs/man/zolt.1)
+set(COPYRIGHT ${PROJECT_SOURCE_DIR}/LICENSE)
+if(ZOLT_DEBIAN)
+  set(COPYRIGHT ${PACKAGING}/copyright)
+  set(CHANGELOG ${PROJECT_BINARY_DIR}/debian/changelog.gz)
+  file(STRINGS ${PACKAGING}/changelog NEWEST LIMIT_COUNT 1)
+  if(NOT NEWEST MATCHES "\\(${PROJECT_VERSION}\\)")
+    message(FATAL_ERROR "cmake/packages/changelog has no entry for ${PROJECT_VERSION}")
+  endif()
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/debian)
+  execute_process(COMMAND gzip -9nc ${PACKAGING}/changelog OUTPUT_FILE ${CHANGELOG}
+    COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND gzip -9nc ${MANUAL} OUTPUT_FILE ${PROJECT_BINARY_DIR}/debian/zolt.1.gz
+    COMMAND_ERROR_IS_FATAL ANY)
+  set(MANUAL ${PROJECT_BINARY_DIR}/debian/zolt.1.gz)
+endif()
+install(FILES ${MANUAL} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command)
 foreach(package IN ITEMS "library;libzolthadoop" "command;zolt-tools" "client;libzolt-local")
   list(GET package 0 component)
   list(GET package 1 name)
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
-    RENAME copyright COMPONENT ${component})
+  set(DOCUMENTS ${CMAKE_INSTALL_DATADIR}/doc/${name})
+  install(FILES ${COPYRIGHT} DESTINATION ${DOCUMENTS} RENAME copyright COMPONENT ${component})
+  if(ZOLT_DEBIAN)
+    install(FILES ${CHANGELOG} DESTINATION ${DOCUMENTS} COMPONENT ${component})
+  endif()
 endforeach()
 include(CPack)

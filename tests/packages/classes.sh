@@ -16,8 +16,8 @@ mkdir "$scratch/cache"
 moved() { sed "s,/usr/bin/zolt,$scratch/usr/bin/zolt,; s,/var/cache,$scratch/cache,; s,!= /usr \],!= $scratch/usr ]," "$1"; }
 here=$(cd "$(dirname "$0")/../.." && pwd)
 moved "$here/bin/zolt" >"$scratch/usr/bin/zolt"
-moved "$here/bin/package/postinst" >"$scratch/postinst"
-moved "$here/bin/package/postrm" >"$scratch/postrm"
+moved "$here/cmake/packages/postinst" >"$scratch/postinst"
+moved "$here/cmake/packages/postrm" >"$scratch/postrm"
 zolt=$scratch/usr/bin/zolt
 ends() { output=$(/bin/sh "$@" 2>&1) && [ -z "$output" ] || fail "$* ended with $?: $output"; }
 used() {  # whether classes of the command come from the file
