@@ -189,11 +189,13 @@ class WhyTest extends CliFixture {
     @Test
     void mountsRefuseAsTheKernelDoes() throws Exception {
         String script = "set -e; cd \"$1\"; mkdir 'm m' hidden; mount -t tmpfs none 'm m'; chmod 1777 'm m';"
-                + " cd 'm m'; for d in rw ro noexec deep deep/ro; do mkdir $d; touch $d/f; chmod 777 $d $d/f;"
+                + " cd 'm m'; for d in rw ro noexec deep deep/ro super; do mkdir $d; touch $d/f; chmod 777 $d $d/f;"
                 + " done; mkfifo -m 777 ro/pipe; install -m 755 /dev/null noexec/own; ln -s ../ro/f rw/link;"
                 + " mount --bind ro ro; mount -o remount,bind,ro ro;"
                 + " mount --bind noexec noexec; mount -o remount,bind,noexec noexec;"
                 + " mount --bind deep/ro deep/ro; mount -o remount,bind,ro deep/ro;"
+                + " mount -t tmpfs none super; install -m 777 /dev/null super/f; mount -o remount,ro super;"
+                + " mount -o remount,bind,rw super;"
                 + " mount --bind deep deep; mkdir -p deep/ro; cd ../hidden; mkdir in; touch in/f;"
                 + " chmod 777 in in/f; mount --bind in in; mount -o remount,bind,ro in; cd ..;"
                 + " mount -t tmpfs none hidden; mkdir hidden/in; touch hidden/in/f; chmod 777 hidden/in hidden/in/f";
@@ -201,7 +203,7 @@ class WhyTest extends CliFixture {
             Assumptions.assumeTrue(mayMount(), "this process may not mount");
             Tool.sh(script, dir.toString());
             List<String> asked = Tool.lines("find", dir.toString());
-            assertEquals(18, asked.size(), asked.toString());
+            assertEquals(20, asked.size(), asked.toString());
             for (String user : new String[] {"root", "nobody"}) {
                 for (int purpose = 1; purpose < TESTS.length; purpose++) {
                     List<String> lines = Cli.run(Tool.with(asked, "why", "--json", "--as", user, "--for",
