@@ -7,7 +7,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp -L "$LIBRARY" "$CLIENT" "$work"
 chmod -R a+rX "$work"
-LD_LIBRARY_PATH=$work "$JAVA" -XX:+UseSerialGC -Xcheck:jni -ea \
+# What a test mounts is gone with the process, however it ends.
+private=()
+! unshare --mount true 2>/dev/null || private=(unshare --mount)
+LD_LIBRARY_PATH=$work "${private[@]}" "$JAVA" -XX:+UseSerialGC -Xcheck:jni -ea \
   -Dzolt.library="$work/$(basename "$LIBRARY")" -Dzolt.man="$MAN" \
   -Dorg.slf4j.simpleLogger.defaultLogLevel=off org.junit.platform.console.ConsoleLauncher \
   --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors --fail-if-no-tests \
