@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 #include <stdexcept>
+#include <string>
 
 #include "jni/errors.h"
 #include "jni/io_exception.h"
@@ -34,7 +35,8 @@ void translate(JNIEnv* env) {
   try {
     throw;
   } catch (const IOException& error) {
-    handle_error(env, error.code(), error.what());
+    // A string, unlike a view, refuses a text that is null: that ends in the last resort below.
+    handle_error(env, error.code(), std::string(error.what()));
   } catch (const std::overflow_error& error) {
     ZOLT_ERROR(error.what());
     throwBufferOverflow(env);
