@@ -190,7 +190,7 @@ class WhyTest extends CliFixture {
     void mountsRefuseAsTheKernelDoes() throws Exception {
         String script = "set -e; cd \"$1\"; mkdir 'm m' hidden; mount -t tmpfs none 'm m'; chmod 1777 'm m';"
                 + " cd 'm m'; for d in rw ro noexec deep deep/ro super; do mkdir $d; touch $d/f; chmod 777 $d $d/f;"
-                + " done; mkfifo -m 777 ro/pipe; install -m 755 /dev/null noexec/own; ln -s ../ro/f rw/link;"
+                + " done; mkfifo -m 777 ro/pipe; install -m 755 /dev/null noexec/own; ln -s ../ro rw/link;"
                 + " mount --bind ro ro; mount -o remount,bind,ro ro;"
                 + " mount --bind noexec noexec; mount -o remount,bind,noexec noexec;"
                 + " mount --bind deep/ro deep/ro; mount -o remount,bind,ro deep/ro;"
