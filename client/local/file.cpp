@@ -1,7 +1,11 @@
 #include "file.h"
 
+#include <fcntl.h>
 #include <sys/statfs.h>
 #include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 namespace zolt_local {
 
@@ -21,6 +25,14 @@ long File::fileSystemType() const {
   struct statfs system {};
   const int result = path_ != nullptr ? statfs(path_, &system) : fstatfs(fd_, &system);
   return result == 0 ? system.f_type : 0;
+}
+
+PinnedFile::PinnedFile(const char* path) : fd_(open(path, O_PATH | O_CLOEXEC)) {
+  std::snprintf(link_.data(), link_.size(), "/proc/self/fd/%d", fd_);
+}
+
+PinnedFile::~PinnedFile() {
+  if (isOpen()) close(fd_);
 }
 
 }  // namespace zolt_local

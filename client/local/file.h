@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 
 namespace zolt_local {
@@ -14,6 +15,9 @@ class File {
   explicit File(const char* path) : path_(path) {}
   explicit File(int fd) : fd_(fd) {}
 
+  /// Null for one by descriptor.
+  const char* path() const { return path_; }
+
   int stat(struct stat& st) const;
   ssize_t getAttribute(const char* name, void* value, size_t size) const;
   ssize_t listAttributes(char* names, size_t size) const;
@@ -23,6 +27,24 @@ class File {
  private:
   const char* path_ = nullptr;
   int fd_ = -1;
+};
+
+/// The file that a path leads to at this moment, held for the length of a scope (open(2), O_PATH:
+/// it need not be readable).
+class PinnedFile {
+ public:
+  explicit PinnedFile(const char* path);
+  ~PinnedFile();
+  PinnedFile(const PinnedFile&) = delete;
+  PinnedFile& operator=(const PinnedFile&) = delete;
+
+  bool isOpen() const { return fd_ >= 0; }
+  /// By a path that leads to this very file, whatever happens to its own (proc(5)).
+  File file() const { return File(link_.data()); }
+
+ private:
+  int fd_;
+  std::array<char, 32> link_{};
 };
 
 }  // namespace zolt_local

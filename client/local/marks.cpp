@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <optional>
 #include <string_view>
 
 #include "kept.h"
@@ -55,12 +56,6 @@ bool stampsChanges(const File& file) {
   }
 }
 
-// A path may have come to mean another file by the time that the names were read.
-bool isStill(const File& file, const Version& version) {
-  struct stat st;
-  return file.stat(st) == 0 && versionOf(st) == version;
-}
-
 // The names of a file's attributes, as far as they fit.
 class Names {
  public:
@@ -93,20 +88,58 @@ Marks marksWithoutNames(const File& file) {
   return (has(ACCESS_ACL) || has(DEFAULT_ACL) ? HAS_ACL : 0) | MAY_KEEP_REPLICATION | MAY_KEEP_BGF;
 }
 
+// Nothing when they do not fit, or cannot be read.
+std::optional<Marks> readMarks(const File& file) {
+  const Names names(file);
+  if (!names.areKnown()) return std::nullopt;
+  return marksFrom(names);
+}
+
+// In place of a file's marks: it was met once; or it lies where changes are not stamped.
+constexpr Marks MET = 8;
+constexpr Marks UNSTAMPED = 16;
+
+// Reads the marks of an open file that has this version, and remembers them.
+std::optional<Marks> learn(const File& open, const Version& version) {
+  if (!stampsChanges(open)) {
+    slotOf(version).keep(version, UNSTAMPED);
+    return std::nullopt;
+  }
+  const std::optional<Marks> marks = readMarks(open);
+  if (marks) slotOf(version).keep(version, *marks);
+  return marks;
+}
+
+// The same for a file by its path, as long as that leads to the version.
+std::optional<Marks> learnByPath(const char* path, const Version& version) {
+  const PinnedFile pinned(path);
+  struct stat st;
+  if (!pinned.isOpen() || pinned.file().stat(st) != 0 || versionOf(st) != version)
+    return std::nullopt;
+  return learn(pinned.file(), version);
+}
+
 }  // namespace
 
 Marks marksOf(const File& file, const struct stat& st) {
   const Version version = versionOf(st);
   Slot& slot = slotOf(version);
-  Marks marks = 0;
-  if (slot.find(version, marks)) return marks;
+  Marks known = 0;
+  const bool isMet = slot.find(version, known);
+  if (isMet && (known & (MET | UNSTAMPED)) == 0) return known;
+
   // Times come in units of up to two seconds.
-  const bool isSettled = st.st_ctim.tv_sec + 2 < std::time(nullptr);
-  const Names names(file);
-  if (!names.areKnown()) return marksWithoutNames(file);
-  marks = marksFrom(names);
-  if (isSettled && stampsChanges(file) && isStill(file, version)) slot.keep(version, marks);
-  return marks;
+  if (st.st_ctim.tv_sec + 2 < std::time(nullptr)) {
+    if (!isMet) {
+      slot.keep(version, MET);
+    } else if (known == MET) {
+      const char* path = file.path();
+      const auto learned = path != nullptr ? learnByPath(path, version) : learn(file, version);
+      if (learned) return *learned;
+    }
+  }
+  const std::optional<Marks> marks = readMarks(file);
+  return marks ? *marks : marksWithoutNames(file);
 }
 
 }  // namespace zolt_local

@@ -37,12 +37,23 @@ void store(const Record& record, char* memory) {
   memcpy(memory, &record, FIELDS<Record>);
 }
 
-// What requests about the data of a file begin with.
-int readRegular(int fd, struct stat& st, Replication& replication) {
+int statRegular(int fd, struct stat& st) {
   if (fstat(fd, &st) != 0) return -1;
-  if (!S_ISREG(st.st_mode)) return fail(EINVAL);
+  return S_ISREG(st.st_mode) ? 0 : fail(EINVAL);
+}
+
+// What requests begin with that look at the data of a file.
+int readRegular(int fd, struct stat& st, Replication& replication) {
+  if (statRegular(fd, st) != 0) return -1;
   const File file(fd);
   return replicationOf(file, marksOf(file, st), cluster(), replication);
+}
+
+// What is going to be written in part is not taken from memory.
+int readToWrite(int fd, Replication& replication) {
+  struct stat st;
+  if (statRegular(fd, st) != 0) return -1;
+  return replicationOf(File(fd), MAY_KEEP_REPLICATION, cluster(), replication);
 }
 
 // Replication
@@ -69,9 +80,8 @@ bool isGoodReplication(const char* memory) {
 }
 
 int setReplication(int fd, char* memory) {
-  struct stat st;
   Replication replication{};
-  if (readRegular(fd, st, replication) != 0) return -1;
+  if (readToWrite(fd, replication) != 0) return -1;
   zolt_set_replication_record record;
   load(record, memory);
   replication.wanted = static_cast<uint8_t>(record.dataReplicas);
@@ -85,9 +95,8 @@ bool isGoodRestripe(const char* memory) {
 }
 
 int restripe(int fd, char* /*memory*/) {
-  struct stat st;
   Replication replication{};
-  if (readRegular(fd, st, replication) != 0) return -1;
+  if (readToWrite(fd, replication) != 0) return -1;
   replication.placed = replication.wanted;
   return writeReplication(fd, replication);
 }
