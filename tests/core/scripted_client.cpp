@@ -18,6 +18,20 @@ int delegate(const char* name, int fd, void* request) {
   return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name))(fd, request);
 }
 
+using StatByPath = decltype(zolt_stat_x);
+using StatByDescriptor = decltype(zolt_fstat_x);
+
+// Passes an extended stat on; under a script, it is written down and its mask spoilt.
+template <class Function, class Which>
+int watched(const char* name, ScriptedClient::Stat asked, Which which, unsigned int* mask,
+            zolt_iattr64* buffer, size_t length) {
+  if (script != nullptr) script->watch(std::move(asked));
+  auto* next = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+  const int result = next(which, mask, buffer, length);
+  if (script != nullptr) *mask = ~0U;
+  return result;
+}
+
 template <class Field>
 void put(void* request, size_t offset, const Field& field) {
   std::memcpy(static_cast<char*>(request) + offset, &field, sizeof field);
@@ -95,4 +109,14 @@ int zolt_fcntl(int fd, void* request) {
 int zolt_restripe_file(int fd, void* request) {
   if (zolt::test::script != nullptr) return zolt::test::script->take(true, fd, request);
   return zolt::test::delegate("zolt_restripe_file", fd, request);
+}
+
+int zolt_stat_x(const char* path, unsigned int* mask, zolt_iattr64* buffer, size_t length) {
+  return zolt::test::watched<zolt::test::StatByPath>("zolt_stat_x", {path, -1, *mask, length}, path,
+                                                     mask, buffer, length);
+}
+
+int zolt_fstat_x(int fd, unsigned int* mask, zolt_iattr64* buffer, size_t length) {
+  return zolt::test::watched<zolt::test::StatByDescriptor>("zolt_fstat_x", {"", fd, *mask, length},
+                                                           fd, mask, buffer, length);
 }

@@ -6,14 +6,15 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zolt.h"
 
 namespace zolt::test {
 
-/// For its lifetime, on every thread, takes the calls of zolt_fcntl and zolt_restripe_file. One at
-/// a time, and calls one after the other.
+/// For its lifetime, on every thread, takes the calls of zolt_fcntl and zolt_restripe_file, and
+/// looks on at the extended stats. One at a time, and calls one after the other.
 class ScriptedClient {
  public:
   /// Fills in the replies of a request and says what the call returns.
@@ -40,13 +41,26 @@ class ScriptedClient {
   /// The answers to come for which no call was made.
   size_t left() const { return answers_.size(); }
 
+  /// What an extended stat was asked with.
+  struct Stat {
+    std::string path;  // empty for a descriptor's
+    int fd;            // -1 for a path's
+    unsigned int mask;
+    size_t length;
+    bool operator==(const Stat&) const = default;
+  };
+  /// Each was passed on, and its mask set to what nobody asks for when it came back.
+  const std::vector<Stat>& stats() const { return stats_; }
+
   /// The client's side.
+  void watch(Stat asked) { stats_.push_back(std::move(asked)); }
   int take(bool restripe, int fd, void* request);
 
  private:
   std::deque<Answer> answers_;
   Answer otherwise_;
   std::vector<Call> calls_;
+  std::vector<Stat> stats_;
 };
 
 /// A call that returns `result` with that errno.

@@ -10,6 +10,7 @@
 #include "acl_bytes.h"
 #include "faults.h"
 #include "log_capture.h"
+#include "scripted_client.h"
 #include "temp_dir.h"
 
 namespace zolt {
@@ -166,6 +167,24 @@ TEST_F(StatTest, TheExtendedAttributesAreTheClients) {
     EXPECT_EQ(5, attr.ia_size);
     EXPECT_TRUE(log.lines().empty()) << log.all();
   }
+}
+
+// The client takes the mask and the room for the record from its caller, and may write to both.
+TEST_F(StatTest, TheClientIsAskedWithAnEmptyMaskAndRoomForOneRecord) {
+  const std::string file = dir_.file("file", "12345");
+  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const test::ScriptedClient client;
+  for (int round = 0; round < 2; ++round) {
+    zolt_iattr64 attr{};
+    EXPECT_EQ(0, getStatX(file.c_str(), attr));
+    EXPECT_EQ(0, getStatX(fd, attr));
+    EXPECT_EQ(5, attr.ia_size);
+  }
+  close(fd);
+  using Stat = test::ScriptedClient::Stat;
+  const Stat byPath{file, -1, 0, 264};
+  const Stat byDescriptor{"", fd, 0, 264};
+  EXPECT_EQ((std::vector{byPath, byDescriptor, byPath, byDescriptor}), client.stats());
 }
 
 TEST_F(StatTest, TheErrorsOfTheClientAreTheCallers) {
