@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,6 +33,44 @@ std::string setfsidLine(const void* account, const std::string& change) {
 TEST_F(IdentityTest, TheDaemonIsTheProcessAsItWasLoaded) {
   EXPECT_EQ(geteuid(), FSAccount::daemonUid);
   EXPECT_EQ(getegid(), FSAccount::daemonGid);
+}
+
+// The raw system calls change the calling thread alone, the C library's every thread.
+TEST_F(IdentityTest, TheDaemonStaysWhoItWasWhenAThreadBecomesAnother) {
+  withAccounts([] {
+    ASSERT_EQ(0, syscall(SYS_setresgid, -1, 70002, -1));
+    ASSERT_EQ(70002U, getegid());
+    zolt_fault_arm("syscall_setgroups", 0, 0, 0);
+    { const FSAccount account("alice"); }
+    EXPECT_EQ(1, zolt_fault_calls("syscall_setgroups"))
+        << "hers is the thread's group, and not the daemon's";
+    ASSERT_EQ(0, syscall(SYS_setresuid, -1, 70001, -1));
+    ASSERT_EQ(70001U, identity().fsuid);
+    { const FSAccount daemon{FSAccount::DaemonAtEnd()}; }
+    EXPECT_EQ(0U, identity().fsuid);
+    EXPECT_EQ(0U, identity().fsgid);
+    EXPECT_EQ(0U, FSAccount::daemonUid);
+    EXPECT_EQ(0U, FSAccount::daemonGid);
+  });
+}
+
+TEST_F(IdentityTest, TheDaemonStaysWhoItWasWhenTheProcessBecomesAnother) {
+  ASSERT_EQ(0, setegid(70002));
+  ASSERT_EQ(0, seteuid(70001));
+  const ThreadIdentity became = identity();
+  ThreadIdentity ended;
+  onThread([&] {
+    { const FSAccount daemon{FSAccount::DaemonAtEnd()}; }
+    ended = identity();
+  });
+  EXPECT_EQ(0, seteuid(0));
+  EXPECT_EQ(0, setegid(0));
+  EXPECT_EQ(70001U, became.fsuid);
+  EXPECT_EQ(70002U, became.fsgid);
+  EXPECT_EQ(0U, ended.fsuid);
+  EXPECT_EQ(0U, ended.fsgid);
+  EXPECT_EQ(0U, FSAccount::daemonUid);
+  EXPECT_EQ(0U, FSAccount::daemonGid);
 }
 
 TEST_F(IdentityTest, AnAccountSwitchesAndRestores) {
