@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <set>
@@ -237,6 +238,25 @@ TEST_F(ListingTest, SteppingBackSeeksOrRewinds) {
   ASSERT_EQ(list(none), 1);
   EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
   EXPECT_EQ(zolt_fault_calls("rewinddir"), 1);
+}
+
+// The first position that is not the beginning.
+TEST_F(ListingTest, APositionOfOneIsOneToGoBackTo) {
+  for (const char* name : {"aa", "bb", "cc"})
+    dir.file(name);
+  const Entries wanted = expected(dir.path());
+  zolt_fault_clear();
+  zolt_fault_numbered_entries(1);
+  Entries all;
+  for (int call = 1; call <= 3; ++call) {
+    std::vector<char> one(4 + 14 + 2);
+    EXPECT_EQ(list(one), call < 3 ? 1 : 0) << call;
+    for (const auto& entry : parse(one))
+      EXPECT_TRUE(all.insert(entry).second) << entry.first << " came twice";
+    EXPECT_EQ(zolt_fault_calls("seekdir"), std::min(call, 2));
+  }
+  EXPECT_EQ(zolt_fault_calls("rewinddir"), 0);
+  EXPECT_EQ(all, wanted);
 }
 
 // What a directory was when it was read ahead is only of use while it stays so.

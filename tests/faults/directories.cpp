@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <vector>
 
 #include "faults.h"
 #include "injector.h"
@@ -18,6 +19,12 @@ thread_local const char* mountTable = nullptr;
 thread_local long long directorySize = 0;
 thread_local int entryType = -1;
 thread_local int strayErrno = 0;
+thread_local bool numbered = false;
+thread_local std::vector<off_t> positions;  // the real ones, of the entries read so far
+
+bool isDots(const dirent& entry) {
+  return strcmp(entry.d_name, ".") == 0 || strcmp(entry.d_name, "..") == 0;
+}
 
 }  // namespace
 
@@ -29,6 +36,10 @@ void zolt_fault_directory_size(long long size) {
 }
 void zolt_fault_entry_type(int type) {
   entryType = type;
+}
+void zolt_fault_numbered_entries(int on) {
+  numbered = on != 0;
+  positions.clear();
 }
 void zolt_fault_stray_errno(int error) {
   strayErrno = error;
@@ -45,7 +56,13 @@ dirent* readdir(DIR* stream) {
   static auto* real = faults::next<dirent*(DIR*)>("readdir");
   if (faults::fails(Call::readdir)) return nullptr;
   dirent* entry = real(stream);
+  while (numbered && entry != nullptr && isDots(*entry))
+    entry = real(stream);
   if (entry == nullptr) return nullptr;
+  if (numbered) {
+    positions.push_back(entry->d_off);
+    entry->d_off = static_cast<off_t>(positions.size());
+  }
   if (entryType >= 0) entry->d_type = static_cast<unsigned char>(entryType);
   if (strayErrno != 0) errno = strayErrno;
   return entry;
@@ -55,12 +72,16 @@ dirent* readdir(DIR* stream) {
 void seekdir(DIR* stream, long position) {
   static auto* real = faults::next<void(DIR*, long)>("seekdir");
   static_cast<void>(faults::fails(Call::seekdir));
-  real(stream, position);
+  if (!numbered) return real(stream, position);
+  const auto read = static_cast<size_t>(position);
+  real(stream, positions.at(read - 1));
+  positions.resize(read);
 }
 
 void rewinddir(DIR* stream) {
   static auto* real = faults::next<void(DIR*)>("rewinddir");
   static_cast<void>(faults::fails(Call::rewinddir));
+  if (numbered) positions.clear();
   real(stream);
 }
 

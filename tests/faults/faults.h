@@ -35,6 +35,13 @@ void zolt_fault_directory_size(long long size);
 /* Every directory entry is of this type (d_type); -1: no more. */
 void zolt_fault_entry_type(int type);
 
+/*
+ * Directories are of a file system that numbers its entries from 1 and lists neither "." nor "..",
+ * as some in user space do: d_off of the nth entry is n, and so is the position to seek. One stream
+ * at a time; 0: no more.
+ */
+void zolt_fault_numbered_entries(int numbered);
+
 /* A readdir that finds an entry leaves this errno all the same; 0: no more. */
 void zolt_fault_stray_errno(int error);
 

@@ -62,6 +62,7 @@ void zolt_fault_clear(void) {
   zolt_fault_mount_table(nullptr);
   zolt_fault_directory_size(0);
   zolt_fault_entry_type(-1);
+  zolt_fault_numbered_entries(0);
   zolt_fault_stray_errno(0);
   zolt_fault_xattr_names(nullptr, 0);
   zolt_fault_xattr_lengths(-1, -1);
