@@ -1,8 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <utility>
 
 #include "file_status_fixture.h"
 #include "log_capture.h"
@@ -48,6 +51,46 @@ TEST_F(FileStatusChangeTest, TheFullFormNeedsBothTimesLater) {
                 log.has(LOG_TRACE, "not changed: " + file_ + " mtime: 100,500 ctime: 100,500"))
           << log.all();
     }
+  }
+}
+
+TEST_F(FileStatusChangeTest, AnUnchangedFileIsTracedWithBothItsTimes) {
+  attribute(96, 8, 100);
+  attribute(104, 8, 500);
+  attribute(120, 8, 200);
+  attribute(128, 8, 700);
+  const std::string line = "not changed: " + file_ + " mtime: 100,500 ctime: 200,700";
+  const std::pair<FileTime, FileTime> cases[] = {// ctime, mtime
+                                                 {{200, 700}, NEVER},
+                                                 {NEVER, {100, 500}},
+                                                 {{200, 700}, {100, 500}}};
+  for (const auto& [ctime, mtime] : cases) {
+    Memory memory;
+    const LogCapture log;
+    EXPECT_FALSE(getFileStatus(file_.c_str(), true, true, ctime, mtime, memory.source()).written);
+    EXPECT_EQ(std::vector{line}, log.bodies(LOG_TRACE));
+  }
+  Memory memory;
+  const LogCapture log;
+  EXPECT_FALSE(getFileStatusFast(file_.c_str(), true, {200, 700}, memory.source()).written);
+  EXPECT_TRUE(log.lines().empty()) << log.all();
+}
+
+// A caller that polls need not bring a buffer that could hold the record.
+TEST_F(FileStatusChangeTest, AnUnchangedFileNeedsNoBuffer) {
+  constexpr FileTime EVER{INT64_MAX, 0};
+  for (const unsigned long capacity : {0UL, 1UL, 87UL}) {
+    Memory memory(capacity);
+    const LogCapture log;
+    for (const StatusAnswer& answer :
+         {getFileStatus(file_.c_str(), true, true, EVER, NEVER, memory.source()),
+          getFileStatus(file_.c_str(), true, true, NEVER, EVER, memory.source()),
+          getFileStatusFast(file_.c_str(), true, EVER, memory.source())}) {
+      EXPECT_FALSE(answer.written);
+      EXPECT_EQ(0, answer.error);
+    }
+    EXPECT_EQ(0, memory.asked());
+    EXPECT_TRUE(log.bodies(LOG_ERROR).empty()) << log.all();
   }
 }
 
@@ -118,6 +161,33 @@ TEST_F(FileStatusChangeTest, ANewerModificationAloneIsNoChangeToTheFullForm) {
   bool changed = false;
   EXPECT_EQ(0, isCMTimeChanged(file_.c_str(), true, ctime, NEVER, changed));
   EXPECT_TRUE(changed);
+}
+
+TEST_F(FileStatusChangeTest, ALinkHasTimesOfItsOwnAndItsTargetsWhenFollowed) {
+  const std::string link = dir_ / "link";
+  ASSERT_EQ(0, symlink("file", link.c_str()));
+  const std::string dangling = dir_ / "dangling";
+  ASSERT_EQ(0, symlink("nowhere", dangling.c_str()));
+  const timespec of2000[] = {{2000, 0}, {2000, 0}};
+  const timespec of1000[] = {{1000, 0}, {1000, 0}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, file_.c_str(), of2000, 0));
+  for (const std::string& each : {link, dangling})
+    ASSERT_EQ(0, utimensat(AT_FDCWD, each.c_str(), of1000, AT_SYMLINK_NOFOLLOW));
+  constexpr FileTime EVER{INT64_MAX, 0};
+  const auto changed = [&](const std::string& path, bool followLink, int64_t since) {
+    bool answer = false;
+    EXPECT_EQ(0, isCMTimeChanged(path.c_str(), followLink, EVER, {since, 0}, answer));
+    return answer;
+  };
+  EXPECT_TRUE(changed(link, true, 1999));
+  EXPECT_FALSE(changed(link, true, 2000));
+  for (const std::string& each : {link, dangling}) {
+    EXPECT_TRUE(changed(each, false, 999)) << each;
+    EXPECT_FALSE(changed(each, false, 1000)) << each;
+  }
+  bool answer = false;
+  EXPECT_EQ(ENOENT, isCMTimeChanged(dangling.c_str(), true, NEVER, NEVER, answer));
+  EXPECT_FALSE(answer);
 }
 
 // A file that was changed after it was modified, as after a chmod: each time has its own to meet.

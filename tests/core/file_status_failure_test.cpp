@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -96,6 +97,22 @@ TEST_F(FileStatusFailureTest, LinksAreFollowedWhenAsked) {
   expectError(ELOOP, full(link, false));
   EXPECT_TRUE(log.has(LOG_DEBUG, "open failed with 40 for " + link)) << log.all();
   expectWritten(full(file_, false));
+}
+
+// Not followed, a link that leads nowhere is there, and is no file to open.
+TEST_F(FileStatusFailureTest, ADanglingLinkIsMissingOnlyWhenFollowed) {
+  const std::string link = dir_ / "link";
+  ASSERT_EQ(0, symlink("nowhere", link.c_str()));
+  for (const bool super : {false, true}) {
+    alwaysSuper = super;
+    const LogCapture log(LOG_DEBUG);
+    expectError(ELOOP, full(link, false));
+    EXPECT_EQ(1, std::ranges::count(log.bodies(LOG_DEBUG), "open failed with 40 for " + link));
+    expectError(ENOENT, full(link, true));
+    EXPECT_TRUE(log.has(LOG_DEBUG, super ? "open failed with 2 for " + link
+                                         : "stat failed with 2 for " + link + " followLink 1"))
+        << log.all();
+  }
 }
 
 TEST_F(FileStatusFailureTest, MissingPathsAreEnoentHoweverTheyAreMissing) {

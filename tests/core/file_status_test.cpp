@@ -70,6 +70,39 @@ TEST_F(FileStatusTest, AFileInItsFastForm) {
   EXPECT_EQ(0U, log.bodies(LOG_TRACE)[0].find("path: " + file_ + " ino: ")) << log.all();
 }
 
+// No two members have the same value, so each must stand where its name does.
+TEST_F(FileStatusTest, BothFormsTraceEveryMemberByItsName) {
+  const int fd = open(file_.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(0, setBGF(fd, 4));
+  close(fd);
+  ASSERT_EQ(0, setxattr(file_.c_str(), "user.lease.holder", "client", 6, 0));
+  attribute(12, 4, 0100640);
+  attribute(16, 8, 71);
+  attribute(24, 8, 72);
+  attribute(32, 8, 73);
+  attribute(56, 8, 74);
+  attribute(72, 8, 75);
+  attribute(80, 8, 76);
+  attribute(96, 8, 77);
+  attribute(104, 8, 78);
+  attribute(REPLICATION_AT, 1, 79);
+  attribute(120, 8, 80);
+  attribute(128, 8, 81);
+  attribute(BLOCK_SIZE_AT, 4, 4096);
+  attribute(184, 4, 1);
+  const std::string common =
+      "path: " + file_ +
+      " ino: 73 size: 74 mode 33184 uid: 71 gid 72 mtime: 77,78 ctime: 80,81 blocksize ";
+  {
+    const LogCapture log;
+    expectWritten(full(file_));
+    EXPECT_TRUE(log.has(LOG_TRACE, common + "16384 rep 79 acl 4096 lease 6 bgf 4")) << log.all();
+  }
+  const LogCapture log;
+  expectWritten(fast(file_));
+  EXPECT_EQ(std::vector{common + "0 rep 0 acl 4096 lease 0 bgf 0"}, log.bodies(LOG_TRACE));
+}
+
 TEST_F(FileStatusTest, WhatIsNoRegularFileHasNoBlocks) {
   defaultBlockSize = 4096;
   attribute(REPLICATION_AT, 1, 3);

@@ -10,6 +10,7 @@ import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.nio.file.attribute.FileTime;
@@ -62,13 +63,13 @@ class StatusTest extends StatusFixture {
         for (int i = 86; i < buffer.capacity(); i++) {
             assertEquals(FILLER, buffer.get(i), "byte " + i);
         }
-        Log.expectMatch(Level.TRACE, "path: " + file + " ino: \\d+ size: 5 mode \\d+ uid: 0 gid 0 "
-                + "mtime: \\d+,\\d+ ctime: \\d+,\\d+ blocksize 8192 rep 3 acl 0 lease 0 bgf 0");
+        Log.expectAmong(Level.TRACE, statusLine() + " blocksize 8192 rep 3 acl 0 lease 0 bgf 0");
     }
 
     @Test
     void aFileInItsFastForm() throws Exception {
         assertEquals(1, ZOLTNative.getFileStatusFastNative(file.toString(), true, buffer, 0, 0));
+        Log.expect(Level.TRACE, statusLine() + " blocksize 0 rep 0 acl 0 lease 0 bgf 0");
         assertEquals(attribute(file, "ino"), buffer.getLong(INODE));
         assertEquals(5, buffer.getLong(SIZE));
         assertEquals(0, buffer.getShort(ACL));
@@ -109,6 +110,7 @@ class StatusTest extends StatusFixture {
 
     @Test
     void anUnchangedFileIsZeroAndNoExceptionAndNoWrite() throws Exception {
+        Files.setLastModifiedTime(file, FileTime.fromMillis(1_000_500));
         Instant ctime = ctime(file);
         Instant mtime = mtime(file);
         String path = file.toString();
@@ -122,8 +124,7 @@ class StatusTest extends StatusFixture {
             Log.clear();
             assertEquals(0, ZOLTNative.getFileStatusNative(path, true, true, buffer, times[0],
                     times[1], times[2], times[3]));
-            Log.expectMatch(Level.TRACE,
-                    "not changed: " + path + " mtime: \\d+,\\d+ ctime: \\d+,\\d+");
+            Log.expectAmong(Level.TRACE, "not changed: " + path + times());
         }
         assertEquals(0, ZOLTNative.getFileStatusFastNative(path, true, buffer,
                 ctime.getEpochSecond(), ctime.getNano()));
@@ -135,18 +136,40 @@ class StatusTest extends StatusFixture {
                 ctime.getEpochSecond(), ctime.getNano() - 1));
     }
 
+    /** The buffer of a file that did not change is not looked at, whatever it is. */
+    @Test
+    void anUnchangedFileNeedsNoUsableBuffer() throws Exception {
+        String path = file.toString();
+        for (ByteBuffer each : new ByteBuffer[] {ByteBuffer.allocate(100),
+            ByteBuffer.allocateDirect(87), ByteBuffer.allocateDirect(0),
+            buffer.asReadOnlyBuffer()}) {
+            Log.clear();
+            assertEquals(0, ZOLTNative.getFileStatusNative(path, true, true, each, Long.MAX_VALUE, 0,
+                    Long.MAX_VALUE, 0));
+            assertEquals(0, ZOLTNative.getFileStatusNative(path, true, true, each, Long.MAX_VALUE, 0,
+                    0, 0));
+            assertEquals(0, ZOLTNative.getFileStatusNative(path, true, true, each, 0, 0,
+                    Long.MAX_VALUE, 0));
+            assertEquals(0,
+                    ZOLTNative.getFileStatusFastNative(path, true, each, Long.MAX_VALUE, 0));
+            Log.expect(Level.ERROR);
+        }
+        expectUntouched();
+    }
+
     @Test
     void oneLaterTimeIsAChangeToTheTest() throws Exception {
+        Files.setLastModifiedTime(file, FileTime.fromMillis(1_000_500));
         Instant ctime = ctime(file);
         Instant mtime = mtime(file);
         String path = file.toString();
         assertFalse(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
                 ctime.getNano(), mtime.getEpochSecond(), mtime.getNano()));
-        Log.expectAmong(Level.TRACE, bodyOfStat());
+        Log.expect(Level.TRACE, bodyOfStat());
         Log.clear();
         assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
                 ctime.getNano(), mtime.getEpochSecond(), mtime.getNano() - 1));
-        Log.expectMatch(Level.TRACE, "path: " + path + " mtime: \\d+,\\d+ ctime: \\d+,\\d+");
+        Log.expect(Level.TRACE, bodyOfStat(), "path: " + path + times());
         assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, ctime.getEpochSecond(),
                 ctime.getNano() - 1, mtime.getEpochSecond(), mtime.getNano()));
         assertTrue(ZOLTNative.isCMTimeChangedNative(path, true, 0, 0, 0, 0));
@@ -154,10 +177,19 @@ class StatusTest extends StatusFixture {
 
     /** The one trace line of a file's stat that found nothing changed. */
     private String bodyOfStat() throws IOException {
+        return "path: " + file + " ino: " + attribute(file, "ino") + " uid: 0 gid: 0" + times();
+    }
+
+    /** The trace line of a record, up to what the two forms differ in. */
+    private String statusLine() throws IOException {
+        return "path: " + file + " ino: " + attribute(file, "ino") + " size: 5 mode "
+                + attribute(file, "mode") + " uid: 0 gid 0" + times();
+    }
+
+    private String times() throws IOException {
         Instant ctime = ctime(file);
         Instant mtime = mtime(file);
-        return "path: " + file + " ino: " + attribute(file, "ino") + " uid: 0 gid: 0 mtime: "
-                + mtime.getEpochSecond() + "," + mtime.getNano() + " ctime: "
+        return " mtime: " + mtime.getEpochSecond() + "," + mtime.getNano() + " ctime: "
                 + ctime.getEpochSecond() + "," + ctime.getNano();
     }
 
@@ -187,7 +219,7 @@ class StatusTest extends StatusFixture {
         Path link = Files.createSymbolicLink(dir.resolve("link"), file);
         assertEquals(attribute(file, "ino"), ZOLTNative.getINum(file.toString(), true));
         assertEquals(attribute(file, "ino"), ZOLTNative.getINum(link.toString(), true));
-        assertEquals(Files.getAttribute(link, "unix:ino", java.nio.file.LinkOption.NOFOLLOW_LINKS),
+        assertEquals(Files.getAttribute(link, "unix:ino", LinkOption.NOFOLLOW_LINKS),
                 ZOLTNative.getINum(link.toString(), false));
     }
 
@@ -223,5 +255,34 @@ class StatusTest extends StatusFixture {
         Log.expectAmong(Level.DEBUG, "open failed with 40 for " + link);
         assertFalse(ZOLTNative.isCMTimeChangedNative(link.toString(), false, Long.MAX_VALUE, 0,
                 Long.MAX_VALUE, 0));
+    }
+
+    /** Not followed, a link is a path like any other to what needs not open it. */
+    @Test
+    void aLinkThatIsNotFollowedIsWhatItIsItself() throws Exception {
+        Path link = Files.createSymbolicLink(dir.resolve("link"), file);
+        Path dangling = Files.createSymbolicLink(dir.resolve("dangling"), Path.of("nowhere"));
+        for (Path each : new Path[] {link, dangling}) {
+            String path = each.toString();
+            expect(IOException.class, "Too many levels of symbolic links: " + path,
+                    () -> ZOLTNative.getFileStatusNative(path, false, true, buffer, 0, 0, 0, 0));
+            assertEquals(Files.getAttribute(each, "unix:ino", LinkOption.NOFOLLOW_LINKS),
+                    ZOLTNative.getINum(path, false));
+            FileTime time = (FileTime) Files.getAttribute(each, "unix:ctime",
+                    LinkOption.NOFOLLOW_LINKS);
+            long seconds = time.toInstant().getEpochSecond();
+            int nanos = time.toInstant().getNano();
+            // The target was modified long ago, and changes after the link was made.
+            Files.setLastModifiedTime(file, FileTime.fromMillis(1_000_000));
+            assertFalse(ZOLTNative.isCMTimeChangedNative(path, false, seconds, nanos,
+                    Long.MAX_VALUE, 0));
+            assertTrue(ZOLTNative.isCMTimeChangedNative(path, false, seconds, nanos - 1,
+                    Long.MAX_VALUE, 0));
+        }
+        assertFalse(ZOLTNative.isCMTimeChangedNative(link.toString(), true, Long.MAX_VALUE, 0,
+                1000, 0));
+        assertTrue(ZOLTNative.isCMTimeChangedNative(link.toString(), false, Long.MAX_VALUE, 0,
+                1000, 0));
+        expectUntouched();
     }
 }
