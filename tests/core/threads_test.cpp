@@ -86,9 +86,9 @@ class Worker {
     const ThreadIdentity before = test::identity();
     {
       const FSAccount account(user_);
-      EXPECT_EQ(test::identity().fsuid, id());
-      EXPECT_EQ(test::identity().fsgid, id());
+      EXPECT_EQ(test::identity(), (ThreadIdentity{id(), id(), {id()}}));
       dump_gid("threads");
+      EXPECT_EQ(test::identity(), (ThreadIdentity{id(), id(), {id()}}));
     }
     EXPECT_EQ(test::identity().fsuid, before.fsuid);
     EXPECT_EQ(test::identity().fsgid, before.fsgid);

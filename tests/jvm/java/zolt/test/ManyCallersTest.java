@@ -69,12 +69,19 @@ class ManyCallersTest {
             int other = (user + 1 + round % (USERS - 1)) % USERS;
             boolean fast = round % 2 == 0;
             long handle = ZOLTNative.setFsUid("user" + user);
+            Identity switched = Identity.now();
             long own = sizeOf(secretOf(user), fast, buffer);
+            Identity still = Identity.now();
             long others = sizeOf(secretOf(other), false, buffer);
             long again = sizeOf(secretOf(user), !fast, buffer);
             // Last, since at trace its diagnosis ends with the service's own identity.
             long othersFast = sizeOf(secretOf(other), true, buffer);
             ZOLTNative.setFsUid(handle);
+            long id = FIRST_ID + user;
+            Identity wanted = new Identity(id, id, List.of(id)); // groups of no other thread's user
+            if (!switched.equals(wanted) || !still.equals(wanted)) {
+                return "as " + user + ": " + switched + ", then " + still;
+            }
             if (own != user + 1 || others != -1 || again != user + 1 || othersFast != -1) {
                 return "as " + user + ": own " + own + " and " + again + ", of " + other + ": "
                         + others + " and " + othersFast;
