@@ -10,6 +10,7 @@ import java.io.IOException;
 import java.nio.BufferOverflowException;
 import java.nio.file.AccessDeniedException;
 import java.nio.file.NoSuchFileException;
+import java.util.Arrays;
 import java.util.Map;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -56,6 +57,18 @@ class ErrorsTest {
         expect(IOException.class, "Success: x", () -> Frame.handleError(0, new byte[] {'x'}));
         expect(IOException.class, "Unknown error 4711: x",
                 () -> Frame.handleError(4711, new byte[] {'x'}));
+    }
+
+    /** Short ones and long ones are put together in different places. */
+    @Test
+    void aTextIsWholeAtAnyLength() {
+        for (int length = 470; length < 530; length++) {
+            byte[] message = new byte[length];
+            Arrays.fill(message, (byte) 'x');
+            message[length - 1] = 'y';
+            expect(IOException.class, "Invalid argument: " + new String(message, UTF_8),
+                    () -> Frame.handleError(22, message));
+        }
     }
 
     @Test
