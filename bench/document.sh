@@ -101,10 +101,10 @@ $(rows "$goals" | grep '^threads' | awk -F '\t' '{
   sub("threads: ", "", $1); sub("floor ", "", $7)
   printf "| %s | %s | %s | %s | %s | %s | %s |\n", $1, $2, $3, $7, $6, $8, $9}')
 
-What is judged are the medians on two threads, where the floor does 1.9 times the work of one thread.
-Where it does so in three quarters of the rounds (its quartiles are in brackets), the library is held to
-1.9. Where it does so in fewer, 1.9 or a little less is chance, and the library is held to 0.98 of what
-the floor does, or to 1.9, whichever is less. Where the floor's median is below 1.9, nothing is judged:
+What is judged on two threads is what nine of ten rounds do not pass: a processor that was busy with
+something else, or lent to another virtual machine, can only lower what two threads do, while a lock or
+memory that is shared would lower every round. In brackets, the floor's lower quartile and median. Where the floor does 1.9 times the work of one thread, the library is
+held to 1.9, or to 0.98 of the floor where that is less. Where the floor does not, nothing is judged:
 there the kernel, or the machine, does no more.
 
 ## Times

@@ -14,6 +14,7 @@ import java.util.TreeMap;
 final class Report implements AutoCloseable {
     private static final double GROWTH = 1.3;
     private static final double ON_TWO_THREADS = 1.9;
+    private static final double BEST = 0.9; // quantile
     private static final double WITHIN_NOISE = 0.98;
 
     /** Nanoseconds a unit, by size: of the floor and of the library. */
@@ -88,17 +89,15 @@ final class Report implements AutoCloseable {
 
     /**
      * How many times one thread's work the floor's threads do, and the library's; in ascending order.
-     * On two threads, where the floor does 1.9 times as much, the library is to do that too. Where the
-     * floor does so in fewer than three quarters of the rounds, 1.9 or a little less is chance: there
-     * the library is to do what the floor does, within 2 %.
+     * A processor that was busy with something else can only lower them, so those that nine of ten
+     * rounds do not pass are judged. On two threads, where the floor does 1.9 times as much, the library is to do that too,
+     * or what the floor does within 2 %.
      */
     void scaling(Case of, double[] floor, double[] library) {
-        double ofFloor = at(floor, 0.5);
-        double ofLibrary = at(library, 0.5);
-        boolean always = at(floor, 0.25) >= ON_TWO_THREADS;
+        double ofFloor = at(floor, BEST);
+        double ofLibrary = at(library, BEST);
         boolean judged = of.size == 2 && ofFloor >= ON_TWO_THREADS;
-        double least = always ? ON_TWO_THREADS
-                : Math.min(ON_TWO_THREADS, WITHIN_NOISE * ofFloor);
+        double least = Math.min(ON_TWO_THREADS, WITHIN_NOISE * ofFloor);
         boolean good = ofLibrary >= least;
         if (judged) {
             held += good ? 1 : 0;
@@ -106,7 +105,7 @@ final class Report implements AutoCloseable {
         }
         String verdict = !judged ? "-" : good ? "held" : "MISSED";
         String note = String.format(Locale.ROOT, "floor %.2f (%.2f to %.2f)", ofFloor,
-                at(floor, 0.25), at(floor, 0.75));
+                at(floor, 0.25), at(floor, 0.5));
         String wanted = judged ? String.format(Locale.ROOT, "%.2f", least) : "-";
         System.out.printf(Locale.ROOT, "%n%s: library x %.2f, %s, at least %s: %s%n", of, ofLibrary,
                 note, wanted, verdict);
