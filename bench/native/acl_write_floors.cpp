@@ -105,7 +105,7 @@ void store(JNIEnv* env, const char* path, acl_type_t type, acl_t list) {
   write(env, path, type, list);
 }
 
-/// What `change(current, entry)` makes of the file's list, for each entry of the specification.
+/// What `change(current, entry)` makes of the file's list, for each entry that was given.
 template <class Change>
 void changeEach(JNIEnv* env, jstring javaPath, jbyteArray javaSpec, bool newMask,
                 const Change& change) {

@@ -12,8 +12,9 @@ import zolt.fs.PathFailure;
 import zolt.fs.ThreadIdentity;
 
 @Command(name = "why", description = {"Say which component of a path refuses access, which owner, mode"
-    + " or ACL entry, sticky directory or mount is the reason, and what would permit it.", "The exit code is 0 where nothing"
-        + " refuses, 3 where something does, 4 where something is not there."}, footer = {"",
+    + " or ACL entry, sticky directory or mount is the reason, and what would permit it.",
+    "The exit code is 0 where nothing refuses, 3 where something does, 4 where something is not"
+        + " there."}, footer = {"",
             "Example: zolt why --as alice --for w /srv/data/part-0000"})
 final class WhyCommand extends Action {
     /** What is to be done with the path. */
