@@ -42,9 +42,8 @@ jclass find(JNIEnv* env, const char* name) {
 }  // namespace
 
 void raise(JNIEnv* env, int error, Pieces pieces) {
-  char room[512];
   char text[PATH_MAX + 512];
-  char* end = stpcpy(static_cast<char*>(text), strerror_r(error, room, sizeof room));
+  char* end = stpcpy(static_cast<char*>(text), strerrordesc_np(error));
   append(stpcpy(end, ": "), pieces);
   env->ThrowNew(error == ENOENT   ? noSuchFile
                 : error == ENOMEM ? runtimeException

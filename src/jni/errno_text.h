@@ -17,7 +17,7 @@ class ErrnoText {
   const char* c_str() const { return text_; }
 
  private:
-  std::array<char, 512> buffer_{};
+  std::array<char, 512> buffer_;  // for what the C library has no text of its own for
   const char* text_;
 };
 

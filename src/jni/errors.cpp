@@ -1,6 +1,5 @@
 #include "jni/errors.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string>
@@ -31,18 +30,22 @@ jclass classFor(JavaException exception) {
 // short: those take no memory.
 class ErrorText {
  public:
-  ErrorText(int errnum, std::string_view message) {
+  ErrorText(int errnum, MessagePieces message) {
     const ErrnoText systems(errnum);
     const std::string_view before(systems.c_str());
-    if (before.size() + 2 + message.size() < small_.size()) {
-      char* end = std::ranges::copy(before, small_.data()).out;
-      *end++ = ':';
-      *end++ = ' ';
-      *std::ranges::copy(message, end).out = '\0';
-    } else {
-      large_ = concat(before, ": ", message);
-      text_ = large_.c_str();
+    size_t size = before.size() + SEPARATOR.size();
+    for (const std::string_view piece : message)
+      size += piece.size();
+    if (size >= small_.size()) {
+      large_.resize(size);
+      text_ = large_.data();
     }
+    end_ = text_;
+    append(before);
+    append(SEPARATOR);
+    for (const std::string_view piece : message)
+      append(piece);
+    *end_ = '\0';
   }
   ErrorText(const ErrorText&) = delete;
   ErrorText& operator=(const ErrorText&) = delete;
@@ -50,14 +53,19 @@ class ErrorText {
   const char* c_str() const { return text_; }
 
  private:
+  static constexpr std::string_view SEPARATOR = ": ";
+
+  void append(std::string_view piece) { end_ += piece.copy(end_, piece.size()); }
+
   std::array<char, 512> small_;
   std::string large_;
-  const char* text_ = small_.data();
+  char* text_ = small_.data();
+  char* end_;
 };
 
 }  // namespace
 
-void handle_error(JNIEnv* env, int errnum, std::string_view message) {
+void handle_error(JNIEnv* env, int errnum, MessagePieces message) {
   const ErrorText text(errnum, message);
   env->ExceptionClear();
   env->ThrowNew(classFor(javaExceptionFor(errnum)), text.c_str());
@@ -67,13 +75,13 @@ void handle_error(JNIEnv* env, int errnum, std::string_view message) {
 void handle_xattr_error(JNIEnv* env, int errnum, std::string_view operation,
                         std::string_view name) {
   if (name.empty()) {
-    handle_error(env, errnum, concat(operation, " failed"));
+    handle_error(env, errnum, {operation, " failed"});
   } else if (errnum == EEXIST) {
-    handle_error(env, errnum, concat(name, " already exists"));
+    handle_error(env, errnum, {name, " already exists"});
   } else if (errnum == ENODATA) {
-    handle_error(env, errnum, concat(name, " does not exist"));
+    handle_error(env, errnum, {name, " does not exist"});
   } else {
-    handle_error(env, errnum, concat(operation, " failed for ", name));
+    handle_error(env, errnum, {operation, " failed for ", name});
   }
 }
 

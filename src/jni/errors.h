@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <initializer_list>
 #include <string_view>
 
 namespace zolt {
@@ -24,10 +25,16 @@ constexpr JavaException javaExceptionFor(int errnum) {
   }
 }
 
+/// A message in pieces, which are joined as they are.
+using MessagePieces = std::initializer_list<std::string_view>;
+
 /// Leaves a Java exception pending, in place of any earlier one: class by errnum, text the system's
 /// for errnum + ": " + message (which may be empty). Also logged at debug. The caller then returns
 /// its neutral value.
-void handle_error(JNIEnv* env, int errnum, std::string_view message);
+void handle_error(JNIEnv* env, int errnum, MessagePieces message);
+inline void handle_error(JNIEnv* env, int errnum, std::string_view message) {
+  handle_error(env, errnum, {message});
+}
 
 /// handle_error with the message of a failed extended-attribute operation; `name` is the
 /// attribute's, or empty where there is none to name.

@@ -4,7 +4,6 @@
 #include <ostream>
 #include <sstream>
 #include <string>
-#include <string_view>
 
 namespace zolt {
 
@@ -47,15 +46,6 @@ std::string joined(const char* separator, const Pieces&... pieces) {
   Fmt text(separator);
   (text << ... << pieces);
   return text.str();
-}
-
-/// The pieces, strings all, in one that is sized once.
-template <class... Pieces>
-std::string concat(const Pieces&... pieces) {
-  std::string text;
-  text.reserve((std::string_view(pieces).size() + ...));
-  (text.append(std::string_view(pieces)), ...);
-  return text;
 }
 
 /// A C string for a message: itself, or "null".

@@ -96,7 +96,7 @@ JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_g
   if (path.error() != 0) return 0;
   struct stat st;
   if (const int error = getStat(path.get(), followLink != JNI_FALSE, st)) {
-    handle_error(env, error, concat("stat failed for ", path.get()));
+    handle_error(env, error, {"stat failed for ", path.get()});
     return 0;
   }
   return static_cast<jlong>(st.st_ino);

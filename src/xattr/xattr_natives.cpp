@@ -148,7 +148,7 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
   ZOLT_TRACE(joined(" ", path.get(), name.get()));
   // The caller learns that this was not for it to do; the attribute is removed all the same.
   if (isLeaseName(name.get())) {
-    handle_error(env, EINVAL, concat("It's not allowed to remove ", name.get()));
+    handle_error(env, EINVAL, {"It's not allowed to remove ", name.get()});
   }
 
   const int result = zolt_removexattr(path.get(), false, name.get());

@@ -121,11 +121,5 @@ TEST(Fmt, ATextThatThereIsNoMemoryForIsAnErrorAndNoShorterText) {
   EXPECT_LT(1, failing);
 }
 
-TEST(Concat, StringsOfEveryKind) {
-  EXPECT_EQ("one, two, three",
-            concat("one", ", ", std::string("two"), std::string_view(", three")));
-  EXPECT_EQ("", concat("", std::string()));
-}
-
 }  // namespace
 }  // namespace zolt
