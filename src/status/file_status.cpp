@@ -101,7 +101,7 @@ StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLeas
                       "ctime:", textOf(timeOf(attr.ia_ctime))));
     return {};
   }
-  const StatusBuffer buffer = source();
+  const StatusBuffer buffer = source.buffer();
   if (const int error = checkCapacity(buffer)) return {.error = error};
 
   StatusRecord record = commonStatus(attr);
@@ -122,7 +122,7 @@ StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLeas
 }  // namespace
 
 StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
-                           const FileTime& mtime, const BufferSource& buffer) {
+                           const FileTime& mtime, const BufferSource& source) {
   if (!alwaysSuper) {
     if (const int error = checkAsCaller(path, followLink)) return {.error = error};
   }
@@ -133,7 +133,7 @@ StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, co
     ZOLT_DEBUG(joined(" ", "open failed with", error, "for", path));
     return {.error = error};
   }
-  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, buffer);
+  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, source);
 }
 
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
@@ -144,7 +144,7 @@ StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime
     return {.error = error};
   }
   if (!timeOf(attr.ia_ctime).laterThan(ctime)) return {};
-  const StatusBuffer buffer = source();
+  const StatusBuffer buffer = source.buffer();
   if (const int error = checkCapacity(buffer)) return {.error = error};
 
   const StatusRecord record = commonStatus(attr);

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 namespace zolt {
@@ -24,7 +23,15 @@ struct StatusBuffer {
   char* address;
   unsigned long capacity;
 };
-using BufferSource = std::function<StatusBuffer()>;
+
+/// Who knows the caller's buffer, to be asked for it when there is a record to write.
+class BufferSource {
+ public:
+  virtual StatusBuffer buffer() const = 0;
+
+ protected:
+  ~BufferSource() = default;
+};
 
 /// Exactly one of: written; unchanged, with no error; an error, with the record unwritten or, where
 /// a member of a regular file could not be had, written up to that member.
@@ -39,13 +46,13 @@ struct StatusAnswer {
 /// thread's ids are what they were on every way out; IOException when the switch fails. A symbolic
 /// link that is not to be followed is ELOOP.
 StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
-                           const FileTime& mtime, const BufferSource& buffer);
+                           const FileTime& mtime, const BufferSource& source);
 
 /// The record without block size, replication and lease, when the status change time is later than
 /// the known one. It takes the calling thread's identity only, and opens nothing. Links are always
 /// followed; `followLink` serves the diagnosis of a failure.
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
-                               const BufferSource& buffer);
+                               const BufferSource& source);
 
 /// Whether either time is later than the known one. 0 or errno.
 int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, const FileTime& mtime,

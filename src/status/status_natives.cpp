@@ -15,12 +15,19 @@ using namespace zolt;
 
 namespace {
 
-BufferSource sourceOf(JNIEnv* env, jobject javaBuffer) {
-  return [env, javaBuffer] {
-    const DirectBuffer memory = directBuffer(env, javaBuffer);
-    return StatusBuffer{memory.address, memory.capacity};
-  };
-}
+class JavaBuffer final : public BufferSource {
+ public:
+  JavaBuffer(JNIEnv* env, jobject buffer) : env_(env), buffer_(buffer) {}
+
+  StatusBuffer buffer() const override {
+    const DirectBuffer memory = directBuffer(env_, buffer_);
+    return {memory.address, memory.capacity};
+  }
+
+ private:
+  JNIEnv* env_;
+  jobject buffer_;
+};
 
 std::string tableText() {
   Fmt text(", ");
@@ -54,7 +61,7 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
   return report(
       env,
       getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
-                    {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec}, sourceOf(env, javaBuffer)),
+                    {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec}, JavaBuffer(env, javaBuffer)),
       path);
 } catch (...) {
   return raised<jint>();
@@ -69,7 +76,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusFastNative(
   if (javaBuffer == nullptr) return report(env, {.error = EINVAL}, path);
   return report(env,
                 getFileStatusFast(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
-                                  sourceOf(env, javaBuffer)),
+                                  JavaBuffer(env, javaBuffer)),
                 path);
 } catch (...) {
   return raised<jint>();

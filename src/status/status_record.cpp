@@ -15,17 +15,19 @@ void copy(const StatusRecord& record, size_t from, size_t to, char* buffer) {
 }  // namespace
 
 StatusRecord commonStatus(const zolt_iattr64& attr) {
-  StatusRecord record{};
-  record.inode = attr.ia_inode;
-  record.size = attr.ia_size;
-  record.uid = static_cast<uint32_t>(attr.ia_uid);
-  record.gid = static_cast<uint32_t>(attr.ia_gid);
-  record.mode = attr.ia_mode;
-  record.atime = attr.ia_atime;
-  record.mtime = attr.ia_mtime;
-  record.ctime = attr.ia_ctime;
-  record.acl = getAclBit(attr);
-  return record;
+  return {.inode = attr.ia_inode,
+          .size = attr.ia_size,
+          .uid = static_cast<uint32_t>(attr.ia_uid),
+          .gid = static_cast<uint32_t>(attr.ia_gid),
+          .mode = attr.ia_mode,
+          .blockSize = 0,
+          .atime = attr.ia_atime,
+          .mtime = attr.ia_mtime,
+          .ctime = attr.ia_ctime,
+          .acl = getAclBit(attr),
+          .replication = 0,
+          .leaseLength = 0,
+          .unused = 0};
 }
 
 void storeStatus(const StatusRecord& record, char* buffer) {

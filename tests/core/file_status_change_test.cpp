@@ -41,7 +41,7 @@ TEST_F(FileStatusChangeTest, TheFullFormNeedsBothTimesLater) {
       Memory memory;
       const LogCapture log;
       const StatusAnswer answer =
-          getFileStatus(file_.c_str(), true, true, ctime.time, mtime.time, memory.source());
+          getFileStatus(file_.c_str(), true, true, ctime.time, mtime.time, memory);
       const bool changed = ctime.fileIsLater && mtime.fileIsLater;
       EXPECT_EQ(changed, answer.written);
       EXPECT_EQ(0, answer.error);
@@ -67,12 +67,12 @@ TEST_F(FileStatusChangeTest, AnUnchangedFileIsTracedWithBothItsTimes) {
   for (const auto& [ctime, mtime] : cases) {
     Memory memory;
     const LogCapture log;
-    EXPECT_FALSE(getFileStatus(file_.c_str(), true, true, ctime, mtime, memory.source()).written);
+    EXPECT_FALSE(getFileStatus(file_.c_str(), true, true, ctime, mtime, memory).written);
     EXPECT_EQ(std::vector{line}, log.bodies(LOG_TRACE));
   }
   Memory memory;
   const LogCapture log;
-  EXPECT_FALSE(getFileStatusFast(file_.c_str(), true, {200, 700}, memory.source()).written);
+  EXPECT_FALSE(getFileStatusFast(file_.c_str(), true, {200, 700}, memory).written);
   EXPECT_TRUE(log.lines().empty()) << log.all();
 }
 
@@ -83,9 +83,9 @@ TEST_F(FileStatusChangeTest, AnUnchangedFileNeedsNoBuffer) {
     Memory memory(capacity);
     const LogCapture log;
     for (const StatusAnswer& answer :
-         {getFileStatus(file_.c_str(), true, true, EVER, NEVER, memory.source()),
-          getFileStatus(file_.c_str(), true, true, NEVER, EVER, memory.source()),
-          getFileStatusFast(file_.c_str(), true, EVER, memory.source())}) {
+         {getFileStatus(file_.c_str(), true, true, EVER, NEVER, memory),
+          getFileStatus(file_.c_str(), true, true, NEVER, EVER, memory),
+          getFileStatusFast(file_.c_str(), true, EVER, memory)}) {
       EXPECT_FALSE(answer.written);
       EXPECT_EQ(0, answer.error);
     }
@@ -100,7 +100,7 @@ TEST_F(FileStatusChangeTest, TheFastFormLooksAtTheStatusChangeAlone) {
   attribute(128, 8, 500);
   for (const Known& ctime : KNOWN) {
     Memory memory;
-    const StatusAnswer answer = getFileStatusFast(file_.c_str(), true, ctime.time, memory.source());
+    const StatusAnswer answer = getFileStatusFast(file_.c_str(), true, ctime.time, memory);
     EXPECT_EQ(ctime.fileIsLater, answer.written);
     EXPECT_EQ(0, answer.error);
     EXPECT_EQ(ctime.fileIsLater ? 1 : 0, memory.asked());
@@ -112,7 +112,7 @@ TEST_F(FileStatusChangeTest, NanosecondsHaveNoSign) {
   attribute(120, 8, 100);
   attribute(128, 4, -1);
   Memory memory;
-  EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, {100, 999999999}, memory.source()).written);
+  EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, {100, 999999999}, memory).written);
 }
 
 TEST_F(FileStatusChangeTest, OneLaterTimeIsAChangeToTheTest) {
@@ -157,7 +157,7 @@ TEST_F(FileStatusChangeTest, ANewerModificationAloneIsNoChangeToTheFullForm) {
   ASSERT_EQ(0, stat(file_.c_str(), &st));
   const FileTime ctime{st.st_ctim.tv_sec, st.st_ctim.tv_nsec};
   Memory memory;
-  EXPECT_FALSE(getFileStatus(file_.c_str(), true, true, ctime, NEVER, memory.source()).written);
+  EXPECT_FALSE(getFileStatus(file_.c_str(), true, true, ctime, NEVER, memory).written);
   bool changed = false;
   EXPECT_EQ(0, isCMTimeChanged(file_.c_str(), true, ctime, NEVER, changed));
   EXPECT_TRUE(changed);
@@ -198,7 +198,7 @@ TEST_F(FileStatusChangeTest, EachTimeIsComparedWithItsOwn) {
   attribute(128, 8, 700);
   const auto written = [this](const FileTime& ctime, const FileTime& mtime) {
     Memory memory;
-    return getFileStatus(file_.c_str(), true, false, ctime, mtime, memory.source()).written;
+    return getFileStatus(file_.c_str(), true, false, ctime, mtime, memory).written;
   };
   EXPECT_TRUE(written({150, 0}, {50, 0}));
   EXPECT_TRUE(written({200, 699}, {100, 499}));

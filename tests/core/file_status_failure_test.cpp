@@ -33,14 +33,14 @@ TEST_F(FileStatusFailureTest, ABufferMustHoldARecord) {
         "Direct ByteBuffer length error: length " + std::to_string(capacity) + " type size 88";
     memory_ = Memory(capacity);
     const LogCapture log;
-    expectError(EINVAL, getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_.source()));
-    expectError(EINVAL, getFileStatusFast(file_.c_str(), true, NEVER, memory_.source()));
+    expectError(EINVAL, getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_));
+    expectError(EINVAL, getFileStatusFast(file_.c_str(), true, NEVER, memory_));
     EXPECT_EQ((std::vector{line, line}), log.bodies(LOG_ERROR));
   }
   memory_ = Memory(88);
-  expectWritten(getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_.source()));
+  expectWritten(getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_));
   memory_ = Memory(~0UL);  // a capacity has no sign
-  expectWritten(getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_.source()));
+  expectWritten(getFileStatus(file_.c_str(), true, true, NEVER, NEVER, memory_));
 }
 
 TEST_F(FileStatusFailureTest, TheCallerIsJudgedAndTheSuperuserReads) {
@@ -130,27 +130,39 @@ TEST_F(FileStatusFailureTest, MissingPathsAreEnoentHoweverTheyAreMissing) {
   expectError(ENOENT, fast(dir_ / "none"));
 }
 
-// The descriptor, its flags, and nothing left of it afterwards.
-TEST_F(FileStatusFailureTest, TheDescriptorIsTheCallsOwn) {
-  const long before = openDescriptors();
-  std::string flags;
-  const BufferSource source = [&] {
+// A buffer that is too small, and notes the flags of the file's descriptor when it is asked for.
+class Flags final : public BufferSource {
+ public:
+  explicit Flags(std::string file) : file_(std::move(file)) {}
+
+  StatusBuffer buffer() const override {
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
       std::error_code ignored;
       if (std::filesystem::read_symlink(entry, ignored) != file_) continue;
       std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
       std::string line;
       while (std::getline(info, line)) {
-        if (line.starts_with("flags:")) flags = line.substr(line.find_first_of("0123456789"));
+        if (line.starts_with("flags:")) text_ = line.substr(line.find_first_of("0123456789"));
       }
     }
-    return StatusBuffer{nullptr, 0};
-  };
-  EXPECT_EQ(EINVAL, getFileStatus(file_.c_str(), true, true, NEVER, NEVER, source).error);
-  const unsigned long opened = std::stoul(flags, nullptr, 8);
+    return {nullptr, 0};
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string file_;
+  mutable std::string text_;
+};
+
+// The descriptor, its flags, and nothing left of it afterwards.
+TEST_F(FileStatusFailureTest, TheDescriptorIsTheCallsOwn) {
+  const long before = openDescriptors();
+  const Flags flags(file_);
+  EXPECT_EQ(EINVAL, getFileStatus(file_.c_str(), true, true, NEVER, NEVER, flags).error);
+  const unsigned long opened = std::stoul(flags.text(), nullptr, 8);
   EXPECT_EQ(static_cast<unsigned>(O_CLOEXEC | O_NONBLOCK),
             opened & static_cast<unsigned>(O_ACCMODE | O_CLOEXEC | O_NONBLOCK))
-      << flags;
+      << flags.text();
   EXPECT_EQ(before, openDescriptors());
 }
 

@@ -22,15 +22,13 @@ inline constexpr unsigned BLOCK_SIZE_AT = 136;
 inline constexpr unsigned REPLICATION_AT = 116;
 
 /// A buffer of 100 bytes that knows whether it was asked for.
-class Memory {
+class Memory final : public BufferSource {
  public:
   explicit Memory(unsigned long capacity = 100) : capacity_(capacity) {}
 
-  BufferSource source() {
-    return [this] {
-      ++asked_;
-      return StatusBuffer{capacity_ != 0 ? bytes_.data() : nullptr, capacity_};
-    };
+  StatusBuffer buffer() const override {
+    ++asked_;
+    return {capacity_ != 0 ? bytes_.data() : nullptr, capacity_};
   }
   int asked() const { return asked_; }
   bool untouched() const { return bytes_ == std::string(100, '\xee'); }
@@ -47,8 +45,8 @@ class Memory {
 
  private:
   unsigned long capacity_;
-  std::string bytes_ = std::string(100, '\xee');
-  int asked_ = 0;
+  mutable std::string bytes_ = std::string(100, '\xee');
+  mutable int asked_ = 0;
 };
 
 class FileStatusFixture : public testing::Test {
@@ -74,12 +72,12 @@ class FileStatusFixture : public testing::Test {
   // The full form of a file that changed.
   StatusAnswer full(const std::string& path, bool followLink = true, bool withLease = true) {
     memory_ = Memory();
-    return getFileStatus(path.c_str(), followLink, withLease, NEVER, NEVER, memory_.source());
+    return getFileStatus(path.c_str(), followLink, withLease, NEVER, NEVER, memory_);
   }
 
   StatusAnswer fast(const std::string& path) {
     memory_ = Memory();
-    return getFileStatusFast(path.c_str(), true, NEVER, memory_.source());
+    return getFileStatusFast(path.c_str(), true, NEVER, memory_);
   }
 
   void expectWritten(const StatusAnswer& answer) {

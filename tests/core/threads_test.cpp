@@ -13,6 +13,7 @@
 #include "blocks/block_locations.h"
 #include "blocks/placement.h"
 #include "faults.h"
+#include "file_status_fixture.h"
 #include "identity/fs_account.h"
 #include "identity/groups.h"
 #include "identity/names.h"
@@ -95,25 +96,18 @@ class Worker {
   }
 
   void status() {
-    std::array<char, 100> memory{};
-    const auto buffer = [&] { return StatusBuffer{memory.data(), memory.size()}; };
+    const Memory memory;
     const FileTime never{-1, 0};
-    EXPECT_TRUE(getFileStatus(file_.c_str(), true, true, never, never, buffer).written);
-    EXPECT_EQ(sizeIn(memory), number_ + 1);
-    EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, never, buffer).written);
-    EXPECT_EQ(sizeIn(memory), number_ + 1);
+    EXPECT_TRUE(getFileStatus(file_.c_str(), true, true, never, never, memory).written);
+    EXPECT_EQ(memory.at<int64_t>(8), number_ + 1);
+    EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, never, memory).written);
+    EXPECT_EQ(memory.at<int64_t>(8), number_ + 1);
     bool changed = false;
     EXPECT_EQ(isCMTimeChanged(file_.c_str(), true, never, never, changed), 0);
     EXPECT_TRUE(changed);
-    EXPECT_EQ(getFileStatus((own_ + "/none").c_str(), true, true, never, never, buffer).error,
+    EXPECT_EQ(getFileStatus((own_ + "/none").c_str(), true, true, never, never, memory).error,
               ENOENT);
     getFailedPath((own_ + "/none").c_str(), true);
-  }
-
-  static int64_t sizeIn(const std::array<char, 100>& memory) {
-    int64_t size = 0;
-    std::memcpy(&size, memory.data() + 8, sizeof size);
-    return size;
   }
 
   void attributes() {
