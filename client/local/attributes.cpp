@@ -26,9 +26,7 @@ int32_t blockSizeOf(const struct stat& st, const Cluster& cluster) {
   return static_cast<int32_t>(std::clamp<blksize_t>(st.st_blksize, 1, LARGEST_BLOCK));
 }
 
-int readAttributes(const File& file, zolt_iattr64* out) {
-  struct stat st;
-  if (file.stat(st) != 0) return -1;
+void storeAttributes(const File& file, const struct stat& st, zolt_iattr64* out) {
   const Marks marks = marksOf(file, st);
   const uint8_t replicas = S_ISREG(st.st_mode) ? replicasOf(file, marks) : uint8_t{1};
   *out = {};
@@ -45,7 +43,6 @@ int readAttributes(const File& file, zolt_iattr64* out) {
   out->ia_ctime = timestamp(st.st_ctim);
   out->ia_blocksize = blockSizeOf(st, cluster());
   out->ia_flags = (marks & HAS_ACL) != 0 ? ZOLT_IAFLAG_ACL : 0;
-  return 0;
 }
 
 }  // namespace zolt_local

@@ -16,17 +16,25 @@ bool acceptable(const unsigned int* liteMask, const zolt_iattr64* buffer, size_t
   return liteMask != nullptr && buffer != nullptr && bufferLength >= sizeof(zolt_iattr64);
 }
 
+// The system call is made here and no deeper: the processor mispredicts each return after it.
+int readAttributes(const zolt_local::File& file, zolt_iattr64* buffer) {
+  struct stat st;
+  if (file.stat(st) != 0) return -1;
+  zolt_local::storeAttributes(file, st, buffer);
+  return 0;
+}
+
 }  // namespace
 
 int zolt_stat_x(const char* path, unsigned int* liteMask, zolt_iattr64* buffer,
                 size_t bufferLength) {
   if (path == nullptr || !acceptable(liteMask, buffer, bufferLength)) return refuse(EINVAL);
-  return zolt_local::readAttributes(zolt_local::File(path), buffer);
+  return readAttributes(zolt_local::File(path), buffer);
 }
 
 int zolt_fstat_x(int fd, unsigned int* liteMask, zolt_iattr64* buffer, size_t bufferLength) {
   if (!acceptable(liteMask, buffer, bufferLength)) return refuse(EINVAL);
-  return zolt_local::readAttributes(zolt_local::File(fd), buffer);
+  return readAttributes(zolt_local::File(fd), buffer);
 }
 
 int zolt_fcntl(int fd, void* request) {
