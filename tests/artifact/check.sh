@@ -47,7 +47,7 @@ bounded() {  # bounded NAME MAX
 bounded GLIBC "${MAX_GLIBC:-2.34}"
 bounded GLIBCXX "${MAX_GLIBCXX:-3.4.29}"
 bounded CXXABI "${MAX_CXXABI:-1.3.9}"
-bounded GCC "${MAX_GCC:-3.0}"
+bounded GCC "${MAX_GCC:-3.3.1}"
 
 # How it is mapped.
 check "the stack is not executable" "RW" "$(awk '$1 == "GNU_STACK" {print $(NF - 1)}' <<<"$segments")"
