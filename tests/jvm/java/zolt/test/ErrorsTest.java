@@ -62,12 +62,15 @@ class ErrorsTest {
     /** Short ones and long ones are put together in different places. */
     @Test
     void aTextIsWholeAtAnyLength() {
-        for (int length = 470; length < 530; length++) {
+        for (int length = 450; length < 530; length++) {
             byte[] message = new byte[length];
             Arrays.fill(message, (byte) 'x');
             message[length - 1] = 'y';
             expect(IOException.class, "Invalid argument: " + new String(message, UTF_8),
                     () -> Frame.handleError(22, message));
+            String name = "x".repeat(length - 1) + "y";
+            expect(IOException.class, "Invalid argument: setxattr failed for " + name,
+                    () -> Frame.handleXattrError(22, "setxattr", name));
         }
     }
 

@@ -61,6 +61,7 @@ final class WalkStatus {
         Path directory = place.directory("directory", "one", "two");
         Path link = place.link("link", "plain");
         String path = leased.toString();
+        String far = directory + "/.".repeat(300) + "/none";
         ZOLTNative.setFileLeaseNative(path, true, Place.bytes("holder"));
         return List.of(
             new Scenario("getFileStatusFormatNative: the table")
@@ -158,6 +159,12 @@ final class WalkStatus {
                 .steps(
                     string(),
                     step("lstat", statError("stat failed for " + path + ".none")),
+                    step("ThrowNew", vmError())),
+            new Scenario("getINum: a path that is not there, and a text that takes memory")
+                .call(() -> ZOLTNative.getINum(far, true))
+                .steps(
+                    string(),
+                    step("lstat", statError("stat failed for " + far)),
                     step("ThrowNew", vmError())));
     }
 }
