@@ -17,7 +17,7 @@ script=(-Wl,"--version-script=$exports")
 taken=(-Wl,--no-as-needed "$client" -Wl,--as-needed)
 link() {  # link ARGUMENTS...: the library from them and the product's objects
   rm -f "$dir"/*.so*
-  "$cxx" "$@" "${objects[@]}" -o "$library" || { echo "FAILED: no library to check"; exit 1; }
+  "$cxx" -fno-lto "$@" "${objects[@]}" -o "$library" || { echo "FAILED: no library to check"; exit 1; }
   ln -s libzolthadoop.so.1.0.0 "$dir/libzolthadoop.so.1"
   ln -s libzolthadoop.so.1 "$dir/libzolthadoop.so"
 }
