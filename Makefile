@@ -123,7 +123,7 @@ bench-ls: build ## zolt ls beside ls -U1 on a directory of a million names
 
 bench-count: build ## instructions of the core's hot paths against bench/counts.tsv (ACCEPT=1)
 	@scripts/deps.sh bench
-	@cmake --build --preset release -j $(JOBS) --target zolt_counts >/dev/null
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_counts 2>&1) || { echo "$$out"; exit 1; }
 	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
 
 lint: format tidy ## formatting, house rules, a build by clang, clang-tidy

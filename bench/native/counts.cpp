@@ -122,11 +122,16 @@ void count(const char* name, const Call& call) {
   TEN(COMPARE) TEN(COMPARE)
 }
 
+class Record final : public zolt::BufferSource {
+ public:
+  zolt::StatusBuffer buffer() const override { return {static_cast<char*>(bytes_), sizeof bytes_}; }
+
+ private:
+  mutable char bytes_[88]{};
+};
+
 void countStatus(const std::string& path) {
-  char record[88];
-  const auto source = [&record] {
-    return zolt::StatusBuffer{static_cast<char*>(record), sizeof record};
-  };
+  const Record source;
   count("fast status, changed", [&] {
     zolt::getFileStatusFast(path.c_str(), true, {0, 0}, source);
   });
