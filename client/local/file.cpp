@@ -9,10 +9,6 @@
 
 namespace zolt_local {
 
-int File::stat(struct stat& st) const {
-  return path_ != nullptr ? ::stat(path_, &st) : fstat(fd_, &st);
-}
-
 ssize_t File::getAttribute(const char* name, void* value, size_t size) const {
   return path_ != nullptr ? getxattr(path_, name, value, size) : fgetxattr(fd_, name, value, size);
 }

@@ -18,7 +18,9 @@ class File {
   /// Null for one by descriptor.
   const char* path() const { return path_; }
 
-  int stat(struct stat& st) const;
+  int stat(struct stat& st) const {
+    return path_ != nullptr ? ::stat(path_, &st) : fstat(fd_, &st);
+  }
   ssize_t getAttribute(const char* name, void* value, size_t size) const;
   ssize_t listAttributes(char* names, size_t size) const;
   /// As statfs(2) calls it (linux/magic.h); 0 when it cannot be told.
