@@ -124,14 +124,15 @@ bool report(JNIEnv* env, long done, const Chars& path) {
 
 }  // namespace
 
-JNIEXPORT jint JNICALL Java_zolt_bench_Floor_fast(JNIEnv* env, jclass, jstring javaPath,
-                                                  jobject buffer, jlong ctimeSec) {
+JNIEXPORT jint JNICALL Java_zolt_bench_Floor_fast(JNIEnv* env, jclass, jstring javaPath, jboolean,
+                                                  jobject buffer, jlong ctimeSec, jlong) {
   const Chars path(env, javaPath);
   return report(env, fast(path.get(), ctimeSec, [&] { return Memory(env, buffer); }), path);
 }
 
-JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring javaPath,
-                                                  jboolean withLease, jobject buffer) {
+JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring javaPath, jboolean,
+                                                  jboolean withLease, jobject buffer, jlong, jlong,
+                                                  jlong, jlong) {
   const Chars path(env, javaPath);
   zolt_iattr64 attr;
   uint32_t blockSize = 0;
@@ -142,7 +143,8 @@ JNIEXPORT jint JNICALL Java_zolt_bench_Floor_full(JNIEnv* env, jclass, jstring j
   return 1;
 }
 
-JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_inode(JNIEnv* env, jclass, jstring javaPath) {
+JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_inode(JNIEnv* env, jclass, jstring javaPath,
+                                                    jboolean) {
   const Chars path(env, javaPath);
   const long found = inode(path.get());
   if (found < 0) raise(env, static_cast<int>(-found), {"stat failed for ", path.get()});
@@ -150,7 +152,8 @@ JNIEXPORT jlong JNICALL Java_zolt_bench_Floor_inode(JNIEnv* env, jclass, jstring
 }
 
 JNIEXPORT jboolean JNICALL Java_zolt_bench_Floor_changed(JNIEnv* env, jclass, jstring javaPath,
-                                                         jlong ctimeSec) {
+                                                         jboolean, jlong ctimeSec, jlong, jlong,
+                                                         jlong) {
   const Chars path(env, javaPath);
   return report(env, changed(path.get(), ctimeSec), path);
 }

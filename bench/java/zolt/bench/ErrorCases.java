@@ -66,7 +66,7 @@ final class ErrorCases {
                 Files.getFileAttributeView(none, PosixFileAttributeView.class);
         var mode = PosixFilePermissions.fromString("rw-r--r--");
         FileTime time = FileTime.fromMillis(1500);
-        missing("isCMTimeChanged", () -> Floor.changed(path, 0) ? 1 : 0,
+        missing("isCMTimeChanged", () -> Floor.changed(path, true, 0, 0, 0, 0) ? 1 : 0,
                 () -> ZOLTNative.isCMTimeChangedNative(path, true, 0, 0, 0, 0) ? 1 : 0,
                 () -> Files.readAttributes(none, PosixFileAttributes.class).size());
         missing("setPermission", () -> Floor.permission(path, (short) 0644) ? 1 : 0,

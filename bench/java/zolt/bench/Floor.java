@@ -5,7 +5,9 @@ import java.util.HashMap;
 
 /**
  * The floors: for each native of the library one that makes the same system calls and the same JNI
- * calls in the same order, and nothing else. It checks nothing, logs nothing and guards nothing.
+ * calls in the same order, and nothing else. It checks nothing, logs nothing and guards nothing. Those
+ * of the status take what the natives take, of which some is handed over on the stack, and pass over
+ * what they do not need.
  *
  * <p>{@link #bare} is the second form, without the JNI calls: what it needs was prepared before.
  */
@@ -40,13 +42,16 @@ final class Floor {
 
     static native long bare(int what, long prepared);
 
-    static native int fast(String path, ByteBuffer buffer, long ctimeSec);
+    static native int fast(String path, boolean followLink, ByteBuffer buffer, long ctimeSec,
+            long ctimeNsec);
 
-    static native int full(String path, boolean withLease, ByteBuffer buffer);
+    static native int full(String path, boolean followLink, boolean withLease, ByteBuffer buffer,
+            long ctimeSec, long ctimeNsec, long mtimeSec, long mtimeNsec);
 
-    static native long inode(String path);
+    static native long inode(String path, boolean followLink);
 
-    static native boolean changed(String path, long ctimeSec);
+    static native boolean changed(String path, boolean followLink, long ctimeSec, long ctimeNsec,
+            long mtimeSec, long mtimeNsec);
 
     static native boolean permission(String path, short permission);
 

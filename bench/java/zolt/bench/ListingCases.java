@@ -240,7 +240,8 @@ final class ListingCases {
         ByteBuffer buffer = Workspace.direct(64 << 10);
         ByteBuffer record = Workspace.direct(88);
         Case both = new Case(WITH_STATUS, space.type, entries, entries)
-                .floor(() -> statuses(Floor::list, (file, to) -> Floor.fast(file, to, 0), path,
+                .floor(() -> statuses(Floor::list,
+                        (file, to) -> Floor.fast(file, true, to, 0, 0), path,
                         buffer, record))
                 .library(() -> statuses(LIBRARY, (file, to) ->
                         ZOLTNative.getFileStatusFastNative(file, true, to, 0, 0), path, buffer,

@@ -65,14 +65,14 @@ final class StatusCases {
         bench.settle();
         long prepared = Floor.prepare(path, null, buffer);
         bench.measure(newCase("fast status, changed")
-                .floor(() -> answer(Floor.fast(path, buffer, 0)))
+                .floor(() -> answer(Floor.fast(path, true, buffer, 0, 0)))
                 .bare(Floor.FAST, prepared)
                 .library(() -> answer(ZOLTNative.getFileStatusFastNative(path, true, buffer, 0, 0)))
                 .way("PosixFileAttributes", this::posix)
                 .way("unix:*", this::unix)
                 .goal(Case.FLOOR, 1.05).goal("PosixFileAttributes", 0.97));
         bench.measure(newCase("fast status, unchanged")
-                .floor(() -> Floor.fast(path, buffer, NEVER))
+                .floor(() -> Floor.fast(path, true, buffer, NEVER, 0))
                 .library(() -> ZOLTNative.getFileStatusFastNative(path, true, buffer, NEVER, 0))
                 .way("PosixFileAttributes", this::posix, null)
                 .goal(Case.FLOOR, 1.05).goal("PosixFileAttributes", 0.97));
@@ -99,7 +99,7 @@ final class StatusCases {
         UserDefinedFileAttributeView view =
                 Files.getFileAttributeView(file, UserDefinedFileAttributeView.class);
         bench.measure(newCase(name)
-                .floor(() -> answer(Floor.full(path, true, buffer)))
+                .floor(() -> answer(Floor.full(path, true, true, buffer, 0, 0, 0, 0)))
                 .bare(Floor.FULL, prepared)
                 .library(() -> answer(
                         ZOLTNative.getFileStatusNative(path, true, true, buffer, 0, 0, 0, 0)))
@@ -113,13 +113,13 @@ final class StatusCases {
     private void numbers() throws Exception {
         long prepared = Floor.prepare(path, null, null);
         bench.measure(newCase("getINum")
-                .floor(() -> Floor.inode(path))
+                .floor(() -> Floor.inode(path, true))
                 .bare(Floor.INUM, prepared)
                 .library(() -> ZOLTNative.getINum(path, true))
                 .way("unix:ino", () -> (Long) Files.getAttribute(file, "unix:ino"))
                 .goal(Case.FLOOR, 1.05).goal("unix:ino", 0.68));
         bench.measure(newCase("isCMTimeChanged")
-                .floor(() -> Floor.changed(path, NEVER) ? 1 : 0)
+                .floor(() -> Floor.changed(path, true, NEVER, 0, NEVER, 0) ? 1 : 0)
                 .library(() -> ZOLTNative.isCMTimeChangedNative(path, true, NEVER, 0, NEVER, 0)
                         ? 1 : 0)
                 .way("PosixFileAttributes", this::posix, null)
@@ -176,19 +176,19 @@ final class StatusCases {
         Work jdk = () -> messageOf(
                 () -> Files.readAttributes(nonePath, PosixFileAttributes.class).size());
         bench.measure(newCase("missing path, fast status")
-                .floor(() -> messageOf(() -> Floor.fast(none, buffer, 0)))
+                .floor(() -> messageOf(() -> Floor.fast(none, true, buffer, 0, 0)))
                 .library(() -> messageOf(
                         () -> ZOLTNative.getFileStatusFastNative(none, true, buffer, 0, 0)))
                 .way("JDK's exception", jdk, null)
                 .goal(Case.FLOOR, 1.05).goal("JDK's exception", 1.05));
         bench.measure(newCase("missing path, full status")
-                .floor(() -> messageOf(() -> Floor.full(none, false, buffer)))
+                .floor(() -> messageOf(() -> Floor.full(none, true, false, buffer, 0, 0, 0, 0)))
                 .library(() -> messageOf(() -> ZOLTNative.getFileStatusNative(none, true, false,
                         buffer, 0, 0, 0, 0)))
                 .way("JDK's exception", jdk, null)
                 .goal(Case.FLOOR, 1.05).goal("JDK's exception", 1.05));
         bench.measure(newCase("missing path, getINum")
-                .floor(() -> messageOf(() -> Floor.inode(none)))
+                .floor(() -> messageOf(() -> Floor.inode(none, true)))
                 .library(() -> messageOf(() -> ZOLTNative.getINum(none, true)))
                 .way("JDK's exception", jdk, null)
                 .goal(Case.FLOOR, 1.05).goal("JDK's exception", 1.05));

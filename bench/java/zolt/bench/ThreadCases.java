@@ -79,11 +79,11 @@ final class ThreadCases {
         String link = Files.createSymbolicLink(file.resolveSibling("link"), file.getFileName())
                 .toString();
         ByteBuffer record = Workspace.direct(88);
-        add("fast status", () -> Floor.fast(path, record, 0),
+        add("fast status", () -> Floor.fast(path, true, record, 0, 0),
                 () -> ZOLTNative.getFileStatusFastNative(path, true, record, 0, 0));
-        add("full status", () -> Floor.full(path, true, record),
+        add("full status", () -> Floor.full(path, true, true, record, 0, 0, 0, 0),
                 () -> ZOLTNative.getFileStatusNative(path, true, true, record, 0, 0, 0, 0));
-        add("getINum", () -> Floor.inode(path), () -> ZOLTNative.getINum(path, true));
+        add("getINum", () -> Floor.inode(path, true), () -> ZOLTNative.getINum(path, true));
         add("link target", () -> Floor.link(link, 64).length,
                 () -> ZOLTNative.getLinkTargetNative(link, 64).length);
         add("setPermission", () -> Floor.permission(path, (short) 0644) ? 1 : 0,
