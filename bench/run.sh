@@ -9,9 +9,11 @@ shift
 mkdir -p "$folder/accounts"
 cp /etc/passwd /etc/group "$folder/accounts/"
 export LD_LIBRARY_PATH=$build/client/local
+heap=1g
+[[ " $* " != *" long "* ]] || heap=3g  # File.list has ten million names at a time
 # What is hot is compiled at once, and not when a processor is free.
 # shellcheck disable=SC2206  # options, separated by blanks
-java=(${PROFILER-} java -Xms256m -Xmx1g -XX:+UseSerialGC -XX:-BackgroundCompilation
+java=(${PROFILER-} java -Xms256m -Xmx$heap -XX:+UseSerialGC -XX:-BackgroundCompilation
   -cp "$build/bench/classes:$build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar${HADOOP:+:$HADOOP}"
   -Dzolt.bench.hadoop.without="${WITHOUT:-not asked for}"
   -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0"

@@ -10,11 +10,12 @@ import java.nio.file.SimpleFileVisitor;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.nio.file.attribute.PosixFilePermissions;
 
-/** A folder of files to measure on, on one file system, removed at the end. */
+/** A folder of files to measure on, on one file system, removed at the end or at an interruption. */
 final class Workspace implements AutoCloseable {
     final Path folder;
     /** The type of the file system: ext4, tmpfs, ... */
     final String type;
+    private final Thread atInterruption = new Thread(this::deleteWhileInUse);
 
     Workspace(Path parent) throws IOException {
         Files.createDirectories(parent);
@@ -22,6 +23,7 @@ final class Workspace implements AutoCloseable {
         // Other users are to be able to look in.
         Files.setPosixFilePermissions(folder, PosixFilePermissions.fromString("rwxr-xr-x"));
         type = typeOf(folder);
+        Runtime.getRuntime().addShutdownHook(atInterruption);
     }
 
     private static String typeOf(Path folder) {
@@ -75,8 +77,20 @@ final class Workspace implements AutoCloseable {
         });
     }
 
+    /** Whoever measures still makes files while the virtual machine is shut down. */
+    private void deleteWhileInUse() {
+        for (int tries = 0; tries < 100 && Files.exists(folder); tries++) {
+            try {
+                delete(folder);
+            } catch (IOException e) {
+                // Something was made or taken away meanwhile: once more.
+            }
+        }
+    }
+
     @Override
     public void close() throws IOException {
         delete(folder);
+        Runtime.getRuntime().removeShutdownHook(atInterruption);
     }
 }
