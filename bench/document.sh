@@ -103,9 +103,10 @@ $(rows "$goals" | grep '^threads' | awk -F '\t' '{
 
 What is judged on two threads is what nine of ten rounds do not pass: a processor that was busy with
 something else, or lent to another virtual machine, can only lower what two threads do, while a lock or
-memory that is shared would lower every round. In brackets, the floor's lower quartile and median. Where the floor does 1.9 times the work of one thread, the library is
-held to 1.9, or to 0.98 of the floor where that is less. Where the floor does not, nothing is judged:
-there the kernel, or the machine, does no more.
+memory that is shared would lower every round. In brackets, the floor's lower quartile and median.
+Where the floor does 1.9 times the work of one thread, the library is held to 1.9, or to 0.98 of the
+floor where that is less. Where the floor does not, nothing is judged: there the kernel, or the machine,
+does no more.
 
 ## Times
 

@@ -90,8 +90,8 @@ final class Report implements AutoCloseable {
     /**
      * How many times one thread's work the floor's threads do, and the library's; in ascending order.
      * A processor that was busy with something else can only lower them, so those that nine of ten
-     * rounds do not pass are judged. On two threads, where the floor does 1.9 times as much, the library is to do that too,
-     * or what the floor does within 2 %.
+     * rounds do not pass are judged. On two threads, where the floor does 1.9 times as much, the
+     * library is to do that too, or what the floor does within 2 %.
      */
     void scaling(Case of, double[] floor, double[] library) {
         double ofFloor = at(floor, BEST);
