@@ -1,0 +1,147 @@
+package zolt.hdfs.namespace;
+
+import java.io.File;
+import java.nio.ByteBuffer;
+
+/**
+ * The system calls that neither the class library nor {@code ZOLTNative} offers.
+ *
+ * <p>Names are bytes, as the kernel has them. A call that can fail answers -errno; {@link
+ * SystemCallException#check} turns that into an exception. The identity that these calls act with, and
+ * change, is the thread's own.
+ */
+public final class NativeFiles {
+    /** For a path of its own, or one relative to the working directory (openat(2), AT_FDCWD). */
+    public static final int NO_DIRECTORY = -100;
+
+    /** Flags of open(2). */
+    public static final int O_RDONLY = 0;
+    public static final int O_WRONLY = 01;
+    public static final int O_RDWR = 02;
+    public static final int O_CREAT = 0100;
+    public static final int O_EXCL = 0200;
+    public static final int O_DIRECTORY = 0200000;
+    public static final int O_NOFOLLOW = 0400000;
+    public static final int O_PATH = 010000000;
+
+    /** Flags of renameat2(2). */
+    public static final int RENAME_NOREPLACE = 1;
+
+    /** Flags of setxattr(2). */
+    public static final int XATTR_CREATE = 1;
+    public static final int XATTR_REPLACE = 2;
+
+    /** What {@link #status} fills in. */
+    public static final int INODE = 0;
+    public static final int MODE = 1;
+    public static final int UID = 2;
+    public static final int GID = 3;
+    public static final int SIZE = 4;
+    public static final int ACCESS_MILLIS = 5;
+    public static final int MODIFY_MILLIS = 6;
+    public static final int CHANGE_NANOS = 7;
+    public static final int LINKS = 8;
+    public static final int DEVICE = 9;
+    public static final int MOUNT = 10;
+    public static final int MODIFY_NANOS = 11;
+    public static final int STATUS_WORDS = 12;
+
+    static {
+        String file = System.getProperty("zolt.hdfs.library");
+        if (file != null) {
+            System.load(new File(file).getAbsolutePath());
+        } else {
+            System.loadLibrary("zolthdfs");
+        }
+    }
+
+    private NativeFiles() {}
+
+    /**
+     * Opens a file; O_CLOEXEC, O_NOCTTY and O_NONBLOCK come with every call, so that no FIFO keeps a thread.
+     *
+     * @return the descriptor
+     */
+    public static native int open(int directory, byte[] path, int flags, int mode);
+
+    /** Closes a descriptor. */
+    public static native void close(int descriptor);
+
+    /** The status of a path, of a link itself; with an empty path, that of the descriptor. */
+    public static native int status(int directory, byte[] path, long[] words);
+
+    /**
+     * Fills a direct buffer with the next entries of a directory, as getdents64(2) lays them out.
+     *
+     * @return the bytes filled in; 0 at the end
+     */
+    public static native int entries(int directory, ByteBuffer buffer);
+
+    /** Renames, with flags of renameat2(2). */
+    public static native int rename(byte[] from, byte[] to, int flags);
+
+    /**
+     * The handle of an open file, as name_to_handle_at(2) gives it: its type in native byte order, then
+     * its bytes.
+     *
+     * @param handle room for the answer
+     * @return the bytes filled in
+     */
+    public static native int handle(int descriptor, byte[] handle);
+
+    /**
+     * Opens the file of a handle on the file system of {@code mount}.
+     *
+     * @return the descriptor
+     */
+    public static native int openByHandle(int mount, byte[] handle, int flags);
+
+    /**
+     * An extended attribute; the path is followed.
+     *
+     * @param value room for the value; of no length to ask how much it needs
+     * @return the length of the value
+     */
+    public static native int getAttribute(byte[] path, byte[] name, byte[] value);
+
+    /** Sets an extended attribute; the path is followed. */
+    public static native int setAttribute(byte[] path, byte[] name, byte[] value, int flags);
+
+    /** Removes an extended attribute; the path is followed. */
+    public static native int removeAttribute(byte[] path, byte[] name);
+
+    /** The names of all extended attributes, each with a zero byte at its end; as {@link #getAttribute}. */
+    public static native int listAttributes(byte[] path, byte[] names);
+
+    /**
+     * A user's ids by the databases of the system: user, group, then all groups of the user.
+     *
+     * @return null for an unknown user
+     * @throws RuntimeException when a database cannot be asked
+     */
+    public static native int[] credentials(String user);
+
+    /**
+     * Takes from the calling thread, and so from the threads that it will start, every effective capability
+     * but those on files and those to change the identity.
+     */
+    public static native int confine();
+
+    /** Gives the thread an identity for its file accesses, with no capability in effect. */
+    public static native int actAs(int uid, int gid, int[] groups);
+
+    /** Gives the thread the identity of the process back, and its capabilities on files. */
+    public static native int actAsService();
+
+    /**
+     * Puts the capability of an administrator (CAP_SYS_ADMIN, which trusted attributes need) in effect on
+     * the calling thread, or out of effect.
+     */
+    public static native int administer(boolean effective);
+
+    /** Sets the process's mask for new files; answers the old one. */
+    public static native int umask(int mask);
+
+    /** The system's text for an error. */
+    public static native String errorText(int errno);
+}

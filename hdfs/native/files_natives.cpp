@@ -1,0 +1,139 @@
+// Files by the bytes of their names, by descriptor and by handle.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "native.h"
+
+using zolt::hdfs::answer;
+using zolt::hdfs::bytesOf;
+using zolt::hdfs::raised;
+
+namespace {
+
+constexpr int OPEN_ALWAYS = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+constexpr jlong THOUSAND = 1000;
+constexpr jlong MILLION = THOUSAND * THOUSAND;
+constexpr jlong BILLION = THOUSAND * MILLION;
+
+jlong millis(const statx_timestamp& time) {
+  return time.tv_sec * THOUSAND + time.tv_nsec / MILLION;
+}
+
+jlong nanos(const statx_timestamp& time) {
+  return time.tv_sec * BILLION + time.tv_nsec;
+}
+
+// struct file_handle ends in an array without a length of its own.
+struct Handle {
+  alignas(file_handle) std::array<char, sizeof(file_handle) + MAX_HANDLE_SZ> memory{};
+
+  file_handle* get() { return reinterpret_cast<file_handle*>(memory.data()); }
+};
+
+}  // namespace
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_open(JNIEnv* env, jclass,
+                                                                 jint directory, jbyteArray path,
+                                                                 jint flags, jint mode) try {
+  return answer(openat(directory, bytesOf(env, path).c_str(), flags | OPEN_ALWAYS, mode));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_close(JNIEnv*, jclass,
+                                                                  jint descriptor) {
+  if (descriptor >= 0) close(descriptor);
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_status(JNIEnv* env, jclass,
+                                                                   jint directory, jbyteArray path,
+                                                                   jlongArray words) try {
+  struct statx status {};
+  const int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+  if (statx(directory, bytesOf(env, path).c_str(), flags, STATX_BASIC_STATS | STATX_MNT_ID,
+            &status) != 0) {
+    return answer(-1);
+  }
+  const std::array<jlong, zolt_hdfs_namespace_NativeFiles_STATUS_WORDS> values = {
+      static_cast<jlong>(status.stx_ino),
+      status.stx_mode,
+      status.stx_uid,
+      status.stx_gid,
+      static_cast<jlong>(status.stx_size),
+      millis(status.stx_atime),
+      millis(status.stx_mtime),
+      nanos(status.stx_ctime),
+      status.stx_nlink,
+      static_cast<jlong>(makedev(status.stx_dev_major, status.stx_dev_minor)),
+      static_cast<jlong>(status.stx_mnt_id),
+      nanos(status.stx_mtime)};
+  env->SetLongArrayRegion(words, 0, static_cast<jsize>(values.size()), values.data());
+  return 0;
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_entries(JNIEnv* env, jclass,
+                                                                    jint directory,
+                                                                    jobject buffer) try {
+  void* memory = buffer == nullptr ? nullptr : env->GetDirectBufferAddress(buffer);
+  if (memory == nullptr) throw std::invalid_argument("the buffer is not direct");
+  return answer(
+      getdents64(directory, memory, static_cast<size_t>(env->GetDirectBufferCapacity(buffer))));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, jclass,
+                                                                   jbyteArray from, jbyteArray to,
+                                                                   jint flags) try {
+  return answer(renameat2(AT_FDCWD, bytesOf(env, from).c_str(), AT_FDCWD, bytesOf(env, to).c_str(),
+                          static_cast<unsigned>(flags)));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_handle(JNIEnv* env, jclass,
+                                                                   jint descriptor,
+                                                                   jbyteArray bytes) try {
+  Handle handle;
+  handle.get()->handle_bytes = MAX_HANDLE_SZ;
+  int mount = 0;
+  if (name_to_handle_at(descriptor, "", handle.get(), &mount, AT_EMPTY_PATH) != 0) {
+    return answer(-1);
+  }
+  const auto type = handle.get()->handle_type;
+  const auto length = static_cast<jsize>(handle.get()->handle_bytes);
+  env->SetByteArrayRegion(bytes, 0, sizeof(type), reinterpret_cast<const jbyte*>(&type));
+  if (env->ExceptionCheck()) return 0;
+  env->SetByteArrayRegion(bytes, sizeof(type), length,
+                          reinterpret_cast<const jbyte*>(handle.get()->f_handle));
+  return static_cast<jint>(sizeof(type)) + length;
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_openByHandle(JNIEnv* env, jclass,
+                                                                         jint mount,
+                                                                         jbyteArray bytes,
+                                                                         jint flags) try {
+  Handle handle;
+  auto& type = handle.get()->handle_type;
+  const jsize length = env->GetArrayLength(bytes) - static_cast<jsize>(sizeof(type));
+  if (length <= 0 || length > MAX_HANDLE_SZ) throw std::invalid_argument("not a file handle");
+  env->GetByteArrayRegion(bytes, 0, sizeof(type), reinterpret_cast<jbyte*>(&type));
+  env->GetByteArrayRegion(bytes, sizeof(type), length,
+                          reinterpret_cast<jbyte*>(handle.get()->f_handle));
+  handle.get()->handle_bytes = static_cast<unsigned>(length);
+  return answer(open_by_handle_at(mount, handle.get(), flags | OPEN_ALWAYS));
+} catch (...) {
+  return raised(env, jint{0});
+}

@@ -1,0 +1,94 @@
+#include "identity.h"
+
+#include <linux/capability.h>
+#include <sys/fsuid.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <vector>
+
+namespace zolt::hdfs {
+
+namespace {
+
+constexpr uint64_t bit(int capability) {
+  return uint64_t{1} << capability;
+}
+
+// What the kernel itself gives and takes with the file-system user id 0.
+constexpr uint64_t ON_FILES = bit(CAP_CHOWN) | bit(CAP_DAC_OVERRIDE) | bit(CAP_DAC_READ_SEARCH) |
+                              bit(CAP_FOWNER) | bit(CAP_FSETID) | bit(CAP_LINUX_IMMUTABLE);
+constexpr uint64_t TO_SWITCH = bit(CAP_SETUID) | bit(CAP_SETGID);
+
+constexpr uint32_t REFUSED = 0xffffffff;  // of setfsuid(2), for an id that nobody has
+
+struct Capabilities {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> data{};
+};
+
+int failure() {
+  return -(errno != 0 ? errno : EIO);
+}
+
+// Puts exactly these in effect, as far as the thread is permitted them.
+int setEffective(uint64_t wanted) {
+  Capabilities now;
+  if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
+  for (size_t word = 0; word < now.data.size(); ++word) {
+    now.data[word].effective =
+        static_cast<uint32_t>(wanted >> (32 * word)) & now.data[word].permitted;
+  }
+  return syscall(SYS_capset, &now.header, now.data.data()) == 0 ? 0 : failure();
+}
+
+// The process's own groups, as they were when the library was loaded.
+const std::vector<uint32_t>& ownGroups() {
+  static const std::vector<uint32_t> groups = [] {
+    const long count = syscall(SYS_getgroups, 0, nullptr);
+    std::vector<uint32_t> all(count > 0 ? static_cast<size_t>(count) : 0);
+    if (count > 0) syscall(SYS_getgroups, count, all.data());
+    return all;
+  }();
+  return groups;
+}
+
+// The raw call: that of the C library would change the groups of all threads. The kernel answers an
+// id that the thread may not take with silence, so each is read back.
+int setIds(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups) {
+  if (syscall(SYS_setgroups, groups.size(), groups.data()) != 0) return failure();
+  setfsgid(gid);
+  setfsuid(uid);
+  const bool taken = static_cast<uint32_t>(setfsgid(REFUSED)) == gid &&
+                     static_cast<uint32_t>(setfsuid(REFUSED)) == uid;
+  return taken ? 0 : -EPERM;
+}
+
+}  // namespace
+
+int confine() {
+  ownGroups();
+  return setEffective(ON_FILES);
+}
+
+int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups) {
+  if (const int error = setEffective(ON_FILES | TO_SWITCH); error != 0) return error;
+  int error = setIds(uid, gid, groups);
+  if (error == 0) error = setEffective(uid == 0 ? ON_FILES : 0);
+  if (error != 0) actAsService();
+  return error;
+}
+
+int actAsService() {
+  if (const int error = setEffective(TO_SWITCH); error != 0) return error;
+  if (const int error = setIds(geteuid(), getegid(), ownGroups()); error != 0) return error;
+  return setEffective(ON_FILES);
+}
+
+int administer(bool effective) {
+  return setEffective(ON_FILES | (effective ? bit(CAP_SYS_ADMIN) : 0));
+}
+
+}  // namespace zolt::hdfs

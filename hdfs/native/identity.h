@@ -1,0 +1,28 @@
+// The identity of the calling thread, and the capabilities that it has in effect.
+//
+// The kernel takes the capabilities on files from a thread whose file-system user id leaves 0, and
+// gives them back (capabilities(7), "Effect of user ID changes on capabilities"); all others stay
+// as they are. A thread that acts for a caller must have none: so those that the switch itself
+// needs are raised for its length only.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace zolt::hdfs {
+
+/// Leaves the calling thread the capabilities on files in effect, and no other. 0 or -errno.
+int confine();
+
+/// Switches the thread to a caller's ids and groups, with nothing in effect. 0 or -errno; after a
+/// failure the thread has the service's identity again.
+int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups);
+
+/// Switches the thread back to the process's ids and groups, with the capabilities on files in
+/// effect. 0 or -errno.
+int actAsService();
+
+/// Puts CAP_SYS_ADMIN in effect or out of effect. 0 or -errno.
+int administer(bool effective);
+
+}  // namespace zolt::hdfs

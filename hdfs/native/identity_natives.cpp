@@ -1,0 +1,119 @@
+// The identity of a thread, and what the user database knows.
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <stdexcept>
+
+#include "identity.h"
+#include "native.h"
+
+using zolt::hdfs::raised;
+
+namespace {
+
+// The bytes that the VM lends for a string.
+class Chars {
+ public:
+  Chars(JNIEnv* env, jstring string) : env_(env), string_(string) {
+    if (string == nullptr) throw std::invalid_argument("null");
+    chars_ = env->GetStringUTFChars(string, nullptr);
+    if (chars_ == nullptr) throw std::bad_alloc();
+  }
+  ~Chars() { env_->ReleaseStringUTFChars(string_, chars_); }
+  Chars(const Chars&) = delete;
+  Chars& operator=(const Chars&) = delete;
+
+  const char* get() const { return chars_; }
+
+ private:
+  JNIEnv* env_;
+  jstring string_;
+  const char* chars_ = nullptr;
+};
+
+constexpr size_t FIRST_ROOM = 4096;
+constexpr size_t MOST_ROOM = size_t{1} << 24;
+constexpr int FIRST_GROUPS = 64;
+
+// The entry of a user; false for a user whom the database does not have. Some databases answer that
+// with an error of their own (getpwnam(3)).
+bool find(const char* name, passwd& entry, std::vector<char>& memory) {
+  for (;;) {
+    passwd* found = nullptr;
+    const int error = getpwnam_r(name, &entry, memory.data(), memory.size(), &found);
+    if (found != nullptr) return true;
+    if (error == ERANGE && memory.size() < MOST_ROOM) {
+      memory.resize(2 * memory.size());
+    } else if (error == 0 || error == ENOENT || error == ESRCH) {
+      return false;
+    } else if (error != EINTR) {
+      throw std::runtime_error(std::string("the user database cannot be asked: ") +
+                               strerror(error));
+    }
+  }
+}
+
+std::vector<jint> idsOf(const passwd& entry) {
+  int count = FIRST_GROUPS;
+  std::vector<gid_t> groups(static_cast<size_t>(count));
+  while (getgrouplist(entry.pw_name, entry.pw_gid, groups.data(), &count) < 0) {
+    if (count <= static_cast<int>(groups.size())) throw std::runtime_error("getgrouplist failed");
+    groups.resize(static_cast<size_t>(count));
+  }
+  std::vector<jint> ids{static_cast<jint>(entry.pw_uid), static_cast<jint>(entry.pw_gid)};
+  for (int i = 0; i < count; ++i)
+    ids.push_back(static_cast<jint>(groups[static_cast<size_t>(i)]));
+  return ids;
+}
+
+}  // namespace
+
+JNIEXPORT jintArray JNICALL Java_zolt_hdfs_namespace_NativeFiles_credentials(JNIEnv* env, jclass,
+                                                                             jstring user) try {
+  const Chars name(env, user);
+  std::vector<char> memory(FIRST_ROOM);
+  passwd entry{};
+  if (!find(name.get(), entry, memory)) return nullptr;
+  const std::vector<jint> ids = idsOf(entry);
+  jintArray array = env->NewIntArray(static_cast<jsize>(ids.size()));
+  if (array == nullptr) return nullptr;
+  env->SetIntArrayRegion(array, 0, static_cast<jsize>(ids.size()), ids.data());
+  return array;
+} catch (...) {
+  return raised(env, static_cast<jintArray>(nullptr));
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_confine(JNIEnv*, jclass) {
+  return zolt::hdfs::confine();
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAs(JNIEnv* env, jclass, jint uid,
+                                                                  jint gid, jintArray groups) try {
+  std::vector<uint32_t> ids(static_cast<size_t>(env->GetArrayLength(groups)));
+  env->GetIntArrayRegion(groups, 0, static_cast<jsize>(ids.size()),
+                         reinterpret_cast<jint*>(ids.data()));
+  return zolt::hdfs::actAs(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids);
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAsService(JNIEnv*, jclass) {
+  return zolt::hdfs::actAsService();
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_administer(JNIEnv*, jclass,
+                                                                       jboolean effective) {
+  return zolt::hdfs::administer(effective != JNI_FALSE);
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_umask(JNIEnv*, jclass, jint mask) {
+  return static_cast<jint>(umask(static_cast<mode_t>(mask)));
+}
+
+JNIEXPORT jstring JNICALL Java_zolt_hdfs_namespace_NativeFiles_errorText(JNIEnv* env, jclass,
+                                                                         jint error) {
+  return env->NewStringUTF(strerrordesc_np(error) != nullptr ? strerrordesc_np(error)
+                                                             : "Unknown error");
+}
