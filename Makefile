@@ -17,7 +17,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 
 N ?= 300
 
-.PHONY: help demo test walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
+.PHONY: help demo test hdfs walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
 .PHONY: bench bench-calls bench-profile bench-ls bench-count lint format tidy install packages clean
 
 help: ## this text
@@ -47,6 +47,11 @@ hostile: ## every native with everything that its parameters may be given
 	@ctest --preset test -R '^jvm.hostile$$' -V >build/hostile.log; status=$$?; \
 	  sed -n 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' build/hostile.log; \
 	  [ $$status -eq 0 ] || { echo 'See build/hostile.log'; exit 1; }
+
+hdfs: build ## the HDFS service, with Maven
+	@scripts/deps.sh hadoop
+	@echo 'Building build/hdfs/'
+	@why=$$(hdfs/build.sh build/hdfs) || { echo "No HDFS service: $$why"; exit 1; }
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

@@ -48,7 +48,7 @@ for set in "$@"; do
     profile)
       need perf linux-perf
       ;;
-    hadoop)  # for one part of the benchmark, which is left out without it
+    hadoop)  # for the HDFS service and one part of the benchmark, which are left out without it
       need mvn maven
       ;;
     lint)
