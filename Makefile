@@ -9,6 +9,8 @@ MINUTES ?= 10
 KILLS ?= 200
 SECONDS := 0.6
 PREFIX ?= /usr/local
+# The shell reads these from its environment, where a blank is a blank.
+export DIR PREFIX
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
 CLIENT := build/client/local
@@ -25,7 +27,7 @@ help: ## this text
 	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
 demo: build ## build, and take a tour of the library: zolt tour DIR
-	@ZOLT_LOG=$(LEVEL) bin/zolt tour $(DIR)
+	@ZOLT_LOG=$(LEVEL) bin/zolt tour "$$DIR"
 
 test: ## every test: the core alone, the natives in virtual machines, a little fuzzing
 	@scripts/deps.sh build test
@@ -146,10 +148,7 @@ tidy:
 	  clang-tidy --quiet -p build/clang 2>/dev/null
 
 install: build ## into PREFIX (/usr/local), below DESTDIR
-	@cmake --install build --prefix $(PREFIX)
-	@[ -n '$(DESTDIR)' ] || { cd $(PREFIX)/share/java && rm -f zolt.jsa && \
-	  ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new ../../bin/zolt ls -l / && \
-	  mv zolt.new zolt.jsa; } >/dev/null 2>&1 || true  # a quick start; it works without
+	@scripts/install.sh build "$$PREFIX"
 
 # The folder of libraries is the distribution's; changing it compiles nothing again.
 packages: build ## build/packages/: .deb and .rpm of library, command and embedded client

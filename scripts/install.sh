@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# install.sh BUILD PREFIX: installs what is built, and shows that it runs from where it lies. Below DESTDIR
+# it is only put down: where it will run is not known here.
+set -eu
+build=$1
+prefix=$2
+fail() { echo "install.sh: $1" >&2; exit 1; }
+
+case $prefix in
+  *:*) fail "Java takes no folder with a colon in its name: $prefix" ;;
+  /*) ;;
+  *) prefix=$PWD/$prefix ;;
+esac
+log=$(mktemp)
+new=
+trap 'rm -f "$log" ${new:+"$new"}' EXIT
+cmake --install "$build" --prefix "$prefix" >"$log" || { cat "$log" >&2; exit 1; }
+[ -z "${DESTDIR-}" ] || exit 0
+
+# What the command finds by itself, not by what the caller has set.
+unset LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS
+export PATH=$PATH:/usr/sbin:/sbin
+# In the loader's own folders a library is found once the loader's table has it.
+if [ "$(id -u)" -eq 0 ]; then ldconfig || echo "install.sh: ldconfig has failed" >&2; fi
+
+jars=$prefix/share/java
+new=$jars/zolt.new
+rm -f "$jars/zolt.jsa"
+"$prefix/bin/zolt" ls -l / >"$log" 2>&1 ||
+  fail "$prefix/bin/zolt is installed, but does not run: $(tail -n 1 "$log")
+Where a library is not found, run ldconfig as root."
+# Classes kept ready make a quick start; a Java that keeps none does without. Its option takes no blanks.
+(cd "$jars" && ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new "$prefix/bin/zolt" ls -l / >/dev/null 2>&1) || :
+[ ! -f "$new" ] || mv "$new" "$jars/zolt.jsa"
+echo "Installed below $prefix: $("$prefix/bin/zolt" --version), $prefix/bin/zolt"

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# "make install" as a person calls it: into the loader's own folders, of which the loader has a table, and
+# into a folder with a blank in its name; and "make demo" of such a folder. What is installed runs from where
+# it lies, and a failure is said. BUILD is the build folder, CMAKE.
+set -u
+export LC_ALL=C.UTF-8
+unset JAVA_HOME LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS DESTDIR MAKEFLAGS MAKELEVEL
+failed=0
+fail() { echo "FAILED: $1"; failed=1; }
+source=$(cd "$(dirname "$0")/../.." && pwd)
+
+# inside WORK PREFIX: in a mount namespace whose /usr/local and /etc are thrown away.
+if [ "${1-}" = inside ]; then
+  mount -t tmpfs tmpfs "$2" && mkdir "$2"/{local,etc}{,.work} &&
+    mount -t overlay -o lowerdir=/usr/local,upperdir="$2/local",workdir="$2/local.work" overlay /usr/local &&
+    mount -t overlay -o lowerdir=/etc,upperdir="$2/etc",workdir="$2/etc.work" overlay /etc || exit 77
+  "$source/scripts/install.sh" "$BUILD" /usr/local >"$2/said" 2>&1 || { cat "$2/said"; exit 1; }
+  cat "$2/said"
+  /usr/local/bin/zolt ls / >/dev/null || exit 1
+  [ -f /usr/local/share/java/zolt.jsa ] && [ ! -e /usr/local/share/java/zolt.new ] || exit 1
+  # A command that cannot run is no success.
+  ln -sf /nowhere "$(ls /usr/local/lib/libzolt.so /usr/local/lib/*/libzolt.so 2>/dev/null | head -n 1)"
+  echo '#!/bin/sh' >/usr/local/bin/cmake && chmod 755 /usr/local/bin/cmake
+  PATH=/usr/local/bin:$PATH "$source/scripts/install.sh" "$BUILD" /usr/local >"$2/said" 2>&1 && exit 1
+  grep -q '^install.sh: /usr/local/bin/zolt is installed, but does not run: zolt: ' "$2/said" ||
+    { cat "$2/said"; exit 1; }
+  [ ! -e /usr/local/share/java/zolt.new ]
+  exit
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+if [ "$(id -u)" -eq 0 ]; then
+  mkdir "$work/scratch"
+  unshare --mount "$0" inside "$work/scratch"
+  case $? in
+    0) ;;
+    77) echo 'The default prefix was not tried: no overlay may be mounted here.' ;;
+    *) fail 'an installation into /usr/local' ;;
+  esac
+else
+  echo 'The default prefix was not tried: that is for root.'
+fi
+
+# The Makefile belongs to the build in its own folder.
+[ "$BUILD" = "$source/build" ] || exit $failed
+blank=$work/a\ b
+mkdir "$blank" && touch "$blank/part-0000"
+from() { make -C "$source" -o build "$@" 2>&1; }
+from demo DIR="$blank" | grep -qE '^  file +[0-9]+  part-0000$' || fail 'make demo of a folder with a blank'
+output=$(from install PREFIX="$blank/prefix") || fail "make install into a folder with a blank: $output"
+[ "$("$blank/prefix/bin/zolt" ls "$blank")" = "$(ls -AU1 "$blank")" ] || fail 'a command in a folder with a blank'
+[ -f "$blank/prefix/share/java/zolt.jsa" ] || fail 'no classes are kept ready in a folder with a blank'
+output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] ||
+  fail "a staged installation: $output"
+exit $failed
