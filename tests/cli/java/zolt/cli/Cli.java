@@ -21,10 +21,19 @@ final class Cli {
     }
 
     static Cli run(String... arguments) {
+        return run("", arguments);
+    }
+
+    /** A run as a person sees it, with both streams on a terminal. */
+    static Cli onTerminal(String... arguments) {
+        return run("oe", arguments);
+    }
+
+    private static Cli run(String terminals, String[] arguments) {
         ByteArrayOutputStream out = new ByteArrayOutputStream();
         ByteArrayOutputStream err = new ByteArrayOutputStream();
         int code = Zolt.run(arguments, new Session(out,
-                new PrintStream(err, true, StandardCharsets.UTF_8), ""));
+                new PrintStream(err, true, StandardCharsets.UTF_8), terminals));
         return new Cli(code, out.toByteArray(), err.toString(StandardCharsets.UTF_8));
     }
 

@@ -42,7 +42,7 @@ class IdentityTest extends CliFixture {
         Cli.fails(Exit.NOT_FOUND, "no-such-user: unknown user", "chmod", "--as", "no-such-user", "600",
                 file);
         assertEquals("666\n", Tool.text("stat", "-c", "%a", file));
-        Cli.fails(Exit.NOT_FOUND, "\\x0a: unknown user", "whoami", "--as", "\n");
+        Cli.fails(Exit.NOT_FOUND, "\\012: unknown user", "whoami", "--as", "\n");
     }
 
     @Test

@@ -52,11 +52,11 @@ final class AclCommand {
                     out.line(new Json().put("path", path).put("entries", entries(acl)).toString());
                     return;
                 }
-                out.line("# file: " + AclNames.quoted(path));
+                out.line("# file: " + AclNames.quoted(session, path));
                 out.line("# owner: " + (numeric ? String.valueOf(status.uid())
-                        : AclNames.quoted(Accounts.userOrId(status.uid()))));
+                        : AclNames.quoted(session, Accounts.userOrId(status.uid()))));
                 out.line("# group: " + (numeric ? String.valueOf(status.gid())
-                        : AclNames.quoted(Accounts.groupOrId(status.gid()))));
+                        : AclNames.quoted(session, Accounts.groupOrId(status.gid()))));
                 if ((status.mode() & 07000) != 0) {
                     out.line("# flags: " + flag(status, 04000, 's') + flag(status, 02000, 's')
                             + flag(status, 01000, 't'));
@@ -64,7 +64,7 @@ final class AclCommand {
                 Acl shown = select(acl);
                 String lines = numeric ? shown.formatNumeric() : shown.format();
                 // Remarks stand in a column for people only, as getfacl(1) has it.
-                out.line(session.outIsTerminal ? lines : lines.replaceAll("\t+", "\t"));
+                out.line(session.outIsTerminal ? Shown.lines(lines) : lines.replaceAll("\t+", "\t"));
             });
         }
 

@@ -28,7 +28,10 @@ final class AclNames {
     }
 
     /** A name in the header: line ends and backslashes would end or change it. */
-    static String quoted(String name) {
+    static String quoted(Session session, String name) {
+        if (session.outIsTerminal) {
+            return Shown.name(name);
+        }
         StringBuilder text = new StringBuilder();
         for (int at = 0; at < name.length(); at++) {
             char each = name.charAt(at);

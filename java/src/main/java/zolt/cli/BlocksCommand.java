@@ -54,7 +54,7 @@ final class BlocksCommand extends Action {
                 out.line(object(path, locations).toString());
                 return;
             }
-            out.line(session.bold(path) + ": " + locations.count() + " blocks of "
+            out.line(session.bold(session.shown(path)) + ": " + locations.count() + " blocks of "
                     + locations.blockSize() + " bytes, " + locations.replicas() + " replicas");
             if (draw) {
                 new Strips(session).draw(locations);

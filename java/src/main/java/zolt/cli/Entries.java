@@ -55,7 +55,7 @@ final class Entries {
         } else if (details) {
             line(listing.type(), look(listing.type(), name, length), name, length);
         } else {
-            name(name, length);
+            session.show(name, length);
             out.write('\n');
         }
     }
@@ -64,7 +64,8 @@ final class Entries {
     void show(String path) throws IOException {
         byte[] name = path.getBytes(StandardCharsets.UTF_8);
         if (!json && !details) {
-            out.line(path);
+            session.show(name, name.length);
+            out.write('\n');
             return;
         }
         Facts facts = Facts.of(path, false, reader);
@@ -112,14 +113,14 @@ final class Entries {
                     "?", "?"));
         } else {
             out.text(String.format("%-11s %-8s %-8s %12d %s ", facts.modeText(),
-                    users.computeIfAbsent(facts.uid, Accounts::userOrId),
-                    groups.computeIfAbsent(facts.gid, Accounts::groupOrId), facts.size,
-                    time(facts.modified)));
+                    users.computeIfAbsent(facts.uid, id -> session.shown(Accounts.userOrId(id))),
+                    groups.computeIfAbsent(facts.gid, id -> session.shown(Accounts.groupOrId(id))),
+                    facts.size, time(facts.modified)));
         }
-        name(name, length);
+        session.show(name, length);
         if (facts != null && facts.target != null) {
             out.text(" -> ");
-            name(facts.target, facts.target.length);
+            session.show(facts.target, facts.target.length);
         }
         out.write('\n');
     }
@@ -129,14 +130,5 @@ final class Entries {
             time = DateTimeFormatter.ofPattern("yyyy-MM-dd HH:mm").withZone(ZoneId.systemDefault());
         }
         return time.format(instant);
-    }
-
-    /** The bytes as they are; only a terminal is spared what would change it. */
-    private void name(byte[] name, int length) {
-        if (session.outIsTerminal) {
-            out.text(Names.printable(new String(name, 0, length, StandardCharsets.UTF_8)));
-        } else {
-            out.write(name, length);
-        }
     }
 }

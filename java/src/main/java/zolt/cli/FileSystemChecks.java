@@ -31,7 +31,8 @@ final class FileSystemChecks {
         try {
             status.readFast(path);
         } catch (IOException e) {
-            findings.fail("status", path + ": " + e.getMessage(), "zolt why --for look " + path);
+            findings.fail("status", path + ": " + e.getMessage(),
+                    "zolt why --for look " + Remedy.quoted(path));
             return;
         }
         if (!status.isDirectory()) {
@@ -40,7 +41,7 @@ final class FileSystemChecks {
         }
         findings.ok("status", path + " is a directory of " + status.owner());
         mount();
-        tried("listing", "zolt why " + path, () -> {
+        tried("listing", "zolt why " + Remedy.quoted(path), () -> {
             int entries = 0;
             try (DirectoryListing listing = DirectoryListing.open(path)) {
                 while (listing.advance()) {
@@ -54,7 +55,7 @@ final class FileSystemChecks {
             file = Files.createTempFile(Paths.get(path), ".zolt-doctor-", "");
         } catch (IOException e) {
             findings.warn("writing", "no file can be made in " + path + ", so attributes, access control"
-                    + " lists, leases and blocks were not tried", "zolt why --for w " + path);
+                    + " lists, leases and blocks were not tried", "zolt why --for w " + Remedy.quoted(path));
             return;
         }
         try {

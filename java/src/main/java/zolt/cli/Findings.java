@@ -39,9 +39,9 @@ final class Findings {
             return;
         }
         session.out.text(session.styled(style, verdict) + "    ".substring(verdict.length() - 1));
-        session.out.line(String.format("%-16s %s", check, Names.printable(what)));
+        session.out.line(String.format("%-16s %s", check, Shown.line(what)));
         if (mend != null) {
-            session.out.line(String.format("%21s mend: %s", "", mend));
+            session.out.line(String.format("%21s mend: %s", "", Shown.line(mend)));
         }
     }
 }

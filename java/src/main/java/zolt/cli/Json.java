@@ -80,27 +80,18 @@ final class Json {
 
     private void quote(String value) {
         text.append('"');
-        for (int at = 0; at < value.length(); at++) {
-            char each = value.charAt(at);
-            if (each == '"' || each == '\\') {
-                text.append('\\').append(each);
-            } else if (each < ' ' || each == 0x7f || isAlone(value, at)) {
-                text.append(String.format("\\u%04x", (int) each));
+        value.codePoints().forEach(c -> {
+            if (c == '"' || c == '\\') {
+                text.append('\\').append((char) c);
+            } else if (Shown.isPlain(c)) {
+                text.appendCodePoint(c);
             } else {
-                text.append(each);
+                for (char each : Character.toChars(c)) {
+                    text.append(String.format("\\u%04x", (int) each));
+                }
             }
-        }
+        });
         text.append('"');
-    }
-
-    /** Half of a surrogate pair: it has no UTF-8, so it is written as an escape. */
-    private static boolean isAlone(String value, int at) {
-        char each = value.charAt(at);
-        if (Character.isHighSurrogate(each)) {
-            return at + 1 == value.length() || !Character.isLowSurrogate(value.charAt(at + 1));
-        }
-        return Character.isLowSurrogate(each)
-                && (at == 0 || !Character.isHighSurrogate(value.charAt(at - 1)));
     }
 
     static List<Long> numbers(int... values) {

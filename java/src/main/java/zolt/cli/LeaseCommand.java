@@ -69,7 +69,7 @@ final class LeaseCommand {
                 if (json) {
                     out.line(new Json().put("path", path).put("holder", holder.get()).toString());
                 } else {
-                    out.write(holder.get(), holder.get().length);
+                    session.show(holder.get(), holder.get().length);
                     out.write('\n');
                 }
             });

@@ -28,7 +28,7 @@ final class LinkCommand extends Action {
             if (json) {
                 out.line(new Json().put("path", path).put("target", target).toString());
             } else {
-                out.write(target, target.length);
+                session.show(target, target.length);
                 out.write('\n');
             }
         });

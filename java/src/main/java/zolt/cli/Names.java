@@ -34,19 +34,6 @@ final class Names {
         }
     }
 
-    /** A text in one line in which nothing moves the cursor or changes the terminal. */
-    static String printable(String text) {
-        StringBuilder safe = new StringBuilder(text.length());
-        text.codePoints().forEach(c -> {
-            if (Character.isISOControl(c)) {
-                safe.append(String.format("\\x%02x", c));
-            } else {
-                safe.appendCodePoint(c);
-            }
-        });
-        return safe.toString();
-    }
-
     static String join(String directory, String name) {
         return directory.endsWith("/") ? directory + name : directory + "/" + name;
     }

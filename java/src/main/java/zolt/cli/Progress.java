@@ -29,7 +29,7 @@ final class Progress {
             return;
         }
         last = now;
-        String line = steps + " entries, in " + Names.printable(where);
+        String line = steps + " entries, in " + Shown.line(where);
         line = line.length() <= WIDTH ? line : line.substring(0, WIDTH - 3) + "...";
         session.err.print("\r\033[K" + line);
         session.err.flush();

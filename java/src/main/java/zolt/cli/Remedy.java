@@ -35,7 +35,7 @@ final class Remedy {
                 }
             }
         }
-        return "zolt acl modify " + entries + " " + quoted(failure.component());
+        return "zolt acl modify " + quoted(entries) + " " + quoted(failure.component());
     }
 
     private static int bit(PathFailure.Access refused) {
@@ -50,7 +50,16 @@ final class Remedy {
     }
 
     /** As a shell reads it. */
-    private static String quoted(String path) {
-        return path.matches("[A-Za-z0-9_./:@%+=,-]+") ? path : "'" + path.replace("'", "'\\''") + "'";
+    static String quoted(String word) {
+        if (word.matches("[A-Za-z0-9_./:@%+=,-]+")) {
+            return word;
+        }
+        if (word.codePoints().allMatch(Shown::isPlain)) {
+            return "'" + word.replace("'", "'\\''") + "'";
+        }
+        StringBuilder escaped = new StringBuilder("$'");
+        word.codePoints().forEach(c -> escaped.append(!Shown.isPlain(c) || c == '\\' || c == '\''
+                ? Shown.octal(c) : new String(Character.toChars(c))));
+        return escaped.append('\'').toString();
     }
 }

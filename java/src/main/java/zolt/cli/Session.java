@@ -27,7 +27,7 @@ final class Session {
 
     void fail(int failed, String line) {
         out.flush();
-        err.println("zolt: " + Names.printable(line));
+        err.println("zolt: " + Shown.line(line));
         answer(failed);
     }
 
@@ -38,6 +38,19 @@ final class Session {
 
     int code() {
         return code;
+    }
+
+    /** A name that others have chosen, to be written: its bytes in a pipe, {@link Shown} on a terminal. */
+    String shown(String name) {
+        return outIsTerminal ? Shown.name(name) : name;
+    }
+
+    void show(byte[] name, int length) {
+        if (outIsTerminal) {
+            out.text(Shown.name(name, length));
+        } else {
+            out.write(name, length);
+        }
     }
 
     /** A text in bold on a terminal, as it is in a pipe. */

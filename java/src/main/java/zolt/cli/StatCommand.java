@@ -42,18 +42,18 @@ final class StatCommand extends Action {
     }
 
     private void print(String path, Facts facts) {
-        out.text(session.bold(shown(path)));
+        out.text(session.bold(session.shown(path)));
         if (facts.target != null) {
             out.text(" -> ");
-            out.write(facts.target, facts.target.length);
+            session.show(facts.target, facts.target.length);
         }
         out.line("");
         row("type", Kind.of(facts.type()) + ", " + facts.size + " bytes, inode "
                 + Long.toUnsignedString(facts.inode));
         row("mode", facts.modeText() + " (" + facts.octal() + ")"
                 + (facts.acl ? ", with an access control list" : ""));
-        row("owner", Accounts.userOrId(facts.uid) + " (" + facts.uid + "), group "
-                + Accounts.groupOrId(facts.gid) + " (" + facts.gid + ")");
+        row("owner", session.shown(Accounts.userOrId(facts.uid)) + " (" + facts.uid + "), group "
+                + session.shown(Accounts.groupOrId(facts.gid)) + " (" + facts.gid + ")");
         if (facts.full) {
             row("blocks", "of " + facts.blockSize + " bytes, replication " + facts.replication);
             if (facts.leaseLength > 0) {
@@ -65,10 +65,6 @@ final class StatCommand extends Action {
         row("accessed", time(facts.accessed));
         row("modified", time(facts.modified));
         row("changed", time(facts.changed));
-    }
-
-    private String shown(String path) {
-        return session.outIsTerminal ? Names.printable(path) : path;
     }
 
     private void row(String name, String value) {

@@ -31,7 +31,8 @@ final class TourCommand extends Action {
         Path path = Paths.get(directory).toAbsolutePath().normalize();
         PrintStream page = new PrintStream(out, true, "UTF-8");
         try {
-            Tour.take(page, session.outIsTerminal, path, Rights.now().has(Rights.SETUID, Rights.SETGID));
+            Tour.take(page, session.outIsTerminal, Shown::line, path,
+                    Rights.now().has(Rights.SETUID, Rights.SETGID));
         } catch (InterruptedException e) {
             throw new Failure(Exit.FAILED, "interrupted");
         } finally {

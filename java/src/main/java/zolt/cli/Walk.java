@@ -73,7 +73,7 @@ final class Walk {
         try (DirectoryListing listing = DirectoryListing.open(path, directoriesOnly, buffer)) {
             if (titled) {
                 session.out.text(first ? "" : "\n");
-                session.out.text(path);
+                session.out.text(session.shown(path));
                 session.out.text(":\n");
                 first = false;
             }

@@ -18,7 +18,7 @@ final class WhoamiCommand extends Action {
     void run() throws IOException {
         ThreadIdentity now = ThreadIdentity.now();
         if (!json) {
-            out.line(now.toString());
+            out.line(Shown.line(now.toString()));
             return;
         }
         List<Json> groups = new ArrayList<>();

@@ -54,7 +54,7 @@ final class WhyCommand extends Action {
             } else if (found.isPresent()) {
                 explain(found.get());
             } else {
-                out.line(user + " may " + purpose.verb + " " + path);
+                out.line(Shown.line(user + " may " + purpose.verb + " " + path));
             }
             if (found.isPresent()) {
                 session.answer(code(found.get()));
@@ -74,7 +74,7 @@ final class WhyCommand extends Action {
     }
 
     private void explain(PathFailure failure) {
-        out.line(Names.printable(failure.explain()));
+        out.line(Shown.line(failure.explain()));
         String remedy = Remedy.of(failure);
         if (remedy != null) {
             out.line("  to permit it: " + remedy);

@@ -29,7 +29,7 @@ final class XattrCommand {
     private static void show(Session session, ValueForm form, String name, byte[] value) {
         byte[] line = ValueForm.line(form, name, value).getBytes(StandardCharsets.ISO_8859_1);
         if (session.outIsTerminal) {
-            session.out.line(Names.printable(new String(line, StandardCharsets.UTF_8)));
+            session.out.line(Shown.line(line, line.length));
         } else {
             session.out.write(line, line.length);
             session.out.write('\n');
@@ -70,7 +70,7 @@ final class XattrCommand {
                     out.line(new Json().put("path", path).put("name", name).put("value", value)
                             .toString());
                 } else {
-                    out.line("# file: " + AclNames.quoted(path));
+                    out.line("# file: " + AclNames.quoted(session, path));
                     show(session, form, name, value);
                     out.line("");
                 }
@@ -102,7 +102,7 @@ final class XattrCommand {
                     all.forEach(values::put);
                     out.line(new Json().put("path", path).put("attributes", values).toString());
                 } else if (!all.isEmpty()) {
-                    out.line("# file: " + AclNames.quoted(path));
+                    out.line("# file: " + AclNames.quoted(session, path));
                     all.forEach((name, value) -> show(session, form, name, value));
                     out.line("");
                 }

@@ -20,7 +20,7 @@ final class ListingStop {
     private ListingStop() {}
 
     static void visit(Page page, Path directory) throws IOException {
-        page.title("What is in " + Page.printable(directory.toString()));
+        page.title("What is in " + directory);
         page.line("served by " + fileSystem(directory));
         page.line("");
 
@@ -50,7 +50,7 @@ final class ListingStop {
                 DirectoryEntry entry = listing.next();
                 String kind = entry.type().name().toLowerCase(Locale.ROOT).replace('_', ' ');
                 rows.add(new String[] {
-                    kind, Long.toUnsignedString(entry.inode()), Page.printable(entry.name())});
+                    kind, Long.toUnsignedString(entry.inode()), entry.name()});
                 kinds.merge(kind, 1, Integer::sum);
             }
         }

@@ -3,20 +3,24 @@ package zolt.tour;
 import java.io.PrintStream;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.function.UnaryOperator;
 
 /** Where the tour prints: titles, lines and tables for a person to read. */
 final class Page {
     private final PrintStream out;
     private final boolean coloured;
+    private final UnaryOperator<String> shown;
 
-    Page(PrintStream out, boolean coloured) {
+    Page(PrintStream out, boolean coloured, UnaryOperator<String> shown) {
         this.out = out;
         this.coloured = coloured;
+        this.shown = shown;
     }
 
     void title(String text) {
         out.println();
-        out.println(coloured ? "\033[1;36m" + text + "\033[0m" : text);
+        String line = shown.apply(text);
+        out.println(coloured ? "\033[1;36m" + line + "\033[0m" : line);
     }
 
     void line(String text) {
@@ -24,7 +28,8 @@ final class Page {
     }
 
     /** On a terminal, what is refused in red, and where blocks lie in green. */
-    private String painted(String text) {
+    private String painted(String line) {
+        String text = shown.apply(line);
         return coloured ? text.replaceAll("([A-Za-z]*Exception)", "\033[31m$1\033[0m")
                 .replaceAll("(#+)", "\033[32m$1\033[0m") : text;
     }
@@ -50,18 +55,5 @@ final class Page {
             }
             out.println(painted(line.toString()));
         }
-    }
-
-    /** A text in which nothing moves the cursor or changes the terminal. */
-    static String printable(String text) {
-        StringBuilder safe = new StringBuilder();
-        text.codePoints().forEach(c -> {
-            if (Character.isISOControl(c)) {
-                safe.append(String.format("\\x%02x", c));
-            } else {
-                safe.appendCodePoint(c);
-            }
-        });
-        return safe.toString();
     }
 }

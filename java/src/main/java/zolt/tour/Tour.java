@@ -7,6 +7,7 @@ import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.Comparator;
 import java.util.List;
+import java.util.function.UnaryOperator;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 
@@ -22,14 +23,16 @@ public final class Tour {
      *
      * @param out where it is told
      * @param coloured whether that is a terminal
+     * @param shown how a line is shown to people
      * @param directory the directory to list
      * @param switching whether this thread may take on another identity; who may not stays who he is
      * @throws IOException when something fails that should not
      * @throws InterruptedException when the thread is interrupted
      */
-    public static void take(PrintStream out, boolean coloured, Path directory, boolean switching)
+    public static void take(PrintStream out, boolean coloured, UnaryOperator<String> shown,
+            Path directory, boolean switching)
             throws IOException, InterruptedException {
-        Page page = new Page(out, coloured);
+        Page page = new Page(out, coloured, shown);
         ListingStop.visit(page, directory);
         Path own = Files.createTempDirectory("zolt-tour-");
         try {

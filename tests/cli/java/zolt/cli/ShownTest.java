@@ -1,0 +1,89 @@
+package zolt.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.List;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
+
+/** What others have written never reaches a terminal as it is. */
+class ShownTest extends CliFixture {
+    /** A title, a colour of one byte, a line end, the direction of writing, and what cannot be seen. */
+    private static final String HOSTILE = "a\033]0;x\007\u009b5m\n\t\177\u202eb\u2066\u200b\ufeff\u2028c";
+    private static final String SHOWN = "a\\033]0;x\\007\\302\\2335m\\012\\011\\177\\342\\200\\256b\\342\\201"
+            + "\\246\\342\\200\\213\\357\\273\\277\\342\\200\\250c";
+
+    /** The styles that the command itself gives. */
+    private static final String STYLES = "\033\\[(0|1|3[0-9]|1;36)m|\r\033\\[K";
+
+    private String sub;
+    private String file;
+
+    @BeforeEach
+    void makeHostileFiles() throws Exception {
+        sub = path(HOSTILE);
+        file = sub + "/" + HOSTILE;
+        Tool.sh("mkdir \"$1\" && cd \"$1\" && truncate -s 8K \"$2\" && ln -s \"$2\" link && ln -s \"$2$2\" dangling"
+                + " && mkdir deep && touch $'deep/\\xff\\x9b\\xc3'", sub, HOSTILE);
+        Tool.raw("setfattr", "-n", "user." + HOSTILE, "-v", HOSTILE, file);
+        Tool.raw("setfattr", "-n", "user.lease.holder", "-v", HOSTILE, file);
+        Tool.raw("setfattr", "-n", "user.lease.update", "-v", "0x0000000000000000", file);
+        Tool.raw("chmod", "700", sub);
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"ls SUB", "ls -l SUB", "ls -R SUB", "ls -lR SUB", "ls FILE", "ls -l FILE", "ls --json SUB",
+        "ls -l --json SUB", "stat FILE SUB/link", "stat --json SUB/link", "link SUB/link", "link --json SUB/link",
+        "blocks FILE", "blocks --draw FILE", "blocks --json FILE", "acl get FILE", "acl get --json FILE",
+        "xattr list FILE", "xattr list --json FILE", "xattr get user.HOSTILE FILE", "lease get FILE",
+        "lease get --json FILE", "why FILE", "why --as nobody FILE", "why --as nobody --json FILE",
+        "why --for look SUB/dangling", "doctor FILE", "doctor SUB", "doctor --as nobody SUB", "tour SUB",
+        "ls FILE/no", "ls -z FILE", "chmod HOSTILE FILE", "stat SUB/HOSTILEno", "xattr get HOSTILE FILE",
+        "lease set HOSTILE FILE", "whoami --as HOSTILE", "acl modify u:HOSTILE:r FILE"})
+    void terminalsAreSparedWhatOthersWrote(String call) {
+        List<String> arguments = new ArrayList<>();
+        for (String word : call.split(" ")) {
+            arguments.add(word.replace("FILE", file).replace("SUB", sub).replace("HOSTILE", HOSTILE));
+        }
+        Cli run = Cli.onTerminal(arguments.toArray(new String[0]));
+        assertTrue(run.out.length + run.err.length() > 0, call);
+        for (String text : List.of(run.text(), run.err)) {
+            text.replaceAll(STYLES, "").codePoints().filter(c -> c != '\n').forEach(c -> assertTrue(
+                    Shown.isPlain(c), () -> call + " shows " + Character.getName(c) + ": " + Shown.line(text)));
+        }
+    }
+
+    @Test
+    void namesStandThereByteByByte() {
+        assertEquals(SHOWN, Shown.name(HOSTILE));
+        byte[] bytes = HOSTILE.getBytes(StandardCharsets.UTF_8);
+        assertEquals(SHOWN, Shown.name(bytes, bytes.length));
+        assertEquals("\\377\\303", Shown.name(new byte[] {-1, (byte) 0xc3}, 2));
+        assertEquals("\\377", Shown.name("\udcff"));
+        assertEquals("a\\\\b", Shown.name("a\\b"));
+        assertEquals("a\\b", Shown.line("a\\b"));
+        for (String plain : List.of("a b", "ümlaut", "\ud83d\ude00", "\u06cc\u200c\u062e", "\u0915\u200d")) {
+            assertEquals(plain, Shown.name(plain));
+        }
+    }
+
+    @Test
+    void pipesGetTheBytes() throws Exception {
+        assertEquals(Tool.raw("ls", "-AU1", sub), Cli.done("ls", sub).raw());
+        assertEquals(Tool.raw("readlink", sub + "/link"), Cli.done("link", sub + "/link").raw());
+        assertEquals(HOSTILE, Value.object(Cli.done("lease", "get", "--json", file).text().trim()).get("holder"));
+    }
+
+    @Test
+    void aRemedyIsWhatAShellReads() throws Exception {
+        List<String> lines = Cli.run("why", "--as", "nobody", file).lines();
+        Tool.sh("out=$2; zolt() { printf %s \"$4\" >\"$out\"; }; eval \"$1\"",
+                lines.get(1).replaceFirst("^ *to permit it: ", ""), path("said"));
+        assertEquals(sub, Tool.text("cat", path("said")));
+    }
+}
