@@ -8,6 +8,7 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.time.Duration;
@@ -16,6 +17,7 @@ import java.util.Map;
 import java.util.Optional;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
 
 /** Extended attributes against the system's getfattr and setfattr, and leases. */
@@ -84,6 +86,41 @@ class AttributesTest {
             assertTrue(attributes.all().isEmpty());
         }
         assertArrayEquals("writer".getBytes(UTF_8), lease.holder(Lease.NEVER).get());
+    }
+
+    /** A service that has kept CAP_SYS_ADMIN, as this machine has, would give it to every caller. */
+    @Test
+    void whoActsForAUserChangesNoOtherNamespace() throws Exception {
+        Fixture.run("chown", "nobody", files.file);
+        Fixture.onThread("own", () -> {
+            try (Identity as = Identity.of("nobody")) {
+                for (String name : List.of("trusted.a", "security.a", "system.a", "userx", "")) {
+                    for (Executable change : List.<Executable>of(() -> attributes.set(name, new byte[1]),
+                            () -> attributes.create(name, new byte[1]),
+                            () -> attributes.replace(name, new byte[1]), () -> attributes.remove(name))) {
+                        assertEquals("Operation not permitted: " + name + " is not of the namespace"
+                                + " user., and this thread acts for nobody",
+                                assertThrows(AccessDeniedException.class, change).getMessage());
+                    }
+                }
+                attributes.set("user.a", new byte[1]);
+                attributes.remove("user.a");
+                Acl.parse("u:1:r").modify(files.file);
+                byte[] list = attributes.get("system.posix_acl_access").orElseThrow();
+                attributes.set("system.posix_acl_access", list);
+                attributes.remove("system.posix_acl_access");
+                try (Identity root = Identity.superuser()) {
+                    attributes.set("trusted.a", new byte[1]);
+                }
+                // A thread that begins inside of the switch acts for the same user.
+                assertThrows(AccessDeniedException.class, () -> Fixture.onThread("inner", () -> {
+                    attributes.remove("trusted.a");
+                    return null;
+                }));
+            }
+            attributes.remove("trusted.a");
+            return null;
+        });
     }
 
     @Test

@@ -2,6 +2,7 @@ package zolt.fs;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.AccessDeniedException;
 import java.util.Collections;
 import java.util.Map;
 import java.util.Optional;
@@ -16,6 +17,11 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
  * {@link Lease} are hidden here, and refused with an {@link IllegalArgumentException} where they would
  * be changed.
  *
+ * <p>While a thread acts for a user who is not the superuser, it changes attributes of the namespace
+ * "user." and access control lists only. The others ("security.", "trusted.") ask for capabilities that
+ * a switch of identities leaves to the service: the kernel would let every caller have what the service
+ * may.
+ *
  * <pre>{@code
  * ExtendedAttributes attributes = ExtendedAttributes.of(file);
  * attributes.set("user.colour", "green".getBytes(UTF_8));
@@ -27,6 +33,10 @@ public final class ExtendedAttributes {
     private static final short ANY = 0;
     private static final short ONLY_CREATE = 1;
     private static final short ONLY_REPLACE = 2;
+
+    private static final String USER = "user.";
+    /** Access control lists, whose rule is that of chmod(2): the owner alone. */
+    private static final String LISTS = "system.posix_acl_";
 
     private static final String LEASE_HOLDER = "user.lease.holder";
     private static final String LEASE_UPDATE = "user.lease.update";
@@ -178,7 +188,7 @@ public final class ExtendedAttributes {
     }
 
     private void set(String name, byte[] value, short flags) throws IOException {
-        checkName(name);
+        check(name);
         ZOLTNative.setExtendedAttribute(path, name, Check.notNull(value, "value"), flags);
     }
 
@@ -196,13 +206,20 @@ public final class ExtendedAttributes {
      * @throws IOException when there is none ("... does not exist"), or it cannot be removed
      */
     public void remove(String name) throws IOException {
-        checkName(name);
+        check(name);
         ZOLTNative.removeXAttr(path, name);
     }
 
-    private static void checkName(String name) {
+    private static void check(String name) throws IOException {
         if (LEASE_HOLDER.equals(Check.notNull(name, "name")) || LEASE_UPDATE.equals(name)) {
             throw new IllegalArgumentException(name + " belongs to the lease: see Lease");
+        }
+        if (!name.startsWith(USER) && !name.startsWith(LISTS)) {
+            ThreadIdentity now = ThreadIdentity.now();
+            if (now.actsForAnother()) {
+                throw new AccessDeniedException("Operation not permitted: " + name + " is not of the"
+                        + " namespace user., and this thread acts for " + Accounts.userOrId(now.uid()));
+            }
         }
     }
 

@@ -18,6 +18,7 @@ import java.util.List;
  */
 public final class ThreadIdentity {
     /** The columns of proc(5): real, effective, saved and file-system id. */
+    private static final int EFFECTIVE_ID = 1;
     private static final int FILE_SYSTEM_ID = 3;
 
     /** Numbers of capabilities(7). */
@@ -27,12 +28,15 @@ public final class ThreadIdentity {
 
     private static final int HEX = 16;
 
+    private final long effectiveUid;
     private final long uid;
     private final long gid;
     private final List<Long> groups;
     private final long capabilities;
 
-    private ThreadIdentity(long uid, long gid, List<Long> groups, long capabilities) {
+    private ThreadIdentity(long effectiveUid, long uid, long gid, List<Long> groups,
+            long capabilities) {
+        this.effectiveUid = effectiveUid;
         this.uid = uid;
         this.gid = gid;
         this.capabilities = capabilities;
@@ -50,6 +54,7 @@ public final class ThreadIdentity {
      * @throws IOException when /proc cannot be read
      */
     public static ThreadIdentity now() throws IOException {
+        long effectiveUid = -1;
         long uid = -1;
         long gid = -1;
         long capabilities = 0;
@@ -57,6 +62,7 @@ public final class ThreadIdentity {
         for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
                 StandardCharsets.ISO_8859_1)) {
             if (line.startsWith("Uid:")) {
+                effectiveUid = numbers(line).get(EFFECTIVE_ID);
                 uid = numbers(line).get(FILE_SYSTEM_ID);
             } else if (line.startsWith("Gid:")) {
                 gid = numbers(line).get(FILE_SYSTEM_ID);
@@ -69,12 +75,17 @@ public final class ThreadIdentity {
         if (uid < 0 || gid < 0) {
             throw new IOException("/proc/thread-self/status has no Uid: or Gid: line");
         }
-        return new ThreadIdentity(uid, gid, groups, capabilities);
+        return new ThreadIdentity(effectiveUid, uid, gid, groups, capabilities);
     }
 
     /** Whether the thread has a capability in effect. */
     boolean has(int capability) {
         return (capabilities >> capability & 1) != 0;
+    }
+
+    /** Whether it works for a user who is neither the service itself nor the superuser. */
+    boolean actsForAnother() {
+        return uid != 0 && uid != effectiveUid;
     }
 
     private static List<Long> numbers(String line) {
