@@ -95,6 +95,50 @@ complete_words() { COMP_WORDS=(zolt "$@"); COMP_CWORD=$#; _zolt 2>/dev/null; ech
 
 [ "$(id -u)" -eq 0 ] || exit $failed
 
+# Who acts for a user has the rights of that user, whatever this process had; the superuser has his own.
+touch "$work/attributed" && chown 65534 "$work/attributed" && chmod 666 "$work/attributed"
+setfattr -n trusted.secret -v key "$work/attributed"
+expect 0 '^trusted.secret="key"$' "$zolt" xattr get trusted.secret "$work/attributed"
+for root in root; do
+  expect 0 '^trusted.secret="key"$' "$zolt" xattr get trusted.secret --as $root "$work/attributed"
+done
+for user in nobody; do
+  expect 4 ': trusted.secret: no such attribute$' "$zolt" xattr get trusted.secret --as $user "$work/attributed"
+  expect 4 ': trusted.secret: no such attribute$' "$zolt" xattr get trusted.secret --as=$user "$work/attributed"
+  expect 0 '^uid=65534\(nobody\) ' "$zolt" whoami --as $user
+done
+for name in trusted.secret security.capability security.other; do
+  expect 3 'Operation not permitted' "$zolt" xattr set --as nobody $name 0x00 "$work/attributed"
+  expect 3 'Operation not permitted' "$zolt" xattr remove --as nobody $name "$work/attributed"
+done
+[ "$(getfattr -d -m - --absolute-names "$work/attributed" | grep -c =)" -eq 1 ] || fail 'attributes of nobody'
+# Where they cannot be given up, nobody is acted for. Of what is after --, nothing is an option.
+java=$(command -v java)
+ln -s "$(readlink -f "$java")" "$work/empty/java"
+cannot='^zolt: --as needs setpriv \(util-linux\), to give up capabilities$'
+expect 5 "$cannot" env PATH="$work/empty" JAVA_HOME="${java%/bin/java}" /bin/sh "$zolt" whoami --as nobody
+expect 4 '^zolt: --as: ' env PATH="$work/empty" JAVA_HOME="${java%/bin/java}" /bin/sh "$zolt" link -- --as nobody
+rm "$work/empty/java"
+expect 5 '^zolt: nobody: acting for another user would leave that user CAP_SYS_ADMIN, CAP_SETFCAP, CAP_KILL, ' \
+  setpriv --bounding-set=-setpcap "$zolt" whoami --as nobody
+expect 0 '^uid=0' setpriv --bounding-set=-setpcap "$zolt" whoami --as root
+expect 0 '^uid=65534' setpriv --bounding-set=-all,+setuid,+setgid,+dac_override "$zolt" whoami --as nobody
+for user in no-such-user ''; do
+  expect 4 ": unknown user\$" "$zolt" whoami "--as=$user"
+done
+# A switch from one ordinary user to another takes nothing away: all but switching is given up.
+keeping() {
+  setpriv --reuid=1 --regid=1 --clear-groups --inh-caps="$caps" --ambient-caps="$caps" "$@"
+}
+caps=+setuid,+setgid,+dac_override,+sys_admin
+chmod 600 "$work/attributed"
+expect 3 'Permission denied|may not read' keeping "$zolt" why --as games "$work/attributed"
+expect 4 'no such attribute' keeping "$zolt" xattr get --as nobody trusted.secret "$work/attributed"
+expect 1 '^fail capabilities +daemon has CAP_SYS_ADMIN, CAP_DAC_OVERRIDE and keeps' keeping "$zolt" doctor
+expect 0 '^warn capabilities +what is started here has CAP_SYS_ADMIN, CAP_SETFCAP, CAP_KILL' "$zolt" doctor
+expect 0 '^ok   capabilities ' setpriv \
+  --bounding-set=-all,+setuid,+setgid,+dac_override,+dac_read_search,+fowner,+chown "$zolt" doctor
+
 # An ordinary user has his own rights, and is told when that is not enough.
 user() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
 expect 0 '^uid=65534\(nobody\) gid=65534' user "$zolt" whoami

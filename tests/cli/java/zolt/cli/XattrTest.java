@@ -31,7 +31,7 @@ class XattrTest extends CliFixture {
             Tool.raw("setfattr", "-n", "user.n" + each, "-v", ValueForm.line(ValueForm.hex, "", value)
                     .substring(1), path);
         }
-        Tool.raw("setfattr", "-n", "trusted.t", "-v", "x", path);
+        Tool.raw("setfattr", "-n", "security.t", "-v", "x", path);
         Tool.raw("setfacl", "-m", "u:1:r", path);
         return path;
     }

@@ -9,7 +9,7 @@ final class Exit {
     static final int DENIED = 3;
     /** A path, a user, an attribute or a lease that is not there. */
     static final int NOT_FOUND = 4;
-    /** The command itself cannot run: no Java, no library. The launcher knows this one too. */
+    /** The command itself cannot run: no Java, no library, capabilities to give up. The launcher knows it too. */
     static final int BROKEN = 5;
     /** Something that was to be made is there: a lease that is held, an attribute. */
     static final int EXISTS = 6;

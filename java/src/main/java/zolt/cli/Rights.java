@@ -3,6 +3,7 @@ package zolt.cli;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import zolt.fs.Accounts;
 import zolt.fs.Identity;
@@ -18,23 +19,89 @@ final class Rights {
     static final int SETGID = 6;
     static final int SETUID = 7;
 
+    private static final long SWITCHING = 1L << SETUID | 1L << SETGID;
+    /**
+     * What setfsuid(2) takes when the superuser becomes another user: CAP_CHOWN, CAP_DAC_OVERRIDE,
+     * CAP_DAC_READ_SEARCH, CAP_FOWNER, CAP_FSETID, CAP_LINUX_IMMUTABLE, CAP_MKNOD, CAP_MAC_OVERRIDE.
+     */
+    private static final long TAKEN = 0x10800021fL;
+
     private static final int HEX = 16;
+    private static final String[] NAMES = {"CHOWN", "DAC_OVERRIDE", "DAC_READ_SEARCH", "FOWNER", "FSETID",
+        "KILL", "SETGID", "SETUID", "SETPCAP", "LINUX_IMMUTABLE", "NET_BIND_SERVICE", "NET_BROADCAST",
+        "NET_ADMIN", "NET_RAW", "IPC_LOCK", "IPC_OWNER", "SYS_MODULE", "SYS_RAWIO", "SYS_CHROOT",
+        "SYS_PTRACE", "SYS_PACCT", "SYS_ADMIN", "SYS_BOOT", "SYS_NICE", "SYS_RESOURCE", "SYS_TIME",
+        "SYS_TTY_CONFIG", "MKNOD", "LEASE", "AUDIT_WRITE", "AUDIT_CONTROL", "SETFCAP", "MAC_OVERRIDE",
+        "MAC_ADMIN", "SYSLOG", "WAKE_ALARM", "BLOCK_SUSPEND", "AUDIT_READ", "PERFMON", "BPF",
+        "CHECKPOINT_RESTORE"};
+    /** The worst to leave to a user are named first: the file system's other rules, and its programs. */
+    private static final int[] WORST = {21, 31};
+    private static final int MOST_NAMED = 4;
 
+    private final long uid;
     private final long effective;
+    private final long permitted;
 
-    private Rights(long effective) {
+    private Rights(long uid, long effective, long permitted) {
+        this.uid = uid;
         this.effective = effective;
+        this.permitted = permitted;
     }
 
     /** Those of the calling thread as they are now. */
     static Rights now() throws IOException {
-        for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
-                StandardCharsets.ISO_8859_1)) {
-            if (line.startsWith("CapEff:")) {
-                return new Rights(Long.parseUnsignedLong(line.substring(7).trim(), HEX));
+        return of(Paths.get("/proc/thread-self/status"));
+    }
+
+    /** Those of a thread or process, by its file "status" (proc(5)). */
+    static Rights of(Path status) throws IOException {
+        long[] found = {-1, -1, -1};
+        for (String line : Files.readAllLines(status, StandardCharsets.ISO_8859_1)) {
+            String[] fields = line.split("\\s+");
+            if (fields[0].equals("Uid:")) {
+                found[0] = Long.parseLong(fields[2]); // the effective one
+            } else if (fields[0].equals("CapEff:")) {
+                found[1] = Long.parseUnsignedLong(fields[1], HEX);
+            } else if (fields[0].equals("CapPrm:")) {
+                found[2] = Long.parseUnsignedLong(fields[1], HEX);
             }
         }
-        throw new IOException("/proc/thread-self/status has no CapEff: line");
+        if (found[0] < 0) {
+            throw new IOException(status + " has no Uid: line");
+        }
+        return new Rights(found[0], found[1], found[2]);
+    }
+
+    /** The user that switches: only of root does the kernel take capabilities when it does. */
+    boolean isRoot() {
+        return uid == 0;
+    }
+
+    /**
+     * The capabilities that acting for another user would leave to that user: all but those that the
+     * kernel takes, and those that switch.
+     *
+     * @return names for a message, the worst first, and how many more; empty where there are none
+     */
+    String left() {
+        long left = permitted & ~SWITCHING & ~(isRoot() ? TAKEN : 0);
+        StringBuilder text = new StringBuilder();
+        for (int named = 0; named < MOST_NAMED && left != 0; named++) {
+            int number = worst(left);
+            left &= ~(1L << number);
+            text.append(named == 0 ? "" : ", ").append("CAP_")
+                    .append(number < NAMES.length ? NAMES[number] : Integer.toString(number));
+        }
+        return left == 0 ? text.toString() : text + " and " + Long.bitCount(left) + " more";
+    }
+
+    private static int worst(long set) {
+        for (int number : WORST) {
+            if ((set >> number & 1) != 0) {
+                return number;
+            }
+        }
+        return Long.numberOfTrailingZeros(set);
     }
 
     boolean has(int... capabilities) {
@@ -56,7 +123,8 @@ final class Rights {
 
     /**
      * Takes on the identity of a user. One that is not known is refused: the library would act as
-     * "nobody" instead.
+     * "nobody" instead. So is every user but the superuser where the process has capabilities that the
+     * user would be left with: the launcher gives them up, since Java cannot.
      *
      * @return what ends it; null where the process is that user and may not switch
      */
@@ -67,12 +135,17 @@ final class Rights {
         } catch (IOException e) {
             throw new Failure(Exit.NOT_FOUND, "unknown user");
         }
-        if (!now().has(SETUID, SETGID)) {
+        Rights now = now();
+        if (!now.has(SETUID, SETGID)) {
             if (uid == ThreadIdentity.now().uid()) {
                 return null;
             }
             throw new Failure(Exit.DENIED, "switching to " + user
                     + " needs CAP_SETUID and CAP_SETGID (run as root)");
+        }
+        if (uid != 0 && !now.left().isEmpty()) {
+            throw new Failure(Exit.BROKEN, "acting for another user would leave that user " + now.left()
+                    + ", which this process could not give up (setpriv(1) needs CAP_SETPCAP)");
         }
         return Identity.of(user);
     }

@@ -25,7 +25,7 @@ import picocli.CommandLine.Option;
         "  zolt acl modify u:alice:rx /srv/data",
         "  zolt doctor /srv", "",
         "Exit codes: 0 done; 1 an operation failed, or several for different reasons; 2 a wrong call;",
-        "3 permission denied; 4 no such path, user, attribute or lease; 5 no Java or no library;",
+        "3 permission denied; 4 no such path, user, attribute or lease; 5 it cannot run;",
         "6 it is there already: a lease, an attribute.", "",
         "Environment: JAVA_HOME, ZOLT_LIBRARY (the file of the library), LD_LIBRARY_PATH (the folder of",
         "the file system's client libzolt.so), ZOLT_LOG (the library's log on standard error: trace,",
