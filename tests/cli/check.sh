@@ -99,10 +99,10 @@ complete_words() { COMP_WORDS=(zolt "$@"); COMP_CWORD=$#; _zolt 2>/dev/null; ech
 touch "$work/attributed" && chown 65534 "$work/attributed" && chmod 666 "$work/attributed"
 setfattr -n trusted.secret -v key "$work/attributed"
 expect 0 '^trusted.secret="key"$' "$zolt" xattr get trusted.secret "$work/attributed"
-for root in root; do
+for root in root 0; do
   expect 0 '^trusted.secret="key"$' "$zolt" xattr get trusted.secret --as $root "$work/attributed"
 done
-for user in nobody; do
+for user in nobody 65534; do
   expect 4 ': trusted.secret: no such attribute$' "$zolt" xattr get trusted.secret --as $user "$work/attributed"
   expect 4 ': trusted.secret: no such attribute$' "$zolt" xattr get trusted.secret --as=$user "$work/attributed"
   expect 0 '^uid=65534\(nobody\) ' "$zolt" whoami --as $user
@@ -123,7 +123,7 @@ expect 5 '^zolt: nobody: acting for another user would leave that user CAP_SYS_A
   setpriv --bounding-set=-setpcap "$zolt" whoami --as nobody
 expect 0 '^uid=0' setpriv --bounding-set=-setpcap "$zolt" whoami --as root
 expect 0 '^uid=65534' setpriv --bounding-set=-all,+setuid,+setgid,+dac_override "$zolt" whoami --as nobody
-for user in no-such-user ''; do
+for user in no-such-user 4123456789 5000000000 -1 ''; do
   expect 4 ": unknown user\$" "$zolt" whoami "--as=$user"
 done
 # A switch from one ordinary user to another takes nothing away: all but switching is given up.

@@ -16,7 +16,8 @@ abstract class Action implements Callable<Integer> {
     final Session session;
     final Output out;
 
-    @Option(names = "--as", paramLabel = "USER", description = "Act with the rights of this user.")
+    @Option(names = "--as", paramLabel = "USER", description = "Act with the rights of this user: a name or"
+            + " an id.")
     String as;
 
     @Option(names = "--json", description = "Answer in JSON, one object a line.")

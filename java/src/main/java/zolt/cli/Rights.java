@@ -126,15 +126,12 @@ final class Rights {
      * "nobody" instead. So is every user but the superuser where the process has capabilities that the
      * user would be left with: the launcher gives them up, since Java cannot.
      *
+     * @param user a name or an id
      * @return what ends it; null where the process is that user and may not switch
      */
     static Identity as(String user) throws IOException, Failure {
-        long uid;
-        try {
-            uid = Accounts.uid(user);
-        } catch (IOException e) {
-            throw new Failure(Exit.NOT_FOUND, "unknown user");
-        }
+        String name = known(user);
+        long uid = Accounts.uid(name);
         Rights now = now();
         if (!now.has(SETUID, SETGID)) {
             if (uid == ThreadIdentity.now().uid()) {
@@ -147,6 +144,24 @@ final class Rights {
             throw new Failure(Exit.BROKEN, "acting for another user would leave that user " + now.left()
                     + ", which this process could not give up (setpriv(1) needs CAP_SETPCAP)");
         }
-        return Identity.of(user);
+        return Identity.of(name);
+    }
+
+    /** A name as it is, or that of a user id: as chown(1) has it, a name may consist of digits. */
+    private static String known(String user) throws Failure {
+        try {
+            Accounts.uid(user);
+            return user;
+        } catch (IOException noName) {
+            try {
+                String name = Accounts.user(Long.parseLong(user));
+                if (!name.isEmpty()) {
+                    return name;
+                }
+            } catch (IOException | IllegalArgumentException noId) {
+                // Neither.
+            }
+            throw new Failure(Exit.NOT_FOUND, "unknown user");
+        }
     }
 }
