@@ -52,6 +52,19 @@ expect 5 '^zolt: zolt-hadoop.jar is neither in .* nor in /usr/share/java$' "$zol
 mv "$work/zolt-hadoop.jar" "$work/prefix/share/java"
 expect 2 "^zolt: Unknown option: '-z' \(see zolt ls --help\)$" "$zolt" ls -z
 
+# So is what Java itself would say in its own way. The shell complains of a deleted folder before the
+# launcher begins.
+mkdir "$work/gone"
+output=$(cd "$work/gone" && rmdir "$work/gone" && "$zolt" ls / 2>&1)
+[ $? -eq 5 ] && [ "$(tail -n +2 <<<"$output")" = 'zolt: the current folder is deleted: change to another one' ] ||
+  fail "a deleted folder: $output"
+for limit in '-v 100000' '-v 300000' '-v 700000' '-d 50000' '-n 12'; do
+  output=$(cd "$work" && eval "ulimit $limit" && "$zolt" ls / 2>&1)
+  [ $? -eq 5 ] && [ "$(wc -l <<<"$output")" -eq 1 ] && [[ $output = 'zolt: '* ]] || fail "ulimit $limit: $output"
+done
+[ -z "$(compgen -G "$work/hs_err*")" ] || fail 'Java has left a report'
+output=$(ulimit -v 1500000 && "$zolt" ls / 2>&1) || fail "Java does not start in 1.5 GB: $output"
+
 # The log goes to standard error, at the level that was asked for.
 expect 4 '(^| )DEBUG .*ZOLTNative - @' env ZOLT_LOG=debug "$zolt" stat /nowhere
 [ -z "$(ZOLT_LOG=debug "$zolt" stat /nowhere 2>/dev/null)" ] || fail 'the log is on standard output'

@@ -111,11 +111,21 @@ public final class Zolt implements Runnable {
             session.out.flush();
             return code;
         } catch (LinkageError e) {
-            session.fail(Exit.BROKEN, String.valueOf(e.getMessage()));
+            session.fail(Exit.BROKEN, reason(e));
+            return Exit.BROKEN;
+        } catch (OutOfMemoryError e) {
+            session.fail(Exit.BROKEN, "Java has no more memory (" + e.getMessage() + "): see ulimit -v,"
+                    + " or set ZOLT_JAVA_OPTS=-Xmx...");
             return Exit.BROKEN;
         } catch (Output.Lost e) {
             return lost(e, session);
         }
+    }
+
+    /** A class that cannot be set up says nothing itself. */
+    private static String reason(Throwable e) {
+        return e.getMessage() != null ? e.getMessage() : e.getCause() != null ? reason(e.getCause())
+                : e.getClass().getSimpleName();
     }
 
     private static int parse(String[] arguments, Session session) {
