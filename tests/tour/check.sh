@@ -66,5 +66,19 @@ script -qec "$work/prefix/bin/zolt tour $work/shown" /dev/null </dev/null | grep
 output=$("$work/prefix/bin/zolt" tour "$work/nowhere" 2>&1)
 [ $? -eq 4 ] && [ "$output" = "zolt: $work/nowhere: No such file or directory: failed to open directory" ] ||
   fail "nowhere: $output"
+
+# A signal ends it, and it takes its files with it.
+mkdir "$work/tmp"
+for signal in TERM HUP INT TERM; do
+  env --default-signal=INT ZOLT_JAVA_OPTS="-Djava.io.tmpdir=$work/tmp" \
+    "$work/prefix/bin/zolt" tour "$work/shown" >/dev/null 2>"$work/errors" &
+  until compgen -G "$work/tmp/zolt-tour-*/*" >/dev/null || ! kill -0 $!; do sleep 0.005; done
+  kill -$signal $!
+  wait $!
+  status=$?
+  [ $status -gt 128 ] && [ -z "$(ls -A "$work/tmp")" ] && [ ! -s "$work/errors" ] ||
+    fail "after SIG$signal: $status, left: $(ls -A "$work/tmp"), said: $(cat "$work/errors")"
+  rm -rf "$work"/tmp/*
+done
 [ -z "$(compgen -G '/tmp/zolt-tour-*')" ] || fail "the tour left something behind"
 exit $failed

@@ -58,6 +58,7 @@ final class FileSystemChecks {
                     + " lists, leases and blocks were not tried", "zolt why --for w " + Remedy.quoted(path));
             return;
         }
+        file.toFile().deleteOnExit(); // where a signal ends the command
         try {
             write(file.toString());
         } finally {

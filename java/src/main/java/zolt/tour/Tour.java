@@ -2,6 +2,7 @@ package zolt.tour;
 
 import java.io.IOException;
 import java.io.PrintStream;
+import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -35,10 +36,39 @@ public final class Tour {
         Page page = new Page(out, coloured, shown);
         ListingStop.visit(page, directory);
         Path own = Files.createTempDirectory("zolt-tour-");
+        Ending ending = new Ending(own);
+        Runtime.getRuntime().addShutdownHook(ending);
         try {
             walk(new Stop(page, own, switching));
         } finally {
+            if (ending.begun) {
+                Thread.sleep(Long.MAX_VALUE); // the virtual machine ends, and there is nothing to complain of
+            }
             remove(own);
+        }
+    }
+
+    /** What a signal starts: it removes the directory while the tour may still work in it. */
+    private static final class Ending extends Thread {
+        private static final int TRIALS = 200;
+
+        volatile boolean begun;
+        private final Path own;
+
+        Ending(Path own) {
+            this.own = own;
+        }
+
+        @Override
+        public void run() {
+            begun = true;
+            for (int left = TRIALS; left > 0 && Files.exists(own); left--) {
+                try {
+                    remove(own);
+                } catch (IOException | UncheckedIOException e) {
+                    // the tour has just made or removed something
+                }
+            }
         }
     }
 
@@ -51,12 +81,15 @@ public final class Tour {
     }
 
     private static void remove(Path tree) throws IOException {
+        if (!Files.exists(tree)) {
+            return;
+        }
         List<Path> deepestFirst;
         try (Stream<Path> paths = Files.walk(tree)) {
             deepestFirst = paths.sorted(Comparator.reverseOrder()).collect(Collectors.toList());
         }
         for (Path path : deepestFirst) {
-            Files.delete(path);
+            Files.deleteIfExists(path);
         }
     }
 }
