@@ -94,6 +94,18 @@ mkdir "$work/large"
 lines=$(ZOLT_JAVA_OPTS=-Xmx7m "$zolt" ls "$work/large" | wc -l)
 [ "$lines" -eq 60000 ] || fail "$lines lines of 60000 in a small heap"
 
+# Nor does the map of a file of terabytes, which begins at once, and says how far it is.
+truncate -s 1T "$work/1T" && truncate -s 10T "$work/10T"
+first=$(ZOLT_JAVA_OPTS=-Xmx16m timeout 60 "$zolt" blocks --form fs "$work/1T" 2>&1 | sed -n '1p; 2000000{p;q}')
+grep -q '1T: 268435456 blocks of 4096 bytes' <<<"$first" && grep -q '^ *8191987712 ' <<<"$first" ||
+  fail "the map of 1 TiB: $first"
+first=$(ZOLT_JAVA_OPTS=-Xmx16m timeout 60 "$zolt" blocks "$work/10T" 2>&1 | sed -n '1p; 3{p;q}')
+grep -q '10T: 81920 blocks of 134217728 bytes' <<<"$first" && grep -q '^ *0 *134217728 ' <<<"$first" ||
+  fail "the map of 10 TiB: $first"
+terminal "timeout 3 $zolt blocks --draw $work/10T" | grep -qE '[0-9]+ % of 81920 blocks, in ' ||
+  fail 'no progress in a drawing'
+rm "$work/1T" "$work/10T"
+
 # The completion: commands, verbs, options, their values, users.
 cmp -s <("$zolt" completion) "$work/prefix/share/bash-completion/completions/zolt" ||
   fail 'the installed completion is not that of the command'

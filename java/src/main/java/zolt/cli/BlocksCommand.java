@@ -1,16 +1,16 @@
 package zolt.cli;
 
-import java.util.ArrayList;
+import java.io.IOException;
 import java.util.List;
-import java.util.TreeSet;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import zolt.fs.BlockLocation;
 import zolt.fs.BlockLocations;
 
-@Command(name = "blocks", description = "Show where the blocks of files lie.", footer = {"",
-    "Example: zolt blocks --draw /srv/data/part-0000"})
+@Command(name = "blocks", description = {"Show where the blocks of files lie. A file of any size is read"
+    + " in ranges, which take no more memory than a small one."}, footer = {"",
+        "Example: zolt blocks --draw /srv/data/part-0000"})
 final class BlocksCommand extends Action {
     /** The forms of an answer, by what people call them. */
     enum Form {
@@ -47,95 +47,97 @@ final class BlocksCommand extends Action {
 
     @Override
     void run() {
-        BlockLocations locations = new BlockLocations();
+        BlockLocations reader = new BlockLocations();
+        Progress progress = new Progress(session);
         forEach(paths, path -> {
-            locations.read(path, form.form, offset, length);
-            if (json) {
-                out.line(object(path, locations).toString());
-                return;
-            }
-            out.line(session.bold(session.shown(path)) + ": " + locations.count() + " blocks of "
-                    + locations.blockSize() + " bytes, " + locations.replicas() + " replicas");
-            if (draw) {
-                new Strips(session).draw(locations);
-            } else {
-                table(locations);
+            BlockRanges ranges = new BlockRanges(reader, path, form.form, offset, length);
+            try {
+                if (json) {
+                    object(ranges);
+                } else if (draw) {
+                    draw(ranges, progress);
+                } else {
+                    table(ranges, progress);
+                }
+            } finally {
+                progress.clear();
             }
         });
     }
 
-    private void table(BlockLocations locations) {
-        out.line(locations.count() == 0 ? "" : String.format("  %16s %12s  %s", "OFFSET", "LENGTH",
+    private String title(BlockRanges ranges) {
+        return session.bold(session.shown(ranges.path())) + ": " + ranges.count() + " blocks of " + ranges.blockSize()
+                + " bytes, " + ranges.replicas() + " replicas";
+    }
+
+    private void table(BlockRanges ranges, Progress progress) throws IOException {
+        out.line(title(ranges));
+        out.line(ranges.count() == 0 ? "" : String.format("  %16s %12s  %s", "OFFSET", "LENGTH",
                 "NODES"));
-        for (BlockLocation block : locations.list()) {
-            out.line(String.format("  %16d %12d  %s", block.offset(), block.length(), nodes(block)));
-        }
-    }
-
-    private static String nodes(BlockLocation block) {
-        List<String> nodes = new ArrayList<>();
-        block.nodes().forEach(node -> nodes.add(node.toString()));
-        return nodes.isEmpty() ? "-" : String.join(" ", nodes);
-    }
-
-    private static Json object(String path, BlockLocations locations) {
-        List<Json> blocks = new ArrayList<>();
-        for (BlockLocation block : locations.list()) {
-            blocks.add(new Json().put("offset", block.offset()).put("length", block.length())
-                    .put("nodes", block.nodes()).put("weights", block.weights()));
-        }
-        return new Json().put("path", path).put("blockSize", locations.blockSize())
-                .put("replicas", locations.replicas()).put("blocks", blocks);
-    }
-
-    /** The picture: a line for each node, in columns for the blocks. */
-    private static final class Strips {
-        private static final int COLUMNS = 64;
-
-        private final Session session;
-
-        Strips(Session session) {
-            this.session = session;
-        }
-
-        void draw(BlockLocations locations) {
-            int columns = Math.min(COLUMNS, locations.count());
-            TreeSet<Integer> nodes = new TreeSet<>();
+        StringBuilder row = new StringBuilder();
+        ranges.each((locations, first) -> {
             for (int block = 0; block < locations.count(); block++) {
-                for (int copy = 0; copy < locations.replicas(); copy++) {
-                    nodes.add(locations.node(block, copy));
-                }
+                row.setLength(0);
+                rightAligned(row, 18, locations.offset(block));
+                rightAligned(row, 13, Math.min(ranges.blockSize(),
+                        ranges.fileSize() - locations.offset(block)));
+                nodes(row.append("  "), locations, block);
+                out.line(row.toString());
             }
-            nodes.remove(-1);
-            session.out.line("  NODE  BLOCKS IN FILE ORDER" + (columns < locations.count()
-                    ? ", " + (locations.count() + columns - 1) / columns + " in a column" : ""));
-            for (int node : nodes) {
-                session.out.line(String.format("  %4d  %s", node, strip(locations, node)));
-            }
-        }
+            progress.share(first + locations.count(), ranges.count(), ranges.path());
+        });
+    }
 
-        private String strip(BlockLocations locations, int node) {
-            int each = Math.max(1, (locations.count() + COLUMNS - 1) / COLUMNS);
-            StringBuilder strip = new StringBuilder();
-            for (int first = 0; first < locations.count(); first += each) {
-                int held = 0;
-                int here = Math.min(each, locations.count() - first);
-                for (int block = first; block < first + here; block++) {
-                    held += holds(locations, block, node) ? 1 : 0;
-                }
-                strip.append(held == 0 ? '.' : held == here ? '#' : '+');
-            }
-            return session.outIsTerminal
-                    ? strip.toString().replaceAll("([#+]+)", "\033[32m$1\033[0m") : strip.toString();
+    /** There may be hundreds of millions of rows, and a format is ten times as slow. */
+    private static void rightAligned(StringBuilder row, int width, long number) {
+        int start = row.length();
+        row.append(number);
+        for (int missing = width - (row.length() - start); missing > 0; missing--) {
+            row.insert(start, ' ');
         }
+    }
 
-        private static boolean holds(BlockLocations locations, int block, int node) {
-            for (int copy = 0; copy < locations.replicas(); copy++) {
-                if (locations.node(block, copy) == node) {
-                    return true;
-                }
+    private static void nodes(StringBuilder row, BlockLocations locations, int block) {
+        int start = row.length();
+        for (int copy = 0; copy < locations.replicas(); copy++) {
+            if (locations.node(block, copy) >= 0) {
+                row.append(row.length() == start ? "" : " ").append(locations.node(block, copy));
             }
-            return false;
         }
+        row.append(row.length() == start ? "-" : "");
+    }
+
+    /** A picture shows nothing before all is read, so that progress is for those who watch it, too. */
+    private void draw(BlockRanges ranges, Progress progress) throws IOException {
+        BlockDrawing drawing = new BlockDrawing(ranges.count());
+        ranges.each((locations, first) -> {
+            drawing.add(locations, first);
+            progress.shareOfSilence(first + locations.count(), ranges.count(), ranges.path());
+        });
+        progress.clear();
+        out.line(title(ranges));
+        drawing.print(session);
+    }
+
+    /** The object is written while it is read. What ends it early stands in its last member. */
+    private void object(BlockRanges ranges) throws IOException {
+        String head = new Json().put("path", ranges.path()).put("blockSize", ranges.blockSize())
+                .put("replicas", ranges.replicas()).toString();
+        out.text(head.substring(0, head.length() - 1) + ",\"blocks\":[");
+        try {
+            ranges.each((locations, first) -> {
+                String separator = first == 0 ? "" : ",";
+                for (BlockLocation block : locations.list()) {
+                    out.text(separator + new Json().put("offset", block.offset())
+                            .put("length", block.length()).put("nodes", block.nodes())
+                            .put("weights", block.weights()));
+                    separator = ",";
+                }
+            });
+        } catch (IOException e) {
+            out.line("]," + new Json().put("error", String.valueOf(e.getMessage())).toString().substring(1));
+            throw e;
+        }
+        out.line("]}");
     }
 }

@@ -7,31 +7,53 @@ final class Progress {
     private static final int WIDTH = 70;
 
     private final Session session;
-    private final boolean watched;
     private long steps;
     private long last = System.nanoTime();
     private boolean shown;
 
     Progress(Session session) {
         this.session = session;
-        this.watched = session.errIsTerminal && !session.outIsTerminal;
     }
 
     void step(String where) {
-        if ((++steps & STEPS_BETWEEN_LOOKS) == 0 && watched) {
-            look(where);
+        if ((++steps & STEPS_BETWEEN_LOOKS) == 0 && isDue(session.outIsTerminal)) {
+            show(steps + " entries, in " + Shown.line(where));
         }
     }
 
-    private void look(String where) {
+    /** A part of what there is to do, where what is done is printed. */
+    void share(long done, long all, String what) {
+        if (isDue(session.outIsTerminal)) {
+            show(percent(done, all, what));
+        }
+    }
+
+    /** The same where nothing is printed before the end. */
+    void shareOfSilence(long done, long all, String what) {
+        if (isDue(false)) {
+            show(percent(done, all, what));
+        }
+    }
+
+    private static String percent(long done, long all, String what) {
+        return 100 * done / all + " % of " + all + " blocks, in " + Shown.line(what);
+    }
+
+    private boolean isDue(boolean seenElsewhere) {
+        if (!session.errIsTerminal || seenElsewhere) {
+            return false;
+        }
         long now = System.nanoTime();
         if (now - last < NANOS_BETWEEN_LINES) {
-            return;
+            return false;
         }
         last = now;
-        String line = steps + " entries, in " + Shown.line(where);
-        line = line.length() <= WIDTH ? line : line.substring(0, WIDTH - 3) + "...";
-        session.err.print("\r\033[K" + line);
+        return true;
+    }
+
+    private void show(String line) {
+        String fitting = line.length() <= WIDTH ? line : line.substring(0, WIDTH - 3) + "...";
+        session.err.print("\r\033[K" + fitting);
         session.err.flush();
         shown = true;
     }
