@@ -101,6 +101,24 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, 
   return raised(env, jint{0});
 }
 
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_unlink(JNIEnv* env, jclass,
+                                                                   jint directory, jbyteArray name,
+                                                                   jboolean isDirectory) try {
+  return answer(
+      unlinkat(directory, bytesOf(env, name).c_str(), isDirectory != JNI_FALSE ? AT_REMOVEDIR : 0));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+// With AT_EACCESS the kernel asks for the identity that file accesses have, not for the real one.
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_mayAccess(JNIEnv* env, jclass,
+                                                                      jbyteArray path,
+                                                                      jint access) try {
+  return answer(syscall(SYS_faccessat2, AT_FDCWD, bytesOf(env, path).c_str(), access, AT_EACCESS));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_handle(JNIEnv* env, jclass,
                                                                    jint descriptor,
                                                                    jbyteArray bytes) try {

@@ -80,6 +80,12 @@ public final class NativeFiles {
     /** Renames, with flags of renameat2(2). */
     public static native int rename(byte[] from, byte[] to, int flags);
 
+    /** Removes an entry of a directory; a directory where {@code isDirectory} says so. */
+    public static native int unlink(int directory, byte[] name, boolean isDirectory);
+
+    /** Whether the thread's identity may do this to a path: a sum of 4 (read), 2 (write) and 1 (execute). */
+    public static native int mayAccess(byte[] path, int access);
+
     /**
      * The handle of an open file, as name_to_handle_at(2) gives it: its type in native byte order, then
      * its bytes.

@@ -1,0 +1,80 @@
+package zolt.hdfs.namespace;
+
+import java.io.IOException;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
+
+/**
+ * The identity that the thread acts with, for the length of a scope: the kernel checks each access against it.
+ * Scopes nest; the end of one restores what was before.
+ */
+public final class Acting implements AutoCloseable {
+    private static final Logger LOG = LoggerFactory.getLogger(Acting.class);
+
+    /** Whose rights a thread has, and whether those of an administrator are with them. */
+    private record Rights(Caller caller, boolean administrator) {
+        int take() {
+            int result = caller.superuser() ? NativeFiles.actAsService()
+                    : NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups());
+            return result == 0 && administrator ? NativeFiles.administer(true) : result;
+        }
+
+        boolean areThoseOf(Rights other) {
+            return caller.superuser() && other.caller.superuser() && administrator == other.administrator;
+        }
+    }
+
+    private static final Rights OWN = new Rights(Caller.SERVICE, false);
+    private static final Rights RECORDS = new Rights(Caller.SERVICE, true);
+    private static final ThreadLocal<Rights> NOW = ThreadLocal.withInitial(() -> OWN);
+
+    private final Rights before = NOW.get();
+
+    private Acting(Rights rights) throws IOException {
+        if (!rights.areThoseOf(before)) {
+            int result = rights.take();
+            if (result < 0) {
+                restore(rights);
+                throw new SystemCallException(-result, "the identity of " + rights.caller().user());
+            }
+        }
+        NOW.set(rights);
+    }
+
+    /** Acts with a caller's rights. */
+    public static Acting as(Caller caller) throws IOException {
+        return new Acting(new Rights(caller, false));
+    }
+
+    /**
+     * Acts with the service's rights, in the midst of a caller's request, on what the service itself keeps with a
+     * file: its lease, and the settings for which the file system's client asks an administrator's rights.
+     */
+    public static Acting service() throws IOException {
+        return new Acting(RECORDS);
+    }
+
+    /** For whom the thread acts. */
+    public static Caller now() {
+        return NOW.get().caller();
+    }
+
+    private void restore(Rights ending) {
+        if (ending.areThoseOf(before)) {
+            return;
+        }
+        int result = before.take();
+        if (result < 0) {
+            // The next request on this thread would have a stranger's rights. Nothing is lost with the process.
+            LOG.error("Cannot return to the identity of {}: error {}", before.caller().user(), -result);
+            Runtime.getRuntime().halt(1);
+        }
+    }
+
+    @Override
+    public void close() {
+        Rights ending = NOW.get();
+        NOW.set(before);
+        restore(ending);
+    }
+}

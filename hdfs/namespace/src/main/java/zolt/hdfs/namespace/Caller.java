@@ -1,0 +1,22 @@
+package zolt.hdfs.namespace;
+
+/**
+ * For whom a request is done: ids as the user database had them when last asked.
+ *
+ * @param user the name
+ * @param superuser whether the rights are the service's own, and the ids are not used
+ */
+public record Caller(String user, int uid, int gid, int[] groups, boolean superuser) {
+    /** The service itself. */
+    public static final Caller SERVICE = new Caller(System.getProperty("user.name"), 0, 0, new int[0], true);
+
+    /** Whether the user is in a group. */
+    public boolean isIn(int group) {
+        for (int each : groups) {
+            if (each == group) {
+                return true;
+            }
+        }
+        return group == gid;
+    }
+}

@@ -1,0 +1,75 @@
+package zolt.hdfs.namespace;
+
+import java.io.IOException;
+import java.time.Duration;
+import java.util.function.LongSupplier;
+import org.apache.hadoop.security.AccessControlException;
+import zolt.fs.Accounts;
+
+/** The ids of users, remembered for a while: to ask the user database for each request costs more than the request. */
+public final class Callers {
+    private static final int MOST = 10_000;
+
+    private final String supergroup;
+    private final Remembered<String, Caller> callers;
+
+    /**
+     * @param supergroup the group whose members have the service's rights; it need not exist
+     * @param time how long what the database said holds
+     */
+    public Callers(String supergroup, Duration time) {
+        this(supergroup, time, System::nanoTime);
+    }
+
+    Callers(String supergroup, Duration time, LongSupplier clock) {
+        this.supergroup = supergroup;
+        callers = new Remembered<>(MOST, time, clock);
+    }
+
+    /**
+     * The caller of a name.
+     *
+     * @throws AccessControlException for a user whom the system does not know; its text says what to do
+     */
+    public Caller of(String user) throws IOException {
+        Caller known = callers.get(user);
+        if (known == null) {
+            known = lookUp(user);
+            callers.put(user, known);
+        }
+        return known;
+    }
+
+    private Caller lookUp(String user) throws IOException {
+        if (user.equals(Caller.SERVICE.user())) {
+            return Caller.SERVICE;
+        }
+        int[] ids = NativeFiles.credentials(user);
+        if (ids == null) {
+            throw unknown(user);
+        }
+        int[] groups = java.util.Arrays.copyOfRange(ids, 2, ids.length);
+        Caller caller = new Caller(user, ids[0], ids[1], groups, false);
+        return isSuperuser(caller) ? new Caller(user, ids[0], ids[1], groups, true) : caller;
+    }
+
+    private boolean isSuperuser(Caller caller) {
+        if (caller.uid() == 0) {
+            return true;
+        }
+        try {
+            return caller.isIn((int) Accounts.gid(supergroup));
+        } catch (IOException e) {
+            return false;
+        }
+    }
+
+    private static AccessControlException unknown(String user) {
+        try {
+            Accounts.uid(user);
+            return new AccessControlException("the user database had no user " + user + " a moment ago");
+        } catch (IOException e) {
+            return new AccessControlException(e.getMessage());
+        }
+    }
+}

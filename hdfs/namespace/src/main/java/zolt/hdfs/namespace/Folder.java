@@ -1,0 +1,112 @@
+package zolt.hdfs.namespace;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import org.apache.hadoop.fs.permission.FsAction;
+
+/** The exported folder with what every operation on it needs. The calls act with the thread's rights. */
+public final class Folder {
+    private static final String DEFAULT_ACL = "system.posix_acl_default";
+
+    private final Root root;
+    private final Names names;
+    private final Refusals refusals = new Refusals(this);
+
+    public Folder(Root root, Names names) {
+        this.root = root;
+        this.names = names;
+    }
+
+    public Root root() {
+        return root;
+    }
+
+    public Names names() {
+        return names;
+    }
+
+    Place place(HdfsPath path) throws SystemCallException {
+        return Place.of(root, path);
+    }
+
+    /** The status of an entry, of a link itself; the raw failure of the call. */
+    Entry status(HdfsPath path) throws SystemCallException {
+        try (Place place = place(path)) {
+            return Entry.of(NativeFiles.NO_DIRECTORY, place.bytes(), path.toString());
+        }
+    }
+
+    /** As {@link #status}; null for what is not there. */
+    Entry find(HdfsPath path) throws IOException {
+        try {
+            return status(path);
+        } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.ENOENT) {
+                return null;
+            }
+            throw refusal(path, e, FsAction.READ);
+        }
+    }
+
+    /** As {@link #find}, but a link at the end of the path is for the client to resolve. */
+    Entry findResolved(HdfsPath path) throws IOException {
+        Entry entry = find(path);
+        if (entry != null && entry.isLink()) {
+            throw refusals.link(path, path.depth());
+        }
+        return entry;
+    }
+
+    /** As {@link #findResolved}; FileNotFoundException for what is not there. */
+    Entry require(HdfsPath path) throws IOException {
+        Entry entry = findResolved(path);
+        if (entry == null) {
+            throw new FileNotFoundException("File/Directory does not exist: " + path);
+        }
+        return entry;
+    }
+
+    /** As {@link #require}, of a file. */
+    Entry requireFile(HdfsPath path) throws IOException {
+        Entry entry = findResolved(path);
+        if (entry == null) {
+            throw new FileNotFoundException("File does not exist: " + path);
+        }
+        if (!entry.isFile()) {
+            throw new FileNotFoundException("Path is not a file: " + path);
+        }
+        return entry;
+    }
+
+    /** The target of a link, as it stands there. */
+    String target(HdfsPath path) throws IOException {
+        try (Place place = place(path)) {
+            return Files.readSymbolicLink(place.path()).toString();
+        }
+    }
+
+    /** Whether what is made in a directory gets an access control list from it. */
+    boolean hasDefaultAcl(HdfsPath directory) throws SystemCallException {
+        try (Place place = place(directory)) {
+            return NativeFiles.getAttribute(place.bytes(), DEFAULT_ACL.getBytes(StandardCharsets.US_ASCII),
+                    new byte[0]) > 0;
+        }
+    }
+
+    /** What a client is told about a failed call on a path. */
+    IOException refusal(HdfsPath path, IOException failure, FsAction wanted) {
+        return refusals.of(path, failure, wanted, false);
+    }
+
+    /** As {@link #refusal}, where something was to be made. */
+    IOException refusalToCreate(HdfsPath path, IOException failure, FsAction wanted) {
+        return refusals.of(path, failure, wanted, true);
+    }
+
+    /** The exception by which the client resolves the link that the first components of a path name. */
+    IOException link(HdfsPath path) {
+        return refusals.link(path, path.depth());
+    }
+}

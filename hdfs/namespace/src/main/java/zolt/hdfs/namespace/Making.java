@@ -1,0 +1,124 @@
+package zolt.hdfs.namespace;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.attribute.FileAttribute;
+import java.nio.file.attribute.PosixFilePermission;
+import java.nio.file.attribute.PosixFilePermissions;
+import java.util.EnumSet;
+import java.util.Set;
+import org.apache.hadoop.fs.FileAlreadyExistsException;
+import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.fs.permission.FsCreateModes;
+import org.apache.hadoop.fs.permission.FsPermission;
+
+/** Directories and links, and the directories above them. */
+public final class Making {
+    private static final int STICKY = 01000;
+    private static final int OWNER_WRITE_SEARCH = 0300;
+    private static final int BITS = 9;
+
+    private final Folder folder;
+
+    public Making(Folder folder) {
+        this.folder = folder;
+    }
+
+    /** Makes a directory; one that is there already will do. */
+    public void directory(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
+        Entry there = folder.find(path);
+        if (there == null) {
+            make(path, mode, parents);
+        } else if (there.isLink()) {
+            throw folder.link(path);
+        } else if (!there.isDirectory()) {
+            throw new FileAlreadyExistsException("Path is not a directory: " + path);
+        }
+    }
+
+    private void make(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
+        try {
+            makeOne(path, mode);
+        } catch (IOException e) {
+            int errno = Errors.of(e);
+            if (errno == SystemCallException.EEXIST) {
+                directory(path, mode, false);
+            } else if (errno == SystemCallException.ENOENT && !path.isHidden()) {
+                above(path, mode, parents);
+                make(path, mode, false);
+            } else {
+                throw folder.refusalToCreate(path, e, FsAction.WRITE);
+            }
+        }
+    }
+
+    /**
+     * Makes what is missing above a path, so that its maker can go on below: with the right to write and search for
+     * the owner, whatever the mode.
+     */
+    void above(HdfsPath path, FsPermission mode, boolean wanted) throws IOException {
+        HdfsPath parent = path.parent();
+        if (!wanted || path.isHidden()) {
+            throw new FileNotFoundException("Parent directory doesn't exist: " + parent);
+        }
+        directory(parent, widened(mode), true);
+    }
+
+    private static FsPermission widened(FsPermission mode) {
+        FsPermission masked = new FsPermission((short) (mode.toShort() | OWNER_WRITE_SEARCH));
+        return mode.getUnmasked() == null ? masked
+                : FsCreateModes.create(masked, new FsPermission((short) (mode.getUnmasked().toShort() | OWNER_WRITE_SEARCH)));
+    }
+
+    private void makeOne(HdfsPath path, FsPermission wanted) throws IOException {
+        int mode = mode(path, wanted);
+        try (Place place = folder.place(path)) {
+            Files.createDirectory(place.path(), permissions(mode));
+            Group.inherit(folder, path, place.descriptor());
+            if ((mode & STICKY) != 0) {
+                Files.setAttribute(place.path(), "unix:mode", mode);
+            }
+        }
+    }
+
+    /**
+     * The mode to make something with: the kernel itself combines the one that the client's mask has not narrowed
+     * with a default access control list, and the client's mask does not count then.
+     */
+    int mode(HdfsPath path, FsPermission wanted) throws IOException {
+        FsPermission unmasked = wanted.getUnmasked();
+        boolean inherits = unmasked != null && !unmasked.equals(wanted) && !path.isRoot()
+                && folder.hasDefaultAcl(path.parent());
+        return (inherits ? unmasked : wanted).toShort() & (STICKY | 0777);
+    }
+
+    static FileAttribute<Set<PosixFilePermission>> permissions(int mode) {
+        Set<PosixFilePermission> set = EnumSet.noneOf(PosixFilePermission.class);
+        PosixFilePermission[] all = PosixFilePermission.values();
+        for (int bit = 0; bit < BITS; bit++) {
+            if ((mode >> BITS - 1 - bit & 1) != 0) {
+                set.add(all[bit]);
+            }
+        }
+        return PosixFilePermissions.asFileAttribute(set);
+    }
+
+    /** Makes a link to what is not looked at. */
+    public void link(HdfsPath path, String target, FsPermission parentMode, boolean parents) throws IOException {
+        try (Place place = folder.place(path)) {
+            Files.createSymbolicLink(place.path(), java.nio.file.Path.of(target));
+        } catch (IOException e) {
+            int errno = Errors.of(e);
+            if (errno == SystemCallException.ENOENT) {
+                above(path, parentMode, parents);
+                link(path, target, parentMode, false);
+            } else if (errno == SystemCallException.EEXIST) {
+                throw new FileAlreadyExistsException("failed to create link " + path
+                        + " either because the filename is invalid or the file exists");
+            } else {
+                throw folder.refusalToCreate(path, e, FsAction.WRITE);
+            }
+        }
+    }
+}

@@ -1,0 +1,66 @@
+package zolt.hdfs.namespace;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import org.apache.hadoop.fs.permission.FsAction;
+
+/** A file that is held, so that what is told of it is told of one and the same file. */
+public final class OpenedFile implements AutoCloseable {
+    private final int descriptor;
+    private final Entry entry;
+
+    private OpenedFile(int descriptor) throws SystemCallException {
+        this.descriptor = descriptor;
+        try {
+            entry = Entry.of(descriptor);
+        } catch (SystemCallException e) {
+            NativeFiles.close(descriptor);
+            throw e;
+        }
+    }
+
+    /** A file that the kernel lets the caller read. */
+    public static OpenedFile toRead(Folder folder, HdfsPath path) throws IOException {
+        folder.requireFile(path);
+        return open(folder, path, NativeFiles.O_RDONLY);
+    }
+
+    /** A file that the caller may see, with no right to what is in it. */
+    public static OpenedFile toName(Folder folder, HdfsPath path) throws IOException {
+        return open(folder, path, NativeFiles.O_PATH);
+    }
+
+    private static OpenedFile open(Folder folder, HdfsPath path, int flags) throws IOException {
+        try (Place place = folder.place(path)) {
+            OpenedFile file = new OpenedFile(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
+                    place.bytes(), flags | NativeFiles.O_NOFOLLOW, 0), path.toString()));
+            if (!file.entry.isFile()) {
+                file.close();
+                throw new FileNotFoundException("Path is not a file: " + path);
+            }
+            return file;
+        } catch (SystemCallException e) {
+            throw folder.refusal(path, e, FsAction.READ);
+        }
+    }
+
+    public int descriptor() {
+        return descriptor;
+    }
+
+    public Entry entry() {
+        return entry;
+    }
+
+    /** Block size and copies. */
+    public Statuses.Layout layout() throws IOException {
+        try (Acting own = Acting.service()) {
+            return Statuses.layout(Place.nameOf(descriptor));
+        }
+    }
+
+    @Override
+    public void close() {
+        NativeFiles.close(descriptor);
+    }
+}

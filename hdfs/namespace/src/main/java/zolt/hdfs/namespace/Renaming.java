@@ -1,0 +1,134 @@
+package zolt.hdfs.namespace;
+
+import java.io.FileNotFoundException;
+import java.io.IOException;
+import org.apache.hadoop.fs.FileAlreadyExistsException;
+import org.apache.hadoop.fs.ParentNotDirectoryException;
+import org.apache.hadoop.fs.permission.FsAction;
+
+/** The two renames of HDFS: the old one that answers false, and the one like rename(2). */
+public final class Renaming {
+    private final Folder folder;
+
+    public Renaming(Folder folder) {
+        this.folder = folder;
+    }
+
+    /** Renames, into a directory where the destination is one; false where HDFS does not. Never replaces. */
+    public boolean rename(HdfsPath from, HdfsPath to) throws IOException {
+        Entry source = folder.find(from);
+        Entry target = folder.find(to);
+        HdfsPath into = target != null && target.isDirectory() && !from.isRoot() ? to.child(from.name()) : to;
+        if (source == null || from.isRoot()) {
+            return false;
+        }
+        if (into.equals(from)) {
+            return true;
+        }
+        if (isItsTarget(from, source, into) || into.isBelow(from)) {
+            return false;
+        }
+        int result = call(from, into, NativeFiles.RENAME_NOREPLACE);
+        switch (-result) {
+            case 0:
+                return true;
+            case SystemCallException.EEXIST:
+            case SystemCallException.ENOENT:
+                return false;
+            default:
+                throw refusal(from, into, new SystemCallException(-result, from.toString()));
+        }
+    }
+
+    /** Renames to just this path; replaces a file, or an empty directory, only where asked. */
+    public void rename(HdfsPath from, HdfsPath to, boolean overwrite) throws IOException {
+        Entry source = folder.find(from);
+        if (source == null) {
+            throw new FileNotFoundException("rename source " + from + " is not found.");
+        }
+        if (from.isRoot()) {
+            throw new IOException("rename source cannot be the root");
+        }
+        if (to.equals(from)) {
+            throw new FileAlreadyExistsException("The source " + from + " and destination " + to + " are the same");
+        }
+        if (isItsTarget(from, source, to)) {
+            throw new FileAlreadyExistsException("Cannot rename symlink " + from + " to its target " + to);
+        }
+        if (to.isBelow(from)) {
+            throw new IOException("Rename destination " + to + " is a directory or file under source " + from);
+        }
+        if (to.isRoot()) {
+            throw new IOException("rename destination cannot be the root");
+        }
+        checkReplaced(from, source, to, overwrite);
+        checkParent(to);
+        int result = call(from, to, overwrite ? 0 : NativeFiles.RENAME_NOREPLACE);
+        if (result == -SystemCallException.EEXIST && !overwrite) {
+            throw alreadyThere(to);
+        } else if (result == -SystemCallException.ENOTEMPTY || result == -SystemCallException.EEXIST) {
+            throw new IOException("rename destination directory is not empty: " + to);
+        } else if (result < 0) {
+            throw refusal(from, to, new SystemCallException(-result, from.toString()));
+        }
+    }
+
+    private void checkReplaced(HdfsPath from, Entry source, HdfsPath to, boolean overwrite) throws IOException {
+        Entry target = folder.find(to);
+        if (target == null) {
+            return;
+        }
+        if (target.isDirectory() != source.isDirectory()) {
+            throw new IOException("Source " + from + " and destination " + to + " must both be directories");
+        }
+        if (!overwrite) {
+            throw alreadyThere(to);
+        }
+    }
+
+    private static FileAlreadyExistsException alreadyThere(HdfsPath to) {
+        return new FileAlreadyExistsException("rename destination " + to + " already exists");
+    }
+
+    private void checkParent(HdfsPath to) throws IOException {
+        Entry parent = folder.find(to.parent());
+        if (parent == null) {
+            throw new FileNotFoundException("rename destination parent " + to + " not found.");
+        }
+        if (!parent.isDirectory() && !parent.isLink()) {
+            throw new ParentNotDirectoryException("rename destination parent " + to + " is a file.");
+        }
+    }
+
+    private boolean isItsTarget(HdfsPath from, Entry source, HdfsPath to) throws IOException {
+        return source.isLink() && folder.target(from).equals(to.toString());
+    }
+
+    private int call(HdfsPath from, HdfsPath to, int flags) throws IOException {
+        try (Place source = folder.place(from); Place target = folder.place(to)) {
+            return NativeFiles.rename(source.bytes(), target.bytes(), flags);
+        } catch (SystemCallException e) {
+            return -e.errno();
+        }
+    }
+
+    /** Says it of the side that refuses: what stands in the way of the source, or else the destination. */
+    private IOException refusal(HdfsPath from, HdfsPath to, SystemCallException failure) {
+        try {
+            folder.status(from);
+        } catch (SystemCallException e) {
+            return folder.refusal(from, e, FsAction.WRITE);
+        }
+        boolean sourceRefuses = failure.errno() == SystemCallException.EACCES && !isWritable(from.parent());
+        return folder.refusalToCreate(sourceRefuses ? from : to, failure, FsAction.WRITE);
+    }
+
+    /** Only for the words of a refusal that has been decided. */
+    private boolean isWritable(HdfsPath directory) {
+        try (Place place = folder.place(directory)) {
+            return NativeFiles.mayAccess(place.bytes(), FsAction.WRITE.ordinal()) == 0;
+        } catch (IOException e) {
+            return false;
+        }
+    }
+}

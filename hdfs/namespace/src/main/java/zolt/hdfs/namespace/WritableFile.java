@@ -1,0 +1,50 @@
+package zolt.hdfs.namespace;
+
+import org.apache.hadoop.fs.permission.FsAction;
+import java.io.IOException;
+
+/** A file that the kernel has let the caller open for writing: what the service then does to it, the caller may ask for. */
+final class WritableFile implements AutoCloseable {
+    private final int descriptor;
+
+    private WritableFile(int descriptor) {
+        this.descriptor = descriptor;
+    }
+
+    /** Opens a file that exists, with the thread's rights; a link at the end of the path is refused. */
+    static WritableFile open(Folder folder, HdfsPath path) throws IOException {
+        try (Place place = folder.place(path)) {
+            return new WritableFile(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY, place.bytes(),
+                    NativeFiles.O_WRONLY | NativeFiles.O_NOFOLLOW, 0), path.toString()));
+        } catch (SystemCallException e) {
+            throw folder.refusal(path, e, FsAction.WRITE);
+        }
+    }
+
+    /** Makes a file that does not exist; the raw failure. */
+    static WritableFile create(Folder folder, HdfsPath path, int mode) throws SystemCallException {
+        try (Place place = folder.place(path)) {
+            return new WritableFile(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY, place.bytes(),
+                    NativeFiles.O_WRONLY | NativeFiles.O_CREAT | NativeFiles.O_EXCL | NativeFiles.O_NOFOLLOW, mode),
+                    path.toString()));
+        }
+    }
+
+    int descriptor() {
+        return descriptor;
+    }
+
+    Entry entry() throws SystemCallException {
+        return Entry.of(descriptor);
+    }
+
+    /** A name that stays that of this file, whatever becomes of its path. */
+    String name() {
+        return Place.nameOf(descriptor);
+    }
+
+    @Override
+    public void close() {
+        NativeFiles.close(descriptor);
+    }
+}
