@@ -12,7 +12,7 @@ flock 9
 
 # Maven takes seconds to find that there is nothing to do.
 if [ -f "$folder/test-classpath" ] && [ -z "$(find "$here" "$here/../build/java/zolt-hadoop.jar" -newer "$folder/test-classpath" \
-    \( -name '*.java' -o -name '*.jar' -o -name '*.xml' -o -type d \) -print -quit)" ]; then
+    \( -name '*.java' -o -name '*.html' -o -name '*.properties' -o -name '*.jar' -o -name '*.xml' -o -type d \) -print -quit)" ]; then
   exit 0
 fi
 

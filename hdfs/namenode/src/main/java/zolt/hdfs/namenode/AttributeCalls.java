@@ -1,0 +1,38 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import org.apache.hadoop.HadoopIllegalArgumentException;
+import org.apache.hadoop.fs.permission.FsPermission;
+import zolt.hdfs.namespace.Attributes;
+import zolt.hdfs.namespace.HdfsPath;
+
+/** The calls that change what an entry is like. */
+final class AttributeCalls {
+    private static final int MOST_COPIES = 512;
+
+    private final Attributes attributes;
+
+    AttributeCalls(Parts parts) {
+        attributes = parts.attributes();
+    }
+
+    void setPermission(String src, FsPermission permission) throws IOException {
+        attributes.mode(HdfsPath.of(src), permission.toShort());
+    }
+
+    void setOwner(String src, String username, String groupname) throws IOException {
+        attributes.owner(HdfsPath.of(src), username, groupname);
+    }
+
+    void setTimes(String src, long mtime, long atime) throws IOException {
+        attributes.times(HdfsPath.of(src), mtime, atime);
+    }
+
+    boolean setReplication(String src, short replication) throws IOException {
+        if (replication < 1 || replication > MOST_COPIES) {
+            throw new HadoopIllegalArgumentException("Requested replication factor of " + replication
+                    + " is not in the range 1 to " + MOST_COPIES + " for " + src);
+        }
+        return attributes.replication(HdfsPath.of(src), replication);
+    }
+}

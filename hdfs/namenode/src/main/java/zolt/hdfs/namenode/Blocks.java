@@ -1,0 +1,101 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.util.ArrayList;
+import java.util.EnumSet;
+import java.util.List;
+import org.apache.hadoop.fs.StorageType;
+import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
+import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
+import org.apache.hadoop.hdfs.protocol.LocatedBlock;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier.AccessMode;
+import zolt.hdfs.block.ReadBlock;
+import zolt.hdfs.block.WriteBlock;
+
+/** The blocks of files as clients and DataNodes know them: named, located and signed. */
+final class Blocks {
+    /** How many nodes a reader may try. */
+    private static final int READERS = 3;
+    /** Two write the same bytes at the same place, so that a writer outlives one of them. */
+    static final int WRITERS = 2;
+
+    private final String pool;
+    private final Datanodes datanodes;
+    private final BlockKeys keys;
+
+    Blocks(String pool, Datanodes datanodes, BlockKeys keys) {
+        this.pool = pool;
+        this.datanodes = datanodes;
+        this.keys = keys;
+    }
+
+    Datanodes datanodes() {
+        return datanodes;
+    }
+
+    /**
+     * The blocks of a range of a file. One that is being written is as long as it is now: its bytes are there when a
+     * DataNode has written them.
+     */
+    LocatedBlocks of(FileBlocks file, long offset, long length, boolean written, String client, boolean signed) {
+        long size = file.size();
+        long end = Math.min(size, length > Long.MAX_VALUE - offset ? Long.MAX_VALUE : offset + length);
+        List<LocatedBlock> located = new ArrayList<>();
+        if (offset < end) {
+            List<DatanodeInfoWithStorage> nodes = datanodes.choose(READERS, client, List.of());
+            int last = file.indexOf(end - 1);
+            for (int index = file.indexOf(offset); index <= last; index++) {
+                located.add(locate(file, index, nodes, signed));
+            }
+        }
+        LocatedBlock lastBlock = size == 0 ? null
+                : locate(file, file.indexOf(size - 1), datanodes.choose(READERS, client, List.of()), signed);
+        return new LocatedBlocks(size, written, located, lastBlock, true, null, null);
+    }
+
+    private LocatedBlock locate(FileBlocks file, int index, List<DatanodeInfoWithStorage> nodes, boolean signed) {
+        ReadBlock block = file.block(index);
+        ExtendedBlock name = new ExtendedBlock(pool, block.id(), block.lengthIn(file.size()), block.stamp());
+        LocatedBlock located = new LocatedBlock(name, nodes.toArray(new DatanodeInfoWithStorage[0]), ids(nodes),
+                types(nodes), block.start(), false, null);
+        if (signed) {
+            keys.sign(located, EnumSet.of(AccessMode.READ), file.generation());
+        }
+        return located;
+    }
+
+    /**
+     * A block to write.
+     *
+     * @param generation of the file's inode
+     * @param length what the client has written of it
+     */
+    LocatedBlock toWrite(WriteBlock block, int generation, long length, List<DatanodeInfoWithStorage> nodes) {
+        ExtendedBlock name = new ExtendedBlock(pool, block.id(), length, block.stamp());
+        LocatedBlock located = new LocatedBlock(name, nodes.toArray(new DatanodeInfoWithStorage[0]), ids(nodes),
+                types(nodes), block.start(), false, null);
+        keys.sign(located, EnumSet.of(AccessMode.WRITE, AccessMode.READ, AccessMode.COPY), generation);
+        return located;
+    }
+
+    private static String[] ids(List<DatanodeInfoWithStorage> nodes) {
+        return nodes.stream().map(DatanodeInfoWithStorage::getStorageID).toArray(String[]::new);
+    }
+
+    private static StorageType[] types(List<DatanodeInfoWithStorage> nodes) {
+        return nodes.stream().map(DatanodeInfoWithStorage::getStorageType).toArray(StorageType[]::new);
+    }
+
+    /** The block of a writing client. */
+    WriteBlock written(ExtendedBlock block) throws IOException {
+        if (!block.getBlockPoolId().equals(pool)) {
+            throw new IOException("Unexpected BlockPoolId " + block.getBlockPoolId() + ". Expected " + pool);
+        }
+        try {
+            return WriteBlock.of(block.getBlockId(), block.getGenerationStamp());
+        } catch (IllegalArgumentException e) {
+            throw new IOException(e.getMessage(), e);
+        }
+    }
+}

@@ -1,0 +1,157 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.net.InetAddress;
+import java.util.ArrayList;
+import java.util.Collection;
+import java.util.Comparator;
+import java.util.HashSet;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.StorageType;
+import org.apache.hadoop.hdfs.DFSConfigKeys;
+import org.apache.hadoop.hdfs.protocol.DatanodeID;
+import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
+import org.apache.hadoop.hdfs.protocol.DatanodeInfo.DatanodeInfoBuilder;
+import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
+import org.apache.hadoop.hdfs.protocol.HdfsConstants.DatanodeReportType;
+import org.apache.hadoop.hdfs.server.protocol.DatanodeRegistration;
+import org.apache.hadoop.hdfs.server.protocol.StorageReport;
+import org.apache.hadoop.util.Time;
+
+/** The DataNodes that report: known as long as they do, and forgotten without loss. */
+final class Datanodes {
+    /** A DataNode that was silent for this many of its own heartbeats' time counts as dead; HDFS's own rule. */
+    private static final int MOST = 100_000;
+
+    /** One DataNode, as it last described itself. */
+    static final class Node {
+        private final DatanodeRegistration registration;
+        private volatile StorageReport[] storages = {};
+        private volatile int transfers;
+        private volatile int keys;
+        private volatile long lastHeard = Time.monotonicNow();
+        private volatile long lastHeardDate = Time.now();
+
+        private Node(DatanodeRegistration registration, int keys) {
+            this.registration = registration;
+            this.keys = keys;
+        }
+
+        StorageReport[] storages() {
+            return storages;
+        }
+
+        DatanodeInfo info() {
+            long capacity = 0;
+            long used = 0;
+            long remaining = 0;
+            for (StorageReport storage : storages) {
+                capacity += storage.getCapacity();
+                used += storage.getDfsUsed();
+                remaining += storage.getRemaining();
+            }
+            return new DatanodeInfoBuilder().setNodeID(registration).setCapacity(capacity).setDfsUsed(used)
+                    .setRemaining(remaining).setBlockPoolUsed(used).setXceiverCount(transfers)
+                    .setLastUpdate(lastHeardDate).setLastUpdateMonotonic(lastHeard)
+                    .setNetworkLocation("/default-rack").build();
+        }
+
+        /** The node with the storage that holds every block of the file system: the first, since all are the same. */
+        DatanodeInfoWithStorage located() {
+            StorageReport[] all = storages;
+            String id = all.length == 0 ? "DS-" + registration.getDatanodeUuid() : all[0].getStorage().getStorageID();
+            return new DatanodeInfoWithStorage(info(), id, StorageType.DISK);
+        }
+    }
+
+    private final long silence;
+    private final Map<String, Node> nodes = new LinkedHashMap<>();
+    private int turn;
+
+    Datanodes(Configuration conf) {
+        long interval = 1000 * conf.getTimeDuration(DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_KEY,
+                DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_DEFAULT, java.util.concurrent.TimeUnit.SECONDS);
+        silence = Math.max(10 * interval, 10_000);
+    }
+
+    synchronized void register(DatanodeRegistration registration, InetAddress from, int keys) throws IOException {
+        if (from != null) {
+            registration.setIpAddr(from.getHostAddress());
+            registration.setPeerHostName(from.getHostName());
+        }
+        if (nodes.size() >= MOST) {
+            throw new IOException("too many DataNodes");
+        }
+        nodes.values().removeIf(node -> node.registration.getXferAddr().equals(registration.getXferAddr()));
+        nodes.put(registration.getDatanodeUuid(), new Node(registration, keys));
+    }
+
+    /** Notes a heartbeat; false for a node that has to register. */
+    boolean heard(DatanodeID id, StorageReport[] storages, int transfers) {
+        Node node = node(id.getDatanodeUuid());
+        if (node == null || !node.registration.getXferAddr().equals(id.getXferAddr())) {
+            return false;
+        }
+        node.storages = storages;
+        node.transfers = transfers;
+        node.lastHeardDate = Time.now();
+        node.lastHeard = Time.monotonicNow();
+        return true;
+    }
+
+    /** Whether the node has not been given these keys yet; it is now. */
+    boolean needsKeys(DatanodeID id, int version) {
+        Node node = node(id.getDatanodeUuid());
+        if (node == null || node.keys == version) {
+            return false;
+        }
+        node.keys = version;
+        return true;
+    }
+
+    private synchronized Node node(String uuid) {
+        return nodes.get(uuid);
+    }
+
+    private boolean isLive(Node node) {
+        return Time.monotonicNow() - node.lastHeard < silence;
+    }
+
+    synchronized List<Node> of(DatanodeReportType type) {
+        List<Node> all = new ArrayList<>();
+        for (Node node : nodes.values()) {
+            boolean live = isLive(node);
+            if (type == DatanodeReportType.ALL || type == (live ? DatanodeReportType.LIVE : DatanodeReportType.DEAD)) {
+                all.add(node);
+            }
+        }
+        return all;
+    }
+
+    /**
+     * Some live nodes, those on the client's machine first, and the others in turn.
+     *
+     * @param without nodes not to take
+     */
+    List<DatanodeInfoWithStorage> choose(int most, String client, Collection<? extends DatanodeID> without) {
+        Set<String> excluded = new HashSet<>();
+        without.forEach(id -> excluded.add(id.getXferAddr()));
+        List<Node> live = of(DatanodeReportType.LIVE);
+        live.removeIf(node -> excluded.contains(node.registration.getXferAddr()));
+        if (live.isEmpty()) {
+            return List.of();
+        }
+        java.util.Collections.rotate(live, next(live.size()));
+        live.sort(Comparator.comparing(node -> !node.registration.getIpAddr().equals(client)));
+        return live.stream().limit(most).map(Node::located).toList();
+    }
+
+    private synchronized int next(int size) {
+        turn = (turn + 1) % Math.max(1, size);
+        return turn;
+    }
+}

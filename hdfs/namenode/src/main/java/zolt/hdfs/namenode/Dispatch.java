@@ -1,0 +1,137 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.lang.annotation.ElementType;
+import java.lang.annotation.Retention;
+import java.lang.annotation.RetentionPolicy;
+import java.lang.annotation.Target;
+import java.lang.reflect.InvocationHandler;
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Method;
+import java.util.Arrays;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import org.apache.hadoop.io.retry.AtMostOnce;
+import org.apache.hadoop.ipc.RetryCache;
+import org.apache.hadoop.ipc.RetryCache.CacheEntryWithPayload;
+import org.apache.hadoop.ipc.Server;
+import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.security.UserGroupInformation;
+import zolt.hdfs.namespace.Acting;
+import zolt.hdfs.namespace.Caller;
+import zolt.hdfs.namespace.Callers;
+
+/**
+ * Every call of a protocol comes this way, and only this way: it is given to the subject that has a method of that
+ * name and those parameters, with the caller's identity on the thread for just as long, and once only where the client
+ * repeats it. A call that no subject has is refused in one line.
+ */
+final class Dispatch implements InvocationHandler {
+    /** A call that only the superuser may make. */
+    @Retention(RetentionPolicy.RUNTIME)
+    @Target(ElementType.METHOD)
+    @interface Superuser {}
+
+    private record Goal(Object subject, Method method, boolean once, boolean superuser) {}
+
+    private final Map<Method, Goal> targets = new HashMap<>();
+    private final Callers callers;
+    private final RetryCache answered;
+    private final Calls calls;
+
+    /**
+     * @param protocol the interface that is served
+     * @param answered what was answered lately, for calls that are repeated
+     */
+    Dispatch(Class<?> protocol, List<Object> subjects, Callers callers, RetryCache answered, Calls calls) {
+        this.callers = callers;
+        this.answered = answered;
+        this.calls = calls;
+        for (Method method : protocol.getMethods()) {
+            for (Object subject : subjects) {
+                Method own = own(subject, method);
+                if (own != null) {
+                    Goal before = targets.put(method, new Goal(subject, own,
+                            method.isAnnotationPresent(AtMostOnce.class), own.isAnnotationPresent(Superuser.class)));
+                    if (before != null) {
+                        throw new IllegalStateException("two subjects have " + method);
+                    }
+                }
+            }
+        }
+    }
+
+    private static Method own(Object subject, Method method) {
+        for (Method each : subject.getClass().getDeclaredMethods()) {
+            if (each.getName().equals(method.getName())
+                    && Arrays.equals(each.getParameterTypes(), method.getParameterTypes())) {
+                each.setAccessible(true);
+                return each;
+            }
+        }
+        return null;
+    }
+
+    @Override
+    public Object invoke(Object proxy, Method method, Object[] arguments) throws Throwable {
+        if (method.getDeclaringClass() == Object.class) {
+            return method.invoke(this, arguments);
+        }
+        long begun = System.nanoTime();
+        Throwable refused = null;
+        try {
+            return answer(method, arguments);
+        } catch (Throwable e) {
+            refused = e;
+            throw e;
+        } finally {
+            calls.done(method.getName(), System.nanoTime() - begun, refused);
+        }
+    }
+
+    private Object answer(Method method, Object[] arguments) throws Throwable {
+        Goal target = targets.get(method);
+        if (target == null) {
+            throw new UnsupportedOperationException("This NameNode has no " + method.getName()
+                    + ": its namespace is that of a file system");
+        }
+        Caller caller = callers.of(user());
+        if (target.superuser() && !caller.superuser()) {
+            throw new AccessControlException("Access denied for user " + caller.user()
+                    + ". Superuser privilege is required");
+        }
+        return target.once() ? once(target, caller, arguments) : act(target, caller, arguments);
+    }
+
+    /** A client whose connection broke asks again; the answer is that of the first time. */
+    private Object once(Goal target, Caller caller, Object[] arguments) throws Throwable {
+        CacheEntryWithPayload entry = RetryCache.waitForCompletion(answered, null, Server.getClientId(),
+                Server.getCallId());
+        if (entry != null && entry.isSuccess()) {
+            return entry.getPayload();
+        }
+        boolean success = false;
+        Object answer = null;
+        try {
+            answer = act(target, caller, arguments);
+            success = true;
+            return answer;
+        } finally {
+            RetryCache.setState(entry, success, answer);
+        }
+    }
+
+    private static Object act(Goal target, Caller caller, Object[] arguments) throws Throwable {
+        try (Acting as = Acting.as(caller)) {
+            return target.method().invoke(target.subject(), arguments);
+        } catch (InvocationTargetException e) {
+            throw e.getCause();
+        }
+    }
+
+    private static String user() throws IOException {
+        UserGroupInformation remote = Server.getRemoteUser();
+        return (remote != null ? remote : UserGroupInformation.getCurrentUser()).getShortUserName();
+    }
+}

@@ -1,0 +1,48 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.util.EnumSet;
+import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import zolt.hdfs.namespace.Entry;
+import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.Names;
+import zolt.hdfs.namespace.Statuses;
+
+/** An entry in the form of HDFS. */
+final class FileStatuses {
+    private final Statuses statuses;
+    private final Names names;
+
+    FileStatuses(Statuses statuses, Names names) {
+        this.statuses = statuses;
+        this.names = names;
+    }
+
+    /** @param name the entry's name in a listing; empty for an entry that was asked for itself */
+    HdfsFileStatus of(HdfsPath path, byte[] name, Entry entry, LocatedBlocks locations) throws IOException {
+        Statuses.Layout layout = entry.isFile() ? statuses.layout(path) : new Statuses.Layout(0, 0);
+        EnumSet<HdfsFileStatus.Flags> flags = statuses.hasAcl(path, entry)
+                ? EnumSet.of(HdfsFileStatus.Flags.HAS_ACL) : EnumSet.noneOf(HdfsFileStatus.Flags.class);
+        return new HdfsFileStatus.Builder()
+                .length(entry.isFile() ? entry.size() : 0)
+                .isdir(entry.isDirectory())
+                .replication(layout.replication())
+                .blocksize(layout.blockSize())
+                .mtime(entry.modifyMillis())
+                .atime(entry.isDirectory() ? 0 : entry.accessMillis())
+                .perm(new FsPermission((short) entry.permissions()))
+                .flags(flags)
+                .owner(names.user(entry.uid()))
+                .group(names.group(entry.gid()))
+                .symlink(entry.isLink() ? statuses.target(path).getBytes(StandardCharsets.UTF_8) : null)
+                .path(name)
+                .fileId(entry.inode())
+                .children(0)
+                .storagePolicy((byte) 0)
+                .locations(locations)
+                .build();
+    }
+}

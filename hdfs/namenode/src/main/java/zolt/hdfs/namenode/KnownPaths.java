@@ -1,0 +1,35 @@
+package zolt.hdfs.namenode;
+
+import java.util.LinkedHashMap;
+import java.util.Map;
+import zolt.hdfs.namespace.HdfsPath;
+
+/** Where inodes were last seen: for a DataNode that has to open a file by its path. Bounded, and lost without harm. */
+final class KnownPaths {
+    private static final int MOST = 100_000;
+    private static final float LOAD = 0.75f;
+
+    private final Map<Long, HdfsPath> paths = new LinkedHashMap<>(16, LOAD, true) {
+        private static final long serialVersionUID = 1;
+
+        @Override
+        protected boolean removeEldestEntry(Map.Entry<Long, HdfsPath> eldest) {
+            return size() > MOST;
+        }
+    };
+
+    synchronized void put(long inode, HdfsPath path) {
+        paths.put(inode, path);
+    }
+
+    /** Null for an inode that nobody asked about lately. */
+    synchronized HdfsPath get(long inode) {
+        return paths.get(inode);
+    }
+
+    /** An entry has another path now, and so has all below it. */
+    synchronized void moved(HdfsPath from, HdfsPath to) {
+        paths.replaceAll((inode, path) -> path.equals(from) ? to
+                : path.isBelow(from) ? HdfsPath.joined(to, path, from.depth()) : path);
+    }
+}

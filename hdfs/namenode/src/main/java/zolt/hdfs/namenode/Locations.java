@@ -1,0 +1,50 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import zolt.hdfs.namespace.Folder;
+import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.OpenFiles;
+import zolt.hdfs.namespace.OpenedFile;
+import zolt.hdfs.namespace.Statuses;
+
+/** Where the blocks of files are read. */
+final class Locations {
+    private final Folder folder;
+    private final OpenFiles open;
+    private final Blocks blocks;
+    private final Generations generations;
+    private final KnownPaths paths;
+
+    Locations(Folder folder, OpenFiles open, Blocks blocks, Generations generations, KnownPaths paths) {
+        this.folder = folder;
+        this.open = open;
+        this.blocks = blocks;
+        this.generations = generations;
+        this.paths = paths;
+    }
+
+    /** The blocks of a range of a file that the kernel lets the caller read, signed for reading. */
+    LocatedBlocks toRead(HdfsPath path, long offset, long length) throws IOException {
+        try (OpenedFile file = OpenedFile.toRead(folder, path)) {
+            return of(path, file, offset, length, true);
+        }
+    }
+
+    /** All blocks of a file; signed only for whom the kernel lets read it. */
+    LocatedBlocks of(HdfsPath path, boolean signed) throws IOException {
+        try (OpenedFile file = signed ? OpenedFile.toRead(folder, path) : OpenedFile.toName(folder, path)) {
+            return of(path, file, 0, Long.MAX_VALUE, signed);
+        }
+    }
+
+    private LocatedBlocks of(HdfsPath path, OpenedFile file, long offset, long length, boolean signed)
+            throws IOException {
+        long inode = file.entry().inode();
+        paths.put(inode, path);
+        int generation = generations.of(file.descriptor());
+        Statuses.Layout layout = file.layout();
+        FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), layout.blockSize());
+        return blocks.of(cut, offset, length, open.holder(path).isPresent(), Requests.machine(), signed);
+    }
+}

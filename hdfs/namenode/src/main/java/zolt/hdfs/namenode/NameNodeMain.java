@@ -1,0 +1,40 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import org.apache.hadoop.hdfs.DFSConfigKeys;
+import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.security.UserGroupInformation;
+import org.apache.hadoop.security.SecurityUtil;
+import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.Root;
+import zolt.hdfs.namespace.SystemCallException;
+
+/** The process of a NameNode: {@code NameNodeMain FOLDER}, with Hadoop's configuration on the class path. */
+public final class NameNodeMain {
+    private NameNodeMain() {}
+
+    public static void main(String[] arguments) throws Exception {
+        if (arguments.length != 1) {
+            System.err.println("usage: NameNodeMain FOLDER");
+            System.exit(2);
+        }
+        try {
+            start(arguments[0]).join();
+        } catch (IOException e) {
+            System.err.println("zolt: " + e.getMessage());
+            System.exit(1);
+        }
+    }
+
+    private static NameNodeServer start(String folder) throws IOException {
+        // Before the first thread that serves: each has what its maker has.
+        SystemCallException.check(NativeFiles.confine(), "the capabilities of the service");
+        // Modes are the client's, which has a mask of its own.
+        NativeFiles.umask(0);
+        HdfsConfiguration conf = new HdfsConfiguration();
+        UserGroupInformation.setConfiguration(conf);
+        SecurityUtil.login(conf, DFSConfigKeys.DFS_NAMENODE_KEYTAB_FILE_KEY,
+                DFSConfigKeys.DFS_NAMENODE_KERBEROS_PRINCIPAL_KEY);
+        return new NameNodeServer(conf, Root.open(folder));
+    }
+}

@@ -1,0 +1,19 @@
+package zolt.hdfs.namenode;
+
+import org.apache.hadoop.ipc.Server;
+import zolt.hdfs.namespace.OpenFiles.Writer;
+
+/** What a request tells of where it comes from. */
+final class Requests {
+    private Requests() {}
+
+    /** The address of the client; empty for a call from within. */
+    static String machine() {
+        String address = Server.getRemoteAddress();
+        return address == null ? "" : address;
+    }
+
+    static Writer writer(String client) {
+        return new Writer(client, machine(), Server.getCallRetryCount() > 0);
+    }
+}

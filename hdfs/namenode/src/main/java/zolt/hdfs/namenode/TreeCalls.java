@@ -1,0 +1,52 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.util.Arrays;
+import org.apache.hadoop.fs.InvalidPathException;
+import org.apache.hadoop.fs.Options.Rename;
+import org.apache.hadoop.fs.permission.FsPermission;
+import zolt.hdfs.namespace.HdfsPath;
+
+/** The calls that change the tree of names. */
+final class TreeCalls {
+    private final Parts parts;
+    private final KnownPaths paths;
+
+    TreeCalls(Parts parts, KnownPaths paths) {
+        this.parts = parts;
+        this.paths = paths;
+    }
+
+    boolean mkdirs(String src, FsPermission masked, boolean createParent) throws IOException {
+        parts.making().directory(HdfsPath.toCreate(src), masked, createParent);
+        return true;
+    }
+
+    boolean delete(String src, boolean recursive) throws IOException {
+        return parts.removing().remove(HdfsPath.of(src), recursive);
+    }
+
+    boolean rename(String src, String dst) throws IOException {
+        HdfsPath from = HdfsPath.of(src);
+        HdfsPath to = HdfsPath.toCreate(dst);
+        boolean done = parts.renaming().rename(from, to);
+        if (done) {
+            paths.moved(from, to);
+        }
+        return done;
+    }
+
+    void rename2(String src, String dst, Rename... options) throws IOException {
+        HdfsPath from = HdfsPath.of(src);
+        HdfsPath to = HdfsPath.toCreate(dst);
+        parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
+        paths.moved(from, to);
+    }
+
+    void createSymlink(String target, String link, FsPermission dirPerm, boolean createParent) throws IOException {
+        if (target.isEmpty() || target.startsWith("/.reserved")) {
+            throw new InvalidPathException("Invalid target name: " + target);
+        }
+        parts.making().link(HdfsPath.toCreate(link), target, dirPerm, createParent);
+    }
+}
