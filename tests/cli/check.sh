@@ -36,6 +36,12 @@ ln -s prefix/bin/zolt "$work/first" && ln -s "$work/first" "$work/second"
 expect 0 '^zolt 1\.0\.0$' "$work/second" --version
 expect 0 '^zolt 1\.0\.0$' env -C "$work/prefix/bin" ./zolt --version
 expect 0 '^zolt 1\.0\.0$' env -C "$work" PATH="prefix/bin:$PATH" zolt --version
+expect 0 "^library 1\.0\.0, $work/prefix/lib.*/libzolthadoop\.so\.1\.0\.0$" "$zolt" -V
+expect 0 "^client  $work/prefix/lib.*/libzolt\.so, the embedded one$" "$zolt" -V
+expect 0 '^Java    [0-9][0-9._]*, /' "$zolt" -V
+expect 0 '^libacl  /.*/libacl\.so\.1' "$zolt" -V
+expect 0 '^library cannot be loaded: ' env ZOLT_LIBRARY=/nowhere "$zolt" -V
+expect 0 '^Usage: zolt acl modify ' "$zolt" help acl modify
 cmp -s <("$zolt" ls /usr/bin) <(ls -AU1 /usr/bin) || fail 'a listing differs from that of ls'
 
 # What is missing is said in one line.

@@ -2,7 +2,9 @@ package zolt.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
+import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
+import java.io.InputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
@@ -29,11 +31,21 @@ final class Cli {
         return run("oe", arguments);
     }
 
+    /** A run with bytes, one a character, on standard input. */
+    static Cli fed(String input, String... arguments) {
+        return run("", new ByteArrayInputStream(input.getBytes(StandardCharsets.ISO_8859_1)), arguments);
+    }
+
     private static Cli run(String terminals, String[] arguments) {
+        return run(terminals, InputStream.nullInputStream(), arguments);
+    }
+
+    private static Cli run(String terminals, InputStream in, String[] arguments) {
         ByteArrayOutputStream out = new ByteArrayOutputStream();
         ByteArrayOutputStream err = new ByteArrayOutputStream();
-        int code = Zolt.run(arguments, new Session(out,
-                new PrintStream(err, true, StandardCharsets.UTF_8), terminals));
+        Session session = new Session(out, new PrintStream(err, true, StandardCharsets.UTF_8), terminals);
+        session.in = in;
+        int code = Zolt.run(arguments, session);
         return new Cli(code, out.toByteArray(), err.toString(StandardCharsets.UTF_8));
     }
 

@@ -20,7 +20,7 @@ import picocli.CommandLine.Model.OptionSpec;
 /** The manual page beside the command's own model: no command and no option is missing in either. */
 class ManPageTest {
     private static final Pattern HEADING = Pattern.compile("\\.B[IR]* \"?([a-z]+(?: [a-z]+)?)\\b.*");
-    private static final Set<String> EVERYWHERE = Set.of("--as", "--json", "--help", "--version");
+    private static final Set<String> EVERYWHERE = Set.of("--as", "--json", "-0", "--help", "--version");
     private static final Pattern OPTION = Pattern.compile("\\\\-(?:\\\\-[a-z]+|[a-zA-Z])");
 
     private static List<String> page() throws Exception {

@@ -12,6 +12,7 @@ abstract class Action implements Callable<Integer> {
     /** What HDFS takes for a file that says nothing else. */
     private static final long HDFS_BLOCK_SIZE = 128L << 20;
     private static final int HDFS_REPLICATION = 3;
+    static final String STANDARD_INPUT = "-";
 
     final Session session;
     final Output out;
@@ -23,8 +24,9 @@ abstract class Action implements Callable<Integer> {
     @Option(names = "--json", description = "Answer in JSON, one object a line.")
     boolean json;
 
-    @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
-    boolean help;
+    @Option(names = "-0", description = "Names end in NUL instead of a line end: those that are read from"
+            + " standard input (the PATH \"-\"), and those that are printed.")
+    boolean nul;
 
     Action(Session session) {
         this.session = session;
@@ -39,6 +41,7 @@ abstract class Action implements Callable<Integer> {
         if (needsLibrary()) {
             loadLibrary();
         }
+        out.endNamesWith(nul ? '\0' : '\n');
         Identity identity = null;
         try {
             identity = as == null ? null : Rights.as(as);
@@ -73,16 +76,44 @@ abstract class Action implements Callable<Integer> {
         void take(String path) throws IOException, Failure;
     }
 
-    /** Takes a step for each path; one that fails is reported, and the others follow. */
+    /**
+     * Takes a step for each path; one that fails is reported, and the others follow. The path "-" stands
+     * for those on standard input.
+     */
     final void forEach(List<String> paths, Step step) {
         for (String path : paths) {
-            try {
-                step.take(path);
-            } catch (Output.Lost e) {
-                throw e;
-            } catch (IOException | Failure | RuntimeException e) {
-                session.fail(path, e);
+            if (path.equals(STANDARD_INPUT)) {
+                forEach(new PathReader(session.in, nul ? '\0' : '\n'), step);
+            } else {
+                take(path, step);
             }
+        }
+    }
+
+    private void forEach(PathReader paths, Step step) {
+        for (boolean more = true; more; ) {
+            try {
+                String path = paths.next();
+                more = path != null;
+                if (more) {
+                    take(path, step);
+                }
+            } catch (Failure e) {
+                session.fail(e.code, e.getMessage());
+            } catch (IOException e) {
+                session.fail(Exit.FAILED, "standard input: " + e.getMessage());
+                more = false;
+            }
+        }
+    }
+
+    private void take(String path, Step step) {
+        try {
+            step.take(path);
+        } catch (Output.Lost e) {
+            throw e;
+        } catch (IOException | Failure | RuntimeException e) {
+            session.fail(path, e);
         }
     }
 

@@ -56,7 +56,7 @@ final class Entries {
             line(listing.type(), look(listing.type(), name, length), name, length);
         } else {
             session.show(name, length);
-            out.write('\n');
+            out.endName();
         }
     }
 
@@ -65,7 +65,7 @@ final class Entries {
         byte[] name = path.getBytes(StandardCharsets.UTF_8);
         if (!json && !details) {
             session.show(name, name.length);
-            out.write('\n');
+            out.endName();
             return;
         }
         Facts facts = Facts.of(path, false, reader);
@@ -122,7 +122,7 @@ final class Entries {
             out.text(" -> ");
             session.show(facts.target, facts.target.length);
         }
-        out.write('\n');
+        out.endName();
     }
 
     private String time(Instant instant) {

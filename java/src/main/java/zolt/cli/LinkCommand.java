@@ -29,7 +29,7 @@ final class LinkCommand extends Action {
                 out.line(new Json().put("path", path).put("target", target).toString());
             } else {
                 session.show(target, target.length);
-                out.write('\n');
+                out.endName();
             }
         });
     }

@@ -39,7 +39,7 @@ final class LsCommand extends Action {
         }
         Entries entries = new Entries(session, details, json);
         Walk walk = new Walk(session, entries, directoriesOnly, recursive,
-                !json && (recursive || paths.size() > 1));
+                !json && (recursive || paths.size() > 1 || paths.contains(STANDARD_INPUT)));
         forEach(paths, path -> {
             if (isDirectory(path)) {
                 walk.take(path);

@@ -23,6 +23,7 @@ final class Output extends OutputStream {
     private final OutputStream out;
     private final byte[] buffer = new byte[64 << 10];
     private int used;
+    private byte nameEnd = '\n';
 
     Output(OutputStream out) {
         this.out = out;
@@ -53,14 +54,23 @@ final class Output extends OutputStream {
         used += length;
     }
 
-    /** Bytes from a buffer's position on, and the end of the line. */
+    /** What ends a name that is a line by itself: a line end, or NUL. */
+    void endNamesWith(char end) {
+        nameEnd = (byte) end;
+    }
+
+    void endName() {
+        write(nameEnd);
+    }
+
+    /** Bytes from a buffer's position on, and the end of a name. */
     void line(ByteBuffer from, int length) {
         if (length >= buffer.length - used) {
             drain();
         }
         from.get(buffer, used, length);
         used += length;
-        buffer[used++] = '\n';
+        buffer[used++] = nameEnd;
     }
 
     void text(String text) {

@@ -43,16 +43,18 @@ final class ProcessChecks {
 
     void client() throws IOException {
         Path client = ZoltLibrary.clientFile().orElse(null);
-        boolean embedded = client != null
-                && new String(Files.readAllBytes(client), StandardCharsets.ISO_8859_1)
-                        .contains(EMBEDDED_MARK);
-        if (embedded) {
+        if (isEmbedded(client)) {
             findings.warn("client", shown(client) + ", the embedded one: nodes, copies and blocks are a"
                     + " model on this machine", "on a ZOLT file system, put the site's libzolt.so first on"
                             + " LD_LIBRARY_PATH, or leave the package of the embedded one out");
         } else {
             findings.ok("client", shown(client));
         }
+    }
+
+    static boolean isEmbedded(Path client) throws IOException {
+        return client != null && new String(Files.readAllBytes(client), StandardCharsets.ISO_8859_1)
+                .contains(EMBEDDED_MARK);
     }
 
     void acl() {

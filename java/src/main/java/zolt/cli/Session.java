@@ -1,5 +1,6 @@
 package zolt.cli;
 
+import java.io.InputStream;
 import java.io.OutputStream;
 import java.io.PrintStream;
 
@@ -9,6 +10,7 @@ final class Session {
     final PrintStream err;
     final boolean outIsTerminal;
     final boolean errIsTerminal;
+    InputStream in = System.in;
     private int code = Exit.OK;
 
     /** @param terminals the streams that are terminals: any of "o" and "e" */

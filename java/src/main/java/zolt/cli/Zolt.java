@@ -23,7 +23,8 @@ import picocli.CommandLine.Option;
         "  zolt ls -l /srv/data",
         "  zolt why /srv/data/part-0000 --as alice",
         "  zolt acl modify u:alice:rx /srv/data",
-        "  zolt doctor /srv", "",
+        "  zolt doctor /srv",
+        "  zolt help acl modify", "",
         "Exit codes: 0 done; 1 an operation failed, or several for different reasons; 2 a wrong call;",
         "3 permission denied; 4 no such path, user, attribute or lease; 5 it cannot run;",
         "6 it is there already: a lease, an attribute.", "",
@@ -107,7 +108,7 @@ public final class Zolt implements Runnable {
     static int run(String[] arguments, Session session) {
         try {
             int code = isPlainListing(arguments) ? list(arguments[1], session)
-                    : parse(arguments, session);
+                    : parse(Arguments.ordered(arguments), session);
             session.out.flush();
             return code;
         } catch (LinkageError e) {
@@ -166,6 +167,7 @@ public final class Zolt implements Runnable {
         for (String name : COMMANDS) {
             all.addSubcommand(name, make(name, session));
         }
+        all.addSubcommand(new CommandLine.HelpCommand());
         return configured(all, session);
     }
 
@@ -185,13 +187,26 @@ public final class Zolt implements Runnable {
     }
 
     private static CommandLine configured(CommandLine line, Session session) {
-        line.getCommandSpec().versionProvider(() -> new String[] {"zolt " + version()});
+        line.getCommandSpec().versionProvider(Version::lines);
+        addHelp(line);
         return line.setCaseInsensitiveEnumValuesAllowed(true).setUnmatchedOptionsArePositionalParams(false)
                 .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
                 .setColorScheme(CommandLine.Help.defaultColorScheme(
                         session.outIsTerminal ? Ansi.ON : Ansi.OFF))
                 .setParameterExceptionHandler((e, unused) -> wrong(e, session))
                 .setExecutionExceptionHandler((e, unused, result) -> broken(e, session));
+    }
+
+    /** Where -h has another meaning, as in ls(1), help is --help alone. */
+    private static void addHelp(CommandLine line) {
+        CommandLine.Model.CommandSpec spec = line.getCommandSpec();
+        if (spec.findOption("--help") == null) {
+            String[] names = spec.findOption("-h") == null ? new String[] {"-h", "--help"}
+                    : new String[] {"--help"};
+            spec.addOption(CommandLine.Model.OptionSpec.builder(names).usageHelp(true)
+                    .description("Show this help.").build());
+        }
+        line.getSubcommands().values().forEach(Zolt::addHelp);
     }
 
     private static int wrong(CommandLine.ParameterException e, Session session) {
@@ -206,11 +221,6 @@ public final class Zolt implements Runnable {
         }
         session.fail(Exit.FAILED, String.valueOf(e.getMessage()));
         return Exit.FAILED;
-    }
-
-    static String version() {
-        String version = Zolt.class.getPackage().getImplementationVersion();
-        return version == null ? "(no version)" : version;
     }
 
     @Override

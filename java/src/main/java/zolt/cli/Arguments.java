@@ -1,0 +1,54 @@
+package zolt.cli;
+
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Collections;
+import java.util.List;
+
+/** The words of a command line in the order that its parser takes: people write them in others, too. */
+final class Arguments {
+    private static final String HELP = "help";
+    private static final List<String> GROUPS = Arrays.asList("acl", "xattr", "lease");
+    private static final String AS = "--as";
+    private static final List<String> FLAGS = Arrays.asList("--json", "-0");
+
+    private Arguments() {}
+
+    /**
+     * Options of every command may stand before the command, and before the verb of a group: they move
+     * behind it. "help COMMAND" is "COMMAND --help".
+     */
+    static String[] ordered(String[] given) {
+        if (given.length > 0 && given[0].equals(HELP)) {
+            List<String> words = new ArrayList<>(Arrays.asList(given).subList(1, given.length));
+            words.add("--help");
+            return words.toArray(new String[0]);
+        }
+        List<String> command = new ArrayList<>();
+        List<String> options = new ArrayList<>();
+        int at = 0;
+        while (at < given.length && command.size() < wordsOf(command)) {
+            String word = given[at];
+            if (word.equals(AS) && at + 1 < given.length) {
+                Collections.addAll(options, word, given[++at]);
+            } else if (FLAGS.contains(word) || word.startsWith(AS + "=")) {
+                options.add(word);
+            } else if (word.startsWith("-")) {
+                break;
+            } else {
+                command.add(word);
+            }
+            at++;
+        }
+        List<String> ordered = new ArrayList<>(command);
+        if (command.size() == wordsOf(command)) {
+            ordered.addAll(options);
+        }
+        ordered.addAll(Arrays.asList(given).subList(at, given.length));
+        return ordered.toArray(new String[0]);
+    }
+
+    private static int wordsOf(List<String> command) {
+        return !command.isEmpty() && GROUPS.contains(command.get(0)) ? 2 : 1;
+    }
+}
