@@ -1,0 +1,85 @@
+package zolt.hdfs.datanode;
+
+import java.io.BufferedInputStream;
+import java.io.BufferedOutputStream;
+import java.io.DataInputStream;
+import java.io.DataOutputStream;
+import java.io.EOFException;
+import java.io.IOException;
+import java.net.Socket;
+import java.net.SocketException;
+import org.apache.hadoop.fs.StorageType;
+import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
+import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
+import org.apache.hadoop.hdfs.protocol.LocatedBlock;
+import org.apache.hadoop.hdfs.protocol.datatransfer.BlockConstructionStage;
+import org.apache.hadoop.hdfs.protocol.datatransfer.Sender;
+import org.apache.hadoop.hdfs.protocol.proto.DataTransferProtos.BlockOpResponseProto;
+import org.apache.hadoop.hdfs.protocolPB.PBHelperClient;
+import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier;
+import org.apache.hadoop.hdfs.server.datanode.CachingStrategy;
+import org.apache.hadoop.security.token.Token;
+import org.apache.hadoop.util.DataChecksum;
+
+/** A client that says to a DataNode what Hadoop's own would never say. */
+final class RawClient implements AutoCloseable {
+    private static final int PATIENCE_MILLIS = 20_000;
+
+    private final Socket socket;
+    private final DataOutputStream out;
+    private final DataInputStream in;
+    private final DatanodeInfo node;
+    private final String storageId;
+
+    /** Connects to the first node of a block. */
+    RawClient(LocatedBlock located) throws IOException {
+        node = located.getLocations()[0];
+        storageId = located.getStorageIDs()[0];
+        socket = new Socket(node.getIpAddr(), node.getXferPort());
+        socket.setSoTimeout(PATIENCE_MILLIS);
+        out = new DataOutputStream(new BufferedOutputStream(socket.getOutputStream()));
+        in = new DataInputStream(new BufferedInputStream(socket.getInputStream()));
+    }
+
+    /** What the DataNode answers to a wish to read: the name of a status, or "closed". */
+    String read(ExtendedBlock block, Token<BlockTokenIdentifier> token, long from, long length) throws IOException {
+        new Sender(out).readBlock(block, token, "tester", from, length, true, CachingStrategy.newDefaultStrategy());
+        return answer();
+    }
+
+    /** The same of a wish to write. */
+    String write(ExtendedBlock block, Token<BlockTokenIdentifier> token, BlockConstructionStage stage, long stamp,
+            long acknowledged, long sent) throws IOException {
+        new Sender(out).writeBlock(block, StorageType.DISK, token, "tester", new DatanodeInfo[0], new StorageType[0], null,
+                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, 512),
+                CachingStrategy.newDefaultStrategy(), false, false, null, storageId, new String[0]);
+        return answer();
+    }
+
+    /** Sends bytes as they are, and tells whether the DataNode hangs up. */
+    boolean isRefused(byte[] bytes) throws IOException {
+        try {
+            out.write(bytes);
+            out.flush();
+            socket.shutdownOutput();
+            in.readAllBytes();
+            return true;
+        } catch (SocketException reset) {
+            return true;
+        }
+    }
+
+    @Override
+    public void close() throws IOException {
+        socket.close();
+    }
+
+    private String answer() throws IOException {
+        out.flush();
+        try {
+            return BlockOpResponseProto.parseFrom(PBHelperClient.vintPrefixed(in)).getStatus().name();
+        } catch (EOFException | SocketException e) {
+            return "closed";
+        }
+    }
+}
