@@ -26,6 +26,47 @@ class ChangesTest extends CliFixture {
     }
 
     @Test
+    void aLeaseIsAsOldAsTheFilesLastChange() throws Exception {
+        String path = file("file");
+        Cli.done("lease", "set", "writer-1", path);
+        assertEquals("writer-1\n", Cli.done("lease", "get", "--expire", "0s", path).text());
+        Thread.sleep(1100);
+        Cli.done("lease", "renew", path);
+        assertEquals("writer-1\n", Cli.done("lease", "get", "--expire", "0s", path).text());
+        Map<String, Object> lease = Value.object(Cli.done("lease", "get", "--json", path).text().trim());
+        assertEquals(Value.object(Cli.done("stat", "--json", path).text().trim()).get("changed"), lease.get("renewed"));
+        assertEquals(0L, lease.get("age"));
+        String line = Cli.done("lease", "get", "-l", path).text();
+        assertTrue(line.matches("writer-1, last renewed [0-9: .+-]+ or before, [0-9] s ago\n"), line);
+        Thread.sleep(1100);
+        Tool.raw("chmod", "600", path); // a change that is no renewal is none against the holder
+        assertEquals("writer-1\n", Cli.done("lease", "get", "--expire", "0s", path).text());
+        Thread.sleep(1100);
+        Cli.fails(Exit.NOT_FOUND, path + ": no lease", "lease", "get", "--expire", "0s", path);
+        assertEquals("", Tool.raw("getfattr", "-d", "-m", "user.lease", path));
+    }
+
+    @Test
+    void halfALeaseIsToldOfAndMended() throws Exception {
+        for (String half : List.of("holder", "update")) {
+            String path = file(half);
+            String told = path + ": only half a lease, which a crash has left and nobody holds: zolt lease remove"
+                    + " ends it";
+            Tool.raw("setfattr", "-n", "user.lease." + half, "-v", "0x0000000000000000", path);
+            Cli.fails(Exit.NOT_FOUND, told, "lease", "get", path);
+            Cli.fails(Exit.NOT_FOUND, told, "lease", "renew", path);
+            Cli.fails(Exit.EXISTS, told, "lease", "set", "writer-1", path);
+            assertEquals(half.equals("holder"), Cli.done("stat", path).text().contains("lease     only half of one"));
+            Cli.fails(Exit.DENIED, path + ": Permission denied: removexattr failed for user.lease.*", "lease",
+                    "remove", "--as", "nobody", path);
+            assertEquals("", Cli.done("lease", "remove", path).text());
+            Cli.fails(Exit.NOT_FOUND, path + ": No data available: user.lease.* does not exist", "lease", "remove",
+                    path);
+            Cli.done("lease", "set", "writer-1", path);
+        }
+    }
+
+    @Test
     void aLeaseThatWasNotRenewedIsRemoved() throws Exception {
         String path = file("file");
         Cli.done("lease", "set", "writer-1", path);
@@ -41,7 +82,7 @@ class ChangesTest extends CliFixture {
         for (String time : List.of("90s", "5m", "1h", "2d", "1h30m")) {
             assertEquals("w\n", Cli.done("lease", "get", "--expire", time, path).text());
         }
-        for (String time : List.of("", "5", "x", "1w")) {
+        for (String time : List.of("", "5", "x", "1w", "0s-1s")) {
             assertEquals(Exit.USAGE, Cli.run("lease", "get", "--expire", time, path).code, time);
         }
     }

@@ -8,7 +8,9 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.nio.ByteBuffer;
 import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.time.Duration;
@@ -144,6 +146,24 @@ class AttributesTest {
     }
 
     @Test
+    void halfALeaseIsNoneAndIsRemoved() throws Exception {
+        for (String half : List.of("user.lease.holder", "user.lease.update")) {
+            assertFalse(lease.isHalf());
+            Files.setAttribute(Path.of(files.file), "user:" + half.substring("user.".length()),
+                    ByteBuffer.wrap(new byte[8]));
+            assertTrue(lease.isHalf());
+            assertEquals(Optional.empty(), lease.holder(Lease.NEVER));
+            assertThrows(IOException.class, () -> lease.set("writer-1"));
+            assertTrue(lease.isHalf());
+            lease.remove();
+            assertThrows(IOException.class, lease::remove);
+        }
+        lease.set("writer-1");
+        assertFalse(lease.isHalf());
+        assertFalse(Lease.of(dir.resolve("missing").toString()).isHalf());
+    }
+
+    @Test
     void anOldLeaseIsRemovedByWhoeverLooks() throws Exception {
         lease.set("writer-1");
         Fixture.run("setfattr", "-n", "user.lease.update", "-v", "0x0000000000000000", files.file);
@@ -151,13 +171,6 @@ class AttributesTest {
         assertEquals(0, FileStatus.of(files.file).leaseLength());
         lease.set("writer-2");
         assertEquals(Optional.of("writer-2"), lease.holderText(Duration.ofHours(1)));
-    }
-
-    @Test
-    void halfALeaseIsSaid() throws Exception {
-        lease.renew();
-        assertEquals("No data available: user.lease.holder does not exist",
-                assertThrows(IOException.class, () -> lease.holder(Lease.NEVER)).getMessage());
     }
 
     /** Whatever the two times are, one renewed in time is within the limit, and a late one is not. */

@@ -1,6 +1,8 @@
 package zolt.cli;
 
+import java.io.IOException;
 import java.time.Duration;
+import java.time.Instant;
 import java.time.format.DateTimeParseException;
 import java.util.List;
 import java.util.Optional;
@@ -8,11 +10,15 @@ import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
+import zolt.fs.FileStatus;
 import zolt.fs.Lease;
 
 /** Leases: who writes a file. Each verb is a command of its own. */
 final class LeaseCommand {
     private static final String WHAT = "Files.";
+
+    private static final String HALF = "only half a lease, which a crash has left and nobody holds: zolt lease"
+            + " remove ends it";
 
     private LeaseCommand() {}
 
@@ -20,6 +26,11 @@ final class LeaseCommand {
         return Group.of("lease", "Leases: who has a file open for writing. Symbolic links are followed.")
                 .addSubcommand(new Set(session)).addSubcommand(new Get(session))
                 .addSubcommand(new Renew(session)).addSubcommand(new Remove(session));
+    }
+
+    /** Why there is no holder. */
+    private static Failure none(Lease lease) {
+        return new Failure(Exit.NOT_FOUND, lease.isHalf() ? HALF : "no lease");
     }
 
     @Command(name = "set", description = "Take the lease of files; the exit code is 6 where it is held.",
@@ -38,7 +49,15 @@ final class LeaseCommand {
         @Override
         void run() {
             forEach(paths, path -> {
-                Lease.of(path).set(holder);
+                Lease lease = Lease.of(path);
+                try {
+                    lease.set(holder);
+                } catch (IOException e) {
+                    if (lease.isHalf()) {
+                        throw new Failure(Exit.EXISTS, HALF);
+                    }
+                    throw e;
+                }
                 done(new Json().put("path", path).put("holder", holder));
             });
         }
@@ -47,9 +66,19 @@ final class LeaseCommand {
     @Command(name = "get", description = "Show who holds the lease; the exit code is 4 where none does.",
             footer = {"", "Example: zolt lease get --expire 1h /srv/data/part-0000"})
     static final class Get extends Action {
+        /** Times of files may be whole seconds. */
+        private static final Duration COARSEST = Duration.ofSeconds(1);
+
         @Option(names = "--expire", paramLabel = "TIME",
-                description = "Remove a lease that was not renewed for this long: 90s, 5m, 1h, 2d.")
+                description = {"Remove a lease that was not renewed for this long: 90s, 5m, 1h, 2d. One that"
+                    + " was renewed since then stays.",
+                    "A renewal is seen by the file's change time, so any other change of the file (data, mode,"
+                        + " owner, attributes) counts as one; but 2000 seconds later at the latest the lease's"
+                        + " own clock has the word."})
         String expire;
+
+        @Option(names = {"-l", "--long"}, description = "Also when the lease was last renewed, at the latest.")
+        boolean details;
 
         @Parameters(paramLabel = "PATH", arity = "1..*", description = WHAT)
         List<String> paths;
@@ -60,28 +89,45 @@ final class LeaseCommand {
 
         @Override
         void run() throws Failure {
-            long limit = expire == null ? Lease.NEVER : Lease.limitFor(duration(expire));
+            Duration time = expire == null ? null : duration(expire);
+            FileStatus status = new FileStatus();
             forEach(paths, path -> {
-                Optional<byte[]> holder = Lease.of(path).holder(limit);
+                Lease lease = Lease.of(path);
+                Optional<byte[]> holder = lease.holder(time == null ? Lease.NEVER : Lease.limitFor(time));
                 if (!holder.isPresent()) {
-                    throw new Failure(Exit.NOT_FOUND, "no lease");
+                    throw none(lease);
                 }
-                if (json) {
-                    out.line(new Json().put("path", path).put("holder", holder.get()).toString());
-                } else {
-                    session.show(holder.get(), holder.get().length);
-                    out.write('\n');
+                status.readFast(path);
+                Duration age = Duration.between(status.changeTime(), Instant.now());
+                if (time != null && age.compareTo(time.plus(COARSEST)) > 0) {
+                    lease.remove();
+                    throw none(lease);
                 }
+                show(path, holder.get(), status.changeTime(), Math.max(0, age.getSeconds()));
             });
+        }
+
+        private void show(String path, byte[] holder, Instant renewed, long age) {
+            if (json) {
+                out.line(new Json().put("path", path).put("holder", holder).put("renewed", renewed.toString())
+                        .put("age", age).toString());
+                return;
+            }
+            session.show(holder, holder.length);
+            out.line(details ? ", last renewed " + StatCommand.time(renewed) + " or before, " + age + " s ago" : "");
         }
 
         private static Duration duration(String text) throws Failure {
             try {
                 String upper = text.toUpperCase();
-                return Duration.parse(upper.endsWith("D") ? "P" + upper : "PT" + upper);
+                Duration time = Duration.parse(upper.endsWith("D") ? "P" + upper : "PT" + upper);
+                if (!time.isNegative()) {
+                    return time;
+                }
             } catch (DateTimeParseException e) {
-                throw new Failure(Exit.USAGE, text + " is no time: 90s, 5m, 1h, 2d");
+                // It is said below.
             }
+            throw new Failure(Exit.USAGE, text + " is no time: 90s, 5m, 1h, 2d");
         }
     }
 
@@ -98,16 +144,18 @@ final class LeaseCommand {
         @Override
         void run() {
             forEach(paths, path -> {
-                if (!Lease.of(path).holder(Lease.NEVER).isPresent()) {
-                    throw new Failure(Exit.NOT_FOUND, "no lease");
+                Lease lease = Lease.of(path);
+                if (!lease.holder(Lease.NEVER).isPresent()) {
+                    throw none(lease);
                 }
-                Lease.of(path).renew();
+                lease.renew();
                 done(new Json().put("path", path).put("renewed", true));
             });
         }
     }
 
-    @Command(name = "remove", description = "End the lease of files, whoever holds it.",
+    @Command(name = "remove", description = "End the lease of files, whoever holds it, and what a crash"
+        + " has left of one.",
             footer = {"", "Example: zolt lease remove /srv/data/part-0000"})
     static final class Remove extends Action {
         @Parameters(paramLabel = "PATH", arity = "1..*", description = WHAT)

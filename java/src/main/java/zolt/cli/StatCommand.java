@@ -11,6 +11,7 @@ import picocli.CommandLine.Parameters;
 import zolt.fs.Accounts;
 import zolt.fs.FileStatus;
 import zolt.fs.FileType;
+import zolt.fs.Lease;
 
 @Command(name = "stat", description = "Show the status of files. Symbolic links are not followed.",
         footer = {"", "Example: zolt stat --as alice /srv/data/part-0000"})
@@ -57,7 +58,8 @@ final class StatCommand extends Action {
         if (facts.full) {
             row("blocks", "of " + facts.blockSize + " bytes, replication " + facts.replication);
             if (facts.leaseLength > 0) {
-                row("lease", "held; see zolt lease get");
+                row("lease", Lease.of(path).isHalf() ? "only half of one; see zolt lease get"
+                        : "held; see zolt lease get");
             }
         } else if (facts.type() == FileType.FILE) {
             row("blocks", "not to be seen without the right to open the file");
@@ -71,7 +73,7 @@ final class StatCommand extends Action {
         out.line(String.format("  %-9s %s", name, value));
     }
 
-    private static String time(Instant time) {
+    static String time(Instant time) {
         return TIME.format(time.atZone(ZoneId.systemDefault()));
     }
 }

@@ -2,7 +2,13 @@ package zolt.fs;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import java.nio.file.attribute.UserDefinedFileAttributeView;
 import java.time.Duration;
+import java.util.List;
 import java.util.Optional;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
@@ -35,7 +41,9 @@ public final class Lease {
     /** By how much the clock may run ahead within a second. */
     private static final long LEAP = 999_999;
 
-    private static final String NONE = "user.lease.update does not exist";
+    private static final String NO_HOLDER = "user.lease.holder does not exist";
+    private static final String NO_UPDATE = "user.lease.update does not exist";
+    private static final String NEITHER = "user.lease.* does not exist";
 
     private final String path;
     private final boolean followLink;
@@ -138,7 +146,7 @@ public final class Lease {
      * }</pre>
      *
      * @param limit the oldest age, in units of the lease clock, of a lease that still holds
-     * @return the holder; empty when no lease is held, or was until this call
+     * @return the holder; empty when no lease is held, or was until this call; see also {@link #isHalf}
      * @throws IOException when it cannot be read, or an expired one cannot be removed
      */
     public Optional<byte[]> holder(long limit) throws IOException {
@@ -146,10 +154,42 @@ public final class Lease {
             return Optional.ofNullable(ZOLTNative.getFileLeaseNative(path, followLink,
                     MAX_HOLDER_BYTES, limit));
         } catch (IOException e) {
-            if (e.getMessage().endsWith(": " + NONE)) {
+            if (says(e, NO_UPDATE) || says(e, NO_HOLDER)) {
                 return Optional.empty();
             }
             throw e;
+        }
+    }
+
+    private static boolean says(IOException e, String what) {
+        return String.valueOf(e.getMessage()).endsWith(": " + what);
+    }
+
+    /**
+     * Whether there is but one of the two attributes: so a process leaves them that ends while it takes or
+     * ends the lease. Then nobody holds it, and nobody can take it until it is removed.
+     *
+     * <pre>{@code
+     * Lease lease = Lease.of(file);
+     * lease.set("writer-1");
+     * System.out.println(lease.isHalf()); // prints: false
+     * }</pre>
+     *
+     * @return true for half a lease; false also where the thread may not see that
+     */
+    public boolean isHalf() {
+        LinkOption[] options = followLink ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
+        Path file = Paths.get(path);
+        // No other kind of file has such attributes, and to open a FIFO would wait.
+        if (!Files.isRegularFile(file, options) && !Files.isDirectory(file, options)) {
+            return false;
+        }
+        try {
+            List<String> names =
+                    Files.getFileAttributeView(file, UserDefinedFileAttributeView.class, options).list();
+            return names.contains("lease.holder") != names.contains("lease.update");
+        } catch (IOException e) {
+            return false;
         }
     }
 
@@ -186,7 +226,7 @@ public final class Lease {
     }
 
     /**
-     * Removes the lease, whoever holds it.
+     * Removes the lease, whoever holds it, and also half a one.
      *
      * <pre>{@code
      * Lease lease = Lease.of(file);
@@ -195,11 +235,17 @@ public final class Lease {
      * System.out.println(lease.holder(Lease.NEVER).isPresent()); // prints: false
      * }</pre>
      *
-     * @throws IOException when there is none, or but half of one ("user.lease.* does not exist"; the
-     *     half is then removed), or it cannot be removed
+     * @throws IOException when there is none ("user.lease.* does not exist"), or it cannot be removed
      */
     public void remove() throws IOException {
-        ZOLTNative.removeFileLeaseNative(path, followLink);
+        boolean half = isHalf();
+        try {
+            ZOLTNative.removeFileLeaseNative(path, followLink);
+        } catch (IOException e) {
+            if (!half || isHalf() || !says(e, NEITHER)) {
+                throw e;
+            }
+        }
     }
 
     /** The path; for a log. */
