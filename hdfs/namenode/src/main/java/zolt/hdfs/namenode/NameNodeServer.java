@@ -106,7 +106,7 @@ public final class NameNodeServer implements AutoCloseable {
         Locations locations = new Locations(parts.folder(), parts.open(), blocks, generations, paths);
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
-                new AttributeCalls(parts), new WriteCalls(parts, blocks, generations, forms, paths),
+                new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts), new WriteCalls(parts, blocks, generations, forms, paths),
                 new ServiceCalls(conf, defaults, datanodes, new Space(root)));
     }
 

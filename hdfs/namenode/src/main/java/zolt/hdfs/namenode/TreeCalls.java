@@ -1,11 +1,14 @@
 package zolt.hdfs.namenode;
 
 import java.io.IOException;
+import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.List;
 import org.apache.hadoop.fs.InvalidPathException;
 import org.apache.hadoop.fs.Options.Rename;
 import org.apache.hadoop.fs.permission.FsPermission;
 import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.Joining;
 
 /** The calls that change the tree of names. */
 final class TreeCalls {
@@ -41,6 +44,15 @@ final class TreeCalls {
         HdfsPath to = HdfsPath.toCreate(dst);
         parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
         paths.moved(from, to);
+    }
+
+    void concat(String trg, String[] srcs) throws IOException {
+        List<HdfsPath> sources = new ArrayList<>();
+        for (String src : srcs) {
+            sources.add(HdfsPath.of(src));
+        }
+        new Joining(parts.folder(), parts.open(), parts.removing()).join(HdfsPath.of(trg), sources,
+                Requests.writer("concat"));
     }
 
     void createSymlink(String target, String link, FsPermission dirPerm, boolean createParent) throws IOException {

@@ -276,19 +276,35 @@ public final class OpenFiles {
     public void truncate(HdfsPath path, long size, Writer writer) throws IOException {
         folder.requireFile(path);
         try (WritableFile file = WritableFile.open(folder, path)) {
-            leases.take(file, writer.client(), "Failed to TRUNCATE_FILE " + path + " for " + writer.client() + " on "
-                    + writer.machine());
-            try (Acting own = Acting.service();
-                    FileChannel channel = FileChannel.open(Path.of(file.name()), StandardOpenOption.WRITE)) {
-                if (size > channel.size()) {
-                    throw new HadoopIllegalArgumentException("Cannot truncate to a larger file size. Current size: "
-                            + channel.size() + ", truncate size: " + size + ".");
-                }
-                channel.truncate(size);
-                channel.force(true);
-            } finally {
-                leases.end(file.name());
+            whileLeased(path, file, writer, () -> cut(file, size));
+        }
+    }
+
+    private static void cut(WritableFile file, long size) throws IOException {
+        try (Acting own = Acting.service();
+                FileChannel channel = FileChannel.open(Path.of(file.name()), StandardOpenOption.WRITE)) {
+            if (size > channel.size()) {
+                throw new HadoopIllegalArgumentException("Cannot truncate to a larger file size. Current size: "
+                        + channel.size() + ", truncate size: " + size + ".");
             }
+            channel.truncate(size);
+            channel.force(true);
+        }
+    }
+
+    /** A change of a file that nobody else may write meanwhile. */
+    @FunctionalInterface
+    interface Change {
+        void run() throws IOException;
+    }
+
+    void whileLeased(HdfsPath path, WritableFile file, Writer writer, Change change) throws IOException {
+        leases.take(file, writer.client(), "Failed to change " + path + " for " + writer.client() + " on "
+                + writer.machine());
+        try {
+            change.run();
+        } finally {
+            leases.end(file.name());
         }
     }
 

@@ -1,0 +1,30 @@
+package org.apache.hadoop.hdfs.server.namenode;
+
+import java.util.List;
+import org.apache.hadoop.fs.permission.AclEntry;
+import org.apache.hadoop.hdfs.protocol.AclException;
+
+/** HDFS's own rules of how a list of access control entries changes, which its package keeps to itself. */
+public final class AclRules {
+    private AclRules() {}
+
+    /** Adds entries, in place of those for the same user or group; the mask follows. */
+    public static List<AclEntry> merge(List<AclEntry> now, List<AclEntry> entries) throws AclException {
+        return AclTransformation.mergeAclEntries(now, entries);
+    }
+
+    /** Replaces the scopes that the entries have. */
+    public static List<AclEntry> replace(List<AclEntry> now, List<AclEntry> entries) throws AclException {
+        return AclTransformation.replaceAclEntries(now, entries);
+    }
+
+    /** Removes entries for the same users and groups; the mask follows. */
+    public static List<AclEntry> remove(List<AclEntry> now, List<AclEntry> entries) throws AclException {
+        return AclTransformation.filterAclEntriesByAclSpec(now, entries);
+    }
+
+    /** Removes what a directory hands down. */
+    public static List<AclEntry> removeDefault(List<AclEntry> now) throws AclException {
+        return AclTransformation.filterDefaultAclEntries(now);
+    }
+}
