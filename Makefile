@@ -29,13 +29,15 @@ help: ## this text
 demo: build ## build, and take a tour of the library: zolt tour DIR
 	@ZOLT_LOG=$(LEVEL) bin/zolt tour "$$DIR"
 
-test: ## every test: the core alone, the natives in virtual machines, a little fuzzing
+test: ## every test: the core alone, the natives in virtual machines, a little fuzzing, the HDFS service
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@cmake --build --preset test -j $(JOBS)
 	@ctest --preset test -j $(JOBS)
 	@$(MAKE) fuzzers
 	@tests/fuzz/run.sh build/fuzz runs 10000
+	@scripts/deps.sh hadoop >/dev/null 2>&1 || :
+	@hdfs/test.sh build
 
 soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machines killed at work
 	@scripts/deps.sh build test

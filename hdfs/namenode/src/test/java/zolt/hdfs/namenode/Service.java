@@ -1,0 +1,117 @@
+package zolt.hdfs.namenode;
+
+import java.io.IOException;
+import java.net.URI;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.security.PrivilegedExceptionAction;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.hdfs.DFSConfigKeys;
+import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.server.datanode.DataNode;
+import org.apache.hadoop.security.UserGroupInformation;
+import zolt.hdfs.datanode.ZoltDataNode;
+import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.Root;
+import zolt.hdfs.namespace.SystemCallException;
+
+/** A NameNode and DataNodes in this process, on the folder of the tests. */
+final class Service implements AutoCloseable {
+    static final String FOLDER = System.getProperty("zolt.test.folder");
+    private static final Path STATE = Path.of(System.getProperty("zolt.test.state"));
+    private static final long WAIT_MILLIS = 30_000;
+
+    private static Service shared;
+
+    private final Configuration conf;
+    private NameNodeServer namenode;
+    private DataNode datanode;
+
+    private Service(Configuration conf) {
+        this.conf = conf;
+    }
+
+    /** One for all tests that do not end it. */
+    static synchronized Service shared() throws Exception {
+        if (shared == null) {
+            shared = start();
+        }
+        return shared;
+    }
+
+    static Service start() throws Exception {
+        SystemCallException.check(NativeFiles.confine(), "capabilities");
+        NativeFiles.umask(0);
+        Service service = new Service(configuration());
+        service.startNameNode("127.0.0.1:0");
+        service.startDataNode();
+        return service;
+    }
+
+    private static Configuration configuration() {
+        Configuration conf = new HdfsConfiguration();
+        conf.setBoolean(DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_ENABLE_KEY, true);
+        conf.setInt(DFSConfigKeys.DFS_LIST_LIMIT, 10);
+        conf.setBoolean("fs.hdfs.impl.disable.cache", true);
+        conf.set("zolt.hdfs.folder", FOLDER);
+        return conf;
+    }
+
+    void startNameNode(String address) throws IOException {
+        FileSystem.setDefaultUri(conf, "hdfs://" + address);
+        namenode = new NameNodeServer(conf, Root.open(FOLDER));
+        FileSystem.setDefaultUri(conf, "hdfs://127.0.0.1:" + namenode.address().getPort());
+        conf.set(DFSConfigKeys.DFS_NAMENODE_RPC_ADDRESS_KEY, "127.0.0.1:" + namenode.address().getPort());
+    }
+
+    void startDataNode() throws Exception {
+        Configuration own = new Configuration(conf);
+        ZoltDataNode.configure(own);
+        own.set(DFSConfigKeys.DFS_DATANODE_DATA_DIR_KEY, Files.createTempDirectory(STATE, "data").toString());
+        for (String key : new String[] {DFSConfigKeys.DFS_DATANODE_ADDRESS_KEY,
+            DFSConfigKeys.DFS_DATANODE_HTTP_ADDRESS_KEY, DFSConfigKeys.DFS_DATANODE_IPC_ADDRESS_KEY}) {
+            own.set(key, "127.0.0.1:0");
+        }
+        datanode = DataNode.createDataNode(new String[0], own);
+        long end = System.currentTimeMillis() + WAIT_MILLIS;
+        while (!datanode.isDatanodeFullyStarted()) {
+            if (System.currentTimeMillis() > end) {
+                throw new IllegalStateException("the DataNode does not register");
+            }
+            Thread.sleep(20);
+        }
+    }
+
+    /** The NameNode ends as if it had been killed, and another begins at the same place. */
+    void restartNameNode() throws IOException {
+        String address = "127.0.0.1:" + namenode.address().getPort();
+        namenode.close();
+        startNameNode(address);
+    }
+
+    Configuration conf() {
+        return new Configuration(conf);
+    }
+
+    URI uri() {
+        return FileSystem.getDefaultUri(conf);
+    }
+
+    /** A client of its own, of the service's user. */
+    FileSystem client() throws IOException {
+        return FileSystem.newInstance(uri(), conf);
+    }
+
+    /** A client of another user. */
+    FileSystem client(String user) throws Exception {
+        return UserGroupInformation.createRemoteUser(user)
+                .doAs((PrivilegedExceptionAction<FileSystem>) this::client);
+    }
+
+    @Override
+    public void close() {
+        datanode.shutdown();
+        namenode.close();
+    }
+}

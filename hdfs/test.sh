@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# The tests of the HDFS service: test.sh BUILD [PATTERN]. They run as root, in a mount namespace of their own, on a
+# folder in which the kernel follows no links. PATTERN, a regular expression, chooses classes.
+set -u
+here=$(cd "$(dirname "$0")" && pwd)
+build=$(cd "$1" && pwd)
+pattern=${2:-.*}
+
+why=$("$here/build.sh" "$build/hdfs") || { echo "The HDFS service is left out: $why"; exit 0; }
+[ "$(id -u)" -eq 0 ] || { echo 'The tests of the HDFS service are left out: they need root'; exit 0; }
+unshare --mount true 2>/dev/null || { echo 'The tests of the HDFS service are left out: no mount namespace can be made here'; exit 0; }
+
+work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-hdfs-test.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/folder" "$work/state"
+chmod 755 "$work" "$work/folder"
+scan=
+for module in namespace datanode namenode; do
+  [ ! -d "$build/hdfs/hdfs-$module/test-classes" ] || scan="$scan --scan-class-path=$build/hdfs/hdfs-$module/test-classes"
+done
+
+export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
+export work scan pattern build
+# shellcheck disable=SC2016  # for the inner shell
+unshare --mount --propagation private -- bash -c '
+  mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
+  cd "$work/state"
+  exec java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
+    -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
+    -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
+    -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
+    ${scan} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
+    --reports-dir "$build/hdfs/reports"' >"$build/hdfs/test.log" 2>&1
+result=$?
+sed -n '/^Test run finished\|tests \(found\|successful\|failed\|skipped\|aborted\)/p; /\[X\]/p' "$build/hdfs/test.log"
+[ $result -eq 0 ] || echo "See build/hdfs/test.log"
+exit $result
