@@ -73,6 +73,10 @@ int confine() {
   return setEffective(ON_FILES);
 }
 
+int confineToData() {
+  return setEffective(bit(CAP_DAC_OVERRIDE) | bit(CAP_DAC_READ_SEARCH));
+}
+
 int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups) {
   if (const int error = setEffective(ON_FILES | TO_SWITCH); error != 0) return error;
   int error = setIds(uid, gid, groups);

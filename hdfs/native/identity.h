@@ -13,6 +13,7 @@ namespace zolt::hdfs {
 
 /// Leaves the calling thread the capabilities on files in effect, and no other. 0 or -errno.
 int confine();
+int confineToData();
 
 /// Switches the thread to a caller's ids and groups, with nothing in effect. 0 or -errno; after a
 /// failure the thread has the service's identity again.

@@ -89,6 +89,10 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_confine(JNIEnv*, jcl
   return zolt::hdfs::confine();
 }
 
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_confineToData(JNIEnv*, jclass) {
+  return zolt::hdfs::confineToData();
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAs(JNIEnv* env, jclass, jint uid,
                                                                   jint gid, jintArray groups) try {
   std::vector<uint32_t> ids(static_cast<size_t>(env->GetArrayLength(groups)));

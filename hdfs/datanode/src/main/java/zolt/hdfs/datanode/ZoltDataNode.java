@@ -21,7 +21,7 @@ public final class ZoltDataNode {
     public static void main(String[] arguments) {
         StringUtils.startupShutdownMessage(DataNode.class, arguments, LOG);
         try {
-            SystemCallException.check(NativeFiles.confine(), "giving up capabilities");
+            SystemCallException.check(NativeFiles.confineToData(), "giving up capabilities");
             Configuration conf = new HdfsConfiguration();
             configure(conf);
             DataNode datanode = DataNode.createDataNode(arguments, conf);

@@ -1,6 +1,7 @@
 package zolt.hdfs.datanode;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -55,6 +56,20 @@ class PipelineTest {
         assertFalse(victim.isAlive());
         assertArrayEquals(expected.toByteArray(), Files.readAllBytes(file));
         assertArrayEquals(expected.toByteArray(), cluster.read("file"));
+    }
+
+    /** The kernel takes the set-user-id bit from a file that is written to; that the DataNode writes as root is no way round. */
+    @Test
+    void aFileThatIsWrittenLosesItsSetUserIdBit() throws Exception {
+        try (TestCluster cluster = new TestCluster(Files.createTempDirectory("exported"), true)) {
+            cluster.startApart();
+            Path file = cluster.write("program", new byte[] {1, 2, 3});
+            Files.setAttribute(file, "unix:mode", 06755);
+            try (FSDataOutputStream out = cluster.client.append(path("program"))) {
+                out.write(4);
+            }
+            assertEquals(0100755, Files.getAttribute(file, "unix:mode"));
+        }
     }
 
     /** With nobody to go on with, the writer is told, and what it was told before is there. */

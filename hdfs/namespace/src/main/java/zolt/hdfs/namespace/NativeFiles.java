@@ -133,6 +133,12 @@ public final class NativeFiles {
      */
     public static native int confine();
 
+    /**
+     * As {@link #confine}, and leaves only the capabilities to read and write what anybody has: so the kernel takes a
+     * file's set-user-id bit away when the thread writes to it, as it does for the file's other writers.
+     */
+    public static native int confineToData();
+
     /** Gives the thread an identity for its file accesses, with no capability in effect. */
     public static native int actAs(int uid, int gid, int[] groups);
 
