@@ -58,8 +58,8 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_status(JNIEnv* env, 
                                                                    jlongArray words) try {
   struct statx status {};
   const int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
-  if (statx(directory, bytesOf(env, path).c_str(), flags, STATX_BASIC_STATS | STATX_MNT_ID,
-            &status) != 0) {
+  if (statx(directory, bytesOf(env, path).c_str(), flags,
+            STATX_BASIC_STATS | STATX_MNT_ID | STATX_BTIME, &status) != 0) {
     return answer(-1);
   }
   const std::array<jlong, zolt_hdfs_namespace_NativeFiles_STATUS_WORDS> values = {
@@ -74,7 +74,8 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_status(JNIEnv* env, 
       status.stx_nlink,
       static_cast<jlong>(makedev(status.stx_dev_major, status.stx_dev_minor)),
       static_cast<jlong>(status.stx_mnt_id),
-      nanos(status.stx_mtime)};
+      nanos(status.stx_mtime),
+      (status.stx_mask & STATX_BTIME) != 0 ? nanos(status.stx_btime) : 0};
   env->SetLongArrayRegion(words, 0, static_cast<jsize>(values.size()), values.data());
   return 0;
 } catch (...) {

@@ -92,15 +92,8 @@ public final class HandleLayout {
     }
 
     /**
-     * Whether an open file is a certain inode with a certain generation. To ask is needed after opening by
-     * handle too: for some file systems a generation of 0 means any.
-     */
-    public boolean is(int descriptor, long inode, int generation) {
-        return Arrays.equals(handle(descriptor), handle(inode, generation)) && inode(descriptor) == inode;
-    }
-
-    /**
-     * The generation of an open file; a descriptor that was opened with O_PATH will do.
+     * The generation of an open file; a descriptor that was opened with O_PATH will do. Whoever opened it by handle has
+     * to ask too: for some file systems a generation of 0 means any.
      *
      * @throws IllegalArgumentException when the file is not in this file system
      */
@@ -128,7 +121,7 @@ public final class HandleLayout {
             return false;
         }
         try {
-            return is(opened, inode, generation(sample));
+            return inode(opened) == inode && generation(opened) == generation(sample);
         } finally {
             NativeFiles.close(opened);
         }

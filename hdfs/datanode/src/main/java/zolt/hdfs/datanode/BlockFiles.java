@@ -39,27 +39,27 @@ final class BlockFiles {
 
     /** The file of a block for reading; {@link FileNotFoundException} when the block no longer fits. */
     BlockFile of(ReadBlock block) throws IOException {
-        return root.hasHandles() ? root.byHandle(block.inode(), block.generation()) : byPath(block.inode());
+        return root.hasHandles() ? root.byHandle(block.inode(), block.generation()) : byPath(block.inode(), OptionalInt.of(block.generation()));
     }
 
     /** The file of a block for writing; its id has no room for the generation, but its token may have told it. */
     BlockFile of(WriteBlock block) throws IOException {
         OptionalInt generation = SignedTokens.generation(block.id());
         return root.hasHandles() && generation.isPresent() ? root.byHandle(block.inode(), generation.getAsInt())
-                : byPath(block.inode());
+                : byPath(block.inode(), generation);
     }
 
-    private BlockFile byPath(long inode) throws IOException {
+    private BlockFile byPath(long inode, OptionalInt generation) throws IOException {
         String known = kept.get(inode);
         if (known != null) {
             try {
-                return root.byPath(known, inode);
+                return root.byPath(known, inode, generation);
             } catch (FileNotFoundException moved) {
                 kept.remove(inode);
             }
         }
         String path = paths.of(inode);
-        BlockFile file = root.byPath(path, inode);
+        BlockFile file = root.byPath(path, inode, generation);
         kept.put(inode, path);
         return file;
     }

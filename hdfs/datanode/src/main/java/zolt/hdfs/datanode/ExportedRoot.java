@@ -6,10 +6,10 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.Optional;
+import java.util.OptionalInt;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
-import zolt.hdfs.block.HandleLayout;
+import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.NativeFiles;
 import zolt.hdfs.namespace.SystemCallException;
 
@@ -21,7 +21,7 @@ final class ExportedRoot implements Closeable {
     private final Path folder;
     private final int descriptor;
     private final long device;
-    private final Optional<HandleLayout> layout;
+    private final Generations generations;
 
     ExportedRoot(Path folder) throws IOException {
         this.folder = folder;
@@ -31,9 +31,9 @@ final class ExportedRoot implements Closeable {
         long[] status = new long[NativeFiles.STATUS_WORDS];
         SystemCallException.check(NativeFiles.status(descriptor, ITSELF, status), folder.toString());
         device = status[NativeFiles.DEVICE];
-        layout = askForLayout();
+        generations = askForGenerations();
         LOG.info("Blocks of {} are found by {}", folder,
-                layout.map(found -> "handle (" + found + ")").orElse("path, from a NameNode"));
+                generations.handles().map(found -> "handle (" + found + ")").orElse("path, from a NameNode"));
     }
 
     Path folder() {
@@ -42,7 +42,7 @@ final class ExportedRoot implements Closeable {
 
     /** Whether files are opened by handle; else the path of an inode is needed. */
     boolean hasHandles() {
-        return layout.isPresent();
+        return generations.handles().isPresent();
     }
 
     /**
@@ -51,21 +51,22 @@ final class ExportedRoot implements Closeable {
      * @throws FileNotFoundException when there is none any more
      */
     BlockFile byHandle(long inode, int generation) throws IOException {
-        HandleLayout handles = layout.orElseThrow();
-        int opened = NativeFiles.openByHandle(descriptor, handles.handle(inode, generation), NativeFiles.O_PATH);
-        return checked(opened, inode, file -> handles.is(file, inode, generation));
+        byte[] handle = generations.handles().orElseThrow().handle(inode, generation);
+        int opened = NativeFiles.openByHandle(descriptor, handle, NativeFiles.O_PATH);
+        return checked(opened, inode, OptionalInt.of(generation));
     }
 
     /**
      * The file at a path below the folder, when it still is that inode. Links on the way do no harm: what they
      * lead to is the inode that was asked for, or refused.
      *
+     * @param generation nothing when it is not known
      * @throws FileNotFoundException when it is not
      */
-    BlockFile byPath(String path, long inode) throws IOException {
+    BlockFile byPath(String path, long inode, OptionalInt generation) throws IOException {
         int opened = NativeFiles.open(descriptor, bytes(path.replaceFirst("^/+", "")),
                 NativeFiles.O_PATH | NativeFiles.O_NOFOLLOW, 0);
-        return checked(opened, inode, file -> true);
+        return checked(opened, inode, generation);
     }
 
     @Override
@@ -73,11 +74,7 @@ final class ExportedRoot implements Closeable {
         NativeFiles.close(descriptor);
     }
 
-    private interface Check {
-        boolean holds(int descriptor);
-    }
-
-    private BlockFile checked(int opened, long inode, Check check) throws IOException {
+    private BlockFile checked(int opened, long inode, OptionalInt generation) throws IOException {
         if (opened == -SystemCallException.ESTALE || opened == -SystemCallException.ENOENT
                 || opened == -SystemCallException.ENOTDIR || opened == -SystemCallException.ELOOP) {
             throw new FileNotFoundException("There is no inode " + inode + " any more");
@@ -86,7 +83,8 @@ final class ExportedRoot implements Closeable {
         BlockFile file = new BlockFile(opened, inode);
         boolean right = false;
         try {
-            right = file.isOn(device) && check.holds(opened);
+            right = file.isOn(device)
+                    && (generation.isEmpty() || generations.of(opened) == generation.getAsInt());
         } finally {
             if (!right) {
                 file.close();
@@ -98,8 +96,8 @@ final class ExportedRoot implements Closeable {
         return file;
     }
 
-    /** The layout of the file handles, asked for with a file made for it. */
-    private Optional<HandleLayout> askForLayout() {
+    /** What tells generations apart, asked for with a file made for it. */
+    private Generations askForGenerations() throws IOException {
         Path sample = null;
         int opened = descriptor;
         try {
@@ -109,7 +107,7 @@ final class ExportedRoot implements Closeable {
             LOG.info("No file can be made in {} ({}): its handles are tried with the folder alone", folder, e.toString());
         }
         try {
-            return HandleLayout.of(descriptor, opened);
+            return Generations.of(descriptor, opened);
         } finally {
             if (opened != descriptor) {
                 NativeFiles.close(opened);

@@ -53,7 +53,7 @@ import org.apache.hadoop.hdfs.server.protocol.StorageReport;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.util.DataChecksum;
-import zolt.hdfs.block.HandleLayout;
+import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.ReadBlock;
 import zolt.hdfs.block.SignedGeneration;
 import zolt.hdfs.block.WriteBlock;
@@ -75,7 +75,7 @@ final class FakeNameNode implements AutoCloseable {
     private final boolean withTokens;
     private final RPC.Server server;
     private final int root;
-    private final HandleLayout layout;
+    private final Generations generations;
     private final Map<String, DatanodeRegistration> datanodes = new LinkedHashMap<>();
     private final Map<String, String> storages = new ConcurrentHashMap<>();
     private final Map<String, Long> sessions = new ConcurrentHashMap<>();
@@ -85,7 +85,7 @@ final class FakeNameNode implements AutoCloseable {
         this.withTokens = withTokens;
         root = NativeFiles.open(NativeFiles.NO_DIRECTORY, folder.toString().getBytes(StandardCharsets.UTF_8),
                 NativeFiles.O_RDONLY, 0);
-        layout = HandleLayout.of(root, root).orElse(null);
+        generations = Generations.of(root, root);
         Configuration conf = new Configuration();
         RPC.setProtocolEngine(conf, ClientNamenodeProtocolPB.class, ProtobufRpcEngine2.class);
         server = new RPC.Builder(conf).setProtocol(ClientNamenodeProtocolPB.class)
@@ -267,7 +267,7 @@ final class FakeNameNode implements AutoCloseable {
     int generation(String src) throws IOException {
         int opened = open(file(src));
         try {
-            return layout == null ? 0 : layout.generation(opened);
+            return generations.of(opened);
         } finally {
             NativeFiles.close(opened);
         }

@@ -13,6 +13,7 @@ import java.util.Arrays;
 import java.util.Random;
 import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
+import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
 
@@ -84,6 +85,13 @@ class OtherFileSystemsTest {
                 assertArrayEquals(bytes, rest);
             }
             assertEquals(2, cluster.nameNode.pathsAsked.size());
+            // Who was told of the file before it went is not given the one that has name and inode now.
+            LocatedBlock told = cluster.nameNode.getBlockLocations("/elsewhere", 0, 1).get(0);
+            Files.delete(folder.resolve("elsewhere"));
+            Files.write(folder.resolve("elsewhere"), new byte[bytes.length]);
+            try (RawClient raw = new RawClient(told)) {
+                assertEquals("ERROR", raw.read(told.getBlock(), told.getBlockToken(), 0, 10));
+            }
         } finally {
             run("umount", folder.toString());
             run("rm", "-r", work.toString());

@@ -2,6 +2,7 @@ package zolt.hdfs.namenode;
 
 import java.io.IOException;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.Folder;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.OpenFiles;

@@ -43,6 +43,7 @@ import org.apache.hadoop.util.DataChecksum;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 import zolt.fs.ZoltLibrary;
+import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.Callers;
 import zolt.hdfs.namespace.Folder;
 import zolt.hdfs.namespace.Holders;
@@ -102,7 +103,7 @@ public final class NameNodeServer implements AutoCloseable {
             FsServerDefaults defaults) throws IOException {
         KnownPaths paths = new KnownPaths();
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
-        Generations generations = new Generations(root);
+        Generations generations = root.withDescriptor(open -> Generations.of(open, open));
         Locations locations = new Locations(parts.folder(), parts.open(), blocks, generations, paths);
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),

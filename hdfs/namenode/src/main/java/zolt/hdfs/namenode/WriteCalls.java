@@ -21,6 +21,7 @@ import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.hdfs.protocol.LastBlockWithStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.io.EnumSetWritable;
+import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.WriteBlock;
 import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;

@@ -44,7 +44,9 @@ public final class NativeFiles {
     public static final int DEVICE = 9;
     public static final int MOUNT = 10;
     public static final int MODIFY_NANOS = 11;
-    public static final int STATUS_WORDS = 12;
+    /** When the file was made; 0 where the file system does not keep that. */
+    public static final int BIRTH_NANOS = 12;
+    public static final int STATUS_WORDS = 13;
 
     static {
         String file = System.getProperty("zolt.hdfs.library");
