@@ -53,6 +53,12 @@ expect 5 '^zolt: Cannot load the ZOLT library from zolt.library=/nowhere: ' \
   env ZOLT_LIBRARY=/nowhere "$zolt" whoami
 alone env ZOLT_LIBRARY=/nowhere "$zolt" whoami
 expect 5 '^fail library +Cannot load' env ZOLT_LIBRARY=/nowhere "$zolt" doctor
+for file in /etc /etc/passwd "$(ldd /bin/ls | sed -n 's,.*> \(/.*/libc.so[^ ]*\).*,\1,p')" \
+            "$(find "$work/prefix" -name libzolt.so)"; do
+  expect 5 '( is no library\.|Is a directory|^zolt: .* is not the ZOLT library, or not of the release) ?' \
+    env ZOLT_LIBRARY="$file" "$zolt" whoami
+  alone env ZOLT_LIBRARY="$file" "$zolt" whoami
+done
 mv "$work/prefix/share/java/zolt-hadoop.jar" "$work"
 expect 5 '^zolt: zolt-hadoop.jar is neither in .* nor in /usr/share/java$' "$zolt" whoami
 mv "$work/zolt-hadoop.jar" "$work/prefix/share/java"
@@ -73,6 +79,8 @@ output=$(ulimit -v 1500000 && "$zolt" ls / 2>&1) || fail "Java does not start in
 
 # The log goes to standard error, at the level that was asked for.
 expect 4 '(^| )DEBUG .*ZOLTNative - @' env ZOLT_LOG=debug "$zolt" stat /nowhere
+expect 2 '^zolt: ZOLT_LOG=bogus is no level: trace, debug, info, warn, error or off$' \
+  env ZOLT_LOG=bogus "$zolt" whoami
 [ -z "$(ZOLT_LOG=debug "$zolt" stat /nowhere 2>/dev/null)" ] || fail 'the log is on standard output'
 alone "$zolt" stat /nowhere
 

@@ -104,6 +104,15 @@ class ChangesTest extends CliFixture {
     }
 
     @Test
+    void theEmptyPathIsNotTheCurrentFolder() throws Exception {
+        for (String call : new String[] {"touch", "stat", "why", "ls", "link", "lease get", "blocks"}) {
+            List<String> words = new java.util.ArrayList<>(List.of(call.split(" ")));
+            words.add("");
+            Cli.fails(Exit.NOT_FOUND, ": the empty path is that of nothing", words.toArray(new String[0]));
+        }
+    }
+
+    @Test
     void modesAreSet() throws Exception {
         String path = file("file");
         for (String mode : List.of("0", "7", "644", "0755", "1777", "00000640")) {
@@ -160,7 +169,9 @@ class ChangesTest extends CliFixture {
                 path).lines();
         assertEquals(3, table.size(), table.toString());
         assertTrue(table.get(2).matches(" +8192 +4096  \\d \\d"), table.toString());
-        assertEquals(Exit.FAILED, Cli.run("bgf", "1025", path).code);
+        Cli.fails(Exit.USAGE, "1025 is no factor: 1 to 1024", "bgf", "1025", path);
+        Cli.fails(Exit.USAGE, path + ": the file system does not take 256 copies", "replication", "256", path);
+        Cli.fails(Exit.USAGE, dir + ": only files have a number of copies", "replication", "2", dir.toString());
         assertEquals(Exit.USAGE, Cli.run("replication", "0", path).code);
         assertEquals(Exit.USAGE, Cli.run("bgf", "many", path).code);
         assertEquals(Exit.DENIED, Cli.run("replication", "--as", "nobody", "1", path).code);

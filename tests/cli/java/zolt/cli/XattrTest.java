@@ -115,7 +115,18 @@ class XattrTest extends CliFixture {
         assertEquals(Exit.USAGE, Cli.run("xattr", "set", "user.a", "0x0", path).code);
         assertEquals(Exit.USAGE, Cli.run("xattr", "set", "-e", "base64", "user.a", "=", path).code);
         assertEquals(Exit.USAGE, Cli.run("xattr", "set", "-e", "rot13", "user.a", "=", path).code);
-        assertEquals(Exit.USAGE, Cli.run("xattr", "set", "user.lease.holder", "me", path).code);
+        for (String name : new String[] {"colour", ".colour", "user.", ""}) {
+            String line = name + " is no name of an attribute: it begins with a namespace, as user.colour does";
+            Cli.fails(Exit.USAGE, line, "xattr", "get", name, path);
+            Cli.fails(Exit.USAGE, line, "xattr", "set", name, "1", path);
+            Cli.fails(Exit.USAGE, line, "xattr", "remove", name, path);
+        }
+        for (String name : new String[] {"user.lease.holder", "user.lease.update"}) {
+            String line = name + " belongs to the lease of the file: see zolt lease";
+            Cli.fails(Exit.USAGE, line, "xattr", "get", name, path);
+            Cli.fails(Exit.USAGE, line, "xattr", "set", name, "1", path);
+            Cli.fails(Exit.USAGE, line, "xattr", "remove", name, path);
+        }
         assertEquals(Exit.USAGE, Cli.run("xattr", "set", "--create", "--replace", "user.a", "1", path)
                 .code);
         Cli.fails(Exit.DENIED, path + ": Permission denied: setxattr failed for user.a", "xattr", "set",

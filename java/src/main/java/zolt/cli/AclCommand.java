@@ -120,6 +120,9 @@ final class AclCommand {
 
         @Override
         final void run() throws Failure {
+            if (entries.trim().isEmpty()) {
+                throw new Failure(Exit.USAGE, "no entries are given");
+            }
             Acl acl;
             try {
                 acl = parse();

@@ -38,6 +38,10 @@ abstract class Action implements Callable<Integer> {
 
     @Override
     public final Integer call() throws IOException {
+        if (json && !answersInJson()) {
+            session.fail(Exit.USAGE, "there is no JSON of this command");
+            return session.code();
+        }
         if (needsLibrary()) {
             loadLibrary();
         }
@@ -61,12 +65,17 @@ abstract class Action implements Callable<Integer> {
         return session.code();
     }
 
+    boolean answersInJson() {
+        return true;
+    }
+
     /** The doctor looks first whether there is one. */
     boolean needsLibrary() {
         return true;
     }
 
     static void loadLibrary() throws IOException {
+        ZoltLibrary.load(); // it says best why it cannot
         Rights.settle();
         ZoltLibrary.setDefaults(HDFS_BLOCK_SIZE, HDFS_REPLICATION);
     }
@@ -109,6 +118,9 @@ abstract class Action implements Callable<Integer> {
 
     private void take(String path, Step step) {
         try {
+            if (path.isEmpty()) { // of which Java makes the current folder
+                throw new Failure(Exit.NOT_FOUND, "the empty path is that of nothing");
+            }
             step.take(path);
         } catch (Output.Lost e) {
             throw e;

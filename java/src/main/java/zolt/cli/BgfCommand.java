@@ -8,6 +8,8 @@ import zolt.fs.BlockLocations;
 @Command(name = "bgf", description = "Set the block group factor: how many blocks of the file system"
         + " make an HDFS block of a file.", footer = {"", "Example: zolt bgf 128 /srv/data/part-0000"})
 final class BgfCommand extends Action {
+    private static final int MOST = 1024;
+
     @Parameters(index = "0", paramLabel = "FACTOR", description = "1 to 1024.")
     int factor;
 
@@ -19,7 +21,10 @@ final class BgfCommand extends Action {
     }
 
     @Override
-    void run() {
+    void run() throws Failure {
+        if (factor < 1 || factor > MOST) {
+            throw new Failure(Exit.USAGE, factor + " is no factor: 1 to " + MOST);
+        }
         forEach(paths, path -> {
             BlockLocations.setBlockGroupFactor(path, factor);
             done(new Json().put("path", path).put("factor", factor));

@@ -19,6 +19,11 @@ final class CompletionCommand extends Action {
     }
 
     @Override
+    boolean answersInJson() {
+        return false;
+    }
+
+    @Override
     void run() {
         StringBuilder words = new StringBuilder();
         CommandLine tree = Zolt.tree(session);

@@ -1,10 +1,13 @@
 package zolt.cli;
 
+import java.io.IOException;
 import java.util.List;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import zolt.fs.BlockLocations;
+import zolt.fs.FileStatus;
+import zolt.fs.FileType;
 
 @Command(name = "replication", description = "Set the number of copies of files.",
         footer = {"", "Example: zolt replication --now 2 /srv/data/part-0000"})
@@ -22,10 +25,22 @@ final class ReplicationCommand extends Action {
         super(session);
     }
 
+    private String explained(String path) throws IOException {
+        FileStatus status = new FileStatus();
+        status.readFast(path);
+        return status.type() == FileType.FILE ? "the file system does not take " + copies + " copies"
+                : "only files have a number of copies";
+    }
+
     @Override
     void run() {
         forEach(paths, path -> {
-            BlockLocations.setReplication(path, copies, now);
+            try {
+                BlockLocations.setReplication(path, copies, now);
+            } catch (IOException e) {
+                throw String.valueOf(e.getMessage()).startsWith("Invalid argument")
+                        ? new Failure(Exit.USAGE, explained(path)) : Failure.of(path, e);
+            }
             done(new Json().put("path", path).put("replication", copies));
         });
     }

@@ -11,6 +11,8 @@ final class Session {
     final boolean outIsTerminal;
     final boolean errIsTerminal;
     InputStream in = System.in;
+    /** Whether failures are told as objects. */
+    boolean json;
     private int code = Exit.OK;
 
     /** @param terminals the streams that are terminals: any of "o" and "e" */
@@ -24,13 +26,25 @@ final class Session {
     /** Reports a failure about a path, in one line. */
     void fail(String path, Exception e) {
         Failure failure = Failure.of(path, e);
-        fail(failure.code, path + ": " + failure.getMessage());
+        out.flush();
+        tell(path, failure.code, failure.getMessage());
+        answer(failure.code);
     }
 
     void fail(int failed, String line) {
         out.flush();
-        err.println("zolt: " + Shown.line(line));
+        tell(null, failed, line);
         answer(failed);
+    }
+
+    /** Says on standard error, as a line or an object, what has failed. */
+    void tell(String path, int failed, String what) {
+        if (json) {
+            Json error = path == null ? new Json() : new Json().put("path", path);
+            err.println(error.put("error", what).put("exit", failed));
+        } else {
+            err.println("zolt: " + Shown.line(path == null ? what : path + ": " + what));
+        }
     }
 
     /** Takes part in the exit code: what all agree on, or a failure. */

@@ -21,6 +21,11 @@ final class TourCommand extends Action {
     }
 
     @Override
+    boolean answersInJson() {
+        return false;
+    }
+
+    @Override
     void run() throws IOException, Failure {
         try {
             DirectoryListing.open(directory).close();

@@ -49,6 +49,10 @@ final class WhyCommand extends Action {
         String user = Accounts.userOrId(ThreadIdentity.now().uid());
         forEach(paths, path -> {
             Optional<PathFailure> found = PathFailure.of(path, purpose.access);
+            if (found.isPresent() && found.get().reason() == PathFailure.Reason.MISSING
+                    && !Names.isReachable(found.get().component())) {
+                throw new Failure(Exit.FAILED, Names.UNREACHABLE);
+            }
             if (json) {
                 out.line(object(path, user, found).toString());
             } else if (found.isPresent()) {

@@ -25,6 +25,17 @@ final class XattrCommand {
                 .addSubcommand(new List_(session)).addSubcommand(new Remove(session));
     }
 
+    /** The kernel says of both only that it does not support them. */
+    private static void checkName(String name) throws Failure {
+        if (name.indexOf('.') <= 0 || name.endsWith(".")) {
+            throw new Failure(Exit.USAGE, name + " is no name of an attribute: it begins with a namespace, as"
+                    + " user.colour does");
+        }
+        if (name.equals("user.lease.holder") || name.equals("user.lease.update")) {
+            throw new Failure(Exit.USAGE, name + " belongs to the lease of the file: see zolt lease");
+        }
+    }
+
     /** The bytes as they are; only a terminal is spared what would change it. */
     private static void show(Session session, ValueForm form, String name, byte[] value) {
         byte[] line = ValueForm.line(form, name, value).getBytes(StandardCharsets.ISO_8859_1);
@@ -57,7 +68,8 @@ final class XattrCommand {
         }
 
         @Override
-        void run() {
+        void run() throws Failure {
+            checkName(name);
             forEach(paths, path -> {
                 Optional<byte[]> found = ExtendedAttributes.of(path).get(name);
                 if (!found.isPresent()) {
@@ -141,6 +153,7 @@ final class XattrCommand {
 
         @Override
         void run() throws Failure {
+            checkName(name);
             if (create && replace) {
                 throw new Failure(Exit.USAGE, "--create and --replace exclude each other");
             }
@@ -177,7 +190,8 @@ final class XattrCommand {
         }
 
         @Override
-        void run() {
+        void run() throws Failure {
+            checkName(name);
             forEach(paths, path -> {
                 ExtendedAttributes.of(path).remove(name);
                 done(new Json().put("path", path).put("removed", name));

@@ -106,6 +106,9 @@ public final class Zolt implements Runnable {
 
     /** Runs a command line. */
     static int run(String[] arguments, Session session) {
+        List<String> words = Arrays.asList(arguments);
+        int end = words.indexOf("--");
+        session.json = words.subList(0, end < 0 ? words.size() : end).contains("--json");
         try {
             int code = isPlainListing(arguments) ? list(arguments[1], session)
                     : parse(Arguments.ordered(arguments), session);
@@ -157,7 +160,7 @@ public final class Zolt implements Runnable {
         if (e.isPipe()) {
             return Exit.PIPE;
         }
-        session.err.println("zolt: standard output: " + e.getCause().getMessage());
+        session.tell(null, Exit.FAILED, "standard output: " + e.getCause().getMessage());
         return Exit.FAILED;
     }
 
@@ -210,9 +213,25 @@ public final class Zolt implements Runnable {
     }
 
     private static int wrong(CommandLine.ParameterException e, Session session) {
-        session.fail(Exit.USAGE, e.getMessage() + " (see " + e.getCommandLine().getCommandSpec()
+        session.fail(Exit.USAGE, whatIsWrong(e) + " (see " + e.getCommandLine().getCommandSpec()
                 .qualifiedName() + " --help)");
         return Exit.USAGE;
+    }
+
+    /** The parser counts arguments; people have written a word that is no command, or one word too many. */
+    private static String whatIsWrong(CommandLine.ParameterException e) {
+        CommandLine.UnmatchedArgumentException unmatched =
+                e instanceof CommandLine.UnmatchedArgumentException ? (CommandLine.UnmatchedArgumentException) e : null;
+        if (unmatched == null || unmatched.isUnknownOption()) {
+            return e.getMessage();
+        }
+        String word = unmatched.getUnmatched().get(0);
+        if (e.getCommandLine().getSubcommands().isEmpty()) {
+            return "one argument too many: " + word;
+        }
+        List<String> similar = unmatched.getSuggestions();
+        return "no such command: " + word + (similar.isEmpty() ? "" : "; did you mean "
+                + String.join(" or ", similar) + "?");
     }
 
     private static int broken(Exception e, Session session) {

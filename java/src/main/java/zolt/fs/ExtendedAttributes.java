@@ -212,7 +212,7 @@ public final class ExtendedAttributes {
 
     private static void check(String name) throws IOException {
         if (LEASE_HOLDER.equals(Check.notNull(name, "name")) || LEASE_UPDATE.equals(name)) {
-            throw new IllegalArgumentException(name + " belongs to the lease: see Lease");
+            throw new IllegalArgumentException(name + " belongs to the lease of the file, and changes with it alone");
         }
         if (!name.startsWith(USER) && !name.startsWith(LISTS)) {
             ThreadIdentity now = ThreadIdentity.now();

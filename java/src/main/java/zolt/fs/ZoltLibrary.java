@@ -50,6 +50,16 @@ public final class ZoltLibrary {
                     "the ZOLT library could not be loaded when it was first used");
             again.initCause(e);
             throw again;
+        } catch (UnsatisfiedLinkError e) {
+            if (!String.valueOf(e.getMessage()).contains(ZOLTNative.class.getName())) {
+                throw e;
+            }
+            // Something was loaded, but it has no such native.
+            String file = System.getProperty("zolt.library");
+            UnsatisfiedLinkError other = new UnsatisfiedLinkError((file == null ? LIBRARY : file)
+                    + " is not the ZOLT library, or not of the release of this jar: it lacks natives");
+            other.initCause(e);
+            throw other;
         }
     }
 

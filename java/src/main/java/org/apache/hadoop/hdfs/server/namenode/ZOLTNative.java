@@ -1,8 +1,10 @@
 package org.apache.hadoop.hdfs.server.namenode;
 
 import java.io.File;
+import java.io.FileInputStream;
 import java.io.IOException;
 import java.nio.ByteBuffer;
+import java.util.Arrays;
 import java.util.HashMap;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -54,6 +56,8 @@ public final class ZOLTNative {
         String file = System.getProperty("zolt.library");
         try {
             if (file != null) {
+                // The virtual machine has advice of its own on folders and texts, and prints it.
+                refuseWhatIsNone(file);
                 System.load(new File(file).getAbsolutePath());
             } else {
                 loadFromPathOrJar();
@@ -62,6 +66,19 @@ public final class ZOLTNative {
             UnsatisfiedLinkError clear = new UnsatisfiedLinkError(whyNotLoaded(file, e));
             clear.initCause(e);
             throw clear;
+        }
+    }
+
+    private static void refuseWhatIsNone(String file) {
+        byte[] magic = {0x7f, 'E', 'L', 'F'};
+        byte[] found = new byte[magic.length];
+        try (FileInputStream in = new FileInputStream(file)) {
+            in.read(found);
+        } catch (IOException e) {
+            throw new UnsatisfiedLinkError(e.getMessage());
+        }
+        if (!Arrays.equals(magic, found)) {
+            throw new UnsatisfiedLinkError(file + " is no library");
         }
     }
 
