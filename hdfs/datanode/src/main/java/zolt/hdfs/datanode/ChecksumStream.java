@@ -8,8 +8,12 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.nio.ByteBuffer;
 import java.nio.channels.FileChannel;
+import java.util.zip.CRC32;
+import java.util.zip.CRC32C;
+import java.util.zip.Checksum;
 import org.apache.hadoop.hdfs.server.datanode.BlockMetadataHeader;
 import org.apache.hadoop.util.DataChecksum;
+import org.apache.hadoop.util.DirectBufferPool;
 
 /**
  * What a DataNode of Hadoop's own keeps in a file beside each block: a header and the checksum of each chunk. Here
@@ -19,6 +23,7 @@ import org.apache.hadoop.util.DataChecksum;
 final class ChecksumStream extends InputStream {
     private static final int FIRST_CHUNKS = 8;
     private static final int MOST_CHUNKS = 256;
+    private static final DirectBufferPool BUFFERS = new DirectBufferPool();
 
     private final FileInputStream in;
     private final FileChannel channel;
@@ -31,7 +36,6 @@ final class ChecksumStream extends InputStream {
     private byte[] sums = {};
     private long sumsAt;
     private int chunks = FIRST_CHUNKS;
-    private ByteBuffer bytes = ByteBuffer.allocate(0);
 
     /**
      * The checksums of a part of a file.
@@ -109,14 +113,29 @@ final class ChecksumStream extends InputStream {
         long chunk = (position - header.length) / sumSize;
         long from = chunk * chunkSize;
         int count = (int) Math.min((long) chunks * chunkSize, length - from);
-        chunks = Math.min(chunks * 2, MOST_CHUNKS);
-        if (bytes.capacity() < count) {
-            bytes = ByteBuffer.allocate(count);
+        // The pool keeps buffers by their size: only a few sizes are asked for.
+        ByteBuffer bytes = BUFFERS.getBuffer(chunks * chunkSize);
+        try {
+            readFully(bytes.limit(count), start + from);
+            sums = sumsOf(bytes.flip());
+            sumsAt = header.length + chunk * sumSize;
+        } finally {
+            BUFFERS.returnBuffer(bytes);
         }
-        readFully(bytes.clear().limit(count), start + from);
-        sums = new byte[(int) chunksIn(count) * sumSize];
-        sumsAt = header.length + chunk * sumSize;
-        checksum.calculateChunkedSums(bytes.flip(), ByteBuffer.wrap(sums));
+        chunks = Math.min(chunks * 2, MOST_CHUNKS);
+    }
+
+    /** The virtual machine has the checksum in machine code, for memory outside of the heap too: nothing is copied. */
+    private byte[] sumsOf(ByteBuffer bytes) {
+        int end = bytes.limit();
+        ByteBuffer computed = ByteBuffer.allocate((int) chunksIn(end) * checksum.getChecksumSize());
+        Checksum sum = checksum.getChecksumType() == DataChecksum.Type.CRC32C ? new CRC32C() : new CRC32();
+        while (bytes.position() < end) {
+            sum.reset();
+            sum.update(bytes.limit(Math.min(end, bytes.position() + checksum.getBytesPerChecksum())));
+            computed.putInt((int) sum.getValue());
+        }
+        return computed.array();
     }
 
     private void readFully(ByteBuffer target, long from) throws IOException {
