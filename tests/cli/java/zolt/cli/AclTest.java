@@ -110,7 +110,7 @@ class AclTest extends CliFixture {
         Cli.fails(Exit.NOT_FOUND, path("no") + ": No such file or directory", "acl", "get", path("no"));
         Cli.fails(Exit.DENIED, path + ": Operation not permitted", "acl", "modify", "--as", "nobody",
                 "u:1:r", path);
-        Cli.fails(Exit.USAGE, "Missing command: one of get, set, modify, remove, clear (see zolt acl"
+        Cli.fails(Exit.USAGE, "Missing command: one of get, set, modify, remove, clear, restore (see zolt acl"
                 + " --help)", "acl");
     }
 }

@@ -120,7 +120,7 @@ class ChangesTest extends CliFixture {
             assertEquals(Integer.parseInt(mode, 8), Integer.parseInt(
                     Tool.text("stat", "-c", "%a", path).trim(), 8));
         }
-        for (String mode : List.of("8", "4755", "u+x", "", "-1", "20000")) {
+        for (String mode : List.of("8", "4755", "u+z", "", "-1", "20000")) {
             assertEquals(Exit.USAGE, Cli.run("chmod", "--", mode, path).code, mode);
         }
         Cli.fails(Exit.DENIED, path + ": Operation not permitted", "chmod", "--as", "nobody", "644", path);

@@ -2,6 +2,7 @@ package zolt.cli;
 
 import java.io.IOException;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.List;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -15,7 +16,8 @@ import zolt.fs.FileStatus;
 /** The access control lists of files; each verb is a command of its own. */
 final class AclCommand {
     private static final String ENTRIES = "Entries as setfacl(1) takes them, with commas between:"
-            + " [d:]u:USER:rwx, [d:]g:GROUP:rx, u::, g::, o::, m::.";
+            + " [d:]u:USER:rwx, [d:]g:GROUP:rx, u::, g::, o::, m::. X is x for"
+            + " directories, and where somebody has it.";
 
     private AclCommand() {}
 
@@ -23,12 +25,14 @@ final class AclCommand {
         return Group.of("acl", "Access control lists; symbolic links are followed.")
                 .addSubcommand(new Get(session)).addSubcommand(new Set(session))
                 .addSubcommand(new Modify(session)).addSubcommand(new Remove(session))
-                .addSubcommand(new Clear(session));
+                .addSubcommand(new Clear(session))
+                .addSubcommand(new AclRestore(session));
     }
 
     @Command(name = "get", description = "Show the lists, as getfacl(1) does.",
-            footer = {"", "Example: zolt acl get /srv/data"})
-    static final class Get extends Action {
+            footer = {"", "Examples: zolt acl get /srv/data",
+                "          zolt acl get -R /srv/data >lists; zolt acl restore lists"})
+    static final class Get extends TreeAction {
         @Option(names = {"-d", "--default"}, description = "Only the default list.")
         boolean onlyDefault;
 
@@ -43,14 +47,14 @@ final class AclCommand {
         }
 
         @Override
-        void run() {
-            forEach(paths, path -> {
-                FileStatus status = new FileStatus();
+        void run() throws IOException {
+            FileStatus status = new FileStatus();
+            forAll(paths, null, (path, type) -> {
                 status.readFast(path);
                 Acl acl = Acl.get(path);
                 if (json) {
                     out.line(new Json().put("path", path).put("entries", entries(acl)).toString());
-                    return;
+                    return true;
                 }
                 out.line("# file: " + AclNames.quoted(session, path));
                 out.line("# owner: " + (numeric ? String.valueOf(status.uid())
@@ -65,6 +69,7 @@ final class AclCommand {
                 String lines = numeric ? shown.formatNumeric() : shown.format();
                 // Remarks stand in a column for people only, as getfacl(1) has it.
                 out.line(session.outIsTerminal ? Shown.lines(lines) : lines.replaceAll("\t+", "\t"));
+                return true;
             });
         }
 
@@ -99,14 +104,18 @@ final class AclCommand {
     }
 
     /** What the verbs that are given entries have in common. */
-    abstract static class Change extends Action {
+    abstract static class Change extends TreeAction {
         @Option(names = {"-d", "--default"}, description = "The entries belong to the default list.")
         boolean toDefault;
+
+        @Option(names = "--file", paramLabel = "FILE", description = "Read the entries from a file, as acl get"
+                + " prints them; \"-\" is standard input. All arguments are paths then.")
+        String file;
 
         @Parameters(index = "0", paramLabel = "ENTRIES", description = ENTRIES)
         String entries;
 
-        @Parameters(index = "1..*", paramLabel = "PATH", arity = "1..*",
+        @Parameters(index = "1..*", paramLabel = "PATH", arity = "0..*",
                 description = "What to change.")
         List<String> paths;
 
@@ -114,38 +123,36 @@ final class AclCommand {
             super(session);
         }
 
-        abstract Acl parse() throws IOException;
+        abstract Acl parse(String text) throws IOException;
 
         abstract void apply(Acl acl, String path) throws IOException;
 
         @Override
-        final void run() throws Failure {
-            if (entries.trim().isEmpty()) {
+        final void run() throws IOException, Failure {
+            List<String> changed = new ArrayList<>();
+            if (file != null) {
+                changed.add(entries);
+            }
+            changed.addAll(paths == null ? Collections.<String>emptyList() : paths);
+            if (changed.isEmpty()) {
+                throw new Failure(Exit.USAGE, "Missing required parameter: 'PATH'");
+            }
+            String text = file == null ? entries : AclRestore.text(session, file);
+            if (text.trim().isEmpty()) {
                 throw new Failure(Exit.USAGE, "no entries are given");
             }
-            Acl acl;
-            try {
-                acl = parse();
-            } catch (IOException e) {
-                throw new Failure(Exit.NOT_FOUND, entries + ": unknown user or group");
-            } catch (IllegalArgumentException e) {
-                throw new Failure(Exit.USAGE, e.getMessage());
-            }
-            Acl wanted = toDefault ? inherited(acl) : acl;
-            forEach(paths, path -> {
-                apply(wanted, path);
+            AclChange change = AclChange.parse(text, toDefault, this::parse);
+            forAll(changed, "changed", (path, type) -> {
+                Acl acl = change.of(path, type);
+                if (acl.entries().isEmpty()) {
+                    return false; // default entries, and no directory
+                }
+                apply(acl, path);
                 if (json) {
                     done(new Json().put("path", path).put("acl", Acl.get(path).toString()));
                 }
+                return true;
             });
-        }
-
-        private static Acl inherited(Acl acl) {
-            List<AclEntry> list = new ArrayList<>();
-            for (AclEntry entry : acl.entries()) {
-                list.add(entry.inherited());
-            }
-            return Acl.of(list);
         }
     }
 
@@ -157,8 +164,8 @@ final class AclCommand {
         }
 
         @Override
-        Acl parse() throws IOException {
-            return Acl.parse(entries);
+        Acl parse(String text) throws IOException {
+            return Acl.parse(text);
         }
 
         @Override
@@ -168,15 +175,16 @@ final class AclCommand {
     }
 
     @Command(name = "modify", description = "Add entries, or change their permissions.",
-            footer = {"", "Example: zolt acl modify u:alice:rx /srv/data"})
+            footer = {"", "Examples: zolt acl modify u:alice:rx /srv/data",
+                "          zolt acl modify -R u:alice:rX,d:u:alice:rX /srv/data"})
     static final class Modify extends Change {
         Modify(Session session) {
             super(session);
         }
 
         @Override
-        Acl parse() throws IOException {
-            return Acl.parse(entries);
+        Acl parse(String text) throws IOException {
+            return Acl.parse(text);
         }
 
         @Override
@@ -193,8 +201,8 @@ final class AclCommand {
         }
 
         @Override
-        Acl parse() throws IOException {
-            return Acl.parseKeys(entries);
+        Acl parse(String text) throws IOException {
+            return Acl.parseKeys(text);
         }
 
         @Override
@@ -205,7 +213,7 @@ final class AclCommand {
 
     @Command(name = "clear", description = "Remove all but the entries of the mode.",
             footer = {"", "Example: zolt acl clear /srv/data"})
-    static final class Clear extends Action {
+    static final class Clear extends TreeAction {
         @Option(names = {"-d", "--default"}, description = "Only the default list.")
         boolean onlyDefault;
 
@@ -217,8 +225,8 @@ final class AclCommand {
         }
 
         @Override
-        void run() {
-            forEach(paths, path -> {
+        void run() throws IOException {
+            forAll(paths, "changed", (path, type) -> {
                 if (onlyDefault) {
                     Acl.clearDefault(path);
                 } else {
@@ -227,6 +235,7 @@ final class AclCommand {
                 if (json) {
                     done(new Json().put("path", path).put("acl", Acl.get(path).toString()));
                 }
+                return true;
             });
         }
     }

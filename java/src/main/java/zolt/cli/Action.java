@@ -100,7 +100,7 @@ abstract class Action implements Callable<Integer> {
     }
 
     private void forEach(PathReader paths, Step step) {
-        for (boolean more = true; more; ) {
+        for (boolean more = true; more && !session.stop.isAsked(); ) {
             try {
                 String path = paths.next();
                 more = path != null;

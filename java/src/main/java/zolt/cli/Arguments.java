@@ -9,6 +9,7 @@ import java.util.List;
 final class Arguments {
     private static final String HELP = "help";
     private static final List<String> GROUPS = Arrays.asList("acl", "xattr", "lease");
+    private static final String CHMOD = "chmod";
     private static final String AS = "--as";
     private static final List<String> FLAGS = Arrays.asList("--json", "-0");
 
@@ -23,6 +24,12 @@ final class Arguments {
             List<String> words = new ArrayList<>(Arrays.asList(given).subList(1, given.length));
             words.add("--help");
             return words.toArray(new String[0]);
+        }
+        if (given.length > 1 && CHMOD.equals(given[0])) {
+            for (int at = 1; at < given.length; at++) {
+                // "-x" is a mode there, and no option; "+" before it changes nothing.
+                given[at] = given[at].matches("-[rwxXst]+") ? "+," + given[at] : given[at];
+            }
         }
         List<String> command = new ArrayList<>();
         List<String> options = new ArrayList<>();

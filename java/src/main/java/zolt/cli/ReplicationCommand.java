@@ -10,8 +10,9 @@ import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
 @Command(name = "replication", description = "Set the number of copies of files.",
-        footer = {"", "Example: zolt replication --now 2 /srv/data/part-0000"})
-final class ReplicationCommand extends Action {
+        footer = {"", "Examples: zolt replication --now 2 /srv/data/part-0000",
+            "          zolt replication -R 2 /srv/data"})
+final class ReplicationCommand extends TreeAction {
     @Option(names = "--now", description = "Move the data there is at once; else only new data follows.")
     boolean now;
 
@@ -33,8 +34,11 @@ final class ReplicationCommand extends Action {
     }
 
     @Override
-    void run() {
-        forEach(paths, path -> {
+    void run() throws IOException {
+        forAll(paths, "changed", (path, type) -> {
+            if (type != FileType.UNKNOWN && type != FileType.FILE) {
+                return false;
+            }
             try {
                 BlockLocations.setReplication(path, copies, now);
             } catch (IOException e) {
@@ -42,6 +46,7 @@ final class ReplicationCommand extends Action {
                         ? new Failure(Exit.USAGE, explained(path)) : Failure.of(path, e);
             }
             done(new Json().put("path", path).put("replication", copies));
+            return true;
         });
     }
 }

@@ -10,6 +10,7 @@ final class Session {
     final PrintStream err;
     final boolean outIsTerminal;
     final boolean errIsTerminal;
+    final Stop stop = new Stop();
     InputStream in = System.in;
     /** Whether failures are told as objects. */
     boolean json;
@@ -45,6 +46,12 @@ final class Session {
         } else {
             err.println("zolt: " + Shown.line(path == null ? what : path + ": " + what));
         }
+    }
+
+    /** Says something that is no failure, where failures are said. */
+    void say(String line) {
+        out.flush();
+        err.println(json ? new Json().put("note", line).toString() : "zolt: " + Shown.line(line));
     }
 
     /** Takes part in the exit code: what all agree on, or a failure. */

@@ -11,6 +11,7 @@ import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import zolt.fs.ExtendedAttributes;
 import zolt.fs.FileOperations;
+import zolt.fs.FileType;
 
 /** Extended attributes; each verb is a command of its own. */
 final class XattrCommand {
@@ -36,6 +37,11 @@ final class XattrCommand {
         }
     }
 
+    /** Whether a file may have attributes that users set; where the type is not known, that shows. */
+    private static boolean mayHave(FileType type) {
+        return type == FileType.UNKNOWN || type == FileType.FILE || type == FileType.DIRECTORY;
+    }
+
     /** The bytes as they are; only a terminal is spared what would change it. */
     private static void show(Session session, ValueForm form, String name, byte[] value) {
         byte[] line = ValueForm.line(form, name, value).getBytes(StandardCharsets.ISO_8859_1);
@@ -49,7 +55,7 @@ final class XattrCommand {
 
     @Command(name = "get", description = "Show the value of an attribute.",
             footer = {"", "Example: zolt xattr get -e hex user.colour /srv/data/part-0000"})
-    static final class Get extends Action {
+    static final class Get extends TreeAction {
         @Option(names = {"-e", "--encoding"}, paramLabel = "FORM", description = FORM)
         ValueForm form;
 
@@ -68,10 +74,13 @@ final class XattrCommand {
         }
 
         @Override
-        void run() throws Failure {
+        void run() throws IOException, Failure {
             checkName(name);
-            forEach(paths, path -> {
+            forAll(paths, null, (path, type) -> {
                 Optional<byte[]> found = ExtendedAttributes.of(path).get(name);
+                if (!found.isPresent() && recursive) {
+                    return false;
+                }
                 if (!found.isPresent()) {
                     throw new Failure(Exit.NOT_FOUND, name + ": no such attribute");
                 }
@@ -86,6 +95,7 @@ final class XattrCommand {
                     show(session, form, name, value);
                     out.line("");
                 }
+                return true;
             });
         }
     }
@@ -93,7 +103,7 @@ final class XattrCommand {
     @Command(name = "list", description = {"Show all attributes but those of a lease, as getfattr(1) does.",
         "Those whose values the user may not read are left out."},
             footer = {"", "Example: zolt xattr list /srv/data/part-0000"})
-    static final class List_ extends Action {
+    static final class List_ extends TreeAction {
         @Option(names = {"-e", "--encoding"}, paramLabel = "FORM", description = FORM)
         ValueForm form;
 
@@ -105,8 +115,8 @@ final class XattrCommand {
         }
 
         @Override
-        void run() {
-            forEach(paths, path -> {
+        void run() throws IOException {
+            forAll(paths, null, (path, type) -> {
                 FileOperations.inode(path, false); // a listing's own failure does not say what it is
                 Map<String, byte[]> all = ExtendedAttributes.of(path).all();
                 if (json) {
@@ -118,6 +128,7 @@ final class XattrCommand {
                     all.forEach((name, value) -> show(session, form, name, value));
                     out.line("");
                 }
+                return true;
             });
         }
     }
@@ -125,7 +136,7 @@ final class XattrCommand {
     @Command(name = "set", description = "Set an attribute.", footer = {"",
         "Examples: zolt xattr set user.colour green /srv/data/part-0000",
         "          zolt xattr set user.key 0x00ff /srv/data/part-0000"})
-    static final class Set extends Action {
+    static final class Set extends TreeAction {
         @Option(names = {"-e", "--encoding"}, paramLabel = "FORM",
                 description = "How VALUE is written: ${COMPLETION-CANDIDATES}. If omitted, 0x begins hex,"
                         + " 0s begins base64, and all else is text.")
@@ -152,15 +163,19 @@ final class XattrCommand {
         }
 
         @Override
-        void run() throws Failure {
+        void run() throws IOException, Failure {
             checkName(name);
             if (create && replace) {
                 throw new Failure(Exit.USAGE, "--create and --replace exclude each other");
             }
             byte[] bytes = ValueForm.parse(form, value);
-            forEach(paths, path -> {
+            forAll(paths, "changed", (path, type) -> {
+                if (!mayHave(type)) {
+                    return false;
+                }
                 set(ExtendedAttributes.of(path), bytes);
                 done(new Json().put("path", path).put("name", name).put("value", bytes));
+                return true;
             });
         }
 
@@ -177,7 +192,7 @@ final class XattrCommand {
 
     @Command(name = "remove", description = "Remove an attribute.",
             footer = {"", "Example: zolt xattr remove user.colour /srv/data/part-0000"})
-    static final class Remove extends Action {
+    static final class Remove extends TreeAction {
         @Parameters(index = "0", paramLabel = "NAME", description = "With its namespace: user.colour.")
         String name;
 
@@ -190,11 +205,15 @@ final class XattrCommand {
         }
 
         @Override
-        void run() throws Failure {
+        void run() throws IOException, Failure {
             checkName(name);
-            forEach(paths, path -> {
+            forAll(paths, "changed", (path, type) -> {
+                if (recursive && !ExtendedAttributes.of(path).get(name).isPresent()) {
+                    return false;
+                }
                 ExtendedAttributes.of(path).remove(name);
                 done(new Json().put("path", path).put("removed", name));
+                return true;
             });
         }
     }

@@ -99,7 +99,9 @@ public final class Zolt implements Runnable {
     public static void main(String[] arguments) throws UnsupportedEncodingException {
         OutputStream out = new FileOutputStream(FileDescriptor.out);
         PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, "UTF-8");
-        int code = run(arguments, new Session(out, err, System.getProperty("zolt.terminals", "")));
+        Session session = new Session(out, err, System.getProperty("zolt.terminals", ""));
+        int code = run(arguments, session);
+        session.stop.letEnd();
         // Nothing here waits for its end, and an exit would run the hooks of a machine that stays.
         Runtime.getRuntime().halt(code);
     }
@@ -123,6 +125,8 @@ public final class Zolt implements Runnable {
             return Exit.BROKEN;
         } catch (Output.Lost e) {
             return lost(e, session);
+        } finally {
+            session.stop.end();
         }
     }
 
