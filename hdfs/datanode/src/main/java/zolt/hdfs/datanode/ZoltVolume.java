@@ -3,6 +3,7 @@ package zolt.hdfs.datanode;
 import java.io.File;
 import java.io.IOException;
 import java.net.URI;
+import java.nio.file.Files;
 import java.util.Collection;
 import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
@@ -86,10 +87,11 @@ final class ZoltVolume implements FsVolumeSpi {
         };
     }
 
-    /** The volume is healthy as long as the exported folder can be listed. */
+    /** The volume is healthy as long as the exported folder can be opened. */
     @Override
-    public VolumeCheckResult check(VolumeCheckContext context) {
-        return folder.list() == null ? VolumeCheckResult.FAILED : VolumeCheckResult.HEALTHY;
+    public VolumeCheckResult check(VolumeCheckContext context) throws IOException {
+        Files.newDirectoryStream(folder.toPath()).close();
+        return VolumeCheckResult.HEALTHY;
     }
 
     @Override
