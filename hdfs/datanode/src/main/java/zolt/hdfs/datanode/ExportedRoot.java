@@ -4,8 +4,10 @@ import java.io.Closeable;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.OptionalInt;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -101,7 +103,7 @@ final class ExportedRoot implements Closeable {
         Path sample = null;
         int opened = descriptor;
         try {
-            sample = Files.createTempFile(Files.createDirectories(folder.resolve(".zolt")), "handle", null);
+            sample = Files.createTempFile(serviceFolder(), "handle", null);
             opened = NativeFiles.open(NativeFiles.NO_DIRECTORY, bytes(sample.toString()), NativeFiles.O_PATH, 0);
         } catch (IOException e) {
             LOG.info("No file can be made in {} ({}): its handles are tried with the folder alone", folder, e.toString());
@@ -115,6 +117,16 @@ final class ExportedRoot implements Closeable {
             if (sample != null) {
                 sample.toFile().delete();
             }
+        }
+    }
+
+    /** The services' own folder: the NameNode keeps it from clients. */
+    private Path serviceFolder() throws IOException {
+        Path path = folder.resolve(".zolt");
+        try {
+            return Files.createDirectory(path, PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rwx------")));
+        } catch (FileAlreadyExistsException e) {
+            return path;
         }
     }
 
