@@ -41,6 +41,8 @@ public final class ZoltDataNode {
         conf.setInt(DFSConfigKeys.DFS_DATANODE_DIRECTORYSCAN_INTERVAL_KEY, -1);
         conf.setInt(DFSConfigKeys.DFS_DATANODE_SCAN_PERIOD_HOURS_KEY, -1);
         conf.setLong(DFSConfigKeys.DFS_BLOCK_SCANNER_VOLUME_BYTES_PER_SECOND, 0);
+        // Whoever closes a file finds its bytes on the disk, also where NameNode and DataNode are different machines.
+        conf.setIfUnset(DFSConfigKeys.DFS_DATANODE_SYNCONCLOSE_KEY, "true");
         // The DataNode would read ahead by the offset in the block, which is not that in the file; the kernel does it right.
         conf.setIfUnset(DFSConfigKeys.DFS_DATANODE_READAHEAD_BYTES_KEY, "0");
     }
