@@ -5,8 +5,10 @@ import java.io.IOException;
 import java.util.Collections;
 import java.util.LinkedHashMap;
 import java.util.Map;
+import java.util.Optional;
 import java.util.OptionalInt;
 import zolt.hdfs.block.ReadBlock;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 
 /**
@@ -44,9 +46,13 @@ final class BlockFiles {
 
     /** The file of a block for writing; its id has no room for the generation, but its token may have told it. */
     BlockFile of(WriteBlock block) throws IOException {
-        OptionalInt generation = SignedTokens.generation(block.id());
-        return root.hasHandles() && generation.isPresent() ? root.byHandle(block.inode(), generation.getAsInt())
-                : byPath(block.inode(), generation);
+        Optional<SignedBlock.Writer> writer = SignedTokens.writer(block.id());
+        if (writer.isEmpty()) {
+            return byPath(block.inode(), OptionalInt.empty());
+        }
+        int generation = writer.get().generation();
+        return root.hasHandles() ? root.byHandle(block.inode(), generation)
+                : byPath(block.inode(), OptionalInt.of(generation));
     }
 
     private BlockFile byPath(long inode, OptionalInt generation) throws IOException {

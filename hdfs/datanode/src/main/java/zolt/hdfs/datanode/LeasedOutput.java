@@ -2,7 +2,9 @@ package zolt.hdfs.datanode;
 
 import java.io.FileOutputStream;
 import java.io.IOException;
+import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
+import java.util.Optional;
 
 /**
  * The bytes of a block into its file, in place, as long as the lease that the file had at the start lasts. A DataNode
@@ -28,14 +30,19 @@ final class LeasedOutput extends FileOutputStream {
     /**
      * Opens a file for writing from a position on.
      *
+     * @param writer the client that may write; nothing for whichever holds the lease
      * @param file is closed with the stream, and when it cannot be opened
      * @param closed is run when the stream is closed
      */
-    static LeasedOutput open(BlockFile file, long position, Runnable closed) throws IOException {
+    static LeasedOutput open(BlockFile file, long position, Optional<String> writer, Runnable closed)
+            throws IOException {
         try {
             byte[] holder = file.leaseHolder();
             if (holder == null) {
                 throw new IOException("No client has a lease of " + file + ", so nothing is written to it");
+            }
+            if (writer.isPresent() && !Arrays.equals(holder, writer.get().getBytes(StandardCharsets.UTF_8))) {
+                throw new IOException("The lease of " + file + " is not that of " + writer.get());
             }
             return new LeasedOutput(file, position, holder, closed);
         } catch (IOException | RuntimeException e) {

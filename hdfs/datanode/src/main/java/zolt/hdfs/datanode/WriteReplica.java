@@ -14,6 +14,7 @@ import org.apache.hadoop.hdfs.server.datanode.ReplicaNotFoundException;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.FsVolumeSpi;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.ReplicaOutputStreams;
 import org.apache.hadoop.util.DataChecksum;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 
 /** A block that a client writes through this DataNode: how far it is, and the thread that receives it. */
@@ -49,7 +50,8 @@ final class WriteReplica implements ReplicaInPipeline {
     public ReplicaOutputStreams createStreams(boolean isCreate, DataChecksum requested) throws IOException {
         try {
             checksum = requested;
-            LeasedOutput out = LeasedOutput.open(files.of(block), block.start() + written, ended);
+            LeasedOutput out = LeasedOutput.open(files.of(block), block.start() + written,
+                    SignedTokens.writer(block.id()).map(SignedBlock.Writer::holder), ended);
             return new BlockStreams(out, requested, volume, block.start());
         } catch (FileNotFoundException e) {
             ended.run();

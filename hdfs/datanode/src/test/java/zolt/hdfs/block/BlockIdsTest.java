@@ -1,5 +1,6 @@
 package zolt.hdfs.block;
 
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
@@ -7,6 +8,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.HashMap;
 import java.util.Map;
+import java.util.Optional;
+import java.util.OptionalLong;
 import java.util.Random;
 import org.junit.jupiter.api.Test;
 
@@ -69,6 +72,24 @@ class BlockIdsTest {
             String writing = seen.put(new WriteBlock(inode, number, 0, 0).id(), "w" + name);
             assertTrue(writing == null || writing.equals("w" + name));
         });
+    }
+
+    @Test
+    void whatIsSignedComesOutOfTheStorageIds() {
+        String[] storages = {"DS-1", "DS-2"};
+        for (long stamp : new long[] {0, 1, Long.MAX_VALUE, random.nextLong()}) {
+            String[] signed = SignedBlock.toRead(storages, stamp);
+            assertEquals(OptionalLong.of(stamp), SignedBlock.stamp(signed));
+            assertEquals(Optional.empty(), SignedBlock.writer(signed));
+            assertArrayEquals(storages, SignedBlock.storageIds(signed));
+        }
+        for (String holder : new String[] {"", "DFSClient_1", "with blanks and stamp=1"}) {
+            SignedBlock.Writer writer = new SignedBlock.Writer(random.nextInt(), holder);
+            String[] signed = SignedBlock.toWrite(storages, writer);
+            assertEquals(Optional.of(writer), SignedBlock.writer(signed));
+            assertEquals(OptionalLong.empty(), SignedBlock.stamp(signed));
+            assertArrayEquals(storages, SignedBlock.storageIds(signed));
+        }
     }
 
     @Test

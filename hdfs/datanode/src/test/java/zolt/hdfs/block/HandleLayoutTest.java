@@ -1,6 +1,5 @@
 package zolt.hdfs.block;
 
-import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -74,14 +73,6 @@ class HandleLayoutTest {
         int proc = open(Path.of("/proc"));
         assertTrue(HandleLayout.of(proc, proc).isEmpty());
         NativeFiles.close(proc);
-    }
-
-    @Test
-    void aGenerationIsSignedBesideTheStorages() {
-        String[] signed = SignedGeneration.sign(new String[] {"DS-1", "DS-2"}, -3);
-        assertArrayEquals(new String[] {"DS-1", "DS-2", "generation=fffffffd"}, signed);
-        assertEquals(-3, SignedGeneration.in(signed).getAsInt());
-        assertTrue(SignedGeneration.in(new String[] {"DS-1", null, "generation=what"}).isEmpty());
     }
 
     private static int open(Path path) {

@@ -8,6 +8,7 @@ import static zolt.hdfs.datanode.TestCluster.path;
 
 import java.io.File;
 import java.io.IOException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -19,11 +20,13 @@ import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.protocol.datatransfer.BlockConstructionStage;
+import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier;
 import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier.AccessMode;
 import org.apache.hadoop.hdfs.server.datanode.DataNode;
 import org.apache.hadoop.hdfs.server.protocol.StorageReport;
+import org.apache.hadoop.security.token.Token;
 import org.junit.jupiter.api.Test;
-import zolt.hdfs.block.SignedGeneration;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 
 /** The DataNode as a whole. */
@@ -56,19 +59,50 @@ class DataNodeTest {
         }
     }
 
-    /** A client waits for a DataNode that is started anew, and that one knows nothing but the block's id. */
+    /**
+     * A DataNode that was started anew knows nothing of a block but what its id says, and goes on in the midst of a chunk of
+     * which the client sends the rest only.
+     */
     @Test
     void anotherDataNodeTakesUpABlock() throws Exception {
         try (TestCluster cluster = new TestCluster(Files.createTempDirectory("exported"), true)) {
             cluster.start();
-            Path file = Files.write(cluster.nameNode.file("/file"), new byte[5000]);
+            byte[] before = new byte[5000];
+            Arrays.fill(before, (byte) 'x');
+            Path file = Files.write(cluster.nameNode.file("/file"), before);
             FakeNameNode.lease(file, "tester");
             WriteBlock block = new WriteBlock(cluster.nameNode.inode("/file"), 0, 1000, 0);
             LocatedBlock located = cluster.nameNode.located(new ExtendedBlock(FakeNameNode.POOL, block.id(), 0, block.stamp()),
                     1000, "/file", AccessMode.WRITE, List.of());
             try (RawClient raw = new RawClient(located)) {
                 assertEquals("SUCCESS", raw.write(located.getBlock(), located.getBlockToken(),
-                        BlockConstructionStage.PIPELINE_SETUP_STREAMING_RECOVERY, block.recovered().stamp(), 4000, 9000));
+                        BlockConstructionStage.PIPELINE_SETUP_STREAMING_RECOVERY, block.recovered().stamp(), 3700, 9000));
+                assertEquals("SUCCESS", raw.send(0, 3700, "first".getBytes(StandardCharsets.US_ASCII), false));
+                assertEquals("SUCCESS", raw.send(1, 3705, "second".getBytes(StandardCharsets.US_ASCII), false));
+                assertEquals("SUCCESS", raw.send(2, 3711, new byte[0], true));
+            }
+            System.arraycopy("firstsecond".getBytes(StandardCharsets.US_ASCII), 0, before, 4700, 11);
+            assertArrayEquals(before, Files.readAllBytes(file));
+        }
+    }
+
+    /** After a recovery the token names no storages, and the client names those of the other DataNodes: as Hadoop has it. */
+    @Test
+    void aTokenWithoutStoragesIsForAllStorages() throws Exception {
+        try (TestCluster cluster = new TestCluster(Files.createTempDirectory("exported"), true)) {
+            cluster.start();
+            FakeNameNode.lease(Files.write(cluster.nameNode.file("/file"), new byte[10]), "tester");
+            WriteBlock block = new WriteBlock(cluster.nameNode.inode("/file"), 0, 0, 0);
+            ExtendedBlock named = new ExtendedBlock(FakeNameNode.POOL, block.id(), 0, block.stamp());
+            LocatedBlock located = cluster.nameNode.located(named, 0, "/file", AccessMode.WRITE, List.of());
+            SignedBlock.Writer writer = new SignedBlock.Writer(cluster.nameNode.generation("/file"), "tester");
+            for (String[] storages : new String[][] {{}, {"DS-other"}}) {
+                Token<BlockTokenIdentifier> token = cluster.nameNode.tokens.generateToken("tester", named,
+                        EnumSet.of(AccessMode.WRITE), new StorageType[0], SignedBlock.toWrite(storages, writer));
+                try (RawClient raw = new RawClient(located)) {
+                    assertEquals(storages.length == 0 ? "SUCCESS" : "ERROR_ACCESS_TOKEN", raw.write(named, token,
+                            BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, 0, "DS-first", "DS-behind"));
+                }
             }
         }
     }
@@ -110,8 +144,8 @@ class DataNodeTest {
         ExtendedBlock unleased = new ExtendedBlock(FakeNameNode.POOL, writing.id(), 0, writing.stamp());
         try (RawClient raw = new RawClient(block)) {
             raw.write(unleased, cluster.nameNode.tokens.generateToken("tester", unleased, EnumSet.of(AccessMode.WRITE),
-                    new StorageType[] {StorageType.DISK},
-                    SignedGeneration.sign(block.getStorageIDs(), cluster.nameNode.generation("/file"))),
+                    new StorageType[] {StorageType.DISK}, SignedBlock.toWrite(block.getStorageIDs(),
+                            new SignedBlock.Writer(cluster.nameNode.generation("/file"), "tester"))),
                     BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, 0);
         }
         FSDataOutputStream out = cluster.client.create(path("gone"), true);

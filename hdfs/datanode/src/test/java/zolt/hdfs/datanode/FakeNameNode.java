@@ -55,7 +55,7 @@ import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.util.DataChecksum;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.ReadBlock;
-import zolt.hdfs.block.SignedGeneration;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 import zolt.hdfs.namespace.NativeFiles;
 
@@ -201,8 +201,9 @@ final class FakeNameNode implements AutoCloseable {
 
     public LocatedBlock updateBlockForPipeline(ExtendedBlock old, String client) throws IOException {
         WriteBlock block = WriteBlock.of(old.getBlockId(), old.getGenerationStamp()).recovered();
+        // As Hadoop's own: the block without its nodes, which the client knows.
         return located(new ExtendedBlock(POOL, block.id(), old.getNumBytes(), block.stamp()), block.start(),
-                "/" + withInode(block.inode()).getFileName(), AccessMode.WRITE, List.of());
+                "/" + withInode(block.inode()).getFileName(), AccessMode.WRITE, nodes());
     }
 
     public void updatePipeline(String client, ExtendedBlock old, ExtendedBlock block, Object nodes, Object storageIds) {
@@ -248,6 +249,17 @@ final class FakeNameNode implements AutoCloseable {
 
     // How it does that.
 
+    private synchronized List<DatanodeInfo> nodes() {
+        return datanodes.values().stream().<DatanodeInfo>map(node -> new DatanodeInfoBuilder().setNodeID(node).build())
+                .toList();
+    }
+
+    String holder(String src) throws IOException {
+        ByteBuffer holder = ByteBuffer.allocate(1000);
+        attributes(file(src)).read("lease.holder", holder);
+        return StandardCharsets.UTF_8.decode(holder.flip()).toString();
+    }
+
     Path file(String src) {
         return folder.resolve(src.substring(1));
     }
@@ -291,8 +303,9 @@ final class FakeNameNode implements AutoCloseable {
         String[] storageIds = ids.toArray(String[]::new);
         LocatedBlock located = new LocatedBlock(block, nodes.toArray(DatanodeInfo[]::new), storageIds, types, start, false, null);
         if (withTokens) {
-            located.setBlockToken(tokens.generateToken("tester", block, EnumSet.of(mode), types,
-                    SignedGeneration.sign(storageIds, generation(src))));
+            String[] signed = mode == AccessMode.READ ? SignedBlock.toRead(storageIds, block.getGenerationStamp())
+                    : SignedBlock.toWrite(storageIds, new SignedBlock.Writer(generation(src), holder(src)));
+            located.setBlockToken(tokens.generateToken("tester", block, EnumSet.of(mode), types, signed));
         }
         return located;
     }

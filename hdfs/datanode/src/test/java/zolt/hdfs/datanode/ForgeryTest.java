@@ -21,7 +21,7 @@ import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import zolt.hdfs.block.ReadBlock;
-import zolt.hdfs.block.SignedGeneration;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 
 /** What a client gets with a token that is not for what it asks, and with blocks of its own invention. */
@@ -80,18 +80,31 @@ class ForgeryTest {
         assertEquals("ERROR_ACCESS_TOKEN", read(secret.getBlock(), good.getBlockToken()));
     }
 
+    /** Neither for another file that has the inode by now, nor for more of this one. */
     @Test
-    void aTokenIsForOneGeneration() throws Exception {
+    void aTokenIsForOneStamp() throws Exception {
+        ReadBlock mine = ReadBlock.of(good.getBlock().getBlockId(), good.getBlock().getGenerationStamp());
+        for (ReadBlock other : new ReadBlock[] {
+            new ReadBlock(mine.inode(), mine.index(), 0, mine.blockSize()),
+            new ReadBlock(mine.inode(), mine.index(), mine.generation() + 1, mine.blockSize()),
+            new ReadBlock(mine.inode(), mine.index(), mine.generation(), 2 * mine.blockSize())}) {
+            assertEquals("ERROR_ACCESS_TOKEN", read(block(other.id(), other.stamp()), good.getBlockToken()));
+        }
+        assertEquals("ERROR_ACCESS_TOKEN", read(good.getBlock(), token(good.getBlock(), AccessMode.READ)));
+    }
+
+    /** Even a NameNode cannot sign what is not there. */
+    @Test
+    void aGenerationThatIsGoneIsNotFound() throws Exception {
         ReadBlock mine = ReadBlock.of(good.getBlock().getBlockId(), good.getBlock().getGenerationStamp());
         for (int generation : new int[] {0, mine.generation() + 1, -1}) {
             ReadBlock other = new ReadBlock(mine.inode(), mine.index(), generation, mine.blockSize());
-            assertEquals("ERROR_ACCESS_TOKEN", read(block(other.id(), other.stamp()), good.getBlockToken()));
-            // Even a NameNode cannot sign what is not there.
-            ExtendedBlock forged = block(other.id(), other.stamp());
-            assertEquals("ERROR", read(forged, token(forged, AccessMode.READ,
-                    SignedGeneration.sign(new String[0], generation))));
+            assertEquals("ERROR", readSigned(block(other.id(), other.stamp())));
         }
-        assertEquals("ERROR_ACCESS_TOKEN", read(good.getBlock(), token(good.getBlock(), AccessMode.READ)));
+    }
+
+    private static String readSigned(ExtendedBlock block) throws Exception {
+        return read(block, token(block, AccessMode.READ, SignedBlock.toRead(new String[0], block.getGenerationStamp())));
     }
 
     @Test
@@ -99,8 +112,7 @@ class ForgeryTest {
         Random random = new Random(5);
         for (int i = 0; i < 100; i++) {
             ExtendedBlock forged = block(random.nextLong() >>> random.nextInt(64), random.nextLong() >>> random.nextInt(64));
-            int generation = (int) (forged.getGenerationStamp() >>> 31);
-            String answer = read(forged, token(forged, AccessMode.READ, SignedGeneration.sign(new String[0], generation)));
+            String answer = readSigned(forged);
             assertTrue(answer.equals("ERROR") || answer.equals("ERROR_ACCESS_TOKEN"), forged + " " + answer);
         }
     }
@@ -114,8 +126,7 @@ class ForgeryTest {
             int generation = cluster.nameNode.generation("/" + each.getFileName());
             ReadBlock block = new ReadBlock((long) Files.getAttribute(each, "unix:ino"), 0, generation, 4096);
             ExtendedBlock forged = block(block.id(), block.stamp());
-            assertEquals("ERROR", read(forged, token(forged, AccessMode.READ,
-                    SignedGeneration.sign(new String[0], generation))));
+            assertEquals("ERROR", readSigned(forged));
             WriteBlock writing = new WriteBlock(block.inode(), 0, 0, 0);
             assertNotEquals("SUCCESS", write(writing, writing.stamp(), BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0,
                     generation));
@@ -128,7 +139,7 @@ class ForgeryTest {
         ExtendedBlock block = block(writing.id(), writing.stamp());
         try (RawClient raw = new RawClient(good)) {
             assertEquals("ERROR_ACCESS_TOKEN", raw.write(block,
-                    token(block, AccessMode.READ, SignedGeneration.sign(good.getStorageIDs(), 0)),
+                    token(block, AccessMode.READ, signed(0, "tester")),
                     BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, 0));
         }
     }
@@ -144,6 +155,10 @@ class ForgeryTest {
             assertEquals("SUCCESS", write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation));
             assertNotEquals("SUCCESS",
                     write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation + 1));
+            // Nor is it worth anything while another client has the file open.
+            FakeNameNode.attributes(file).delete("lease.holder");
+            FakeNameNode.lease(file, "another");
+            assertNotEquals("SUCCESS", write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation));
         } finally {
             FakeNameNode.attributes(file).delete("lease.holder");
         }
@@ -176,9 +191,13 @@ class ForgeryTest {
             int generation) throws Exception {
         ExtendedBlock wanted = block(block.id(), block.stamp());
         try (RawClient raw = new RawClient(good)) {
-            return raw.write(wanted, token(wanted, AccessMode.WRITE, SignedGeneration.sign(good.getStorageIDs(), generation)),
-                    stage, stamp, acknowledged, sent);
+            return raw.write(wanted, token(wanted, AccessMode.WRITE, signed(generation, "tester")), stage, stamp,
+                    acknowledged, sent);
         }
+    }
+
+    private static String[] signed(int generation, String holder) {
+        return SignedBlock.toWrite(good.getStorageIDs(), new SignedBlock.Writer(generation, holder));
     }
 
     @Test

@@ -13,6 +13,8 @@ import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.protocol.datatransfer.BlockConstructionStage;
+import org.apache.hadoop.hdfs.protocol.datatransfer.PacketHeader;
+import org.apache.hadoop.hdfs.protocol.datatransfer.PipelineAck;
 import org.apache.hadoop.hdfs.protocol.datatransfer.Sender;
 import org.apache.hadoop.hdfs.protocol.proto.DataTransferProtos.BlockOpResponseProto;
 import org.apache.hadoop.hdfs.protocolPB.PBHelperClient;
@@ -24,6 +26,8 @@ import org.apache.hadoop.util.DataChecksum;
 /** A client that says to a DataNode what Hadoop's own would never say. */
 final class RawClient implements AutoCloseable {
     private static final int PATIENCE_MILLIS = 20_000;
+
+    private static final int BYTES_PER_CHECKSUM = 512;
 
     private final Socket socket;
     private final DataOutputStream out;
@@ -47,13 +51,27 @@ final class RawClient implements AutoCloseable {
         return answer();
     }
 
-    /** The same of a wish to write. */
+    /** The same of a wish to write, into a pipeline of DataNodes with these storages. */
     String write(ExtendedBlock block, Token<BlockTokenIdentifier> token, BlockConstructionStage stage, long stamp,
-            long acknowledged, long sent) throws IOException {
+            long acknowledged, long sent, String... storages) throws IOException {
         new Sender(out).writeBlock(block, StorageType.DISK, token, "tester", new DatanodeInfo[0], new StorageType[0], null,
-                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, 512),
-                CachingStrategy.newDefaultStrategy(), false, false, null, storageId, new String[0]);
+                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, BYTES_PER_CHECKSUM),
+                CachingStrategy.newDefaultStrategy(), false, false, null, storageId, storages);
         return answer();
+    }
+
+    /** Sends a packet of a block that is being written, and tells how it was acknowledged. */
+    String send(long number, long offset, byte[] bytes, boolean last) throws IOException {
+        DataChecksum checksum = DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, BYTES_PER_CHECKSUM);
+        byte[] sums = new byte[checksum.getChecksumSize(bytes.length)];
+        checksum.calculateChunkedSums(bytes, 0, bytes.length, sums, 0);
+        new PacketHeader(Integer.BYTES + sums.length + bytes.length, offset, number, last, bytes.length, false).write(out);
+        out.write(sums);
+        out.write(bytes);
+        out.flush();
+        PipelineAck ack = new PipelineAck();
+        ack.readFields(in);
+        return PipelineAck.getStatusFromHeader(ack.getHeaderFlag(0)).name();
     }
 
     /** Sends bytes as they are, and tells whether the DataNode hangs up. */

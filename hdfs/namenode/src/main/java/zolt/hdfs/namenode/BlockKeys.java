@@ -13,7 +13,7 @@ import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier.AccessMo
 import org.apache.hadoop.hdfs.security.token.block.BlockTokenSecretManager;
 import org.apache.hadoop.hdfs.security.token.block.ExportedBlockKeys;
 import org.apache.hadoop.util.Time;
-import zolt.hdfs.block.SignedGeneration;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.namespace.Acting;
 
 /**
@@ -63,11 +63,22 @@ final class BlockKeys {
         return tokens == null ? ExportedBlockKeys.DUMMY_KEYS : tokens.exportKeys();
     }
 
-    /** Lets the caller of the request do this with a block of the file of this generation. */
-    void sign(LocatedBlock block, EnumSet<AccessMode> modes, int generation) {
+    /** Lets the caller of the request read a block. */
+    void signToRead(LocatedBlock block) {
+        sign(block, EnumSet.of(AccessMode.READ),
+                SignedBlock.toRead(block.getStorageIDs(), block.getBlock().getGenerationStamp()));
+    }
+
+    /** Lets the caller write a block as long as that client holds the lease of the file of this generation. */
+    void signToWrite(LocatedBlock block, SignedBlock.Writer writer) {
+        sign(block, EnumSet.of(AccessMode.WRITE, AccessMode.READ, AccessMode.COPY),
+                SignedBlock.toWrite(block.getStorageIDs(), writer));
+    }
+
+    private void sign(LocatedBlock block, EnumSet<AccessMode> modes, String[] signed) {
         if (tokens != null) {
             block.setBlockToken(tokens.generateToken(Acting.now().user(), block.getBlock(), modes,
-                    block.getStorageTypes(), SignedGeneration.sign(block.getStorageIDs(), generation)));
+                    block.getStorageTypes(), signed));
         }
     }
 }

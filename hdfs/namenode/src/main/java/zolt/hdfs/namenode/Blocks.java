@@ -2,15 +2,14 @@ package zolt.hdfs.namenode;
 
 import java.io.IOException;
 import java.util.ArrayList;
-import java.util.EnumSet;
 import java.util.List;
 import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
-import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier.AccessMode;
 import zolt.hdfs.block.ReadBlock;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 
 /** The blocks of files as clients and DataNodes know them: named, located and signed. */
@@ -60,7 +59,7 @@ final class Blocks {
         LocatedBlock located = new LocatedBlock(name, nodes.toArray(new DatanodeInfoWithStorage[0]), ids(nodes),
                 types(nodes), block.start(), false, null);
         if (signed) {
-            keys.sign(located, EnumSet.of(AccessMode.READ), file.generation());
+            keys.signToRead(located);
         }
         return located;
     }
@@ -68,14 +67,14 @@ final class Blocks {
     /**
      * A block to write.
      *
-     * @param generation of the file's inode
+     * @param writer the client, and the file's generation
      * @param length what the client has written of it
      */
-    LocatedBlock toWrite(WriteBlock block, int generation, long length, List<DatanodeInfoWithStorage> nodes) {
+    LocatedBlock toWrite(WriteBlock block, SignedBlock.Writer writer, long length, List<DatanodeInfoWithStorage> nodes) {
         ExtendedBlock name = new ExtendedBlock(pool, block.id(), length, block.stamp());
         LocatedBlock located = new LocatedBlock(name, nodes.toArray(new DatanodeInfoWithStorage[0]), ids(nodes),
                 types(nodes), block.start(), false, null);
-        keys.sign(located, EnumSet.of(AccessMode.WRITE, AccessMode.READ, AccessMode.COPY), generation);
+        keys.signToWrite(located, writer);
         return located;
     }
 

@@ -22,6 +22,7 @@ import org.apache.hadoop.hdfs.protocol.LastBlockWithStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.io.EnumSetWritable;
 import zolt.hdfs.block.Generations;
+import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
@@ -85,8 +86,12 @@ final class WriteCalls {
                 throw new IOException("File " + src + " could only be written to 0 of the 1 minReplication nodes. There"
                         + " are no live DataNodes, or the client has excluded them all");
             }
-            return blocks.toWrite(next, generations.of(file.descriptor()), 0, nodes);
+            return blocks.toWrite(next, writer(file, clientName), 0, nodes);
         }
+    }
+
+    private SignedBlock.Writer writer(OpenFiles.Written file, String client) throws IOException {
+        return new SignedBlock.Writer(generations.of(file.descriptor()), client);
     }
 
     /** The block, when it is one of the file's: its number says where the next begins. */
@@ -118,7 +123,7 @@ final class WriteCalls {
             WriteBlock block = own(file, blk);
             List<DatanodeID> without = new ArrayList<>(Arrays.asList(existings));
             Collections.addAll(without, excludes == null ? new DatanodeInfo[0] : excludes);
-            return blocks.toWrite(block, generations.of(file.descriptor()), blk.getNumBytes(),
+            return blocks.toWrite(block, writer(file, clientName), blk.getNumBytes(),
                     blocks.datanodes().choose(numAdditionalNodes, Requests.machine(), without));
         }
     }
@@ -164,7 +169,7 @@ final class WriteCalls {
     LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) throws IOException {
         try (OpenFiles.Written file = writing(block, clientName)) {
             WriteBlock next = own(file, block).recovered();
-            return blocks.toWrite(next, generations.of(file.descriptor()), block.getNumBytes(), List.of());
+            return blocks.toWrite(next, writer(file, clientName), block.getNumBytes(), List.of());
         }
     }
 
