@@ -22,7 +22,7 @@ build() {
     >"$folder/log" 2>&1)
 }
 rm -f "$folder/test-classpath"
-build -o || build ||
+build -o || { grep -q 'offline mode\|not been downloaded\|could not be resolved' "$folder/log" && build; } ||
   { echo "Maven cannot get or build it: $(sed -n 's/^.*\[ERROR\] //p' "$folder/log" | head -1 | cut -c 1-160)"; exit 1; }
 
 own=

@@ -25,7 +25,7 @@ export work scan pattern build
 unshare --mount --propagation private -- bash -c '
   mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
   cd "$work/state"
-  exec java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
+  exec java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
     -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
     -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
     -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \

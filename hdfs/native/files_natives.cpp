@@ -102,6 +102,27 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, 
   return raised(env, jint{0});
 }
 
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_makeLink(JNIEnv* env, jclass,
+                                                                     jbyteArray target,
+                                                                     jbyteArray path) try {
+  return answer(symlink(bytesOf(env, target).c_str(), bytesOf(env, path).c_str()));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_readLink(JNIEnv* env, jclass,
+                                                                     jbyteArray path,
+                                                                     jbyteArray target) try {
+  std::vector<char> memory(static_cast<size_t>(env->GetArrayLength(target)));
+  const ssize_t length = readlink(bytesOf(env, path).c_str(), memory.data(), memory.size());
+  if (length < 0) return answer(-1);
+  env->SetByteArrayRegion(target, 0, static_cast<jsize>(length),
+                          reinterpret_cast<const jbyte*>(memory.data()));
+  return static_cast<jint>(length);
+} catch (...) {
+  return raised(env, jint{0});
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_unlink(JNIEnv* env, jclass,
                                                                    jint directory, jbyteArray name,
                                                                    jboolean isDirectory) try {

@@ -25,24 +25,29 @@ final class AclCalls {
         acls = new Acls(parts.folder());
     }
 
+    @Dispatch.Changes
     void modifyAclEntries(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.merge(now, aclSpec));
     }
 
+    @Dispatch.Changes
     void removeAclEntries(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.remove(now, aclSpec));
     }
 
+    @Dispatch.Changes
     void removeDefaultAcl(String src) throws IOException {
         acls.change(HdfsPath.of(src), AclRules::removeDefault);
     }
 
     /** Leaves the entries of the mode, with the group's own and not the mask. */
+    @Dispatch.Changes
     void removeAcl(String src) throws IOException {
         acls.change(HdfsPath.of(src), now -> now.stream().filter(entry -> entry.getScope() == AclEntryScope.ACCESS
                 && entry.getName() == null && entry.getType() != AclEntryType.MASK).toList());
     }
 
+    @Dispatch.Changes
     void setAcl(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.replace(now, aclSpec));
     }

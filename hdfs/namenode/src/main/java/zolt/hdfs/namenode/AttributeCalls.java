@@ -16,18 +16,22 @@ final class AttributeCalls {
         attributes = parts.attributes();
     }
 
+    @Dispatch.Changes
     void setPermission(String src, FsPermission permission) throws IOException {
         attributes.mode(HdfsPath.of(src), permission.toShort());
     }
 
+    @Dispatch.Changes
     void setOwner(String src, String username, String groupname) throws IOException {
         attributes.owner(HdfsPath.of(src), username, groupname);
     }
 
+    @Dispatch.Changes
     void setTimes(String src, long mtime, long atime) throws IOException {
         attributes.times(HdfsPath.of(src), mtime, atime);
     }
 
+    @Dispatch.Changes
     boolean setReplication(String src, short replication) throws IOException {
         if (replication < 1 || replication > MOST_COPIES) {
             throw new HadoopIllegalArgumentException("Requested replication factor of " + replication

@@ -12,6 +12,7 @@ import java.util.Arrays;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import org.apache.hadoop.hdfs.server.namenode.SafeModeException;
 import org.apache.hadoop.io.retry.AtMostOnce;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.ipc.RetryCache.CacheEntryWithPayload;
@@ -21,6 +22,7 @@ import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Caller;
 import zolt.hdfs.namespace.Callers;
+import zolt.hdfs.namespace.SafeMode;
 
 /**
  * Every call of a protocol comes this way, and only this way: it is given to the subject that has a method of that
@@ -33,27 +35,35 @@ final class Dispatch implements InvocationHandler {
     @Target(ElementType.METHOD)
     @interface Superuser {}
 
-    private record Goal(Object subject, Method method, boolean once, boolean superuser) {}
+    /** A call that changes something, which the safe mode of a folder forbids. */
+    @Retention(RetentionPolicy.RUNTIME)
+    @Target(ElementType.METHOD)
+    @interface Changes {}
+
+    private record Goal(Object subject, Method method, boolean once, boolean superuser, boolean changes) {}
 
     private final Map<Method, Goal> targets = new HashMap<>();
     private final Callers callers;
     private final RetryCache answered;
     private final Calls calls;
+    private final SafeMode safeMode;
 
     /**
      * @param protocol the interface that is served
      * @param answered what was answered lately, for calls that are repeated
      */
-    Dispatch(Class<?> protocol, List<Object> subjects, Callers callers, RetryCache answered, Calls calls) {
+    Dispatch(Class<?> protocol, List<Object> subjects, Callers callers, RetryCache answered, Calls calls, SafeMode safeMode) {
         this.callers = callers;
         this.answered = answered;
         this.calls = calls;
+        this.safeMode = safeMode;
         for (Method method : protocol.getMethods()) {
             for (Object subject : subjects) {
                 Method own = own(subject, method);
                 if (own != null) {
                     Goal before = targets.put(method, new Goal(subject, own,
-                            method.isAnnotationPresent(AtMostOnce.class), own.isAnnotationPresent(Superuser.class)));
+                            method.isAnnotationPresent(AtMostOnce.class), own.isAnnotationPresent(Superuser.class),
+                            own.isAnnotationPresent(Changes.class)));
                     if (before != null) {
                         throw new IllegalStateException("two subjects have " + method);
                     }
@@ -100,6 +110,9 @@ final class Dispatch implements InvocationHandler {
         if (target.superuser() && !caller.superuser()) {
             throw new AccessControlException("Access denied for user " + caller.user()
                     + ". Superuser privilege is required");
+        }
+        if (target.changes() && safeMode.isOn()) {
+            throw new SafeModeException("Cannot " + method.getName() + ". Name node is in safe mode.");
         }
         return target.once() ? once(target, caller, arguments) : act(target, caller, arguments);
     }

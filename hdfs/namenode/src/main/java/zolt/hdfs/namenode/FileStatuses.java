@@ -32,7 +32,7 @@ final class FileStatuses {
                 .replication(layout.replication())
                 .blocksize(layout.blockSize())
                 .mtime(entry.modifyMillis())
-                .atime(entry.isDirectory() ? 0 : entry.accessMillis())
+                .atime(entry.accessMillis())
                 .perm(new FsPermission((short) entry.permissions()))
                 .flags(flags)
                 .owner(names.user(entry.uid()))

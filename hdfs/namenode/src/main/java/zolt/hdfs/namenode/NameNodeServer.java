@@ -50,6 +50,7 @@ import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.Names;
 import zolt.hdfs.namespace.OpenFiles;
 import zolt.hdfs.namespace.Root;
+import zolt.hdfs.namespace.SafeMode;
 import zolt.hdfs.namespace.ServiceFolder;
 import zolt.hdfs.namespace.Space;
 
@@ -83,9 +84,10 @@ public final class NameNodeServer implements AutoCloseable {
         FsServerDefaults defaults = defaults(conf);
         ZoltLibrary.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
+        SafeMode safeMode = new SafeMode(service);
         Dispatch dispatch = new Dispatch(ClientProtocol.class, subjects(conf, parts, root, datanodes,
-                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults), callers(conf, accounts),
-                answered(conf), calls);
+                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, safeMode), callers(conf, accounts),
+                answered(conf), calls, safeMode);
         server = server(conf, dispatch, new DatanodeCalls(namespace, datanodes, keys));
         server.start();
 
@@ -100,7 +102,7 @@ public final class NameNodeServer implements AutoCloseable {
     }
 
     private static List<Object> subjects(Configuration conf, Parts parts, Root root, Datanodes datanodes, Blocks blocks,
-            FsServerDefaults defaults) throws IOException {
+            FsServerDefaults defaults, SafeMode safeMode) throws IOException {
         KnownPaths paths = new KnownPaths();
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
         Generations generations = root.withDescriptor(open -> Generations.of(open, open));
@@ -108,7 +110,7 @@ public final class NameNodeServer implements AutoCloseable {
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
                 new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts), new WriteCalls(parts, blocks, generations, forms, paths),
-                new ServiceCalls(conf, defaults, datanodes, new Space(root)));
+                new ServiceCalls(conf, defaults, datanodes, new Space(root), safeMode));
     }
 
     private static RetryCache answered(Configuration conf) {

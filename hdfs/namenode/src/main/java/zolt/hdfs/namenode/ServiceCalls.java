@@ -10,6 +10,7 @@ import org.apache.hadoop.fs.FsServerDefaults;
 import org.apache.hadoop.fs.QuotaUsage;
 import org.apache.hadoop.ha.HAServiceProtocol.HAServiceState;
 import org.apache.hadoop.hdfs.protocol.BlockStoragePolicy;
+import org.apache.hadoop.hdfs.protocol.CorruptFileBlocks;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfo;
 import org.apache.hadoop.hdfs.protocol.ECBlockGroupStats;
 import org.apache.hadoop.hdfs.protocol.EncryptionZone;
@@ -24,7 +25,10 @@ import org.apache.hadoop.hdfs.server.blockmanagement.BlockStoragePolicySuite;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeStorageReport;
 import org.apache.hadoop.io.Text;
 import org.apache.hadoop.ipc.RpcNoSuchMethodException;
+import org.apache.hadoop.security.AccessControlException;
 import org.apache.hadoop.security.token.Token;
+import zolt.hdfs.namespace.Acting;
+import zolt.hdfs.namespace.SafeMode;
 import zolt.hdfs.namespace.Space;
 
 /** The calls that ask about the service, and what of HDFS has one answer here. */
@@ -32,12 +36,14 @@ final class ServiceCalls {
     private final FsServerDefaults defaults;
     private final Datanodes datanodes;
     private final Space space;
+    private final SafeMode safeMode;
     private final BlockStoragePolicySuite policies;
 
-    ServiceCalls(Configuration conf, FsServerDefaults defaults, Datanodes datanodes, Space space) {
+    ServiceCalls(Configuration conf, FsServerDefaults defaults, Datanodes datanodes, Space space, SafeMode safeMode) {
         this.defaults = defaults;
         this.datanodes = datanodes;
         this.space = space;
+        this.safeMode = safeMode;
         policies = BlockStoragePolicySuite.createDefaultSuite(conf);
     }
 
@@ -80,13 +86,17 @@ final class ServiceCalls {
         // Nothing can be behind.
     }
 
-    /** There is nothing to load, so there is no safe mode. */
-    boolean setSafeMode(SafeModeAction action, boolean isChecked) {
-        if (action == SafeModeAction.SAFEMODE_GET || action == SafeModeAction.SAFEMODE_LEAVE
-                || action == SafeModeAction.SAFEMODE_FORCE_EXIT) {
-            return false;
+    /** Whoever may ask; only the superuser may change it. */
+    boolean setSafeMode(SafeModeAction action, boolean isChecked) throws IOException {
+        if (action == SafeModeAction.SAFEMODE_GET) {
+            return safeMode.isOn();
         }
-        throw new UnsupportedOperationException("This NameNode has no safe mode: mount the file system read-only");
+        if (!Acting.now().superuser()) {
+            throw new AccessControlException("Access denied for user " + Acting.now().user()
+                    + ". Superuser privilege is required");
+        }
+        safeMode.set(action == SafeModeAction.SAFEMODE_ENTER);
+        return safeMode.isOn();
     }
 
     @Dispatch.Superuser
@@ -125,6 +135,11 @@ final class ServiceCalls {
     /** The client counts for itself when it is told this. */
     QuotaUsage getQuotaUsage(String path) throws IOException {
         throw new RpcNoSuchMethodException("This NameNode has no quotas");
+    }
+
+    /** What is corrupt, the file system knows. */
+    CorruptFileBlocks listCorruptFileBlocks(String path, String cookie) {
+        return new CorruptFileBlocks();
     }
 
     DataEncryptionKey getDataEncryptionKey() {

@@ -10,6 +10,7 @@ import org.apache.hadoop.hdfs.protocol.DirectoryListing;
 import org.apache.hadoop.hdfs.protocol.HdfsFileStatus;
 import org.apache.hadoop.hdfs.protocol.HdfsLocatedFileStatus;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 import org.apache.hadoop.security.AccessControlException;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Attributes;
@@ -129,8 +130,16 @@ final class StatusCalls {
                 .directoryCount(sum.directories()).spaceConsumed(sum.copies()).erasureCodingPolicy("").build();
     }
 
+    /** Where a client goes on that was refused because of a link, at the end of the path or before it. */
     String getLinkTarget(String src) throws IOException {
-        return src.startsWith(INODES) ? pathOfInode(src) : statuses.target(path(src));
+        if (src.startsWith(INODES)) {
+            return pathOfInode(src);
+        }
+        try {
+            return statuses.target(path(src));
+        } catch (UnresolvedPathException e) {
+            return e.getResolvedPath().toString();
+        }
     }
 
     /** For a DataNode on a file system without handles. */

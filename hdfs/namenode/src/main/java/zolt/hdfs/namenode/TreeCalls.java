@@ -20,15 +20,18 @@ final class TreeCalls {
         this.paths = paths;
     }
 
+    @Dispatch.Changes
     boolean mkdirs(String src, FsPermission masked, boolean createParent) throws IOException {
         parts.making().directory(HdfsPath.toCreate(src), masked, createParent);
         return true;
     }
 
+    @Dispatch.Changes
     boolean delete(String src, boolean recursive) throws IOException {
         return parts.removing().remove(HdfsPath.of(src), recursive);
     }
 
+    @Dispatch.Changes
     boolean rename(String src, String dst) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
@@ -39,6 +42,7 @@ final class TreeCalls {
         return done;
     }
 
+    @Dispatch.Changes
     void rename2(String src, String dst, Rename... options) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
@@ -46,6 +50,7 @@ final class TreeCalls {
         paths.moved(from, to);
     }
 
+    @Dispatch.Changes
     void concat(String trg, String[] srcs) throws IOException {
         List<HdfsPath> sources = new ArrayList<>();
         for (String src : srcs) {
@@ -55,6 +60,7 @@ final class TreeCalls {
                 Requests.writer("concat"));
     }
 
+    @Dispatch.Changes
     void createSymlink(String target, String link, FsPermission dirPerm, boolean createParent) throws IOException {
         if (target.isEmpty() || target.startsWith("/.reserved")) {
             throw new InvalidPathException("Invalid target name: " + target);

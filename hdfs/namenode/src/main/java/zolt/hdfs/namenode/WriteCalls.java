@@ -52,6 +52,7 @@ final class WriteCalls {
         this.paths = paths;
     }
 
+    @Dispatch.Changes
     HdfsFileStatus create(String src, FsPermission masked, String clientName, EnumSetWritable<CreateFlag> flag,
             boolean createParent, short replication, long blockSize, CryptoProtocolVersion[] supportedVersions,
             String ecPolicyName, String storagePolicy) throws IOException {
@@ -65,6 +66,7 @@ final class WriteCalls {
         return forms.of(path, NO_NAME, entry, null);
     }
 
+    @Dispatch.Changes
     LastBlockWithStatus append(String src, String clientName, EnumSetWritable<CreateFlag> flag) throws IOException {
         HdfsPath path = HdfsPath.of(src);
         holders.touch(clientName);
@@ -73,6 +75,7 @@ final class WriteCalls {
         return new LastBlockWithStatus(null, forms.of(path, NO_NAME, entry, null));
     }
 
+    @Dispatch.Changes
     LocatedBlock addBlock(String src, String clientName, ExtendedBlock previous, DatanodeInfo[] excludeNodes,
             long fileId, String[] favoredNodes, EnumSet<AddBlockFlag> addBlockFlags) throws IOException {
         HdfsPath path = where(src, fileId);
@@ -110,6 +113,7 @@ final class WriteCalls {
     }
 
     /** Nothing to forget: the next block starts at the same place, and complete cuts what is behind the end. */
+    @Dispatch.Changes
     void abandonBlock(ExtendedBlock b, long fileId, String src, String holder) throws IOException {
         try (OpenFiles.Written file = open.written(where(src, fileId), holder, fileId)) {
             own(file, b);
@@ -128,6 +132,7 @@ final class WriteCalls {
         }
     }
 
+    @Dispatch.Changes
     boolean complete(String src, String clientName, ExtendedBlock last, long fileId) throws IOException {
         Optional<OpenFiles.Written> written = open.writtenOrClosed(where(src, fileId), clientName, fileId);
         if (written.isEmpty()) {
@@ -143,6 +148,7 @@ final class WriteCalls {
         }
     }
 
+    @Dispatch.Changes
     void fsync(String src, long inodeId, String client, long lastBlockLength) throws IOException {
         try (OpenFiles.Written file = open.written(where(src, inodeId), client, inodeId)) {
             file.force();
@@ -153,10 +159,12 @@ final class WriteCalls {
         holders.touch(clientName);
     }
 
+    @Dispatch.Changes
     boolean recoverLease(String src, String clientName) throws IOException {
         return open.recover(HdfsPath.of(src));
     }
 
+    @Dispatch.Changes
     boolean truncate(String src, long newLength, String clientName) throws IOException {
         if (newLength < 0) {
             throw new HadoopIllegalArgumentException("Cannot truncate to a negative file size: " + newLength + ".");
@@ -166,6 +174,7 @@ final class WriteCalls {
     }
 
     /** A recovered pipeline gets the same block again under a stamp that has grown. */
+    @Dispatch.Changes
     LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) throws IOException {
         try (OpenFiles.Written file = writing(block, clientName)) {
             WriteBlock next = own(file, block).recovered();
@@ -173,6 +182,7 @@ final class WriteCalls {
         }
     }
 
+    @Dispatch.Changes
     void updatePipeline(String clientName, ExtendedBlock oldBlock, ExtendedBlock newBlock, DatanodeID[] newNodes,
             String[] newStorageIDs) throws IOException {
         try (OpenFiles.Written file = writing(newBlock, clientName)) {

@@ -17,7 +17,7 @@ import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SystemCallException;
 
 /** A NameNode and DataNodes in this process, on the folder of the tests. */
-final class Service implements AutoCloseable {
+public final class Service implements AutoCloseable {
     static final String FOLDER = System.getProperty("zolt.test.folder");
     private static final Path STATE = Path.of(System.getProperty("zolt.test.state"));
     private static final long WAIT_MILLIS = 30_000;
@@ -33,7 +33,7 @@ final class Service implements AutoCloseable {
     }
 
     /** One for all tests that do not end it. */
-    static synchronized Service shared() throws Exception {
+    public static synchronized Service shared() throws Exception {
         if (shared == null) {
             shared = start();
         }
@@ -90,7 +90,7 @@ final class Service implements AutoCloseable {
         startNameNode(address);
     }
 
-    Configuration conf() {
+    public Configuration conf() {
         return new Configuration(conf);
     }
 

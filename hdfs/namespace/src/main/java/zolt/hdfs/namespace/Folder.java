@@ -3,11 +3,12 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import org.apache.hadoop.fs.permission.FsAction;
 
 /** The exported folder with what every operation on it needs. The calls act with the thread's rights. */
 public final class Folder {
+    /** Linux has no longer ones. */
+    private static final int MOST_TARGET = 4096;
     private static final String DEFAULT_ACL = "system.posix_acl_default";
 
     private final Root root;
@@ -50,6 +51,18 @@ public final class Folder {
         }
     }
 
+    /** As {@link #find}, of what is about to be made. */
+    Entry findToCreate(HdfsPath path) throws IOException {
+        try {
+            return status(path);
+        } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.ENOENT) {
+                return null;
+            }
+            throw refusalToCreate(path, e, FsAction.WRITE);
+        }
+    }
+
     /** As {@link #find}, but a link at the end of the path is for the client to resolve. */
     Entry findResolved(HdfsPath path) throws IOException {
         Entry entry = find(path);
@@ -80,10 +93,12 @@ public final class Folder {
         return entry;
     }
 
-    /** The target of a link, as it stands there. */
+    /** The target of a link, as it stands there: the class library would make a path of it, and of "//" one slash. */
     String target(HdfsPath path) throws IOException {
+        byte[] target = new byte[MOST_TARGET];
         try (Place place = place(path)) {
-            return Files.readSymbolicLink(place.path()).toString();
+            int length = SystemCallException.check(NativeFiles.readLink(place.bytes(), target), path.toString());
+            return new String(target, 0, length, StandardCharsets.UTF_8);
         }
     }
 

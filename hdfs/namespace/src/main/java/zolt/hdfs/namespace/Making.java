@@ -2,6 +2,7 @@ package zolt.hdfs.namespace;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.attribute.FileAttribute;
 import java.nio.file.attribute.PosixFilePermission;
@@ -27,7 +28,7 @@ public final class Making {
 
     /** Makes a directory; one that is there already will do. */
     public void directory(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
-        Entry there = folder.find(path);
+        Entry there = folder.findToCreate(path);
         if (there == null) {
             make(path, mode, parents);
         } else if (there.isLink()) {
@@ -107,7 +108,8 @@ public final class Making {
     /** Makes a link to what is not looked at. */
     public void link(HdfsPath path, String target, FsPermission parentMode, boolean parents) throws IOException {
         try (Place place = folder.place(path)) {
-            Files.createSymbolicLink(place.path(), java.nio.file.Path.of(target));
+            SystemCallException.check(NativeFiles.makeLink(target.getBytes(StandardCharsets.UTF_8), place.bytes()),
+                    path.toString());
         } catch (IOException e) {
             int errno = Errors.of(e);
             if (errno == SystemCallException.ENOENT) {

@@ -82,6 +82,12 @@ public final class NativeFiles {
     /** Renames, with flags of renameat2(2). */
     public static native int rename(byte[] from, byte[] to, int flags);
 
+    /** Makes a link; its target is kept byte for byte. */
+    public static native int makeLink(byte[] target, byte[] path);
+
+    /** Reads a link's target; answers its length, as far as there is room. */
+    public static native int readLink(byte[] path, byte[] target);
+
     /** Removes an entry of a directory; a directory where {@code isDirectory} says so. */
     public static native int unlink(int directory, byte[] name, boolean isDirectory);
 

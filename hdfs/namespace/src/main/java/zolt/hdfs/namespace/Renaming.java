@@ -17,7 +17,7 @@ public final class Renaming {
     /** Renames, into a directory where the destination is one; false where HDFS does not. Never replaces. */
     public boolean rename(HdfsPath from, HdfsPath to) throws IOException {
         Entry source = folder.find(from);
-        Entry target = folder.find(to);
+        Entry target = folder.findToCreate(to);
         HdfsPath into = target != null && target.isDirectory() && !from.isRoot() ? to.child(from.name()) : to;
         if (source == null || from.isRoot()) {
             return false;
@@ -74,7 +74,7 @@ public final class Renaming {
     }
 
     private void checkReplaced(HdfsPath from, Entry source, HdfsPath to, boolean overwrite) throws IOException {
-        Entry target = folder.find(to);
+        Entry target = folder.findToCreate(to);
         if (target == null) {
             return;
         }
