@@ -10,6 +10,7 @@ import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.server.datanode.DataNode;
+import org.apache.hadoop.metrics2.lib.DefaultMetricsSystem;
 import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.datanode.ZoltDataNode;
 import zolt.hdfs.namespace.NativeFiles;
@@ -43,6 +44,7 @@ public final class Service implements AutoCloseable {
     static Service start() throws Exception {
         SystemCallException.check(NativeFiles.confine(), "capabilities");
         NativeFiles.umask(0);
+        DefaultMetricsSystem.setMiniClusterMode(true);  // more than one in a process
         Service service = new Service(configuration());
         service.startNameNode("127.0.0.1:0");
         service.startDataNode();
