@@ -7,10 +7,16 @@ import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashSet;
 import java.util.List;
 import java.util.Optional;
+import java.util.Set;
+import java.util.regex.Pattern;
 
-/** A mount as this process has it: where, and what it forbids to everyone (proc(5), mountinfo). */
+/**
+ * A mount as this process has it: where, what it forbids to everyone, and who decides there (proc(5),
+ * mountinfo).
+ */
 final class Mount {
     private static final int ID = 0;
     private static final int PARENT = 1;
@@ -18,70 +24,85 @@ final class Mount {
     private static final int OPTIONS = 5;
     private static final int FIRST_TAG = 6;
     /** Type, source and the options of the file system itself follow a "-" behind the tags. */
+    private static final int TYPE = 1;
     private static final int SUPER_OPTIONS = 3;
+
+    private static final String FUSE_OWNER = "user_id=";
+    private static final String RESERVED = "resuid=";
+    /** Quotas whose limits count, as ext4, xfs and others write them. */
+    private static final Pattern QUOTA =
+            Pattern.compile("(usr|grp|prj|[ugp])?quota|(usr|grp)jquota=.*");
+    /** Another machine decides, by its own users and rules. */
+    private static final List<String> REMOTE =
+            Arrays.asList("nfs", "nfs4", "cifs", "smb3", "9p", "afs", "coda");
 
     private final String id;
     private final String parent;
     private final String point;
-    private final boolean readOnly;
-    private final boolean noExec;
+    private final String type;
+    private final List<String> options;
+    private final List<String> superOptions;
 
-    private Mount(String line) {
+    Mount(String line) {
         String[] fields = line.split(" ");
         id = fields[ID];
         parent = fields[PARENT];
         point = unescaped(fields[POINT]);
-        List<String> options = Arrays.asList(fields[OPTIONS].split(","));
+        options = Arrays.asList(fields[OPTIONS].split(","));
         int separator = FIRST_TAG;
         while (!fields[separator].equals("-")) {
             separator++;
         }
-        readOnly = options.contains("ro")
-                || Arrays.asList(fields[separator + SUPER_OPTIONS].split(",")).contains("ro");
-        noExec = options.contains("noexec");
+        type = fields[separator + TYPE];
+        superOptions = Arrays.asList(fields[separator + SUPER_OPTIONS].split(","));
     }
 
-    /** Where a path lies; empty where the table cannot be read or does not tell. */
+    /**
+     * Where a path lies; empty where the table cannot be read, or does not have it: the mount that holds
+     * the root of a plain chroot is outside of what the process sees.
+     */
     static Optional<Mount> of(String path) {
         try {
-            List<Mount> all = new ArrayList<>();
-            for (String line : new String(Files.readAllBytes(Paths.get("/proc/thread-self/mountinfo")),
-                    StandardCharsets.UTF_8).split("\n")) {
-                all.add(new Mount(line));
-            }
-            return find(all, Paths.get(path).toRealPath());
+            String table = new String(Files.readAllBytes(Paths.get("/proc/thread-self/mountinfo")),
+                    StandardCharsets.UTF_8);
+            return find(table(Arrays.asList(table.split("\n"))), Paths.get(path).toRealPath());
         } catch (IOException | IndexOutOfBoundsException e) {
             return Optional.empty();
         }
+    }
+
+    static List<Mount> table(List<String> lines) {
+        List<Mount> all = new ArrayList<>();
+        for (String line : lines) {
+            all.add(new Mount(line));
+        }
+        return all;
     }
 
     /**
      * Goes from mount to mount on the way to the path. The longest mount point on it would not do: that
      * may be hidden below another mount.
      */
-    private static Optional<Mount> find(List<Mount> all, Path path) {
+    static Optional<Mount> find(List<Mount> all, Path path) {
+        Set<String> ids = new HashSet<>();
+        all.forEach(each -> ids.add(each.id));
         Mount last = null;
-        for (Mount next = root(all); next != null; next = next(all, last, path)) {
+        for (Mount next = next(all, ids, null, path); next != null; next = next(all, ids, last, path)) {
             last = next;
         }
         return Optional.ofNullable(last);
     }
 
-    /** The one whose parent is outside of what the process sees. */
-    private static Mount root(List<Mount> all) {
-        for (Mount each : all) {
-            if (each.point.equals("/") && all.stream().noneMatch(other -> other.id.equals(each.parent))) {
-                return each;
-            }
-        }
-        return null;
-    }
-
-    /** The first mount upon a mount that the way comes through. */
-    private static Mount next(List<Mount> all, Mount last, Path path) {
+    /**
+     * The first mount upon a mount that the way comes through. The first of all is one whose parent is
+     * outside of what the process sees: mostly "/", but in a chroot it may be any.
+     */
+    private static Mount next(List<Mount> all, Set<String> ids, Mount last, Path path) {
         Mount first = null;
         for (Mount each : all) {
-            if (each.parent.equals(last.id) && each != last && path.startsWith(each.point)
+            boolean outermost = !ids.contains(each.parent) || each.parent.equals(each.id);
+            boolean follows = last == null ? outermost : each != last && each.parent.equals(last.id);
+            if (follows && path.startsWith(each.point)
                     && (first == null || each.point.length() < first.point.length())) {
                 first = each;
             }
@@ -109,11 +130,65 @@ final class Mount {
     }
 
     boolean isReadOnly() {
-        return readOnly;
+        return options.contains("ro") || superOptions.contains("ro");
     }
 
     /** Whether files on it cannot be executed. */
     boolean isNoExec() {
-        return noExec;
+        return options.contains("noexec");
+    }
+
+    /** Whether devices on it cannot be opened. */
+    boolean isNoDevices() {
+        return options.contains("nodev");
+    }
+
+    /** Whether what is written may count against a limit that only the kernel knows. */
+    boolean hasQuotas() {
+        return superOptions.stream().anyMatch(option -> QUOTA.matcher(option).matches());
+    }
+
+    /** Whether the last blocks are kept for this user; for root where nothing else is said. */
+    boolean reservesFor(long uid) {
+        for (String option : superOptions) {
+            if (option.startsWith(RESERVED)) {
+                return option.equals(RESERVED + uid);
+            }
+        }
+        return uid == 0;
+    }
+
+    /**
+     * Whether who looks at anything there is asked for the ids of the process, and not for those that it
+     * acts with: so a user may be refused who is acted for with success.
+     *
+     * @param itself whether the process is that user, and has not only the user's file-system identity
+     */
+    boolean asksProcess(boolean itself) {
+        return type.startsWith("fuse") && !superOptions.contains("allow_other") && !itself;
+    }
+
+    /**
+     * Who decides there, where owner, mode and list do not say all.
+     *
+     * @param uid the user whose rights are asked about
+     * @param itself as for {@link #asksProcess}
+     * @return a clause for a message; empty where the kernel decides as everywhere
+     */
+    Optional<String> decidedBy(long uid, boolean itself) {
+        if (REMOTE.contains(type)) {
+            return itself ? Optional.empty()
+                    : Optional.of("the server of " + point + " (" + type + ") decides");
+        }
+        if (!type.startsWith("fuse")) {
+            return Optional.empty();
+        }
+        if (asksProcess(itself) || !superOptions.contains("allow_other")
+                && !superOptions.contains(FUSE_OWNER + uid)) {
+            return Optional.of(point + " (" + type + ") admits processes of the user who mounted it, and does"
+                    + " not ask for whom they act");
+        }
+        return superOptions.contains("default_permissions") ? Optional.empty()
+                : Optional.of("the program that serves " + point + " (" + type + ") decides");
     }
 }
