@@ -32,6 +32,7 @@ for set in "$@"; do
       need nm binutils
       need getfacl acl
       need getfattr attr
+      need fuse2fs fuse2fs
       need clang++ clang
       need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" libclang-rt-14-dev
       ;;

@@ -23,6 +23,8 @@ class WhyTest extends CliFixture {
     private static final String[] GROUPS = {"root", "nogroup", "daemon", "bin", "sys", "www-data"};
     private static final String[] PURPOSES = {"look", "r", "w", "x"};
     private static final String[] TESTS = {"-e", "-r", "-w", "-x"};
+    /** Who makes files in a directory searches it, too. */
+    private static final String ALSO = " && { [ ! -d \"$p\" ] || [ %s != -w ] || [ -x \"$p\" ]; }";
     private static final int MOST_STEPS = 8;
 
     private final List<String> paths = new ArrayList<>();
@@ -81,7 +83,7 @@ class WhyTest extends CliFixture {
 
     /** What access(2) answers to a process of the user, a line a path. */
     private List<String> kernel(String user, String test, List<String> asked) throws Exception {
-        return asUser(user, asked, "[ " + test + " \"$p\" ]");
+        return asUser(user, asked, "[ " + test + " \"$p\" ]" + String.format(ALSO, test));
     }
 
     /** Whether a command of the shell succeeds for a process of the user, a line a path. */

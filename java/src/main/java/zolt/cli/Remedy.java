@@ -5,15 +5,20 @@ import zolt.fs.Acl;
 import zolt.fs.AclEntry;
 import zolt.fs.PathFailure;
 
-/** What would permit what is refused: the smallest change of a list for this user, or another mount. */
+/** What would permit what is refused: the smallest change of a list for this user, another flag or mount. */
 final class Remedy {
     private Remedy() {}
 
     /** A command line, or null where none helps. */
     static String of(PathFailure failure) {
         if (failure.mountPoint().isPresent()) {
-            return "mount -o remount," + (failure.reason() == PathFailure.Reason.READ_ONLY ? "rw " : "exec ")
-                    + quoted(failure.mountPoint().get());
+            return "mount -o remount," + option(failure.reason()) + " " + quoted(failure.mountPoint().get());
+        }
+        if (failure.reason() == PathFailure.Reason.IMMUTABLE) {
+            return "chattr -i " + quoted(failure.component());
+        }
+        if (failure.reason() == PathFailure.Reason.APPEND_ONLY) {
+            return "chattr -a " + quoted(failure.component());
         }
         AclEntry deciding = failure.decidingEntry().orElse(null);
         if (deciding == null || !failure.refused().isPresent()) {
@@ -36,6 +41,17 @@ final class Remedy {
             }
         }
         return "zolt acl modify " + quoted(entries) + " " + quoted(failure.component());
+    }
+
+    private static String option(PathFailure.Reason reason) {
+        switch (reason) {
+            case READ_ONLY:
+                return "rw";
+            case NO_EXEC:
+                return "exec";
+            default:
+                return "dev";
+        }
     }
 
     private static int bit(PathFailure.Access refused) {

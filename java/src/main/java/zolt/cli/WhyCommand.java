@@ -12,9 +12,9 @@ import zolt.fs.PathFailure;
 import zolt.fs.ThreadIdentity;
 
 @Command(name = "why", description = {"Say which component of a path refuses access, which owner, mode"
-    + " or ACL entry, sticky directory or mount is the reason, and what would permit it.",
-    "The exit code is 0 where nothing refuses, 3 where something does, 4 where something is not"
-        + " there."}, footer = {"",
+    + " or ACL entry, flag, sticky directory or mount is the reason, and what would permit it.",
+    "The exit code is 0 where nothing refuses, 1 where that cannot be known, 3 where something does, 4"
+        + " where something is not there."}, footer = {"",
             "Example: zolt why --as alice --for w /srv/data/part-0000"})
 final class WhyCommand extends Action {
     /** What is to be done with the path. */
@@ -70,6 +70,7 @@ final class WhyCommand extends Action {
         switch (failure.reason()) {
             case MISSING:
                 return Exit.NOT_FOUND;
+            case UNKNOWN:
             case OTHER:
                 return Exit.FAILED;
             default:
@@ -86,12 +87,16 @@ final class WhyCommand extends Action {
     }
 
     private Json object(String path, String user, Optional<PathFailure> found) {
-        Json object = new Json().put("path", path).put("user", user).put("for", purpose.name())
-                .put("permitted", !found.isPresent());
+        Json object = new Json().put("path", path).put("user", user).put("for", purpose.name());
         if (!found.isPresent()) {
-            return object;
+            return object.put("permitted", true);
         }
         PathFailure failure = found.get();
+        if (failure.reason() == PathFailure.Reason.UNKNOWN) {
+            object.put("permitted", (String) null);
+        } else {
+            object.put("permitted", false);
+        }
         object.put("reason", failure.reason().name().toLowerCase())
                 .put("component", failure.component()).put("explanation", failure.explain());
         if (failure.reason() == PathFailure.Reason.REFUSED

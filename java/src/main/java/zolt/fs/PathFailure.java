@@ -16,7 +16,9 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
  *
  * <p>The path is walked with the identity that is asked about, so that it is the file system that
  * refuses; what refuses is then described with the rights of the superuser where the service has
- * them, and else with what the thread may see.
+ * them, and else with what the thread may see. What refuses everyone is asked of the kernel, in ways that
+ * change nothing: no file is opened or written. Where another machine or program decides, or a limit that
+ * cannot be seen, the answer is {@link Reason#UNKNOWN}.
  *
  * <pre>{@code
  * FileOperations.setPermissions(directory, 0700);
@@ -58,10 +60,24 @@ public final class PathFailure {
         READ_ONLY,
         /** The component is on a file system that is mounted with the option "noexec". */
         NO_EXEC,
+        /** The component is a device on a file system that is mounted with the option "nodev". */
+        NO_DEVICES,
+        /** The component has the flag "immutable" of chattr(1): no one changes or removes it. */
+        IMMUTABLE,
+        /** The component has the flag "append only": no one writes over it, or removes it or from it. */
+        APPEND_ONLY,
         /** The component is a sticky directory: only its owner removes what is not his own. */
         STICKY,
+        /** In a sticky directory, another's link is not followed, and another's file not opened to be made. */
+        PROTECTED,
+        /** The file system has no block left for this user. */
+        FULL,
         /** A file system is mounted on what is to be removed. */
         MOUNT_POINT,
+        /** The file system refuses by a rule of its own, whatever owner, mode and list say. */
+        FILE_SYSTEM,
+        /** Nothing that can be seen refuses, but what decides cannot be seen: see {@link #explain}. */
+        UNKNOWN,
         /** Anything else: see {@link #explain}. */
         OTHER
     }
@@ -91,6 +107,10 @@ public final class PathFailure {
     private Acl acl = Acl.of();
     private AclEntry deciding;
     private Mount mount;
+    /** The component as the kernel has it, with no link in it. */
+    private String real;
+    /** What could not be seen in the component. */
+    private String unseen;
     /** What is to be removed, and whose it is. */
     private String removed;
     private long removedUid;
@@ -115,7 +135,7 @@ public final class PathFailure {
      */
     public static Optional<PathFailure> of(String path, Access access) throws IOException {
         PathFailure failure = new PathFailure(path, access);
-        failure.walk(Paths.get(path).toAbsolutePath().toString(), 0);
+        failure.walk(Paths.get(path).toAbsolutePath().toString(), 0, true);
         return failure.describe();
     }
 
@@ -140,7 +160,7 @@ public final class PathFailure {
         PathFailure failure;
         try (Identity as = Identity.ofKnown(user)) {
             failure = new PathFailure(path, access);
-            failure.walk(Paths.get(path).toAbsolutePath().toString(), 0);
+            failure.walk(Paths.get(path).toAbsolutePath().toString(), 0, true);
         }
         return failure.describe();
     }
@@ -161,8 +181,13 @@ public final class PathFailure {
         ZOLTNative.getFailedPathNative(Check.notNull(path, "path"), followLink);
     }
 
-    /** Looks at each component from the root on; the first that cannot be seen ends the walk. */
-    private void walk(String absolute, int links) throws IOException {
+    /**
+     * Looks at each component from the root on; the first that cannot be seen ends the walk.
+     *
+     * @param links how many links have led here
+     * @param trailing whether the walk ends where the path does, and not on the way
+     */
+    private void walk(String absolute, int links, boolean trailing) throws IOException {
         String last = "/";
         for (int end = 1; end > 0 && end < absolute.length();) {
             int slash = absolute.indexOf('/', end);
@@ -172,8 +197,9 @@ public final class PathFailure {
             try {
                 FileOperations.inode(next, !remove);
             } catch (IOException e) {
-                blame(last, next, e, links);
-                return;
+                if (blame(last, next, e, links, trailing && end < 0)) {
+                    return;
+                }
             }
             if (remove) {
                 removed = next;
@@ -181,13 +207,15 @@ public final class PathFailure {
             }
             last = next;
         }
-        if (access != Access.LOOK) {
+        if (access != Access.LOOK && links == 0) {
             component = last;
             refused = access == Access.REMOVE ? Access.WRITE : access;
         }
     }
 
-    private void blame(String parent, String child, IOException e, int links) throws IOException {
+    /** Finds the reason; false where there is none, since the kernel goes another way than a look. */
+    private boolean blame(String parent, String child, IOException e, int links, boolean trailing)
+            throws IOException {
         boolean there = true;
         try {
             FileOperations.inode(child, false);
@@ -198,30 +226,48 @@ public final class PathFailure {
             // A link that can be seen, to what cannot: the reason lies on that way.
             byte[] target = FileOperations.linkTarget(child);
             walk(Paths.get(parent).resolve(new String(target, StandardCharsets.UTF_8)).toString(),
-                    links + 1);
+                    links + 1, trailing);
             if (reason != null) {
-                return;
+                return true;
             }
         }
         error = e.getMessage();
+        component = child;
         if (e instanceof NoSuchFileException) {
-            component = child;
             reason = Reason.MISSING;
-        } else if (e instanceof AccessDeniedException && !there) {
+        } else if (!(e instanceof AccessDeniedException)) {
+            reason = Reason.OTHER;
+        } else if (!there) {
             component = parent;
+            unseen = child;
             refused = Access.EXECUTE;
             reason = Reason.REFUSED;
-        } else {
-            component = child;
-            reason = Reason.OTHER;
+        } else if (trailing) {
+            reason = isProtectedLink(parent, child) ? Reason.PROTECTED : Reason.OTHER;
         }
+        // On the way, the kernel follows a link also where it would not at the end.
+        return reason != null;
+    }
+
+    private boolean isProtectedLink(String parent, String link) throws IOException {
+        return StickyRules.refusesLink(StickyRules.level("protected_symlinks"),
+                attribute(parent, "mode", true), id(parent, true), id(link, false), who.uid());
+    }
+
+    private static long id(String path, boolean follow) throws IOException {
+        return Integer.toUnsignedLong(attribute(path, "uid", follow));
+    }
+
+    private static int attribute(String path, String name, boolean follow) throws IOException {
+        LinkOption[] options = follow ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
+        return (Integer) Files.getAttribute(Paths.get(path), "unix:" + name, options);
     }
 
     private Optional<PathFailure> describe() throws IOException {
         if (component == null) {
-            return Optional.empty();
+            return seen();
         }
-        if (reason == Reason.MISSING) {
+        if (reason == Reason.MISSING || reason == Reason.PROTECTED) {
             return Optional.of(this);
         }
         Identity superuser = null;
@@ -232,6 +278,14 @@ public final class PathFailure {
         }
         try {
             look();
+            if (reason == null) {
+                reason = obstacle();
+            } else if (reason == Reason.REFUSED && (overrides(refused.bit) || granted())) {
+                // The component lets this user pass, so it is what lies in it that refuses.
+                reason = Reason.FILE_SYSTEM;
+                mount = Mount.of(unseen).filter(found -> found.isAt(unseen)).orElse(null);
+                pointAt(unseen);
+            }
         } catch (IOException e) {
             if (reason != Reason.OTHER) {
                 throw e;
@@ -242,33 +296,118 @@ public final class PathFailure {
                 superuser.close();
             }
         }
-        if (reason == null) {
-            reason = obstacle();
-        }
         return reason == null ? Optional.empty() : Optional.of(this);
     }
 
-    /** In the order in which a change of rights does not help, helps, and does not help enough. */
-    private Reason obstacle() {
-        FileType type = FileType.ofMode(mode);
-        if (mount != null && mount.isReadOnly() && refused == Access.WRITE
-                && (type == FileType.FILE || type == FileType.DIRECTORY)) {
-            return Reason.READ_ONLY;
+    /** What could be looked at, unless it was the process that could. */
+    private Optional<PathFailure> seen() {
+        mount = Mount.of(path).filter(found -> found.asksProcess(who.isProcess())).orElse(null);
+        if (mount == null) {
+            return Optional.empty();
         }
-        if (mount != null && mount.isNoExec() && refused == Access.EXECUTE && type == FileType.FILE) {
-            return Reason.NO_EXEC;
+        component = path;
+        reason = Reason.UNKNOWN;
+        refused = Access.LOOK;
+        return Optional.of(this);
+    }
+
+    /** Says that something else refuses than what was looked at. */
+    private void pointAt(String other) {
+        component = other;
+        described = false;
+        acl = Acl.of();
+    }
+
+    /** In the order in which a change of rights does not help, helps, and does not help enough. */
+    private Reason obstacle() throws IOException {
+        FileType type = FileType.ofMode(mode);
+        boolean hasContents = type == FileType.FILE || type == FileType.DIRECTORY;
+        Reason whole = mount == null ? null : obstacleOfMount(type, hasContents);
+        if (whole != null) {
+            return whole;
+        }
+        Probe.Answer answer = Probe.access(real, refused);
+        if (refused == Access.WRITE) {
+            Reason flag = obstacleOfFlags(answer);
+            if (flag != null) {
+                return flag;
+            }
+            if (hasContents && answer == Probe.Answer.FORBIDDEN_TO_ALL) {
+                return Reason.READ_ONLY;
+            }
         }
         if (!overrides(refused.bit) && !granted()) {
             return Reason.REFUSED;
         }
-        if (access != Access.REMOVE) {
-            return null;
+        // To make a file in a directory is to search it as well.
+        if (access == Access.WRITE && type == FileType.DIRECTORY && !overrides(AclEntry.EXECUTE)
+                && (permitted() & AclEntry.EXECUTE) == 0) {
+            refused = Access.EXECUTE;
+            deciding = decide(refused.bit);
+            return Reason.REFUSED;
         }
+        // access(2) asks for the process: its refusal counts where the process could not have less rights.
+        if (answer == Probe.Answer.DENIED && (who.hasAllAccess() || who.isProcess() && granted())) {
+            return refused == Access.EXECUTE && type == FileType.FILE && mount == null ? Reason.NO_EXEC
+                    : Reason.FILE_SYSTEM;
+        }
+        if (access == Access.REMOVE) {
+            return obstacleOfRemoval();
+        }
+        return access == Access.WRITE ? obstacleOfWriting(type, hasContents) : null;
+    }
+
+    private Reason obstacleOfMount(FileType type, boolean hasContents) {
+        if (mount.isReadOnly() && refused == Access.WRITE && hasContents) {
+            return Reason.READ_ONLY;
+        }
+        if (mount.isNoExec() && refused == Access.EXECUTE && type == FileType.FILE) {
+            return Reason.NO_EXEC;
+        }
+        boolean device = type == FileType.CHARACTER_DEVICE || type == FileType.BLOCK_DEVICE;
+        if (mount.isNoDevices() && device && access != Access.REMOVE && refused != Access.EXECUTE) {
+            return Reason.NO_DEVICES;
+        }
+        return mount.decidedBy(who.uid(), who.isProcess()).isPresent() ? Reason.UNKNOWN : null;
+    }
+
+    private Reason obstacleOfFlags(Probe.Answer answer) {
+        if (Probe.isFlagged(real)) {
+            return answer == Probe.Answer.FORBIDDEN_TO_ALL ? Reason.IMMUTABLE : Reason.APPEND_ONLY;
+        }
+        if (removed != null && Probe.isFlagged(removed)) {
+            boolean link = Files.isSymbolicLink(Paths.get(removed)); // which access(2) follows
+            pointAt(removed);
+            return link || Probe.access(removed, Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL
+                    ? Reason.IMMUTABLE : Reason.APPEND_ONLY;
+        }
+        return null;
+    }
+
+    private Reason obstacleOfRemoval() {
         if ((mode & STICKY_BIT) != 0 && who.uid() != uid && removed != null && who.uid() != removedUid
                 && !who.has(ThreadIdentity.CAP_FOWNER)) {
             return Reason.STICKY;
         }
         return removed == null || isMountPoint(removed) ? Reason.MOUNT_POINT : null;
+    }
+
+    private Reason obstacleOfWriting(FileType type, boolean hasContents) throws IOException {
+        if (type != FileType.DIRECTORY && type != FileType.SOCKET) {
+            String parent = Paths.get(real).getParent().toString();
+            if (StickyRules.refusesCreating(StickyRules.creating(type), attribute(parent, "mode", true),
+                    id(parent, true), uid, who.uid())) {
+                return Reason.PROTECTED;
+            }
+        }
+        if (!hasContents) {
+            return null;
+        }
+        if (Probe.isFull(real, who.has(ThreadIdentity.CAP_SYS_RESOURCE)
+                || mount != null && mount.reservesFor(who.uid()))) {
+            return Reason.FULL;
+        }
+        return mount != null && mount.hasQuotas() ? Reason.UNKNOWN : null;
     }
 
     private static boolean isMountPoint(String path) {
@@ -287,13 +426,11 @@ public final class PathFailure {
         described = true;
         if (refused != null) {
             deciding = decide(refused.bit);
-        }
-        if (refused == Access.WRITE || refused == Access.EXECUTE) {
-            mount = Mount.of(component).orElse(null);
+            real = Paths.get(component).toRealPath().toString();
+            mount = Mount.of(real).orElse(null);
         }
         if (removed != null) {
-            removedUid = Integer.toUnsignedLong((Integer) Files.getAttribute(Paths.get(removed),
-                    "unix:uid", LinkOption.NOFOLLOW_LINKS));
+            removedUid = id(removed, false);
         }
     }
 
@@ -487,7 +624,7 @@ public final class PathFailure {
      * System.out.println(failure.owner()); // prints: root
      * }</pre>
      *
-     * @return the name, or the id in decimal where it has none; "" for a component that is missing
+     * @return the name, or the id in decimal where it has none; "" where the owner is not looked at
      */
     public String owner() {
         return described ? Accounts.userOrId(uid) : "";
@@ -502,7 +639,7 @@ public final class PathFailure {
      * System.out.println(failure.group()); // prints: root
      * }</pre>
      *
-     * @return the name, or the id in decimal where it has none; "" for a component that is missing
+     * @return the name, or the id in decimal where it has none; "" where the owner is not looked at
      */
     public String group() {
         return described ? Accounts.groupOrId(gid) : "";
@@ -547,12 +684,13 @@ public final class PathFailure {
      * System.out.println(failure.mountPoint().isPresent()); // prints: false
      * }</pre>
      *
-     * @return the mount point; empty unless the reason is {@link Reason#READ_ONLY} or
-     *     {@link Reason#NO_EXEC}
+     * @return the mount point; empty unless the reason is {@link Reason#READ_ONLY}, {@link Reason#NO_EXEC} or
+     *     {@link Reason#NO_DEVICES}, and where the mount is that of a chroot's root, which cannot be seen
      */
     public Optional<String> mountPoint() {
-        return reason == Reason.READ_ONLY || reason == Reason.NO_EXEC ? Optional.of(mount.point())
-                : Optional.empty();
+        boolean whole = reason == Reason.READ_ONLY || reason == Reason.NO_EXEC
+                || reason == Reason.NO_DEVICES;
+        return whole && mount != null ? Optional.of(mount.point()) : Optional.empty();
     }
 
     /**
@@ -587,12 +725,33 @@ public final class PathFailure {
             case REFUSED:
                 return refusal();
             case READ_ONLY:
-                return "no one may write " + component + ": " + mount.point() + " is mounted read-only";
+                return "no one may write " + component + ": " + place() + " is mounted read-only";
             case NO_EXEC:
-                return "no one may execute " + component + ": " + mount.point() + " is mounted noexec";
+                return "no one may execute " + component + ": " + place() + " is mounted noexec";
+            case NO_DEVICES:
+                return "no one may open " + component + ": " + place() + " is mounted nodev";
+            case IMMUTABLE:
+                return "no one may write or remove " + component + ": it is immutable (chattr +i)";
+            case APPEND_ONLY:
+                return (FileType.ofMode(mode) == FileType.DIRECTORY && described
+                        ? "files may be made in " + component + ", but not removed"
+                        : component + " may be appended to, but not written over or removed")
+                        + ": it is append only (chattr +a)";
+            case PROTECTED:
+                return protection();
+            case FULL:
+                return user() + " may write " + component + ", but there is no block"
+                        + " left for that";
+            case FILE_SYSTEM:
+                return user() + " gets no access to " + component + ": " + decider();
+            case UNKNOWN:
+                return "it is not known whether " + user() + " may "
+                        + (removed != null ? "remove " + removed
+                                : (refused == Access.LOOK ? "look at" : refused.verb) + " " + component) + ": "
+                        + decider();
             case STICKY:
                 return mayNot("remove " + removed + " from " + component) + "the directory is sticky, and "
-                        + Accounts.userOrId(who.uid()) + " owns neither it nor what is to be removed,"
+                        + user() + " owns neither it nor what is to be removed,"
                         + " which is " + Accounts.userOrId(removedUid) + "'s";
             case MOUNT_POINT:
                 return "no one may remove " + (removed == null ? component : removed)
@@ -602,8 +761,36 @@ public final class PathFailure {
         }
     }
 
+    private String user() {
+        return Accounts.userOrId(who.uid());
+    }
+
+    private String place() {
+        return mount == null ? "its file system" : mount.point();
+    }
+
+    private String protection() {
+        return described
+                ? user() + " may write " + component + ", but not open it with O_CREAT, as a shell does: in a"
+                        + " sticky directory, that is for its own owner and for the directory's"
+                        + StickyRules.setting(FileType.ofMode(mode))
+                : user() + " may not follow the link " + component + ": in a sticky directory that everyone"
+                        + " may write, links are followed for their owner, or if the directory's owner made"
+                        + " them (fs.protected_symlinks)";
+    }
+
+    private String decider() {
+        if (mount == null) {
+            return "the kernel refuses it, whatever owner, mode and list say";
+        }
+        return mount.decidedBy(who.uid(), who.isProcess()).orElse(reason == Reason.UNKNOWN
+                ? "owner, mode and list permit it, but " + mount.point() + " has quotas, which only the kernel"
+                        + " knows"
+                : "the kernel refuses it, whatever owner, mode and list say");
+    }
+
     private String refusal() {
-        String user = Accounts.userOrId(who.uid());
+        String user = user();
         boolean directory = FileType.ofMode(mode) == FileType.DIRECTORY;
         String verb = directory && refused == Access.EXECUTE ? Access.LOOK.verb
                 : removed != null ? "remove anything from" : refused.verb;
@@ -615,7 +802,7 @@ public final class PathFailure {
     }
 
     private String mayNot(String what) {
-        return Accounts.userOrId(who.uid()) + " may not " + what + " ("
+        return user() + " may not " + what + " ("
                 + FileStatus.modeText(mode, !acl.isMinimal()) + " " + owner() + " " + group() + "): ";
     }
 

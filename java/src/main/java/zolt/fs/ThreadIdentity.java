@@ -18,6 +18,7 @@ import java.util.List;
  */
 public final class ThreadIdentity {
     /** The columns of proc(5): real, effective, saved and file-system id. */
+    private static final int REAL_ID = 0;
     private static final int EFFECTIVE_ID = 1;
     private static final int FILE_SYSTEM_ID = 3;
 
@@ -25,21 +26,26 @@ public final class ThreadIdentity {
     static final int CAP_DAC_OVERRIDE = 1;
     static final int CAP_DAC_READ_SEARCH = 2;
     static final int CAP_FOWNER = 3;
+    static final int CAP_SYS_RESOURCE = 24;
 
     private static final int HEX = 16;
 
+    private final long realUid;
     private final long effectiveUid;
     private final long uid;
     private final long gid;
     private final List<Long> groups;
     private final long capabilities;
+    private final long permitted;
 
-    private ThreadIdentity(long effectiveUid, long uid, long gid, List<Long> groups,
-            long capabilities) {
-        this.effectiveUid = effectiveUid;
-        this.uid = uid;
+    private ThreadIdentity(List<Long> uids, long gid, List<Long> groups, long capabilities,
+            long permitted) {
+        realUid = uids.get(REAL_ID);
+        effectiveUid = uids.get(EFFECTIVE_ID);
+        uid = uids.get(FILE_SYSTEM_ID);
         this.gid = gid;
         this.capabilities = capabilities;
+        this.permitted = permitted;
         this.groups = Collections.unmodifiableList(groups);
     }
 
@@ -54,33 +60,48 @@ public final class ThreadIdentity {
      * @throws IOException when /proc cannot be read
      */
     public static ThreadIdentity now() throws IOException {
-        long effectiveUid = -1;
-        long uid = -1;
+        List<Long> uids = null;
         long gid = -1;
         long capabilities = 0;
+        long permitted = 0;
         List<Long> groups = Collections.emptyList();
         for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
                 StandardCharsets.ISO_8859_1)) {
             if (line.startsWith("Uid:")) {
-                effectiveUid = numbers(line).get(EFFECTIVE_ID);
-                uid = numbers(line).get(FILE_SYSTEM_ID);
+                uids = numbers(line);
             } else if (line.startsWith("Gid:")) {
                 gid = numbers(line).get(FILE_SYSTEM_ID);
             } else if (line.startsWith("Groups:")) {
                 groups = numbers(line);
             } else if (line.startsWith("CapEff:")) {
-                capabilities = Long.parseUnsignedLong(line.substring("CapEff:".length()).trim(), HEX);
+                capabilities = hex(line);
+            } else if (line.startsWith("CapPrm:")) {
+                permitted = hex(line);
             }
         }
-        if (uid < 0 || gid < 0) {
+        if (uids == null || gid < 0) {
             throw new IOException("/proc/thread-self/status has no Uid: or Gid: line");
         }
-        return new ThreadIdentity(effectiveUid, uid, gid, groups, capabilities);
+        return new ThreadIdentity(uids, gid, groups, capabilities, permitted);
     }
 
     /** Whether the thread has a capability in effect. */
     boolean has(int capability) {
         return (capabilities >> capability & 1) != 0;
+    }
+
+    private static long hex(String line) {
+        return Long.parseUnsignedLong(line.substring(line.indexOf(':') + 1).trim(), HEX);
+    }
+
+    /** Whether the process is the user, and does not only act for that user. */
+    boolean isProcess() {
+        return uid == realUid && uid == effectiveUid;
+    }
+
+    /** Whether access(2), which asks by the real user id and what is permitted, may do everything. */
+    boolean hasAllAccess() {
+        return realUid == 0 && (permitted >> CAP_DAC_OVERRIDE & 1) != 0;
     }
 
     /** Whether it works for a user who is neither the service itself nor the superuser. */
