@@ -92,6 +92,24 @@ output=$("$zolt" ls /usr/bin 2>&1 >/dev/full)
 [ $? -eq 1 ] && [ "$output" = 'zolt: standard output: No space left on device' ] ||
   fail "a full disk: $output"
 
+# A signal ends a walk after the path that it is at, by its number; what it says is what is done.
+mkdir "$work/tree" && (cd "$work/tree" && seq -f d%02g 40 | xargs mkdir &&
+  for d in *; do (cd "$d" && seq 500 | xargs touch); done)
+for signal in TERM HUP; do
+  find "$work/tree" -type f -exec chmod 600 {} +
+  "$zolt" chmod -R 640 "$work/tree" "$work/tree" "$work/tree" 2>"$work/errors" &
+  walk=$!
+  while [ -z "$(find "$work/tree/" -type f -perm 640 -print -quit)" ] && kill -0 $walk; do :; done
+  kill -$signal $walk
+  wait $walk
+  status=$?
+  said=$(cat "$work/errors")
+  [ $status -eq $((128 + $(kill -l $signal))) ] &&
+    [[ $said =~ ^zolt:\ [0-9]+\ changed,\ 0\ failed,\ and\ then\ stopped\ by\ a\ signal$ ]] ||
+    fail "a walk and SIG$signal: $status $said"
+done
+rm -r "$work/tree"
+
 # Colour and progress are for terminals.
 terminal() { script -qec "$1" /dev/null </dev/null; }
 terminal "$zolt stat /" | grep -q $'\e\[1m/' || fail 'no bold name on a terminal'
@@ -116,7 +134,7 @@ grep -q '1T: 268435456 blocks of 4096 bytes' <<<"$first" && grep -q '^ *81919877
 first=$(ZOLT_JAVA_OPTS=-Xmx16m timeout 60 "$zolt" blocks "$work/10T" 2>&1 | sed -n '1p; 3{p;q}')
 grep -q '10T: 81920 blocks of 134217728 bytes' <<<"$first" && grep -q '^ *0 *134217728 ' <<<"$first" ||
   fail "the map of 10 TiB: $first"
-terminal "timeout 3 $zolt blocks --draw $work/10T" | grep -qE '[0-9]+ % of 81920 blocks, in ' ||
+terminal "timeout 8 $zolt blocks --draw $work/10T" | grep -qE '[0-9]+ % of 81920 blocks, in ' ||
   fail 'no progress in a drawing'
 rm "$work/1T" "$work/10T"
 

@@ -13,8 +13,8 @@ final class BlockRanges {
 
     /** In blocks of the file system: one and a half megabytes, where there are three copies. */
     private static final long SMALL_BLOCKS = 1 << 16;
-    /** HDFS blocks are made of thousands of them each: about a second's work. */
-    private static final long LARGE_BLOCKS = 1 << 10;
+    /** HDFS blocks are made of thousands of them each: part of a second's work. */
+    private static final long LARGE_BLOCKS = 1 << 8;
 
     private final BlockLocations locations;
     private final FileStatus file = new FileStatus();

@@ -2,10 +2,8 @@ package zolt.cli;
 
 import java.io.IOException;
 import java.time.Duration;
-import java.time.Instant;
 import java.time.format.DateTimeParseException;
 import java.util.List;
-import java.util.Optional;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
@@ -66,9 +64,6 @@ final class LeaseCommand {
     @Command(name = "get", description = "Show who holds the lease; the exit code is 4 where none does.",
             footer = {"", "Example: zolt lease get --expire 1h /srv/data/part-0000"})
     static final class Get extends Action {
-        /** Times of files may be whole seconds. */
-        private static final Duration COARSEST = Duration.ofSeconds(1);
-
         @Option(names = "--expire", paramLabel = "TIME",
                 description = {"Remove a lease that was not renewed for this long: 90s, 5m, 1h, 2d. One that"
                     + " was renewed since then stays.",
@@ -92,43 +87,37 @@ final class LeaseCommand {
             Duration time = expire == null ? null : duration(expire);
             FileStatus status = new FileStatus();
             forEach(paths, path -> {
-                Lease lease = Lease.of(path);
-                Optional<byte[]> holder = lease.holder(time == null ? Lease.NEVER : Lease.limitFor(time));
-                if (!holder.isPresent()) {
-                    throw none(lease);
+                LeaseLook look = LeaseLook.of(path, status, time);
+                if (!look.isHeld()) {
+                    throw none(Lease.of(path));
                 }
-                status.readFast(path);
-                Duration age = Duration.between(status.changeTime(), Instant.now());
-                if (time != null && age.compareTo(time.plus(COARSEST)) > 0) {
-                    lease.remove();
-                    throw none(lease);
-                }
-                show(path, holder.get(), status.changeTime(), Math.max(0, age.getSeconds()));
+                show(look);
             });
         }
 
-        private void show(String path, byte[] holder, Instant renewed, long age) {
+        private void show(LeaseLook look) {
             if (json) {
-                out.line(new Json().put("path", path).put("holder", holder).put("renewed", renewed.toString())
-                        .put("age", age).toString());
+                out.line(look.object().toString());
                 return;
             }
-            session.show(holder, holder.length);
-            out.line(details ? ", last renewed " + StatCommand.time(renewed) + " or before, " + age + " s ago" : "");
+            session.show(look.holder, look.holder.length);
+            out.line(details ? ", last renewed " + StatCommand.time(look.renewed) + " or before, " + look.age
+                    + " s ago" : "");
         }
+    }
 
-        private static Duration duration(String text) throws Failure {
-            try {
-                String upper = text.toUpperCase();
-                Duration time = Duration.parse(upper.endsWith("D") ? "P" + upper : "PT" + upper);
-                if (!time.isNegative()) {
-                    return time;
-                }
-            } catch (DateTimeParseException e) {
-                // It is said below.
+    /** A time as people write it. */
+    static Duration duration(String text) throws Failure {
+        try {
+            String upper = text.toUpperCase();
+            Duration time = Duration.parse(upper.endsWith("D") ? "P" + upper : "PT" + upper);
+            if (!time.isNegative()) {
+                return time;
             }
-            throw new Failure(Exit.USAGE, text + " is no time: 90s, 5m, 1h, 2d");
+        } catch (DateTimeParseException e) {
+            // It is said below.
         }
+        throw new Failure(Exit.USAGE, text + " is no time: 90s, 5m, 1h, 2d");
     }
 
     @Command(name = "renew", description = "Renew the lease of files, whoever holds it.",

@@ -20,7 +20,7 @@ final class Stop {
         }
     }
 
-    private void ask() {
+    void ask() {
         asked = true;
         try {
             ended.await(LONGEST_STEP_SECONDS, TimeUnit.SECONDS);

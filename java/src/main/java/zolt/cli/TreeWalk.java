@@ -187,6 +187,11 @@ final class TreeWalk implements Closeable {
         session.fail(node.path, e);
     }
 
+    /** Takes the progress away, for a result to be printed. */
+    void clear() {
+        progress.clear();
+    }
+
     /** Says what became of the walk: always where something is known to be done, else where not all was. */
     void summary(String done) {
         progress.clear();

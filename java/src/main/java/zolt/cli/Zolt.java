@@ -32,9 +32,9 @@ import picocli.CommandLine.Option;
         "the file system's client libzolt.so), ZOLT_LOG (the library's log on standard error: trace,",
         "debug, info, warn, error), ZOLT_JAVA_OPTS."})
 public final class Zolt implements Runnable {
-    private static final List<String> COMMANDS = Arrays.asList("ls", "stat", "blocks", "acl", "xattr",
-            "lease", "link", "chmod", "touch", "replication", "bgf", "whoami", "why", "doctor", "tour",
-            "completion");
+    private static final List<String> COMMANDS = Arrays.asList("ls", "stat", "find", "du", "count", "blocks",
+            "acl", "xattr", "lease", "leases", "link", "chmod", "touch", "replication", "bgf", "whoami", "why",
+            "doctor", "tour", "completion");
 
     @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this help.")
     boolean help;
@@ -80,6 +80,14 @@ public final class Zolt implements Runnable {
                 return new ReplicationCommand(session);
             case "bgf":
                 return new BgfCommand(session);
+            case "find":
+                return new FindCommand(session);
+            case "du":
+                return new DuCommand(session);
+            case "count":
+                return new CountCommand(session);
+            case "leases":
+                return new LeasesCommand(session);
             case "whoami":
                 return new WhoamiCommand(session);
             case "why":
