@@ -8,6 +8,7 @@ import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.protocol.Block;
 import org.apache.hadoop.hdfs.protocol.BlockLocalPathInfo;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
+import org.apache.hadoop.hdfs.server.common.HdfsServerConstants.ReplicaState;
 import org.apache.hadoop.hdfs.server.datanode.Replica;
 import org.apache.hadoop.hdfs.server.datanode.ReplicaHandler;
 import org.apache.hadoop.hdfs.server.datanode.ReplicaInPipeline;
@@ -54,6 +55,27 @@ abstract class UnsupportedDataset implements FsDatasetSpi<ZoltVolume> {
     @Override
     public Block getStoredBlock(String blockPool, long id) {
         return null;
+    }
+
+    /** Asked before a block is copied to another DataNode. */
+    @Override
+    public boolean contains(ExtendedBlock block) {
+        return false;
+    }
+
+    @Override
+    public boolean isValidBlock(ExtendedBlock block) {
+        return false;
+    }
+
+    @Override
+    public boolean isValidRbw(ExtendedBlock block) {
+        return false;
+    }
+
+    @Override
+    public void checkBlock(ExtendedBlock block, long least, ReplicaState state) {
+        throw noList();
     }
 
     @Override

@@ -1,6 +1,5 @@
 package zolt.hdfs.datanode;
 
-import java.io.EOFException;
 import java.io.IOException;
 import java.io.InputStream;
 import java.util.List;
@@ -14,10 +13,8 @@ import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.server.common.AutoCloseDataSetLock;
 import org.apache.hadoop.hdfs.server.common.DataNodeLockManager;
 import org.apache.hadoop.hdfs.server.common.DataNodeLockManager.LockLevel;
-import org.apache.hadoop.hdfs.server.common.HdfsServerConstants.ReplicaState;
 import org.apache.hadoop.hdfs.server.datanode.Replica;
 import org.apache.hadoop.hdfs.server.datanode.ReplicaHandler;
-import org.apache.hadoop.hdfs.server.datanode.UnexpectedReplicaStateException;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.FsVolumeSpi;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.LengthInputStream;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.ReplicaInputStreams;
@@ -105,37 +102,6 @@ final class ZoltDataset extends UnsupportedDataset {
     @Override
     public long getReplicaVisibleLength(ExtendedBlock block) throws IOException {
         return getLength(block);
-    }
-
-    @Override
-    public boolean contains(ExtendedBlock block) {
-        try {
-            return getLength(block) >= 0;
-        } catch (IOException e) {
-            return false;
-        }
-    }
-
-    @Override
-    public boolean isValidBlock(ExtendedBlock block) {
-        return !ReadBlock.isWriting(block.getBlockId()) && contains(block);
-    }
-
-    @Override
-    public boolean isValidRbw(ExtendedBlock block) {
-        return ReadBlock.isWriting(block.getBlockId()) && contains(block);
-    }
-
-    @Override
-    public void checkBlock(ExtendedBlock block, long least, ReplicaState state) throws IOException {
-        ReplicaState is = ReadBlock.isWriting(block.getBlockId()) ? ReplicaState.RBW : ReplicaState.FINALIZED;
-        long length = getLength(block);
-        if (is != state) {
-            throw new UnexpectedReplicaStateException(block, state);
-        }
-        if (length < least) {
-            throw new EOFException(block + " has " + length + " bytes, fewer than " + least);
-        }
     }
 
     // Writing.

@@ -8,7 +8,6 @@ import static zolt.hdfs.datanode.TestCluster.path;
 
 import java.io.File;
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -56,33 +55,6 @@ class DataNodeTest {
             assertArrayEquals(bytes, cluster.read("file"));
             // Without a token nobody tells the generation of a file that is written, so its path is asked for: once.
             assertEquals(1, cluster.nameNode.pathsAsked.size());
-        }
-    }
-
-    /**
-     * A DataNode that was started anew knows nothing of a block but what its id says, and goes on in the midst of a chunk of
-     * which the client sends the rest only.
-     */
-    @Test
-    void anotherDataNodeTakesUpABlock() throws Exception {
-        try (TestCluster cluster = new TestCluster(Files.createTempDirectory("exported"), true)) {
-            cluster.start();
-            byte[] before = new byte[5000];
-            Arrays.fill(before, (byte) 'x');
-            Path file = Files.write(cluster.nameNode.file("/file"), before);
-            FakeNameNode.lease(file, "tester");
-            WriteBlock block = new WriteBlock(cluster.nameNode.inode("/file"), 0, 1000, 0);
-            LocatedBlock located = cluster.nameNode.located(new ExtendedBlock(FakeNameNode.POOL, block.id(), 0, block.stamp()),
-                    1000, "/file", AccessMode.WRITE, List.of());
-            try (RawClient raw = new RawClient(located)) {
-                assertEquals("SUCCESS", raw.write(located.getBlock(), located.getBlockToken(),
-                        BlockConstructionStage.PIPELINE_SETUP_STREAMING_RECOVERY, block.recovered().stamp(), 3700, 9000));
-                assertEquals("SUCCESS", raw.send(0, 3700, "first".getBytes(StandardCharsets.US_ASCII), false));
-                assertEquals("SUCCESS", raw.send(1, 3705, "second".getBytes(StandardCharsets.US_ASCII), false));
-                assertEquals("SUCCESS", raw.send(2, 3711, new byte[0], true));
-            }
-            System.arraycopy("firstsecond".getBytes(StandardCharsets.US_ASCII), 0, before, 4700, 11);
-            assertArrayEquals(before, Files.readAllBytes(file));
         }
     }
 

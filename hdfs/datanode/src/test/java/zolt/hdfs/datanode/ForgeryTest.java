@@ -3,19 +3,24 @@ package zolt.hdfs.datanode;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.EnumSet;
 import java.util.Random;
 import org.apache.hadoop.fs.StorageType;
+import org.apache.hadoop.hdfs.DFSUtilClient;
+import org.apache.hadoop.hdfs.protocol.ClientDatanodeProtocol;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
 import org.apache.hadoop.hdfs.protocol.LocatedBlock;
 import org.apache.hadoop.hdfs.protocol.datatransfer.BlockConstructionStage;
 import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier;
 import org.apache.hadoop.hdfs.security.token.block.BlockTokenIdentifier.AccessMode;
 import org.apache.hadoop.hdfs.security.token.block.BlockTokenSecretManager;
+import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.security.token.Token;
 import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
@@ -91,6 +96,25 @@ class ForgeryTest {
             assertEquals("ERROR_ACCESS_TOKEN", read(block(other.id(), other.stamp()), good.getBlockToken()));
         }
         assertEquals("ERROR_ACCESS_TOKEN", read(good.getBlock(), token(good.getBlock(), AccessMode.READ)));
+    }
+
+    /** How long a block is, a reader asks by RPC, with the same token. */
+    @Test
+    void aTokenForAnotherBlockTellsNoLength() throws Exception {
+        LocatedBlock wrong = cluster.nameNode.getBlockLocations("/secret", 0, 1).get(0);
+        assertEquals(3000, length(good));
+        wrong.setBlockToken(good.getBlockToken());
+        assertThrows(IOException.class, () -> length(wrong));
+    }
+
+    private static long length(LocatedBlock block) throws Exception {
+        ClientDatanodeProtocol node = DFSUtilClient.createClientDatanodeProtocolProxy(
+                block.getLocations()[0], cluster.conf(), 20_000, false, block);
+        try {
+            return node.getReplicaVisibleLength(block.getBlock());
+        } finally {
+            RPC.stopProxy(node);
+        }
     }
 
     /** Even a NameNode cannot sign what is not there. */

@@ -2,10 +2,13 @@ package zolt.hdfs.datanode;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 import static zolt.hdfs.datanode.TestCluster.path;
 
 import java.io.ByteArrayOutputStream;
+import java.io.IOException;
 import java.io.RandomAccessFile;
+import java.io.UncheckedIOException;
 import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -89,6 +92,36 @@ class RoundTripTest {
         expected.write(first);
         out.hflush();
         return cluster.client.open(path("growing"));
+    }
+
+    /** A block grows while it is sent: its bytes and their checksums end at the same place all the same. */
+    @Test
+    void aReaderOfAGrowingFileNeedsNoSecondTry() throws Exception {
+        byte[] bytes = bytes(400_000);
+        try (DistributedFileSystem once = cluster.newClient("dfs.client.max.block.acquire.failures", "0");
+                FSDataOutputStream out = cluster.client.create(path("grows"), true)) {
+            Thread writer = new Thread(() -> {
+                try {
+                    for (int i = 0; i < bytes.length; i += 100) {
+                        out.write(bytes, i, 100);
+                        out.hflush();
+                    }
+                } catch (IOException e) {
+                    throw new UncheckedIOException(e);
+                }
+            });
+            writer.start();
+            int read = 0;
+            while (writer.isAlive()) {
+                try (FSDataInputStream in = once.open(path("grows"))) {
+                    byte[] seen = in.readAllBytes();
+                    assertArrayEquals(Arrays.copyOf(bytes, seen.length), seen);
+                    read++;
+                }
+            }
+            assertTrue(read > 1, read + " times");
+        }
+        assertArrayEquals(bytes, cluster.read("grows"));
     }
 
     @Test
