@@ -2,12 +2,18 @@ package zolt.cli;
 
 import java.io.IOException;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 
 @Command(name = "doctor", description = {"Check what an operator has to get right, and say how to mend"
     + " what is not.", "The exit code is 1 where a check fails; warnings leave it at 0."}, footer = {"",
-        "Example: zolt doctor /srv"})
+        "Examples: zolt doctor /srv", "          zolt doctor --pid 4711"})
 final class DoctorCommand extends Action {
+    @Option(names = "--pid", paramLabel = "PID", description = "Examine a service that runs, instead of what is"
+            + " started here: the libraries that it has loaded, the capabilities of its threads, its groups and"
+            + " open files.")
+    Long pid;
+
     @Parameters(paramLabel = "PATH", arity = "0..1",
             description = "A directory of the file system to be checked. Where one may write there, a"
                     + " file is made, tried and removed.")
@@ -23,13 +29,38 @@ final class DoctorCommand extends Action {
     }
 
     @Override
-    void run() throws IOException {
+    void run() throws IOException, Failure {
         Findings findings = new Findings(session, json);
+        if (pid != null) {
+            service(findings);
+        } else if (!process(findings)) {
+            session.answer(Exit.BROKEN);
+            return;
+        }
+        if (path != null) {
+            loadLibrary();
+            new FileSystemChecks(findings, path).all();
+        }
+        if (findings.failed() > 0) {
+            session.answer(Exit.FAILED);
+        }
+    }
+
+    private void service(Findings findings) throws IOException, Failure {
+        ServiceChecks service = new ServiceChecks(findings, pid);
+        if (!service.isThere()) {
+            throw new Failure(Exit.NOT_FOUND, pid + ": no such process");
+        }
+        loadLibrary(); // it knows the names of users
+        service.all();
+    }
+
+    /** Without the library nothing else can be looked at. */
+    private static boolean process(Findings findings) throws IOException {
         ProcessChecks process = new ProcessChecks(findings);
         process.java();
         if (!process.library()) {
-            session.answer(Exit.BROKEN);
-            return;
+            return false;
         }
         loadLibrary();
         process.client();
@@ -38,11 +69,6 @@ final class DoctorCommand extends Action {
         process.nobody();
         process.logger();
         process.openFiles();
-        if (path != null) {
-            new FileSystemChecks(findings, path).all();
-        }
-        if (findings.failed() > 0) {
-            session.answer(Exit.FAILED);
-        }
+        return true;
     }
 }

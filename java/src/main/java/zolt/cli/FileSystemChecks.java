@@ -1,10 +1,13 @@
 package zolt.cli;
 
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
 import java.nio.file.FileStore;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
+import java.nio.file.StandardOpenOption;
 import java.util.Arrays;
 import zolt.fs.Acl;
 import zolt.fs.AclEntry;
@@ -13,10 +16,12 @@ import zolt.fs.DirectoryListing;
 import zolt.fs.ExtendedAttributes;
 import zolt.fs.FileStatus;
 import zolt.fs.Lease;
+import zolt.fs.PathFailure;
 
 /** What the doctor tries on a file system. */
 final class FileSystemChecks {
     private static final byte[] VALUE = {1, 2, 3};
+    private static final int BLOCK = 4096;
 
     private final Findings findings;
     private final String path;
@@ -54,15 +59,54 @@ final class FileSystemChecks {
         try {
             file = Files.createTempFile(Paths.get(path), ".zolt-doctor-", "");
         } catch (IOException e) {
-            findings.warn("writing", "no file can be made in " + path + ", so attributes, access control"
-                    + " lists, leases and blocks were not tried", "zolt why --for w " + Remedy.quoted(path));
+            notMade(e);
             return;
         }
         file.toFile().deleteOnExit(); // where a signal ends the command
         try {
+            fill(file);
             write(file.toString());
         } finally {
             remove(file);
+        }
+    }
+
+    /** What else asks for a file to try it on was not tried. */
+    private void notMade(IOException e) {
+        String shortage = Shortage.of(e, path);
+        String untried = "no file can be made in " + path + ", so attributes, access control lists, leases and"
+                + " blocks were not tried";
+        if (shortage != null) {
+            findings.fail("writing", untried + ": " + shortage, Shortage.MEND);
+        } else if (isRefused()) {
+            findings.warn("writing", untried, "zolt why --for w " + Remedy.quoted(path));
+        } else {
+            findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory of a file system that"
+                    + " keeps files");
+        }
+    }
+
+    /** Whether something is the reason that can be named, and so be mended. */
+    private boolean isRefused() {
+        try {
+            return PathFailure.of(path, PathFailure.Access.WRITE).map(PathFailure::reason)
+                    .filter(reason -> reason != PathFailure.Reason.FILE_SYSTEM
+                            && reason != PathFailure.Reason.UNKNOWN).isPresent();
+        } catch (IOException e) {
+            return false;
+        }
+    }
+
+    /** A file system may make files and have no room for what is in them. */
+    private void fill(Path file) {
+        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.WRITE)) {
+            channel.write(ByteBuffer.allocate(BLOCK));
+            channel.force(true);
+            findings.ok("writing", "a file was made and written");
+        } catch (IOException e) {
+            String shortage = Shortage.of(e, path);
+            findings.fail("writing", path + ": " + (shortage != null ? shortage : Shortage.reason(e)),
+                    shortage != null ? Shortage.MEND : "see the log of the kernel");
         }
     }
 
@@ -134,7 +178,13 @@ final class FileSystemChecks {
                 findings.ok(check, found);
             }
         } catch (IOException e) {
-            findings.fail(check, String.valueOf(e.getMessage()), mend);
+            String shortage = Shortage.of(e, path);
+            if (shortage != null) {
+                findings.fail(check, path + ": " + shortage, Shortage.MEND);
+            } else {
+                boolean noLibacl = String.valueOf(e.getMessage()).contains("libacl.so.1 is not available");
+                findings.fail(check, String.valueOf(e.getMessage()), noLibacl ? "install libacl1" : mend);
+            }
         }
     }
 }

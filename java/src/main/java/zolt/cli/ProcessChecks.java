@@ -16,6 +16,7 @@ final class ProcessChecks {
     /** Only the embedded client reads this variable. */
     private static final String EMBEDDED_MARK = "ZOLT_LOCAL_NODES";
     private static final long AMPLE_FILES = 65536;
+    static final String MORE_FILES = "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n";
 
     private final Findings findings;
 
@@ -165,19 +166,26 @@ final class ProcessChecks {
     }
 
     void openFiles() throws IOException {
-        for (String line : Files.readAllLines(Paths.get("/proc/self/limits"),
-                StandardCharsets.ISO_8859_1)) {
+        String limit = mostOpenFiles(Paths.get("/proc/self/limits"));
+        if (isAmple(limit)) {
+            findings.ok("open files", "up to " + limit);
+        } else {
+            findings.warn("open files", "up to " + limit + " in a process that is started here", MORE_FILES);
+        }
+    }
+
+    /** By the file "limits" of a process: a number, or "unlimited". */
+    static String mostOpenFiles(Path limits) throws IOException {
+        for (String line : Files.readAllLines(limits, StandardCharsets.ISO_8859_1)) {
             if (line.startsWith("Max open files")) {
-                String limit = line.substring("Max open files".length()).trim().split(" +")[0];
-                boolean ample = limit.equals("unlimited") || Long.parseLong(limit) >= AMPLE_FILES;
-                if (ample) {
-                    findings.ok("open files", "up to " + limit);
-                } else {
-                    findings.warn("open files", "up to " + limit + " in a process that is started here",
-                            "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n");
-                }
+                return line.substring("Max open files".length()).trim().split(" +")[0];
             }
         }
+        throw new IOException(limits + " has no line of open files");
+    }
+
+    static boolean isAmple(String limit) {
+        return limit.equals("unlimited") || Long.parseLong(limit) >= AMPLE_FILES;
     }
 
     private static String shown(Path file) {

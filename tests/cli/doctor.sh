@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# What the doctor says by the launcher where libacl is missing, and of services that run: small programs here,
+# which are given the libraries, limits, groups and capabilities that it is to find. CMAKE, BUILD.
+set -u
+export LC_ALL=C.UTF-8
+unset JAVA_HOME LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS
+failed=0
+fail() { echo "FAILED: $1"; failed=1; }
+work=$(mktemp -d)
+service=
+trap '[ -z "$service" ] || kill "$service" 2>/dev/null; rm -rf "$work"' EXIT
+chmod 755 "$work"
+umask 022
+"$CMAKE" --install "$BUILD" --prefix "$work/prefix" >/dev/null || exit 1
+zolt=$work/prefix/bin/zolt
+user=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+
+# doctor CODE ARGUMENT...: what it says ends up in "said".
+doctor() {
+  local code=$1
+  shift
+  said=$("$@" 2>&1)
+  [ $? -eq "$code" ] || fail "$* did not end with $code: $said"
+}
+# told LINE...: each is the begin of one.
+told() {
+  local line
+  for line; do grep -qE "^$line" <<<"$said" || fail "no $line: $said"; done
+}
+# serve COMMAND...: a process that stays until the next.
+serve() {
+  [ -z "$service" ] || kill "$service"
+  "$@" sleep 60 &
+  service=$!
+  for ((left = 500; left > 0; left--)); do
+    [ "$(cat "/proc/$service/comm" 2>/dev/null)" != sleep ] || return
+    sleep 0.01
+  done
+  fail "$* does not serve"
+}
+
+# Without libacl it is that which is missing, in both checks.
+mkdir "$work/without" && : >"$work/without/libacl.so.1"
+doctor 1 env LD_LIBRARY_PATH="$work/without" "$zolt" doctor "$work"
+[ "$(grep -c 'mend: install libacl1' <<<"$said")" -eq 2 ] || fail "without libacl: $said"
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo 'Services were not examined: that is for root.'
+  exit $failed
+fi
+
+# One that has more rights than it needs fails, whatever the command itself has.
+serve env
+doctor 1 "$zolt" doctor --pid "$service"
+told 'fail capabilities .*CAP_SYS_ADMIN.* and keeps that' 'fail libzolthadoop +is not loaded'
+doctor 1 "${user[@]}" "$zolt" doctor --pid "$service"
+told 'warn libraries +what it has loaded may not be looked at: Permission denied'
+serve setpriv --bounding-set=-all,+setuid,+setgid,+dac_override,+dac_read_search,+fowner,+chown
+doctor 1 "$zolt" doctor --pid "$service"
+told 'ok   capabilities +it switches users, and leaves'
+serve "${user[@]}"
+doctor 1 "$zolt" doctor --pid "$service"
+told 'warn capabilities +no CAP_SETUID and CAP_SETGID' 'ok   groups +nogroup, and no others'
+
+# One whose library was replaced while it ran, with few files and groups of its own.
+cp -L "$(find "$work/prefix" -name libzolthadoop.so.1)" "$work/libzolthadoop.so.1"
+client=$(find "$work/prefix" -name libzolt.so)
+serve env LD_LIBRARY_PATH="${client%/*}" LD_PRELOAD="$work/libzolthadoop.so.1" \
+  bash -c 'ulimit -n 20 && exec setpriv --groups 1,2 "$@"' bash
+rm "$work/libzolthadoop.so.1"
+doctor 1 "$zolt" doctor --pid "$service"
+told "warn libzolthadoop +$work/libzolthadoop.so.1 has been replaced or removed" "ok   libzolt +$client\$" \
+  'fail libacl +is not loaded' 'ok   groups +root, and daemon, bin$' 'warn open files +[0-9]+ of up to 20$'
+exit $failed
