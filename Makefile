@@ -48,9 +48,8 @@ hostile: ## every native with everything that its parameters may be given
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@out=$$(cmake --build --preset test -j $(JOBS)) || { echo "$$out"; exit 1; }
-	@ctest --preset test -R '^jvm.hostile$$' -V >build/hostile.log; status=$$?; \
-	  sed -n 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' build/hostile.log; \
-	  [ $$status -eq 0 ] || { echo 'See build/hostile.log'; exit 1; }
+	@scripts/watched.sh build/hostile.log 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' \
+	  ctest --preset test -R '^jvm.hostile$$' -V
 
 hdfs: build ## the HDFS service, with Maven
 	@scripts/deps.sh hadoop
@@ -105,8 +104,7 @@ walk: ## every native with each of its steps failing in turn, and pairs of them:
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@out=$$(cmake --build --preset test -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
-	@out=$$(WALK_PAIRS=true ctest --preset test -L walk -V 2>&1) || { echo "$$out"; exit 1; }; \
-	  echo "$$out" | sed -n 's/^.*\(walk: .*\)/\1/p'
+	@WALK_PAIRS=true scripts/watched.sh build/walk.log 's/^.*\(walk: .*\)/\1/p; / Test  *#/p' ctest --preset test -L walk -V
 
 bench: build ## each native beside its floor and beside what Java offers (SECONDS=, LONG=1, ONLY=, DOCUMENT=1)
 	@scripts/deps.sh bench
@@ -135,7 +133,7 @@ bench-count: build ## instructions of the core's hot paths against bench/counts.
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_counts 2>&1) || { echo "$$out"; exit 1; }
 	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
 
-lint: format tidy ## formatting, house rules, a build by clang, clang-tidy
+lint: format tidy ## formatting, house rules; what differs from main by clang and clang-tidy (ALL=1: everything)
 
 format:
 	@scripts/deps.sh lint
@@ -144,10 +142,7 @@ format:
 
 tidy:
 	@scripts/deps.sh build test lint
-	@cmake --preset clang >/dev/null
-	@out=$$(cmake --build --preset clang -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
-	@printf '%s\n' $(filter src/%.cpp client/%.cpp,$(SOURCES)) | xargs -P $(JOBS) -n 1 \
-	  clang-tidy --quiet -p build/clang 2>/dev/null
+	@scripts/tidy.py -j $(JOBS) $(if $(ALL),--all)
 
 install: build ## into PREFIX (/usr/local), below DESTDIR
 	@scripts/install.sh build "$$PREFIX"

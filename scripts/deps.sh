@@ -30,6 +30,8 @@ for set in "$@"; do
       need /usr/share/java/junit-platform-console.jar junit5
       need /usr/share/java/univocity-parsers.jar libunivocity-parsers-java
       need nm binutils
+      need git git
+      need python3 python3
       need getfacl acl
       need getfattr attr
       need fuse2fs fuse2fs
@@ -55,6 +57,7 @@ for set in "$@"; do
     lint)
       need clang-format clang-format
       need clang-tidy clang-tidy
+      need python3 python3
       need clang++ clang
       need git git
       ;;

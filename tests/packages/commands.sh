@@ -29,6 +29,7 @@ for tool in getfacl getfattr setfattr setpriv; do
 done
 
 nobody=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+said() { [ -z "$installed" ] || echo "$SECONDS s: $1"; }  # an installed command has long trees to be tried on
 me=()  # by which the command is run
 run() {
   "${me[@]}" "$zolt" "$@" >"$work/out" 2>"$work/err" </dev/null
@@ -55,6 +56,7 @@ refuses() {
 
 # all DIR: what each command does for the owner of a directory.
 all() {
+  said "every command on $1, ${me[*]:-as the caller}"
   local dir=$1 file=$1/file user
   user=$("${me[@]}" id -un)
   gives "^uid=$("${me[@]}" id -u)\($user\) " whoami
@@ -132,6 +134,7 @@ all() {
 
 # What is not there, and what is not a call, by each command; CALL: arguments before the path.
 wrong() {
+  said 'wrong calls'
   local call
   refuses 2 'Missing command (see zolt --help)'
   for call in ls 'ls -lR' stat 'blocks --draw' 'acl get' 'acl set u::rw,g::-,o::-' 'acl modify u:1:r' \
@@ -163,6 +166,7 @@ denied() {
 
 # What a user may not do to files of root: "secret" without a right, and what is below "closed".
 rights() {
+  said 'what a user may not do'
   local closed=$work/closed secret=$work/secret may_not='Permission denied' not_mine='Operation not permitted'
   mkdir "$closed" && touch "$closed/file" "$secret" && ln -s file "$closed/link"
   setfattr -n user.a -v b "$secret"
@@ -212,6 +216,7 @@ rights() {
 
 # agree TREE: what the command says of a tree is what the system's tools say, for who runs it.
 agree() {
+  said "what is said of $1, ${me[*]:-as the caller}"
   "${me[@]}" find "$1" -not -type s -not -type p -print0 2>/dev/null >"$work/paths"
   "${me[@]}" find "$1" -not -type l -not -type s -not -type p -print0 2>/dev/null >"$work/real"
   "${me[@]}" find "$1" -type l -print0 2>/dev/null >"$work/links"
