@@ -74,7 +74,7 @@ class FindTest extends CliFixture {
         Map<String, Object> object = Value.object(Cli.done("find", "--json", path("d"), "-holder", "writer-2")
                 .text().trim());
         assertEquals(path("d/t10"), object.get("path"));
-        for (String wrong : List.of("-size x", "-size +", "-type q", "-mtime 1d", "-replication many")) {
+        for (String wrong : List.of("-size x", "-size +", "-type q", "-mtime 1d", "-replication many", "-size +1 -size -9")) {
             assertEquals(Exit.USAGE, Cli.run(("find " + wrong + " /dev").split(" ")).code, wrong);
         }
         assertEquals(Exit.NOT_FOUND, Cli.run("find", "-user", "no-such-user", "/dev").code);

@@ -135,4 +135,65 @@ class LsTest extends CliFixture {
                 dir.toString());
         assertEquals(dir + ":\none\n", run.text());
     }
+
+    private void makeTree() throws Exception {
+        Tool.sh("cd \"$1\"; mkdir sub .dot; touch sub/x .hidden; for s in 0 1 5 999 1023 1024 1025 10240 1048576 5000000;"
+                + " do truncate -s $s f$s; touch -d @$((s % 7 * 1000)) f$s; done; touch -d @900000 sub; ln -s f1 link;"
+                + " touch -h -d @5 link; touch 'A a' ä $'\\xff'", dir.toString());
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"-At", "-AtR", "-AS", "-ASr", "-Atr", "-ArR", "-Ar", "-A1 --sort=name", "-a --sort=name",
+        "-at", "-aS", "-A --sort=time -R", "-A --sort=size", "-AR --sort=name"})
+    void sortedNamesAreThoseOfLs(String options) throws Exception {
+        makeTree();
+        Tool.sh("rm \"$1\"/$'\\xff'", dir.toString());
+        String[] words = options.split(" ");
+        // Of ls(1), no word means by name, and these are its names for the orders.
+        String[] theirs = options.replace("--sort=name", "").trim().split(" ");
+        assertEquals(Tool.raw(Tool.with(List.of(dir.toString()), Tool.with(List.of(theirs), "env", "LC_ALL=C", "ls"))),
+                Cli.done(Tool.with(List.of(dir.toString()), Tool.with(List.of(words), "ls"))).raw());
+    }
+
+    @Test
+    void pathsThemselvesAreListedAndSorted() throws Exception {
+        makeTree();
+        List<String> paths = List.of(path("f5"), path("sub"), path("f0"), path(".dot"), path("link"));
+        for (String options : List.of("-d", "-dt", "-dS", "-dr")) {
+            String theirs = options.equals("-d") ? "-dU" : options;
+            assertEquals(Tool.raw(Tool.with(paths, "env", "LC_ALL=C", "ls", theirs)),
+                    Cli.done(Tool.with(paths, "ls", options)).raw());
+        }
+        assertEquals(Tool.raw(Tool.with(paths, "env", "LC_ALL=C", "ls", "-tA")),
+                Cli.done(Tool.with(paths, "ls", "-t")).raw());
+        assertEquals(Exit.USAGE, Cli.run("ls", "-t", "-S", "/").code);
+        assertEquals(Exit.USAGE, Cli.run("ls", "--sort", "colour", "/").code);
+    }
+
+    @Test
+    void sizesForPeopleAreThoseOfLs() throws Exception {
+        makeTree();
+        List<String> theirs = new ArrayList<>();
+        Tool.lines("bash", "-c", "ls -lhAGo --time-style=+ --sort=none \"$1\" | awk 'NR > 1 {print $4}'", "bash",
+                dir.toString()).forEach(theirs::add);
+        List<String> ours = new ArrayList<>();
+        for (String line : Cli.run("ls", "-lh", dir.toString()).lines()) {
+            ours.add(line.split(" +")[3]);
+        }
+        assertEquals(theirs.size(), ours.size());
+        theirs.removeIf(size -> ours.contains("?") && size.equals("?"));
+        for (int at = 0; at < ours.size(); at++) {
+            assertTrue(ours.get(at).equals(theirs.get(at)) || ours.get(at).equals("?"), ours + " " + theirs);
+        }
+    }
+
+    @Test
+    void dotsAreShownWithTheirStatus() throws Exception {
+        makeTree();
+        List<String> lines = Cli.run("ls", "-la", dir.toString()).lines();
+        assertTrue(lines.get(0).startsWith("drwxr-xr-x") && lines.get(0).endsWith(" ."), lines.get(0));
+        assertTrue(lines.get(1).endsWith(" .."), lines.get(1));
+        assertEquals(Tool.text("stat", "-c", "%i", "/etc/..").trim(), Value.object(Cli.done("ls", "-a", "--json",
+                "/etc").lines().get(1)).get("inode").toString());
+    }
 }

@@ -21,7 +21,7 @@ import picocli.CommandLine.Model.OptionSpec;
 class ManPageTest {
     private static final Pattern HEADING = Pattern.compile("\\.B[IR]* \"?([a-z]+(?: [a-z]+)?)\\b.*");
     private static final Set<String> EVERYWHERE = Set.of("--as", "--json", "-0", "--help", "--version");
-    private static final Pattern OPTION = Pattern.compile("\\\\-(?:\\\\-[a-z][a-z0-9]*|[a-zA-Z])");
+    private static final Pattern OPTION = Pattern.compile("\\\\-(?:\\\\-[a-z][a-z0-9]*|[a-zA-Z0-9])");
 
     private static List<String> page() throws Exception {
         return Files.readAllLines(Path.of(System.getProperty("zolt.man")));

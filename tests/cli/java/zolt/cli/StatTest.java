@@ -115,4 +115,24 @@ class StatTest extends CliFixture {
         assertEquals(Exit.FAILED, run.code);
         assertEquals(2, run.err.split("\n").length);
     }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"%n %N|%F %s", "%a %A %f %i", "%04a|%8s|%-8s|%08s|%5U|%-7G|", "%u %U %g %G",
+        "%y %Y %z %Z", "%.3Y %.9Y %.0Z %.12Y", "100%% %n", "no directive"})
+    void formatsAreThoseOfStat(String format) throws Exception {
+        Tool.sh("cd \"$1\"; touch empty; echo x >full; mkdir -m 1755 sub; ln -s full link; mkfifo pipe; chmod 7654 full",
+                dir.toString());
+        List<String> paths = List.of(path("empty"), path("full"), path("sub"), path("link"), path("pipe"), "/dev/null");
+        assertEquals(Tool.text(Tool.with(paths, "stat", "-c", format)),
+                Cli.done(Tool.with(paths, "stat", "-c", format)).text());
+    }
+
+    @Test
+    void formatsHaveBlockSizeAndCopies() throws Exception {
+        String file = file("file");
+        assertEquals("134217728 3\n", Cli.done("stat", "--format=%o %r", file).text());
+        for (String wrong : List.of("%q", "%", "%5", "%n %b")) {
+            assertEquals(Exit.USAGE, Cli.run("stat", "-c", wrong, file).code, wrong);
+        }
+    }
 }

@@ -8,7 +8,6 @@ import java.time.format.DateTimeFormatter;
 import java.util.HashMap;
 import java.util.Map;
 import zolt.fs.Accounts;
-import zolt.fs.DirectoryListing;
 import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
@@ -18,17 +17,19 @@ final class Entries {
     private final Output out;
     private final boolean details;
     private final boolean json;
+    private final boolean human;
     private final FileStatus reader = new FileStatus();
     private final Map<Long, String> users = new HashMap<>();
     private final Map<Long, String> groups = new HashMap<>();
     private DateTimeFormatter time;
     private String directory = "";
 
-    Entries(Session session, boolean details, boolean json) {
+    Entries(Session session, boolean details, boolean json, boolean human) {
         this.session = session;
         this.out = session.out;
         this.details = details;
         this.json = json;
+        this.human = human;
     }
 
     /** Whether an entry is its name and nothing else. */
@@ -41,26 +42,28 @@ final class Entries {
         directory = path;
     }
 
-    /** Shows the entry under the cursor of a listing. */
-    void show(DirectoryListing listing, byte[] name, int length) {
+    /** Shows an entry; what is not yet known of it and is to be shown is asked for. */
+    void show(Item item) {
+        if (details && item.facts == null) {
+            look(item);
+        }
         if (json) {
-            Json object = new Json().put("directory", directory).put("name", name, length);
-            Facts facts = details ? look(listing.type(), name, length) : null;
-            if (facts == null) {
-                object.put("type", Kind.of(listing.type())).put("inode", listing.inode());
+            Json object = new Json().put("directory", directory).put("name", item.name, item.length);
+            if (item.facts == null) {
+                object.put("type", Kind.of(item.type)).put("inode", item.inode);
             } else {
-                facts.putInto(object);
+                item.facts.putInto(object);
             }
             out.line(object.toString());
         } else if (details) {
-            line(listing.type(), look(listing.type(), name, length), name, length);
+            line(item);
         } else {
-            session.show(name, length);
+            session.show(item.name, item.length);
             out.endName();
         }
     }
 
-    /** Shows a path that is no directory. */
+    /** Shows a path by itself. */
     void show(String path) throws IOException {
         byte[] name = path.getBytes(StandardCharsets.UTF_8);
         if (!json && !details) {
@@ -68,11 +71,14 @@ final class Entries {
             out.endName();
             return;
         }
-        Facts facts = Facts.of(path, false, reader);
+        show(path, Facts.of(path, false, reader));
+    }
+
+    void show(String path, Facts facts) {
         if (json) {
             out.line(facts.putInto(new Json().put("path", path)).toString());
         } else {
-            line(facts.type(), facts, name, name.length);
+            show(Item.of(path, facts));
         }
     }
 
@@ -88,36 +94,36 @@ final class Entries {
         }
     }
 
-    /** Null for what cannot be looked at; that has then been said. */
-    private Facts look(FileType type, byte[] name, int length) {
-        String text = Names.decode(name, length);
+    /** Asks for the facts of an entry. That they cannot be had is said. */
+    void look(Item item) {
+        String text = Names.decode(item.name, item.length);
         if (text == null || !Names.isReachable(text)) {
-            session.fail(Exit.FAILED, Names.join(directory, new String(name, 0, length,
+            session.fail(Exit.FAILED, Names.join(directory, new String(item.name, 0, item.length,
                     StandardCharsets.UTF_8)) + ": " + Names.UNREACHABLE);
-            return null;
+            return;
         }
         String path = Names.join(directory, text);
         try {
-            return type == FileType.LINK ? Facts.ofLink(path)
-                    : type == FileType.UNKNOWN ? Facts.of(path, false, reader)
+            item.facts = item.type == FileType.LINK ? Facts.ofLink(path)
+                    : item.type == FileType.UNKNOWN ? Facts.of(path, false, reader)
                     : Facts.ofTarget(path, false, reader);
         } catch (IOException e) {
             session.fail(path, e);
-            return null;
         }
     }
 
-    private void line(FileType type, Facts facts, byte[] name, int length) {
+    private void line(Item item) {
+        Facts facts = item.facts;
         if (facts == null) {
-            out.text(String.format("%-11s %-8s %-8s %12s %16s ", type.letter() + "?????????", "?", "?",
+            out.text(String.format("%-11s %-8s %-8s %12s %16s ", item.type.letter() + "?????????", "?", "?",
                     "?", "?"));
         } else {
-            out.text(String.format("%-11s %-8s %-8s %12d %s ", facts.modeText(),
+            out.text(String.format("%-11s %-8s %-8s %12s %s ", facts.modeText(),
                     users.computeIfAbsent(facts.uid, id -> session.shown(Accounts.userOrId(id))),
                     groups.computeIfAbsent(facts.gid, id -> session.shown(Accounts.groupOrId(id))),
-                    facts.size, time(facts.modified)));
+                    human ? Sizes.human(facts.size) : "" + facts.size, time(facts.modified)));
         }
-        session.show(name, length);
+        session.show(item.name, item.length);
         if (facts != null && facts.target != null) {
             out.text(" -> ");
             session.show(facts.target, facts.target.length);

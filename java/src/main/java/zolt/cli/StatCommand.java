@@ -22,6 +22,10 @@ final class StatCommand extends Action {
     @Option(names = {"-L", "--follow"}, description = "Follow symbolic links.")
     boolean follow;
 
+    @Option(names = {"-c", "--format"}, paramLabel = "FORMAT", description = {"One line a file, as stat(1) has"
+        + " it: " + StatFormat.HELP})
+    String format;
+
     @Parameters(paramLabel = "PATH", arity = "1..*", description = "What to look at.")
     List<String> paths;
 
@@ -30,12 +34,15 @@ final class StatCommand extends Action {
     }
 
     @Override
-    void run() {
+    void run() throws Failure {
         FileStatus reader = new FileStatus();
+        StatFormat lines = format == null ? null : new StatFormat(session, format);
         forEach(paths, path -> {
             Facts facts = Facts.of(path, follow, reader);
             if (json) {
                 out.line(facts.putInto(new Json().put("path", path)).toString());
+            } else if (lines != null) {
+                out.line(lines.line(path, facts));
             } else {
                 print(path, facts);
             }

@@ -6,9 +6,12 @@ import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Comparator;
 import java.util.Deque;
 import java.util.List;
 import zolt.fs.DirectoryListing;
+import zolt.fs.FileOperations;
 import zolt.fs.FileType;
 
 /** Lists directories, one after the other: what is kept meanwhile are only those that still wait. */
@@ -20,19 +23,25 @@ final class Walk {
     private final boolean directoriesOnly;
     private final boolean recursive;
     private final boolean titled;
+    /** Null where entries are shown as they are read. */
+    private final Comparator<Item> order;
+    private final boolean needsFacts;
+    private final boolean withDots;
     private final Progress progress;
     private final ByteBuffer buffer =
             ByteBuffer.allocateDirect(DirectoryListing.DEFAULT_BUFFER_BYTES);
     private final byte[] name = new byte[LONGEST_NAME];
     private boolean first = true;
 
-    Walk(Session session, Entries entries, boolean directoriesOnly, boolean recursive,
-            boolean titled) {
+    Walk(Session session, Entries entries, LsCommand how, boolean titled) {
         this.session = session;
         this.entries = entries;
-        this.directoriesOnly = directoriesOnly;
-        this.recursive = recursive;
+        this.directoriesOnly = how.directoriesOnly;
+        this.recursive = how.recursive;
         this.titled = titled;
+        this.order = how.comparator();
+        this.needsFacts = how.needsFacts();
+        this.withDots = how.all;
         this.progress = new Progress(session);
     }
 
@@ -47,7 +56,7 @@ final class Walk {
 
     /** Lists a directory and, recursively, those in it, each before what is beside it. */
     void take(String path) throws IOException {
-        if (!recursive && !titled && entries.areBareNames()) {
+        if (!recursive && !titled && order == null && !withDots && entries.areBareNames()) {
             only(path);
             return;
         }
@@ -64,6 +73,11 @@ final class Walk {
         }
     }
 
+    /** Something stands before the next title, and an empty line is to be between them. */
+    void follow() {
+        first = false;
+    }
+
     void end() {
         progress.clear();
     }
@@ -78,22 +92,61 @@ final class Walk {
                 first = false;
             }
             entries.enter(path);
+            List<Item> sorted = new ArrayList<>();
+            if (withDots) {
+                take(dot(path, "."), sorted);
+                take(dot(path, ".."), sorted);
+            }
             while (listing.advance()) {
                 int length = listing.nameBytes(name);
-                entries.show(listing, name, length);
+                byte[] bytes = order == null ? name : Arrays.copyOf(name, length);
+                take(new Item(listing.type(), listing.inode(), bytes, length), sorted);
                 progress.step(path);
-                if (recursive && isDirectory(listing, path, length)) {
+                if (order == null && recursive && isDirectory(listing.type(), path, length)) {
                     remember(path, length, found);
                 }
             }
+            show(path, sorted, found);
         }
         for (int at = found.size(); at > 0; at--) {
             waiting.push(found.get(at - 1));
         }
     }
 
-    private boolean isDirectory(DirectoryListing listing, String path, int length) {
-        FileType type = listing.type();
+    /** Shows an entry, or keeps it to be sorted. */
+    private void take(Item item, List<Item> sorted) {
+        if (order == null) {
+            entries.show(item);
+        } else {
+            if (needsFacts) {
+                entries.look(item);
+            }
+            sorted.add(item);
+        }
+    }
+
+    private void show(String path, List<Item> sorted, List<String> found) {
+        sorted.sort(order);
+        for (Item item : sorted) {
+            entries.show(item);
+            System.arraycopy(item.name, 0, name, 0, item.length);
+            if (recursive && !isDot(item) && isDirectory(item.type, path, item.length)) {
+                remember(path, item.length, found);
+            }
+        }
+    }
+
+    private static boolean isDot(Item item) {
+        return item.name[0] == '.' && (item.length == 1 || item.length == 2 && item.name[1] == '.');
+    }
+
+    private static Item dot(String path, String dots) throws IOException {
+        byte[] bytes = dots.getBytes(StandardCharsets.UTF_8);
+        return new Item(FileType.DIRECTORY, FileOperations.inode(Names.join(path, dots), false), bytes,
+                bytes.length);
+    }
+
+    private boolean isDirectory(FileType type, String path, int length) {
         return type == FileType.DIRECTORY || type == FileType.UNKNOWN
                 && entries.isDirectory(path, name, length);
     }

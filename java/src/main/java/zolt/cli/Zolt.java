@@ -204,6 +204,12 @@ public final class Zolt implements Runnable {
     private static CommandLine configured(CommandLine line, Session session) {
         line.getCommandSpec().versionProvider(Version::lines);
         addHelp(line);
+        // The last one counts, as with the system's tools; but two conditions of a search are not one.
+        line.setOverwrittenOptionsAllowed(true);
+        CommandLine search = line.getCommand() instanceof FindCommand ? line : line.getSubcommands().get("find");
+        if (search != null) {
+            search.setOverwrittenOptionsAllowed(false);
+        }
         return line.setCaseInsensitiveEnumValuesAllowed(true).setUnmatchedOptionsArePositionalParams(false)
                 .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
                 .setColorScheme(CommandLine.Help.defaultColorScheme(
