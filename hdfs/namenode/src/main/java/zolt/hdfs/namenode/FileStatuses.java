@@ -13,6 +13,8 @@ import zolt.hdfs.namespace.Statuses;
 
 /** An entry in the form of HDFS. */
 final class FileStatuses {
+    private static final byte[] NO_NAME = {};
+
     private final Statuses statuses;
     private final Names names;
 
@@ -24,6 +26,20 @@ final class FileStatuses {
     /** @param name the entry's name in a listing; empty for an entry that was asked for itself */
     HdfsFileStatus of(HdfsPath path, byte[] name, Entry entry, LocatedBlocks locations) throws IOException {
         Statuses.Layout layout = entry.isFile() ? statuses.layout(path) : new Statuses.Layout(0, 0);
+        return of(path, name, entry, layout, locations);
+    }
+
+    /**
+     * A file for the client that writes it, with one copy: when a DataNode dies, a client that knows of three wants
+     * another in its place, to which the bytes would have to be copied. Here all see the same file.
+     */
+    HdfsFileStatus ofWritten(HdfsPath path, Entry entry) throws IOException {
+        Statuses.Layout one = new Statuses.Layout(statuses.layout(path).blockSize(), 1);
+        return of(path, NO_NAME, entry, one, null);
+    }
+
+    private HdfsFileStatus of(HdfsPath path, byte[] name, Entry entry, Statuses.Layout layout, LocatedBlocks locations)
+            throws IOException {
         EnumSet<HdfsFileStatus.Flags> flags = statuses.hasAcl(path, entry)
                 ? EnumSet.of(HdfsFileStatus.Flags.HAS_ACL) : EnumSet.noneOf(HdfsFileStatus.Flags.class);
         return new HdfsFileStatus.Builder()

@@ -34,8 +34,6 @@ import zolt.hdfs.namespace.OpenFiles;
  * the block before it, so that any NameNode answers each of them.
  */
 final class WriteCalls {
-    private static final byte[] NO_NAME = {};
-
     private final OpenFiles open;
     private final Holders holders;
     private final Blocks blocks;
@@ -63,7 +61,7 @@ final class WriteCalls {
         holders.touch(clientName);
         Entry entry = open.create(path, how, Requests.writer(clientName));
         paths.put(entry.inode(), path);
-        return forms.of(path, NO_NAME, entry, null);
+        return forms.ofWritten(path, entry);
     }
 
     @Dispatch.Changes
@@ -72,7 +70,7 @@ final class WriteCalls {
         holders.touch(clientName);
         Entry entry = open.append(path, Requests.writer(clientName));
         paths.put(entry.inode(), path);
-        return new LastBlockWithStatus(null, forms.of(path, NO_NAME, entry, null));
+        return new LastBlockWithStatus(null, forms.ofWritten(path, entry));
     }
 
     @Dispatch.Changes
