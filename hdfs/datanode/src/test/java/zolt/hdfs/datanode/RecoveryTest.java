@@ -88,17 +88,21 @@ class RecoveryTest {
 
     @Test
     void theNextWriterStopsTheOneBefore() throws Exception {
-        try (RawClient first = new RawClient(located); RawClient second = new RawClient(located)) {
-            begin(first, 0);
-            assertEquals("SUCCESS", first.send(0, 0, bytes("of the first"), false));
-            begin(second, 0);
-            assertThrows(IOException.class, () -> {
-                first.send(1, 12, bytes("too late"), false);
-                first.send(2, 20, bytes("too late"), false);
-            });
-            assertEquals("SUCCESS", second.send(0, 0, bytes("of the other"), false));
+        for (BlockConstructionStage stage : new BlockConstructionStage[] {
+            BlockConstructionStage.PIPELINE_SETUP_STREAMING_RECOVERY, BlockConstructionStage.PIPELINE_SETUP_CREATE}) {
+            try (RawClient first = new RawClient(located); RawClient second = new RawClient(located)) {
+                begin(first, 0);
+                assertEquals("SUCCESS", first.send(0, 0, bytes("of the first"), false));
+                assertEquals("SUCCESS", second.write(located.getBlock(), located.getBlockToken(), stage,
+                        block.recovered().stamp(), 0, SIZE));
+                assertThrows(IOException.class, () -> {
+                    first.send(1, 0, bytes("too late, much too late"), false);
+                    first.send(2, 0, bytes("and not to be seen anywhere"), false);
+                });
+                assertEquals("SUCCESS", second.send(0, 0, bytes("of the other"), false));
+            }
+            expect(0, "of the other");
         }
-        expect(0, "of the other");
     }
 
     /** As a NameNode has it done when a writer is gone: the writer is stopped, and the block has what is in the file. */
