@@ -62,21 +62,73 @@ class AclTest extends CliFixture {
             Cli.done("acl", "set", all, ours);
             Tool.raw("setfacl", "--set", all, theirs);
             same(ours, theirs);
-            String some = "u:" + IDS[random.nextInt(5)] + ":" + random.nextInt(8) + ",m::rwx";
+            String some = "u:" + IDS[random.nextInt(5)] + ":" + random.nextInt(8) + ",m::"
+                    + random.nextInt(8);
             Cli.done("acl", "modify", some, ours);
             Tool.raw("setfacl", "-n", "-m", some, theirs);
             same(ours, theirs);
             Cli.done("acl", "modify", "-d", all, ours);
             Tool.raw("setfacl", "-n", "-d", "-m", all, theirs);
             same(ours, theirs);
-            Cli.done("acl", "remove", "u:2,d:u:2", ours);
-            Tool.raw("setfacl", "-n", "-x", "u:2,d:u:2", theirs);
-            same(ours, theirs);
+            for (String key : new String[] {"d:u:1", "u:2,d:u:2", "g:3"}) {
+                Cli.done("acl", "remove", key, ours);
+                Tool.raw("setfacl", "-x", key, theirs);
+                same(ours, theirs);
+            }
             Cli.done(round % 2 == 0 ? List.of("acl", "clear", "-d", ours).toArray(new String[0])
                     : List.of("acl", "clear", ours).toArray(new String[0]));
             Tool.raw("setfacl", round % 2 == 0 ? "-k" : "-b", theirs);
             same(ours, theirs);
         }
+    }
+
+    /** The mask itself, entries of the mode, lists that are not there: the same results, and failures. */
+    @Test
+    void removalsAreThoseOfSetfacl() throws Exception {
+        for (String made : new String[] {"u:1:rwx,u:2:r,m::r", "u:1:rwx,m::r,d:u:1:w,d:g:2:r,d:m::x", "m::w", "u::6"}) {
+            for (String keys : new String[] {"u:1", "u:7", "u:1,u:2", "m", "u:1,u:2,m", "u:1,m", "u::", "d:u:1",
+                "d:m", "d:u:1,d:g:2,d:m", "d:u::", "d:u::,d:g::,d:o::,d:m,d:u:1,d:g:2", "d:u:7,u:1"}) {
+                for (boolean directory : new boolean[] {true, false}) {
+                    if (!directory && made.contains("d:")) {
+                        continue;
+                    }
+                    String ours = path("ours");
+                    String theirs = path("theirs");
+                    String make = directory ? "mkdir -m 750" : "install -m 640 /dev/null";
+                    Tool.sh("rm -rf \"$1\" \"$2\"; for each; do " + make + " \"$each\"; setfacl -n -m " + made
+                            + " \"$each\"; done", ours, theirs);
+                    boolean done = Tool.sh("setfacl -x " + keys + " \"$1\" 2>/dev/null && echo yes || true",
+                            theirs).equals("yes\n");
+                    assertEquals(done, Cli.run("acl", "remove", keys, ours).code == Exit.OK, made + " " + keys);
+                    same(ours, theirs);
+                }
+            }
+        }
+    }
+
+    /** What the mask has taken from the owning group is not given back. */
+    @Test
+    void clearingGivesNobodyARight() throws Exception {
+        String file = file("file");
+        for (int group = 0; group < 8; group++) {
+            for (int mask = 0; mask < 8; mask++) {
+                Tool.raw("setfacl", "-n", "-m", "u:1:rwx,g::" + group + ",m::" + mask, file);
+                Cli.done("acl", "clear", file);
+                assertEquals("user::rw-\ngroup::" + AclNames.letters(group & mask) + "\nother::r--\n\n",
+                        Tool.text("getfacl", "-cp", file));
+            }
+        }
+    }
+
+    @Test
+    void onlyDirectoriesHaveDefaultLists() throws Exception {
+        String file = file("file");
+        for (String verb : new String[] {"modify", "set"}) {
+            Cli.fails(Exit.FAILED, file + ": only directories have default lists", "acl", verb,
+                    "u:1:r,d:u:1:r", file);
+        }
+        assertEquals("-rw-r--r--", Tool.text("stat", "-c", "%A", file).trim());
+        Cli.done("acl", "remove", "d:u:1", file);
     }
 
     private static void same(String ours, String theirs) throws Exception {

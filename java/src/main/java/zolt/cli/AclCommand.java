@@ -193,7 +193,8 @@ final class AclCommand {
         }
     }
 
-    @Command(name = "remove", description = "Remove entries; they are given without permissions.",
+    @Command(name = "remove", description = {"Remove entries; they are given without permissions.",
+        "As with setfacl(1), the mask becomes what the entries that are left come to, unless it is named."},
             footer = {"", "Example: zolt acl remove u:alice,d:u:alice /srv/data"})
     static final class Remove extends Change {
         Remove(Session session) {
@@ -211,7 +212,8 @@ final class AclCommand {
         }
     }
 
-    @Command(name = "clear", description = "Remove all but the entries of the mode.",
+    @Command(name = "clear", description = "Remove all but the entries of the mode; the owning group keeps"
+        + " what the mask has left it.",
             footer = {"", "Example: zolt acl clear /srv/data"})
     static final class Clear extends TreeAction {
         @Option(names = {"-d", "--default"}, description = "Only the default list.")

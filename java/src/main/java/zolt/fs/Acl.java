@@ -164,6 +164,7 @@ public final class Acl {
      * @throws IOException when the list is not valid, or cannot be set
      */
     public void set(String path) throws IOException {
+        requireDirectoryForDefault(path);
         ZOLTNative.setAcl(Check.notNull(path, "path"), specification());
     }
 
@@ -179,16 +180,33 @@ public final class Acl {
      * @throws IOException when the result is not valid, or cannot be set
      */
     public void modify(String path) throws IOException {
+        requireDirectoryForDefault(path);
         ZOLTNative.modifyAclEntries(Check.notNull(path, "path"), specification());
+    }
+
+    /** The kernel says of files no more than "Permission denied". */
+    private void requireDirectoryForDefault(String path) throws IOException {
+        if (!of(AclEntry.Scope.DEFAULT).entries.isEmpty() && !isDirectory(Check.notNull(path, "path"))) {
+            throw new IOException("only directories have default lists: " + path);
+        }
+    }
+
+    /** The entries of one list. */
+    private Acl of(AclEntry.Scope scope) {
+        List<AclEntry> found = new ArrayList<>(entries);
+        found.removeIf(entry -> entry.scope() != scope);
+        return new Acl(found);
     }
 
     /**
      * Removes from the lists of a path the entries for the same users and groups; permissions do not
-     * matter, and what the path does not have is no error. The mask stays as it is.
+     * matter, and what the path does not have is no error. As with setfacl(1), a mask becomes what the
+     * entries that are left come to, unless it is named itself: then it goes with the last entry that it
+     * masks.
      *
      * <pre>{@code
-     * Acl.of(AclEntry.user("nobody", AclEntry.READ)).modify(file);
-     * Acl.of(AclEntry.user("nobody", 0)).remove(file);
+     * Acl.parse("user:nobody:rw-").modify(file);
+     * Acl.parseKeys("user:nobody").remove(file);
      * System.out.println(Acl.get(file).entries()); // prints: [user::rw-, group::r--, mask::r--, other::r--]
      * }</pre>
      *
@@ -196,23 +214,78 @@ public final class Acl {
      * @throws IOException when the result is not valid, or cannot be set
      */
     public void remove(String path) throws IOException {
-        ZOLTNative.removeAclEntries(Check.notNull(path, "path"), specification());
+        boolean directory = isDirectory(Check.notNull(path, "path"));
+        for (AclEntry.Scope scope : AclEntry.Scope.values()) {
+            Acl keys = of(scope);
+            if (keys.entries.isEmpty() || scope == AclEntry.Scope.DEFAULT && !directory) {
+                continue;
+            }
+            // A default list gets from the access list what it lacks; an access list may lack nothing.
+            boolean valid = keys.isOfNames() || scope == AclEntry.Scope.DEFAULT && !keys.has(AclEntry.Type.MASK);
+            Acl left = valid ? get(path).of(scope).without(keys) : of();
+            if (left.has(AclEntry.Type.MASK) || !left.entries.isEmpty() && !keys.isOfNames()) {
+                left.masked().set(path);
+            } else {
+                ZOLTNative.removeAclEntries(path, keys.specification());
+            }
+        }
+    }
+
+    private boolean isOfNames() {
+        return entries.stream().allMatch(entry -> entry.type().isNamed());
+    }
+
+    private boolean has(AclEntry.Type type) {
+        return entries.stream().anyMatch(entry -> entry.type() == type);
+    }
+
+    private Acl without(Acl keys) {
+        List<AclEntry> left = new ArrayList<>(entries);
+        left.removeIf(entry -> keys.entries.stream().anyMatch(key -> key.sameKey(entry)));
+        return new Acl(left);
+    }
+
+    /** The same list of one scope, with the mask that lets every entry through. */
+    private Acl masked() {
+        List<AclEntry> changed = new ArrayList<>(entries);
+        int union = 0;
+        for (AclEntry entry : entries) {
+            union |= entry.isMasked() ? entry.permissions() : 0;
+        }
+        int permissions = union;
+        changed.replaceAll(entry -> entry.type() == AclEntry.Type.MASK
+                ? AclEntry.of(entry.scope(), entry.type(), 0, permissions) : entry);
+        return new Acl(changed);
     }
 
     /**
-     * Removes all but the entries of the mode, and the default list of a directory.
+     * Removes all but the entries of the mode, and the default list of a directory. Nobody gets a right by
+     * that: what the mask took from the owning group it does not get back, as with setfacl(1).
      *
      * <pre>{@code
-     * Acl.of(AclEntry.user("nobody", AclEntry.READ)).modify(file);
+     * Acl.parse("user:nobody:r,group::rw,mask::r").modify(file);
      * Acl.clear(file);
-     * System.out.println(Acl.get(file).isMinimal()); // prints: true
+     * System.out.println(Acl.get(file)); // prints: user::rw-,group::r--,other::r--
      * }</pre>
      *
      * @param path a path
      * @throws IOException when it cannot be set
      */
     public static void clear(String path) throws IOException {
-        ZOLTNative.removeAcl(path, isDirectory(path));
+        boolean directory = isDirectory(path);
+        Acl access = get(path).of(AclEntry.Scope.ACCESS);
+        if (access.isMinimal()) {
+            ZOLTNative.removeAcl(path, directory);
+            return;
+        }
+        List<AclEntry> kept = new ArrayList<>();
+        for (AclEntry entry : access.entries) {
+            if (!entry.type().isNamed() && entry.type() != AclEntry.Type.MASK) {
+                kept.add(AclEntry.of(entry.scope(), entry.type(), 0, access.effective(entry)));
+            }
+        }
+        ZOLTNative.setAcl(path, new Acl(kept).specification());
+        ZOLTNative.removeDefaultAcl(path, directory);
     }
 
     /**
