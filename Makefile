@@ -26,8 +26,11 @@ help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
 	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
-demo: build ## build, and take a tour of the library: zolt tour DIR
-	@ZOLT_LOG=$(LEVEL) bin/zolt tour "$$DIR"
+demo: build ## serve a folder by HDFS, with Hadoop's shell on it; with DIR= or LEVEL= a tour: zolt tour DIR
+	@if [ '$(origin DIR) $(origin LEVEL)' = 'file file' ]; then \
+	  scripts/deps.sh hadoop >/dev/null 2>&1 || :; \
+	  hdfs/demo.sh; status=$$?; [ $$status -eq 3 ] || exit $$status; fi; \
+	ZOLT_LOG=$(LEVEL) bin/zolt tour "$$DIR"
 
 test: ## every test: the core alone, the natives in virtual machines, a little fuzzing, the HDFS service
 	@scripts/deps.sh build test

@@ -39,6 +39,9 @@ import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.tools.proto.GetUserMappingsProtocolProtos.GetUserMappingsProtocolService;
+import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolPB;
+import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolServerSideTranslatorPB;
 import org.apache.hadoop.util.DataChecksum;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -65,6 +68,7 @@ public final class NameNodeServer implements AutoCloseable {
     private static final long HOUSEKEEPING_SECONDS = 60;
 
     private final RPC.Server server;
+    private final StatusPage page;
     private final Calls calls = new Calls();
     private final ScheduledExecutorService housekeeper;
 
@@ -89,6 +93,7 @@ public final class NameNodeServer implements AutoCloseable {
                 new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, safeMode), callers(conf, accounts),
                 answered(conf), calls, safeMode);
         server = server(conf, dispatch, new DatanodeCalls(namespace, datanodes, keys));
+        page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();
 
         housekeeper = Executors.newSingleThreadScheduledExecutor(task -> {
@@ -167,6 +172,9 @@ public final class NameNodeServer implements AutoCloseable {
                 CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH_DEFAULT);
         DFSUtil.addInternalPBProtocol(conf, DatanodeProtocolPB.class, DatanodeProtocolService
                 .newReflectiveBlockingService(new DatanodeProtocolServerSideTranslatorPB(datanodeCalls, most)), server);
+        DFSUtil.addInternalPBProtocol(conf, GetUserMappingsProtocolPB.class, GetUserMappingsProtocolService
+                .newReflectiveBlockingService(new GetUserMappingsProtocolServerSideTranslatorPB(new GroupsOfUsers())),
+                server);
         if (conf.getBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, false)) {
             server.refreshServiceAcl(conf, new HDFSPolicyProvider());
         }
@@ -182,6 +190,10 @@ public final class NameNodeServer implements AutoCloseable {
     /** Where it serves. */
     public InetSocketAddress address() {
         return server.getListenerAddress();
+    }
+
+    int pagePort() {
+        return page.port();
     }
 
     private static void keepHouse(BlockKeys keys, Holders holders, OpenFiles.Limits limits) {
@@ -202,5 +214,6 @@ public final class NameNodeServer implements AutoCloseable {
     public void close() {
         housekeeper.shutdownNow();
         server.stop();
+        page.close();
     }
 }

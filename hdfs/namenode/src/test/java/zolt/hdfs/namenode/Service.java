@@ -57,6 +57,7 @@ public final class Service implements AutoCloseable {
         conf.setInt(DFSConfigKeys.DFS_LIST_LIMIT, 10);
         conf.setBoolean("fs.hdfs.impl.disable.cache", true);
         conf.set("zolt.hdfs.folder", FOLDER);
+        conf.set(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY, "127.0.0.1:0");
         return conf;
     }
 
@@ -90,6 +91,10 @@ public final class Service implements AutoCloseable {
         String address = "127.0.0.1:" + namenode.address().getPort();
         namenode.close();
         startNameNode(address);
+    }
+
+    int pagePort() {
+        return namenode.pagePort();
     }
 
     public Configuration conf() {

@@ -13,6 +13,8 @@ import zolt.fs.FileOperations;
 /** Mode, owners, times, copies: with the rights of the caller, as the kernel gives them. */
 public final class Attributes {
     private static final long KEEP = -1;
+    private static final int KNOWN = 01777;
+    private static final int SET_GROUP_ID = 02000;
 
     private final Folder folder;
 
@@ -35,9 +37,12 @@ public final class Attributes {
         }
     }
 
+    /** Sets the bits that HDFS knows. A directory that hands its group down goes on to do so. */
     public void mode(HdfsPath path, int mode) throws IOException {
-        change(path, FsAction.WRITE,
-                place -> Files.setAttribute(Path.of(place.pinned()), "unix:mode", mode & 01777));
+        change(path, FsAction.WRITE, place -> {
+            int kept = Entry.of(place.descriptor()).handsGroupDown() ? SET_GROUP_ID : 0;
+            Files.setAttribute(Path.of(place.pinned()), "unix:mode", mode & KNOWN | kept);
+        });
     }
 
     /**

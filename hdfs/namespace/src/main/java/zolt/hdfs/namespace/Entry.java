@@ -60,6 +60,11 @@ public final class Entry {
         return (int) words[NativeFiles.MODE] & PERMISSION_BITS;
     }
 
+    /** Whether what is made in the directory gets its group from the kernel already. */
+    boolean handsGroupDown() {
+        return isDirectory() && (words[NativeFiles.MODE] & 02000) != 0;
+    }
+
     public int uid() {
         return (int) words[NativeFiles.UID];
     }
