@@ -32,6 +32,7 @@ public final class NameNodeMain {
         // Modes are the client's, which has a mask of its own.
         NativeFiles.umask(0);
         HdfsConfiguration conf = new HdfsConfiguration();
+        NameNodeServer.chooseAmongNameNodes(conf);
         UserGroupInformation.setConfiguration(conf);
         SecurityUtil.login(conf, DFSConfigKeys.DFS_NAMENODE_KEYTAB_FILE_KEY,
                 DFSConfigKeys.DFS_NAMENODE_KERBEROS_PRINCIPAL_KEY);

@@ -21,6 +21,7 @@ import org.apache.hadoop.fs.UnresolvedLinkException;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.DFSUtil;
 import org.apache.hadoop.hdfs.DFSUtilClient;
+import org.apache.hadoop.hdfs.HAUtil;
 import org.apache.hadoop.hdfs.HDFSPolicyProvider;
 import org.apache.hadoop.hdfs.client.HdfsClientConfigKeys;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
@@ -33,6 +34,7 @@ import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolServerSideTranslatorPB;
+import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
@@ -104,6 +106,12 @@ public final class NameNodeServer implements AutoCloseable {
         housekeeper.scheduleWithFixedDelay(() -> keepHouse(keys, holders, limits), HOUSEKEEPING_SECONDS,
                 HOUSEKEEPING_SECONDS, TimeUnit.SECONDS);
         LOG.info("Serving {} at {}", root.path(), address());
+    }
+
+    /** Where NameNodes share a folder, the keys of the one that {@code dfs.ha.namenode.id} or the address names. */
+    static void chooseAmongNameNodes(Configuration conf) {
+        String service = DFSUtil.getNamenodeNameServiceId(conf);
+        NameNode.initializeGenericKeys(conf, service, HAUtil.getNameNodeId(conf, service));
     }
 
     private static List<Object> subjects(Configuration conf, Parts parts, Root root, Datanodes datanodes, Blocks blocks,
