@@ -50,8 +50,9 @@ soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machi
 hostile: ## every native with everything that its parameters may be given
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
+	@echo 'Building the tests'
 	@out=$$(cmake --build --preset test -j $(JOBS)) || { echo "$$out"; exit 1; }
-	@scripts/watched.sh build/hostile.log 's/^[0-9]*: //; /^[a-z]*: [0-9]/p; /tests passed\|tests failed/p' \
+	@scripts/watched.sh build/hostile.log 's/^[0-9]*: //; /^[a-z]*: /p; /tests passed\|tests failed/p' \
 	  ctest --preset test -R '^jvm.hostile$$' -V
 
 hdfs: build ## the HDFS service, with Maven
@@ -106,8 +107,10 @@ mutants: ## break the library in N=300 small ways and name those that no test no
 walk: ## every native with each of its steps failing in turn, and pairs of them: the figures
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
+	@echo 'Building the tests'
 	@out=$$(cmake --build --preset test -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
-	@WALK_PAIRS=true scripts/watched.sh build/walk.log 's/^.*\(walk: .*\)/\1/p; / Test  *#/p' ctest --preset test -L walk -V
+	@WALK_PAIRS=true scripts/watched.sh build/walk.log 's/^[0-9]*: //; /^at: /p; s/^.*\(walk: .*\)/\1/p; / Test  *#/p' \
+	  ctest --preset test -L walk -V
 
 bench: build ## each native beside its floor and beside what Java offers (SECONDS=, LONG=1, ONLY=, DOCUMENT=1)
 	@scripts/deps.sh bench

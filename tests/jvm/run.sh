@@ -21,8 +21,8 @@ LD_PRELOAD=${SANITIZER_PRELOAD:+$SANITIZER_PRELOAD:}$FAULTS LD_LIBRARY_PATH=$LD_
   -Djava.library.path=/nowhere \
   org.junit.platform.console.ConsoleLauncher \
   --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors \
-  --fail-if-no-tests --include-classname='.*Test' "$@" >"$output" 2>&1
-status=$?
+  --fail-if-no-tests --include-classname='.*Test' "$@" 2>&1 | tee "$output" | grep --line-buffered '^at: '  # who watches sees how far long tests are
+status=${PIPESTATUS[0]}
 
 # The cache asks for two classes by their descriptors on purpose; those two warnings go, with the
 # stack traces under them.
@@ -53,6 +53,6 @@ if [ $status -ne 0 ] || [ -n "$warnings$findings" ] || [[ $leaks != *' 0 ours' ]
   [ -n "${SANITIZER_PRELOAD:-}" ] && printf '\nSanitizers:\n%s\n%s\n' "$findings" "$leaks"
   exit 1
 fi
-grep -E '^[a-z]+: [0-9]+ ' "$output"  # the figures that tests print
+grep -E '^[a-z]+: [0-9]+ ' "$output" | grep -v '^at: '  # the figures that tests print
 tail -n 16 "$output"
 [ -z "${SANITIZER_PRELOAD:-}" ] || echo "$leaks"

@@ -95,6 +95,7 @@ class HostileTest {
         List<Native> natives = natives();
         Set<String> covered = new TreeSet<>();
         for (Native each : natives) {
+            System.out.println("\nat: " + inputs + " inputs, " + each.name());
             covered.add(signature(each.method()).replace("switchTo", "setFsUid"));
             oneByOne(each);
             mixed(each);

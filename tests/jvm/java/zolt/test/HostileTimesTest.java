@@ -83,6 +83,7 @@ class HostileTimesTest {
         natives.addAll(HostileIdentity.natives());
         long interruptions = 0;
         for (int round = 0; round < STORM_ROUNDS; round++) {
+            System.out.println("\nat: storm " + round + " of " + STORM_ROUNDS);
             for (Native target : natives) {
                 Object[] arguments = ordinary(target);
                 Outcome expected = target.model().apply(new Call(arguments));

@@ -100,6 +100,7 @@ class WalkTest {
     }
 
     private void walk(Scenario scenario) throws Exception {
+        System.out.println("\nat: " + stepsFailed + " calls failed, " + scenario.name);
         run(scenario, Walk::run, ""); // loads what Java needs
         Run calm = run(scenario, Walk::run, "undisturbed");
         assertEquals(scenario.steps.stream().map(Scenario.Step::function)
