@@ -41,7 +41,9 @@ class ShownTest extends CliFixture {
         "ls -l --json SUB", "stat FILE SUB/link", "stat --json SUB/link", "link SUB/link", "link --json SUB/link",
         "blocks FILE", "blocks --draw FILE", "blocks --json FILE", "acl get FILE", "acl get --json FILE",
         "xattr list FILE", "xattr list --json FILE", "xattr get user.HOSTILE FILE", "lease get FILE",
-        "lease get --json FILE", "why FILE", "why --as nobody FILE", "why --as nobody --json FILE",
+        "lease get --json FILE", "lease get -l FILE", "leases SUB", "leases --json SUB", "find SUB", "find --json SUB",
+        "du SUB", "du --json SUB", "count SUB", "count --json SUB", "stat --format %n_%o_%N FILE SUB/link",
+        "chmod -R 755 SUB", "acl get FILE/no", "why FILE", "why --as nobody FILE", "why --as nobody --json FILE",
         "why --for look SUB/dangling", "doctor FILE", "doctor SUB", "doctor --as nobody SUB", "tour SUB",
         "ls FILE/no", "ls -z FILE", "chmod HOSTILE FILE", "stat SUB/HOSTILEno", "xattr get HOSTILE FILE",
         "lease set HOSTILE FILE", "whoami --as HOSTILE", "acl modify u:HOSTILE:r FILE"})
@@ -53,7 +55,9 @@ class ShownTest extends CliFixture {
         Cli run = Cli.onTerminal(arguments.toArray(new String[0]));
         assertTrue(run.out.length + run.err.length() > 0, call);
         for (String text : List.of(run.text(), run.err)) {
-            text.replaceAll(STYLES, "").codePoints().filter(c -> c != '\n').forEach(c -> assertTrue(
+            assertTrue(!text.contains("\n\t\177"), call);
+            // Line ends and tabs stand between columns too.
+            text.replaceAll(STYLES, "").codePoints().filter(c -> c != '\n' && c != '\t').forEach(c -> assertTrue(
                     Shown.isPlain(c), () -> call + " shows " + Character.getName(c) + ": " + Shown.line(text)));
         }
     }

@@ -57,7 +57,7 @@ final class StatFormat {
             case 'n':
                 return session.shown(path);
             case 'N':
-                return quoted(path) + (facts.target == null ? ""
+                return quoted(Shown.name(path)) + (facts.target == null ? ""
                         : " -> " + quoted(Shown.name(facts.target, facts.target.length)));
             case 'F':
                 return type(facts);
