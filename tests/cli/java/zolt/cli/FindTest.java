@@ -89,6 +89,8 @@ class FindTest extends CliFixture {
         Cli run = Cli.run("find", "-0", "-size", "0", dir.toString());
         assertEquals(Exit.FAILED, run.code);
         assertTrue(run.err.endsWith("zolt: 3 failed\n"), run.err);
+        run = Cli.run("count", dir.toString());
+        assertEquals(3, run.err.split(Names.UNREACHABLE, -1).length - 1, run.err);
     }
 
     @Test
