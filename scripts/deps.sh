@@ -30,6 +30,8 @@ for set in "$@"; do
       need /usr/share/java/junit-platform-console.jar junit5
       need /usr/share/java/univocity-parsers.jar libunivocity-parsers-java
       need nm binutils
+      need zsh zsh
+      need fish fish
       need git git
       need python3 python3
       need getfacl acl
@@ -42,6 +44,7 @@ for set in "$@"; do
       need dpkg-shlibdeps dpkg-dev
       need file file
       need rpmbuild rpm
+      need lintian lintian
       ;;
     bench)
       need getfacl acl

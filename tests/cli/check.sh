@@ -145,7 +145,7 @@ eval "$("$zolt" completion)"
 complete_words() { COMP_WORDS=(zolt "$@"); COMP_CWORD=$#; _zolt 2>/dev/null; echo "${COMPREPLY[*]}"; }
 [ "$(complete_words wh)" = 'whoami why' ] || fail "commands: $(complete_words wh)"
 [ "$(complete_words acl mo)" = modify ] || fail "verbs: $(complete_words acl mo)"
-[ "$(complete_words ls --r)" = --recursive ] || fail "options: $(complete_words ls --r)"
+[ "$(complete_words ls --rec)" = --recursive ] || fail "options: $(complete_words ls --rec)"
 [ "$(complete_words why --for '')" = 'look r w x d' ] || fail "values: $(complete_words why --for '')"
 [ "$(complete_words stat --as nobod)" = nobody ] || fail "users: $(complete_words stat --as nobod)"
 [ "$(complete_words stat /etc/passw)" = "$(compgen -f /etc/passw | paste -sd ' ')" ] || fail files

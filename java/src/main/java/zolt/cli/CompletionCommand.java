@@ -5,10 +5,22 @@ import java.util.TreeSet;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Model.OptionSpec;
+import picocli.CommandLine.Parameters;
 
-@Command(name = "completion", description = "Print the completion for bash.", footer = {"",
-    "Example: source <(zolt completion)"})
+@Command(name = "completion", description = "Print the completion for a shell.", footer = {"",
+    "Examples: source <(zolt completion)",
+    "          zolt completion zsh >~/.zsh/completions/_zolt   # a folder of fpath",
+    "          zolt completion fish >~/.config/fish/completions/zolt.fish"})
 final class CompletionCommand extends Action {
+    /** The shells there is one for. */
+    enum Shell {
+        bash, zsh, fish
+    }
+
+    @Parameters(paramLabel = "SHELL", arity = "0..1", defaultValue = "bash",
+            description = "${COMPLETION-CANDIDATES}; bash if omitted.")
+    Shell shell;
+
     CompletionCommand(Session session) {
         super(session);
     }
@@ -25,8 +37,18 @@ final class CompletionCommand extends Action {
 
     @Override
     void run() {
-        StringBuilder words = new StringBuilder();
         CommandLine tree = Zolt.tree(session);
+        if (shell == Shell.zsh) {
+            new ZshCompletion(out).print(tree);
+        } else if (shell == Shell.fish) {
+            new FishCompletion(out).print(tree);
+        } else {
+            bash(tree);
+        }
+    }
+
+    private void bash(CommandLine tree) {
+        StringBuilder words = new StringBuilder();
         describe("", tree, words);
         for (String line : new String[] {
             "# bash completion for zolt: commands, options, users after --as, files.",
@@ -44,8 +66,7 @@ final class CompletionCommand extends Action {
             "  local words=",
             "  case $command in",
             words + "  esac",
-            "  if [[ $cur == -* || $command == '' || $command == acl || $command == xattr"
-                + " || $command == lease ]]; then",
+            "  if [[ $cur == -* || \" " + wordless(tree) + " \" == *\" ${command:-zolt} \"* ]]; then",
             "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$cur\")",
             "  else",
             "    compopt -o filenames 2>/dev/null",
@@ -60,7 +81,7 @@ final class CompletionCommand extends Action {
 
     /** A case of the shell for each command: what may follow it. */
     private static void describe(String command, CommandLine line, StringBuilder words) {
-        TreeSet<String> next = new TreeSet<>(line.getSubcommands().keySet());
+        TreeSet<String> next = new TreeSet<>(next(line).keySet());
         for (OptionSpec option : line.getCommandSpec().options()) {
             next.add(option.longestName());
         }
@@ -72,8 +93,34 @@ final class CompletionCommand extends Action {
         }
     }
 
+    /** Commands that are followed by words and not by files; "zolt" is none at all. */
+    static String wordless(CommandLine tree) {
+        StringBuilder words = new StringBuilder("zolt help");
+        tree.getSubcommands().forEach((name, command) ->
+                words.append(command.getSubcommands().isEmpty() ? "" : " " + name));
+        return words.toString();
+    }
+
+    /** The words that may follow a command: verbs, or what there is help of. */
+    static Map<String, CommandLine> next(CommandLine line) {
+        CommandLine parent = line.getParent();
+        return line.getCommandName().equals("help") && parent != null ? parent.getSubcommands()
+                : line.getSubcommands();
+    }
+
+    /** The first sentence of what is said of something. */
+    static String summary(String[] description) {
+        String text = description.length == 0 ? "" : description[0].replace("%%", "%");
+        return text.split("(?<=[^.])[.:;](?: |$)")[0].replaceAll("\\$\\{.*", "").trim();
+    }
+
+    /** A word of a shell. */
+    static String quoted(String text) {
+        return "'" + text.replace("'", "'\\''") + "'";
+    }
+
     /** The commands, as they stand behind what is already known of the line. */
-    private static String groups(CommandLine tree) {
+    static String groups(CommandLine tree) {
         StringBuilder patterns = new StringBuilder();
         tree.getSubcommands().forEach((name, command) -> {
             patterns.append(patterns.length() == 0 ? "" : " | ").append("' ").append(name).append('\'');
