@@ -162,6 +162,7 @@ packages: build ## build/packages/: .deb and .rpm of library, command and embedd
 	  -DCMAKE_INSTALL_LIBDIR=lib/$$(g++ -print-multiarch) >/dev/null
 	@cd build && cpack -G DEB >/dev/null
 	@cmake --preset release -UCMAKE_INSTALL_LIBDIR -UZOLT_DEBIAN >/dev/null
+	@lintian --allow-root --fail-on error,warning build/packages/*.deb
 	@ls build/packages/*.deb build/packages/*.rpm
 
 clean: ## remove build/

@@ -76,6 +76,7 @@ set(CPACK_RPM_CLIENT_PACKAGE_DESCRIPTION "${CLIENT_TEXT}")
 # Folders of the distribution, not of a package.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
   /usr/share/java /usr/share/bash-completion /usr/share/bash-completion/completions
+  /usr/share/zsh /usr/share/zsh/vendor-completions /usr/share/fish /usr/share/fish/vendor_completions.d
   /usr/share/man /usr/share/man/man1)
 
 # On Debian the license is the system's file, and what people read is compressed.
@@ -103,6 +104,17 @@ foreach(package IN ITEMS "library;libzolthadoop" "command;zolt-tools" "client;li
   install(FILES ${COPYRIGHT} DESTINATION ${DOCUMENTS} RENAME copyright COMPONENT ${component})
   if(ZOLT_DEBIAN)
     install(FILES ${CHANGELOG} DESTINATION ${DOCUMENTS} COMPONENT ${component})
+    install(FILES ${PACKAGING}/lintian/${name} COMPONENT ${component}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
   endif()
 endforeach()
+# What people read; the links from one to the other lead where they lead in the sources.
+install(FILES ${PROJECT_SOURCE_DIR}/README.md COMPONENT library
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolthadoop)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/operators.md ${PROJECT_SOURCE_DIR}/docs/java.md
+  ${PROJECT_SOURCE_DIR}/docs/formats.md ${PROJECT_SOURCE_DIR}/docs/performance.md
+  ${PROJECT_SOURCE_DIR}/docs/reliability.md COMPONENT library
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolthadoop/docs)
+install(FILES ${PROJECT_SOURCE_DIR}/client/local/README.md COMPONENT client
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolt-local)
 include(CPack)
