@@ -118,6 +118,8 @@ usr=$(printf '/usr %.0s' {1..20})  # long enough on the fastest machine
 terminal "$zolt ls -R $usr >/dev/null" | grep -qE '[0-9]+ entries, in /' || fail 'no progress'
 "$zolt" ls -R /usr 2>&1 >/dev/null | grep -q . && fail 'progress without a terminal'
 touch "$work/$(printf 'a\033[31mb')"
+output=$(terminal "ZOLT_LOG=trace $zolt stat $work/\$(printf 'c\033[31md')")
+grep -q 'c\\033\[31md' <<<"$output" && ! grep -q $'c\e' <<<"$output" || fail "the log paints the terminal: $output"
 terminal "$zolt ls $work" | grep -q $'\e\[31m' && fail 'a name that paints the terminal'
 
 # A large directory takes no more memory than a small one.

@@ -108,10 +108,23 @@ public final class Zolt implements Runnable {
         OutputStream out = new FileOutputStream(FileDescriptor.out);
         PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, "UTF-8");
         Session session = new Session(out, err, System.getProperty("zolt.terminals", ""));
+        if (session.errIsTerminal) {
+            System.setErr(shown(err));
+        }
         int code = run(arguments, session);
         session.stop.letEnd();
         // Nothing here waits for its end, and an exit would run the hooks of a machine that stays.
         Runtime.getRuntime().halt(code);
+    }
+
+    /** The log comes a line at a time, with names in it. */
+    private static PrintStream shown(PrintStream err) throws UnsupportedEncodingException {
+        return new PrintStream(err, true, "UTF-8") {
+            @Override
+            public void println(String line) {
+                super.println(Shown.lines(String.valueOf(line)));
+            }
+        };
     }
 
     /** Runs a command line. */
