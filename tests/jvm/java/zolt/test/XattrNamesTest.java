@@ -49,21 +49,32 @@ class XattrNamesTest extends XattrFixture {
         assertEquals(List.of("user.\ud83d\ude00"), listed());
     }
 
-    /** A byte that is part of no character is the character of its number. */
+    /** A byte that is part of no character is the low surrogate of its number. */
     @Test
     void aNameOfAnyBytesIsListed() throws IOException {
         Map<String, String> keys = Map.of(
-                "\u00ff", "\u00ff",
-                "\u00e9x", "\u00e9x",
-                "\u00c3", "\u00c3",
-                "\u00e2\u0082", "\u00e2\u0082",
-                "\u0080\u0080", "\u0080\u0080",
+                "\u00ff", "\udcff",
+                "\u00e9x", "\udce9x",
+                "\u00c3", "\udcc3",
+                "\u00e2\u0082", "\udce2\udc82",
+                "\u0080\u0080", "\udc80\udc80",
+                "\u00c1\u0081", "\udcc1\udc81",
                 "\u00c3\u00a9", "\u00e9");
         for (Map.Entry<String, String> key : keys.entrySet()) {
             Faults.storeXattr(path, bytes("user." + key.getKey()), bytes("1"));
             assertEquals(List.of("user." + key.getValue()), listed());
             Faults.removeXattr(path, bytes("user." + key.getKey()));
         }
+    }
+
+    /** So that no attribute hides another. */
+    @Test
+    void namesOfDifferentBytesAreDifferentKeys() throws IOException {
+        List<String> names = List.of("user.A", "user.\u00c1\u0081", "user.\u00c3\u00a9", "user.\u00e9");
+        for (String name : names) {
+            Faults.storeXattr(path, bytes(name), bytes("1"));
+        }
+        assertEquals(names.size(), ZOLTNative.dumpXAttrs(path).size());
     }
 
     @Test
