@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "jni/io_exception.h"
@@ -52,57 +51,71 @@ namespace {
 
 constexpr const char* LIBACL = "libacl.so.1";
 
+[[noreturn, gnu::cold]] void refuse() {
+  throw IOException(std::string(LIBACL) + " is not available", EOPNOTSUPP);
+}
+
+// What stands for a function of libacl that is there and null (dlsym(3), NOTES): it refuses, so
+// that only what needs the function does without it.
+template <class Function>
+struct Refusal;
+template <class Result, class... Arguments>
+struct Refusal<Result(Arguments...)> {
+  static Result call(Arguments... /*unused*/) { refuse(); }
+};
+
 struct Symbol {
   const char* name;
   void** slot;
+  void* whenNull;
 };
 
 // dlsym(3) answers functions as void*; POSIX has the caller store them through such a cast.
 template <class Function>
-void** untyped(Function*& slot) noexcept {
-  return reinterpret_cast<void**>(&slot);
+Symbol symbol(const char* name, Function*& slot) noexcept {
+  return {name, reinterpret_cast<void**>(&slot), reinterpret_cast<void*>(&Refusal<Function>::call)};
 }
 
 // In the order in which they are resolved. All are required, those that nothing calls too.
 const Symbol symbols[] = {
-    {"acl_init", untyped(ACLUtil::acl_init)},
-    {"acl_dup", untyped(ACLUtil::acl_dup)},
-    {"acl_copy_int", untyped(ACLUtil::acl_copy_int)},
-    {"acl_free", untyped(ACLUtil::acl_free)},
-    {"acl_create_entry", untyped(ACLUtil::acl_create_entry)},
-    {"acl_copy_entry", untyped(ACLUtil::acl_copy_entry)},
-    {"acl_delete_entry", untyped(ACLUtil::acl_delete_entry)},
-    {"acl_get_entry", untyped(ACLUtil::acl_get_entry)},
-    {"acl_valid", untyped(ACLUtil::acl_valid)},
-    {"acl_add_perm", untyped(ACLUtil::acl_add_perm)},
-    {"acl_clear_perms", untyped(ACLUtil::acl_clear_perms)},
-    {"acl_delete_perm", untyped(ACLUtil::acl_delete_perm)},
-    {"acl_get_permset", untyped(ACLUtil::acl_get_permset)},
-    {"acl_set_permset", untyped(ACLUtil::acl_set_permset)},
-    {"acl_calc_mask", untyped(ACLUtil::acl_calc_mask)},
-    {"acl_get_qualifier", untyped(ACLUtil::acl_get_qualifier)},
-    {"acl_set_qualifier", untyped(ACLUtil::acl_set_qualifier)},
-    {"acl_get_tag_type", untyped(ACLUtil::acl_get_tag_type)},
-    {"acl_set_tag_type", untyped(ACLUtil::acl_set_tag_type)},
-    {"acl_get_file", untyped(ACLUtil::acl_get_file)},
-    {"acl_set_file", untyped(ACLUtil::acl_set_file)},
-    {"acl_get_fd", untyped(ACLUtil::acl_get_fd)},
-    {"acl_set_fd", untyped(ACLUtil::acl_set_fd)},
-    {"acl_from_text", untyped(ACLUtil::acl_from_text)},
-    {"acl_to_text", untyped(ACLUtil::acl_to_text)},
-    {"acl_size", untyped(ACLUtil::acl_size)},
-    {"acl_copy_ext", untyped(ACLUtil::acl_copy_ext)},
-    {"acl_entries", untyped(ACLUtil::acl_entries)},
-    {"acl_cmp", untyped(ACLUtil::acl_cmp)},
-    {"acl_check", untyped(ACLUtil::acl_check)},
-    {"acl_equiv_mode", untyped(ACLUtil::acl_equiv_mode)},
-    {"acl_get_perm", untyped(ACLUtil::acl_get_perm)},
-    {"acl_from_mode", untyped(ACLUtil::acl_from_mode)},
-    {"acl_to_any_text", untyped(ACLUtil::acl_to_any_text)},
-    {"acl_error", untyped(ACLUtil::acl_error)},
+    symbol("acl_init", ACLUtil::acl_init),
+    symbol("acl_dup", ACLUtil::acl_dup),
+    symbol("acl_copy_int", ACLUtil::acl_copy_int),
+    symbol("acl_free", ACLUtil::acl_free),
+    symbol("acl_create_entry", ACLUtil::acl_create_entry),
+    symbol("acl_copy_entry", ACLUtil::acl_copy_entry),
+    symbol("acl_delete_entry", ACLUtil::acl_delete_entry),
+    symbol("acl_get_entry", ACLUtil::acl_get_entry),
+    symbol("acl_valid", ACLUtil::acl_valid),
+    symbol("acl_add_perm", ACLUtil::acl_add_perm),
+    symbol("acl_clear_perms", ACLUtil::acl_clear_perms),
+    symbol("acl_delete_perm", ACLUtil::acl_delete_perm),
+    symbol("acl_get_permset", ACLUtil::acl_get_permset),
+    symbol("acl_set_permset", ACLUtil::acl_set_permset),
+    symbol("acl_calc_mask", ACLUtil::acl_calc_mask),
+    symbol("acl_get_qualifier", ACLUtil::acl_get_qualifier),
+    symbol("acl_set_qualifier", ACLUtil::acl_set_qualifier),
+    symbol("acl_get_tag_type", ACLUtil::acl_get_tag_type),
+    symbol("acl_set_tag_type", ACLUtil::acl_set_tag_type),
+    symbol("acl_get_file", ACLUtil::acl_get_file),
+    symbol("acl_set_file", ACLUtil::acl_set_file),
+    symbol("acl_get_fd", ACLUtil::acl_get_fd),
+    symbol("acl_set_fd", ACLUtil::acl_set_fd),
+    symbol("acl_from_text", ACLUtil::acl_from_text),
+    symbol("acl_to_text", ACLUtil::acl_to_text),
+    symbol("acl_size", ACLUtil::acl_size),
+    symbol("acl_copy_ext", ACLUtil::acl_copy_ext),
+    symbol("acl_entries", ACLUtil::acl_entries),
+    symbol("acl_cmp", ACLUtil::acl_cmp),
+    symbol("acl_check", ACLUtil::acl_check),
+    symbol("acl_equiv_mode", ACLUtil::acl_equiv_mode),
+    symbol("acl_get_perm", ACLUtil::acl_get_perm),
+    symbol("acl_from_mode", ACLUtil::acl_from_mode),
+    symbol("acl_to_any_text", ACLUtil::acl_to_any_text),
+    symbol("acl_error", ACLUtil::acl_error),
 };
 
-bool callable = false;  // bound, and no slot is null
+bool callable = false;  // bound, and what is got of libacl can be given back
 
 void close(void*& handle) {
   dlclose(handle);
@@ -117,14 +130,16 @@ bool ACLUtil::init() {
   libacl_handle = dlopen(LIBACL, RTLD_LAZY);
   if (libacl_handle == nullptr) return false;
   std::string error;
-  for (const Symbol& symbol : symbols) {
-    if (loadSym(symbol.name, symbol.slot, error)) continue;
+  for (const Symbol& each : symbols) {
+    if (loadSym(each.name, each.slot, error)) continue;
     close(libacl_handle);
     ZOLT_DEBUG("failed to resolve: " << error);
     return false;
   }
-  // A symbol that is there may still be null (dlsym(3), NOTES), and null must not be called.
-  callable = std::ranges::all_of(symbols, [](const Symbol& s) { return *s.slot != nullptr; });
+  callable = acl_free != nullptr;
+  for (const Symbol& each : symbols) {
+    if (*each.slot == nullptr) *each.slot = each.whenNull;
+  }
   ZOLT_DEBUG("libacl.so loaded");
   return true;
 }
@@ -146,8 +161,7 @@ void ACLUtil::uninit() {
 }
 
 void ACLUtil::require() {
-  if (callable) return;
-  throw IOException(std::string(LIBACL) + " is not available", EOPNOTSUPP);
+  if (!callable) refuse();
 }
 
 }  // namespace zolt

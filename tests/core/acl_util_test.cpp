@@ -81,7 +81,7 @@ static_assert(std::size(slots) == 35);
 // The tests' libacl with one dynamic symbol changed.
 class Patched {
  public:
-  explicit Patched(const std::string& symbol) {
+  explicit Patched(const std::string& symbol) : name_(symbol) {
     std::ifstream in(LIBACL, std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(in), {});
     const auto header = at<Elf64_Ehdr>(0);
@@ -122,9 +122,11 @@ class Patched {
     symbol.st_shndx = section;
     symbol.st_value = 0;
     std::memcpy(bytes_.data() + offset_, &symbol, sizeof symbol);
-    return dir.file("patched.so", bytes_);
+    return dir.file(name_ + ".so",
+                    bytes_);  // a file of its own: an earlier one may be loaded still
   }
 
+  std::string name_;
   std::string bytes_;
   size_t offset_ = 0;
 };
@@ -237,11 +239,40 @@ TEST_F(AclUtilTest, EverySymbolIsRequiredInItsTurn) {
   expectEverythingNotAvailable();
 }
 
-TEST_F(AclUtilTest, ASymbolThatIsNullCountsAsResolvedAndIsNotCalled) {
+TEST_F(AclUtilTest, ASymbolThatIsNullCountsAsResolvedAndOnlyWhatCallsItRefuses) {
+  const std::string file = dir.file("listed");
   opened.instead = Patched("acl_check").null(dir);
   EXPECT_TRUE(ACLUtil::init());
   EXPECT_TRUE(ACLUtil::bound());
-  EXPECT_EQ(ACLUtil::acl_check, nullptr);
+  {
+    ACL list(file, ACL_TYPE_ACCESS);
+    EXPECT_EQ(list.size(), 3);
+    expectNotAvailable([&] { list.set_file(file, false); });
+    EXPECT_EQ(list.size(), 3) << "the list is still there";
+  }
+  ACLUtil::uninit();
+  opened.instead = Patched("acl_create_entry").null(dir);
+  EXPECT_TRUE(ACLUtil::init());
+  ACL list(file, ACL_TYPE_ACCESS);
+  expectNotAvailable([&] { ACL::Entry entry(list); });
+  EXPECT_EQ(list.size(), 3) << "what the call would have moved is where it was";
+}
+
+TEST_F(AclUtilTest, ASymbolThatIsNullAndThatNothingCallsChangesNothing) {
+  const std::string file = dir.file("listed");
+  for (const char* name : {"acl_dup", "acl_valid", "acl_size", "acl_to_any_text"}) {
+    opened.instead = Patched(name).null(dir);
+    EXPECT_TRUE(ACLUtil::init()) << name;
+    ACL(file, ACL_TYPE_ACCESS).set_file(file, true);
+    ACLUtil::uninit();
+  }
+}
+
+// Nothing could be given back to it.
+TEST_F(AclUtilTest, WithoutAclFreeNothingIsAvailable) {
+  opened.instead = Patched("acl_free").null(dir);
+  EXPECT_TRUE(ACLUtil::init());
+  EXPECT_TRUE(ACLUtil::bound());
   expectEverythingNotAvailable();
 }
 
