@@ -137,7 +137,7 @@ typedef struct zolt_location_record {
   uint32_t reserved36;
   int32_t replicas;             /* 40: reply, replicas per block */
   int32_t blocks;               /* 44: reply, blocks described */
-  int32_t metaBlockSizeHalf[2]; /* 48: reply, the block size counted in: low half, high half */
+  int32_t metaBlockSizeHalf[2]; /* 48: reply, the file's own block size: low half, high half */
   int32_t words[2 * ZOLT_LOCATION_ENTRIES]; /* 56: reply */
 } zolt_location_record;
 

@@ -159,8 +159,9 @@ int readLocations(int fd, char* memory) {
   const Extent extent = extentOf(layout, {record.offset, record.range, record.skipFactor});
   record.replicas = extent.copies;
   record.blocks = extent.blocks;
-  static_assert(sizeof extent.step == sizeof record.metaBlockSizeHalf);
-  memcpy(record.metaBlockSizeHalf, &extent.step, sizeof extent.step);
+  // The file system's own, whatever the request has it count in.
+  static_assert(sizeof layout.blockSize == sizeof record.metaBlockSizeHalf);
+  memcpy(record.metaBlockSizeHalf, &layout.blockSize, sizeof layout.blockSize);
   store(record, memory);
   writeWords(cluster(), layout, extent, memory + offsetof(zolt_location_record, words));
   return 0;
