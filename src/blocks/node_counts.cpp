@@ -55,6 +55,7 @@ NodeCounts::Slot& NodeCounts::find(int node) {
 }
 
 void NodeCounts::addElsewhere(int node) {
+  if (node < 0) return;
   Slot& slot = find(node);
   if (slot.blocksAndOne != 0) {
     ++slot.blocksAndOne;

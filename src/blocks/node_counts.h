@@ -24,7 +24,8 @@ class NodeCounts {
   NodeCounts(const NodeCounts&) = delete;
   NodeCounts& operator=(const NodeCounts&) = delete;
 
-  /// Some more blocks of the group. Each takes 2 * replicas words, its nodes first.
+  /// Some more blocks of the group. Each takes 2 * replicas words, its nodes first. A negative
+  /// number is no node: that copy is missing.
   void add(const int32_t* words, uint64_t blocks, int32_t replicas);
 
   bool empty() const { return empty_; }

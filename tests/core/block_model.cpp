@@ -36,7 +36,8 @@ RandomFileSystem::Reply RandomFileSystem::next(uint64_t skip, uint64_t length) {
   if (faulty_ && oneIn(10)) reply.metaBlockSize = -static_cast<int64_t>(draw(2));
   const int64_t entries = int64_t{reply.replicas} * reply.blocks;
   for (int64_t i = 0; entries <= ZOLT_LOCATION_ENTRIES && i < 2 * entries; ++i)
-    reply.words.push_back(static_cast<int32_t>(draw(static_cast<uint64_t>(nodes_))));
+    reply.words.push_back(oneIn(30) ? -1
+                                    : static_cast<int32_t>(draw(static_cast<uint64_t>(nodes_))));
   return {0, reply};
 }
 
@@ -217,20 +218,24 @@ class Rules {
     if (group == 0) return EINVAL;
     Counts counts;
     uint32_t emitted = 0;
+    bool begun = false;  // a group that has blocks
     for (;;) {
       Locations reply;
       if (const int error = ask(reply); error != 0) return error;
       for (int32_t b = 1; b <= reply.blocks; ++b) {
         const auto first = static_cast<size_t>(b - 1) * 2 * static_cast<size_t>(reply.replicas);
-        for (size_t i = 0; i < static_cast<size_t>(reply.replicas); ++i)
-          counts[reply.words[first + i]] += 1;
+        for (size_t i = 0; i < static_cast<size_t>(reply.replicas); ++i) {
+          if (reply.words[first + i] >= 0) counts[reply.words[first + i]] += 1;
+          begun = true;
+        }
         if (static_cast<uint64_t>(b) % group == 0) {
           emit(counts, reply.replicas);
           ++emitted;
+          begun = false;
         }
       }
       if (forward(reply)) continue;
-      if (!counts.empty()) {
+      if (begun) {
         emit(counts, reply.replicas);
         ++emitted;
       }

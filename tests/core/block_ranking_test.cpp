@@ -39,7 +39,7 @@ TEST(NodeCounts, CountsAsAMapDoes) {
         for (size_t word = 0; word < words.size(); ++word) {
           if (word / static_cast<size_t>(replicas) % 2 != 0) continue;
           const auto number = static_cast<uint32_t>(random()) % static_cast<uint32_t>(nodes);
-          words[word] = static_cast<int32_t>(sparse ? number * 65536 * 2654435769U : number);
+          words[word] = static_cast<int32_t>(sparse ? (number * 65536 * 2654435769U) >> 1 : number);
           ++plain[words[word]];
         }
         std::vector<std::pair<int, int>> wanted(plain.begin(), plain.end());
@@ -82,6 +82,27 @@ TEST_F(RankingTest, NodesAreRankedByTheirBlocks) {
                 "requested offset=0 length=4194304 returned length=4194304 replicas=3 blocks=4 "
                 "skipfactor=1048576",
                 "inode=4711 fs blksize=1048576 hdfs blksize=4194304 group blknum=4 blknum=1"}));
+}
+
+// A negative number stands for a copy that is not there.
+TEST_F(RankingTest, MissingCopiesAreNoNodes) {
+  loc.blocksize = 4 * MIB;
+  loc.length = loc.filelen = 9 * MIB;
+  reply(blocksOn({{1, -1, -1},
+                  {1, 2, -1},
+                  {-1, -1, -1},
+                  {1, 2, -7},  // two nodes for three replicas
+                  {-1, -1, -1},
+                  {-1, -1, -1},
+                  {-1, -1, -1},
+                  {-1, -1, -1},   // none
+                  {-1, -1, -1}},  // and none in a group that is cut short
+                 MIB));
+  EXPECT_EQ(getBlkLocation_sort(3, loc, out), 0);
+  EXPECT_EQ(written(), (std::vector<int>{1, 2, -1, 3, 2, -1,      //
+                                         -1, -1, -1, -1, -1, -1,  //
+                                         -1, -1, -1, -1, -1, -1}));
+  EXPECT_EQ(loc.nblock, 3U);
 }
 
 TEST_F(RankingTest, TheRequestCountsInFileSystemBlocks) {
