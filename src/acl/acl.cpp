@@ -19,16 +19,18 @@ using acl_errors::raise;
 
 namespace {
 
+constexpr const char* MAKE_VALID = "make_valid";
+
 constexpr int BASE_TAGS = ACL_USER_OBJ | ACL_GROUP_OBJ | ACL_OTHER;
 constexpr int NAMED_TAGS = ACL_USER | ACL_GROUP;
 
 constexpr int MERGE = 0;
 constexpr int REMOVE = 1;
 
-unsigned checkedType(unsigned type) {
+unsigned checkedType(unsigned type, const char* function = __builtin_FUNCTION()) {
   if (type == ACL_TYPE_ACCESS || type == ACL_TYPE_DEFAULT) return type;
   const std::string text = "Unknown type: " + std::to_string(type);
-  ZOLT_ERROR(text);
+  ZOLT_ERROR_AS(function, text);
   throw IOException(text, EINVAL);
 }
 
@@ -55,8 +57,8 @@ uint32_t typeOf(const char* buffer) {
 
 }  // namespace
 
-void acl_errors::raise(const char* call, const std::string& text, int error) {
-  ZOLT_ERROR(call << " error " << error << ": " << text);
+void acl_errors::raise(const char* call, const std::string& text, int error, const char* function) {
+  ZOLT_ERROR_AS(function, call << " error " << error << ": " << text);
   throw IOException(text, error);
 }
 
@@ -92,7 +94,7 @@ void ACL::get_file(const std::string& path) {
   const bool empty = file.empty();
   acl.reset(empty ? ACLUtil::acl_init(0) : ACLUtil::acl_get_file(file.c_str(), type));
   if (acl != nullptr) return;
-  const int error = errno;
+  const int error = errnoOfFailure();
   if (error == EACCES) dump_gid("acl_get_file error");
   raise(empty ? "acl_init" : "acl_get_file", file, error);
 }
@@ -100,22 +102,29 @@ void ACL::get_file(const std::string& path) {
 void ACL::set_file(const std::string& path, bool fix) {
   if (fix) make_valid(path);
   valid();
-  if (ACLUtil::acl_set_file(path.c_str(), type, acl.get()) != 0) raise("acl_set_file", path, errno);
+  if (ACLUtil::acl_set_file(path.c_str(), type, acl.get()) != 0) {
+    const int error = errnoOfFailure();
+    // Some file systems tell that there was no default list to remove.
+    const bool nothingToRemove = error == ENODATA && type == ACL_TYPE_DEFAULT && begin() == end();
+    if (!nothingToRemove) raise("acl_set_file", path, error);
+  }
   file = path;
 }
 
-acl_entry_t ACL::entryAt(int position) const {
+acl_entry_t ACL::entryAt(int position, const char* function) const {
   acl_entry_t entry = nullptr;
   const int found = ACLUtil::acl_get_entry(acl.get(), position, &entry);
-  check(found, "acl_get_entry");
+  check(found, "acl_get_entry", function);
   return found == 1 ? entry : nullptr;
 }
 
-// libacl may move the list to new storage, and then says where it is now.
+// libacl may move the list to new storage, and then says where it is now. Until it has answered the
+// list is ours.
 template <class Call>
 int ACL::relocating(const Call& call) {
-  acl_t handle = acl.release();
+  acl_t handle = acl.get();
   const int answer = call(&handle);
+  static_cast<void>(acl.release());
   acl.reset(handle);
   return answer;
 }
@@ -123,12 +132,12 @@ int ACL::relocating(const Call& call) {
 acl_entry_t ACL::createEntry() {
   acl_entry_t entry = nullptr;
   check(relocating([&](acl_t* list) { return ACLUtil::acl_create_entry(list, &entry); }),
-        "acl_create_entry");
+        "acl_create_entry", "Entry");
   return entry;
 }
 
 ACL::Entry ACL::begin() const {
-  return {*this, entryAt(ACL_FIRST_ENTRY)};
+  return {*this, entryAt(ACL_FIRST_ENTRY, static_cast<const char*>(__func__))};
 }
 
 ACL::Entry ACL::end() const {
@@ -189,13 +198,13 @@ void ACL::valid() {
   if (type == ACL_TYPE_DEFAULT && begin() == end()) return;
   const int answer = ACLUtil::acl_check(acl.get(), nullptr);
   if (answer == 0) return;
-  const int error = errno;
+  const int error = errnoOfFailure();
   ZOLT_TRACE("valid failed dump " << dump());
   if (answer < 0) {
     ZOLT_ERROR("acl_valid fails");
     throw IOException("acl_valid fails", error);
   }
-  std::string entries = libaclText();
+  std::string entries = libaclText(static_cast<const char*>(__func__));
   std::ranges::replace(entries, '\n', ',');
   const std::string text = joined("", file, ": Malformed access ACL \"", entries,
                                   "\": ", orNull(ACLUtil::acl_error(answer)));
@@ -224,7 +233,7 @@ void ACL::make_valid(const std::string& path) {
 void ACL::addBaseEntries(const std::string& path, int presentTags) {
   if (path.empty()) {
     const char* text = "current acl lacks base entries, requires a valid file path to load.";
-    ZOLT_ERROR(text);
+    ZOLT_ERROR_AS(MAKE_VALID, text);
     throw IOException(text, 0);
   }
   const ACL current(path, ACL_TYPE_ACCESS);
@@ -236,15 +245,15 @@ void ACL::addBaseEntries(const std::string& path, int presentTags) {
 
 void ACL::calcMask(const std::string& path) {
   if (relocating([](acl_t* list) { return ACLUtil::acl_calc_mask(list); }) != 0) {
-    raise("acl_calc_mask", path, errno);
+    raise("acl_calc_mask", path, errnoOfFailure(), MAKE_VALID);
   }
 }
 
-std::string ACL::libaclText() const {
+std::string ACL::libaclText(const char* function) const {
   ssize_t length = 0;
   const std::lock_guard lock(namesMutex);
   const std::unique_ptr<char, AclFree> text(ACLUtil::acl_to_text(acl.get(), &length));
-  check(text == nullptr ? -1 : 0, "acl_to_text");
+  check(text == nullptr ? -1 : 0, "acl_to_text", function);
   return {text.get(), static_cast<size_t>(length)};
 }
 
@@ -252,7 +261,7 @@ std::string ACL::to_text(long* len) const {
   const uint32_t tag = type;
   std::string text(sizeof tag, '\0');
   std::memcpy(text.data(), &tag, sizeof tag);
-  text += libaclText();
+  text += libaclText(static_cast<const char*>(__func__));
   if (len != nullptr) *len = static_cast<long>(text.size());
   return text;
 }
@@ -265,7 +274,7 @@ void ACL::from_text(const char* buffer) {
     const std::lock_guard lock(namesMutex);
     acl.reset(ACLUtil::acl_from_text(text));
   }
-  if (acl == nullptr) raise("acl_from_text", text, errno);
+  if (acl == nullptr) raise("acl_from_text", text, errnoOfFailure());
 }
 
 std::string ACL::dump() const {

@@ -5,12 +5,12 @@
 // errno, logged at error before.
 #pragma once
 
-#include <cerrno>
 #include <memory>
 #include <string>
 #include <type_traits>
 
 #include "acl/acl_util.h"
+#include "jni/errno_text.h"
 
 namespace zolt {
 
@@ -46,7 +46,8 @@ class ACL {
   /// default list is found only on a directory).
   void get_file(const std::string& path);
   /// Checks the list, with `fix` after completing it, and stores it as the path's list of its type.
-  /// An empty default list removes the path's. IOException with the path and errno.
+  /// An empty default list removes the path's, also where there is none. IOException with the path
+  /// and errno.
   void set_file(const std::string& path, bool fix);
 
   /// One walk at a time, and none over a change of the list: libacl keeps the position in the list
@@ -84,13 +85,14 @@ class ACL {
  private:
   using Handle = std::unique_ptr<std::remove_pointer_t<acl_t>, AclFree>;
 
-  acl_entry_t entryAt(int position) const;
+  // `function` is whom the log line of a failure speaks for.
+  acl_entry_t entryAt(int position, const char* function) const;
   acl_entry_t createEntry();
   int changeEntries(ACL& other, int mode);
   void changeEntry(const Entry& change, int mode);
   void addBaseEntries(const std::string& path, int presentTags);
   void calcMask(const std::string& path);
-  std::string libaclText() const;
+  std::string libaclText(const char* function) const;
   template <class Call>
   int relocating(const Call& call);
 
@@ -137,7 +139,7 @@ class ACL::Entry {
   Entry& operator*() { return *this; }
 
  private:
-  acl_permset_t permset() const;
+  acl_permset_t permset(const char* function) const;
 
   const ACL* list;
   acl_entry_t entry;
@@ -145,13 +147,15 @@ class ACL::Entry {
 
 namespace acl_errors {
 
-/// How every failing call of libacl ends: logged at error, thrown with the text and the errno.
-[[noreturn, gnu::cold]] void raise(const char* call, const std::string& text, int error);
+/// How every failing call of libacl ends: logged at error, for the function that made the call, and
+/// thrown with the text and the errno.
+[[noreturn, gnu::cold]] void raise(const char* call, const std::string& text, int error,
+                                   const char* function = __builtin_FUNCTION());
 
 /// Raises what errno says, with the call's name for a text, when the call answered -1.
-inline void check(int answer, const char* call) {
+inline void check(int answer, const char* call, const char* function = __builtin_FUNCTION()) {
   if (answer == -1) [[unlikely]]
-    raise(call, call, errno);
+    raise(call, call, errnoOfFailure(), function);
 }
 
 }  // namespace acl_errors

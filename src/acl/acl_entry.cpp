@@ -66,14 +66,14 @@ void ACL::Entry::set_qualifier(const void* id) {
   check(ACLUtil::acl_set_qualifier(entry, id), "acl_set_qualifier");
 }
 
-acl_permset_t ACL::Entry::permset() const {
+acl_permset_t ACL::Entry::permset(const char* function) const {
   acl_permset_t permissions = nullptr;
-  check(ACLUtil::acl_get_permset(entry, &permissions), "acl_get_permset");
+  check(ACLUtil::acl_get_permset(entry, &permissions), "acl_get_permset", function);
   return permissions;
 }
 
 int ACL::Entry::get_perm() const {
-  acl_permset_t permissions = permset();
+  acl_permset_t permissions = permset(static_cast<const char*>(__func__));
   int bits = 0;
   for (const int bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
     const int given = ACLUtil::acl_get_perm(permissions, static_cast<acl_perm_t>(bit));
@@ -84,7 +84,7 @@ int ACL::Entry::get_perm() const {
 }
 
 void ACL::Entry::set_perm(int bits) {
-  acl_permset_t permissions = permset();
+  acl_permset_t permissions = permset(static_cast<const char*>(__func__));
   for (const int bit : {ACL_READ, ACL_WRITE, ACL_EXECUTE}) {
     if ((bits & bit) == 0) continue;
     check(ACLUtil::acl_add_perm(permissions, static_cast<acl_perm_t>(bit)), "acl_add_perm");
@@ -92,7 +92,7 @@ void ACL::Entry::set_perm(int bits) {
 }
 
 void ACL::Entry::clear_perm() {
-  check(ACLUtil::acl_clear_perms(permset()), "acl_clear_perms");
+  check(ACLUtil::acl_clear_perms(permset(static_cast<const char*>(__func__))), "acl_clear_perms");
 }
 
 bool ACL::Entry::cmp(const Entry& other) const {
@@ -121,7 +121,7 @@ bool ACL::Entry::operator==(const Entry& other) const {
 
 ACL::Entry& ACL::Entry::operator++() {
   // Past the end libacl would begin anew.
-  if (entry != nullptr) entry = list->entryAt(ACL_NEXT_ENTRY);
+  if (entry != nullptr) entry = list->entryAt(ACL_NEXT_ENTRY, static_cast<const char*>(__func__));
   return *this;
 }
 

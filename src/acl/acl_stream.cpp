@@ -42,7 +42,7 @@ void readEntry(std::istream& in, ACL& list) {
   if (!isTag(tag)) {
     entry.remove();
     const std::string text;  // a tag, unlike a scope, is refused without a word
-    ZOLT_ERROR(text);
+    ZOLT_ERROR_AS("convert", text);
     throw IOException(text, 0);
   }
   entry.set_tag(tag);

@@ -14,6 +14,8 @@ namespace zolt {
 
 namespace {
 
+constexpr const char* NATIVE = ZOLT_NATIVE(getBlockLocationsNative);
+
 // What of a status record matters here.
 struct StatusFacts {
   uint64_t inode;
@@ -47,12 +49,11 @@ int takeFacts(const std::string& path, bool followLink, locationplus& loc) {
   return 0;
 }
 
-int wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
+void wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
   if (!locations) {
     out.setBuffer(nullptr, 0);
-    return 0;
+    return;
   }
-  if (locations->address == nullptr) return EINVAL;
   if (locations->bytes % sizeof(int) != 0) {
     throw std::length_error("Direct ByteBuffer length error: length " +
                             std::to_string(locations->bytes) + " buffer type size " +
@@ -60,15 +61,14 @@ int wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
   }
   // The words may lie at any address: they are only ever copied in.
   out.setBuffer(reinterpret_cast<int*>(locations->address), locations->bytes / sizeof(int));
-  return 0;
 }
 
 int locate(const std::string& path, StorageType type, bool followLink, locationplus& loc,
            Buffer<int>& out) {
-  const UniqueFd fd(open(path.c_str(), OPEN_READ | (followLink ? 0 : O_NOFOLLOW)));
+  const UniqueFd fd = openToRead(path.c_str(), followLink ? 0 : O_NOFOLLOW);
   if (fd.get() < 0) {
-    const int error = errno;
-    ZOLT_ERROR("open failed with " << error);
+    const int error = errnoOfFailure();
+    ZOLT_ERROR_AS(NATIVE, "open failed with " << error);
     return error;
   }
   const int error = getBlkLocationInt(fd.get(), type, loc, out);
@@ -78,13 +78,12 @@ int locate(const std::string& path, StorageType type, bool followLink, locationp
 
 int locateRange(const std::string& path, StorageType type, bool followLink, int64_t offset,
                 int64_t length, locationplus& loc, const std::optional<LentMemory>& locations) {
-  if (offset < 0) return EINVAL;
   std::array<int, 6> unwanted;  // room for one block of three replicas
   Buffer<int> out;
   if (offset == 0 && length == 0) {
     out.setBuffer(unwanted.data(), unwanted.size());
-  } else if (const int error = wrap(locations, out); error != 0) {
-    return error;
+  } else {
+    wrap(locations, out);
   }
   loc.offset = static_cast<uint64_t>(offset);
   loc.length = length < 0 ? loc.filelen : static_cast<uint64_t>(length);
@@ -96,18 +95,22 @@ int locateRange(const std::string& path, StorageType type, bool followLink, int6
 int getBlockLocations(const std::string& path, StorageType type, bool followLink, int64_t offset,
                       int64_t length, std::optional<LentMemory> status,
                       std::optional<LentMemory> locations) {
+  // What Java may not pass is refused whatever the file is, and before anything of it is looked at.
+  if (status && status->address == nullptr) return EINVAL;
+  if (locations && locations->address == nullptr) return EINVAL;
+  if (offset < 0) return EINVAL;
+
   locationplus loc{};
   std::optional<Buffer<char>> header;
   if (status) {
-    if (status->address == nullptr) return EINVAL;
     header.emplace().setBuffer(status->address, status->bytes);
     header->seek(BLOCK_HEADER_AT);
     takeFacts(status->address, loc);
   } else if (const int error = takeFacts(path, followLink, loc); error != 0) {
     return error;
   }
-  ZOLT_DEBUG(joined(" ", path, "inode", loc.inode, "offset", offset, "length", length, "filelen",
-                    loc.filelen));
+  ZOLT_DEBUG_AS(NATIVE, joined(" ", path, "inode", loc.inode, "offset", offset, "length", length,
+                               "filelen", loc.filelen));
   if (loc.isRegular) {
     const int error = locateRange(path, type, followLink, offset, length, loc, locations);
     if (error != 0) return error;

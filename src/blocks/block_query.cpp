@@ -84,7 +84,7 @@ int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
     } else if (walk.skip() != static_cast<uint64_t>(metaBlockSize)) {
       ZOLT_DEBUG("skipfactor(" << walk.skip() << ") != metaBlockSize(" << metaBlockSize << ")");
     }
-    walk.logReply();
+    walk.logReply("getBlkLocation");
     const auto replies =
         static_cast<unsigned long>(walk.replicas()) * static_cast<unsigned long>(walk.blocks());
     out.append(walk.words(), 2 * replies);
@@ -116,7 +116,7 @@ int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
   uint32_t emitted = 0;
   do {
     if (!walk.read()) return -1;
-    walk.logReply();
+    walk.logReply("getBlkLocation_sort");
     // Every reply begins a group of its own, but what the last one left uncounted is carried into
     // it: a reply that ends inside a group shifts the groups of the next.
     const int32_t* words = walk.words();
@@ -168,7 +168,7 @@ int getBlkLocationInt(int fd, StorageType type, locationplus& loc, Buffer<int>& 
       ZOLT_ERROR("Unknown storage type " << type);
   }
   if (result != 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     ZOLT_ERROR("failed to get extended stat for " << fd);
     return error;
   }

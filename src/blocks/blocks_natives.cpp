@@ -1,4 +1,6 @@
 // ZOLTNative: getBlockLocationsNative, setReplication, setBGF.
+#include <stdexcept>
+
 #include "blocks/block_locations.h"
 #include "blocks/placement.h"
 #include "jni/errors.h"
@@ -27,6 +29,9 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getBlockLocationsNative(
       getBlockLocations(path, static_cast<StorageType>(storageType), followLink != JNI_FALSE,
                         offset, length, lent(env, status), lent(env, locations));
   if (error != 0) handle_error(env, error, path);
+} catch (const std::logic_error& error) {
+  // A buffer of a wrong size is Java's to hear of, and nobody else's: no line at error.
+  throw_io_exception(env, error.what());
 } catch (...) {
   raiseInJava();
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "jni/errno_text.h"
 #include "zolt.h"
 
 namespace zolt {
@@ -57,7 +58,7 @@ template <class AnyRequest>
 int send(int (*call)(int, void*), int fd, AnyRequest& request) {
   errno = 0;
   const int result = call(fd, &request);
-  if (result != 0 && errno == 0) errno = EIO;
+  if (result != 0) errno = errnoOfFailure();
   return result;
 }
 

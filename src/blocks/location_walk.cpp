@@ -73,10 +73,11 @@ uint64_t LocationWalk::returnedLength() const {
   return overflow ? std::numeric_limits<uint64_t>::max() : bytes;
 }
 
-void LocationWalk::logReply() const {
-  ZOLT_DEBUG("requested offset=" << offset_ << " length=" << length_ << " returned length="
-                                 << returnedLength() << " replicas=" << replicas()
-                                 << " blocks=" << blocks() << " skipfactor=" << skip_);
+void LocationWalk::logReply(const char* query) const {
+  ZOLT_DEBUG_AS(query, "requested offset=" << offset_ << " length=" << length_
+                                           << " returned length=" << returnedLength()
+                                           << " replicas=" << replicas() << " blocks=" << blocks()
+                                           << " skipfactor=" << skip_);
 }
 
 bool LocationWalk::advance() {

@@ -36,8 +36,8 @@ class LocationWalk {
   /// The block size that the client says it counted in.
   int64_t metaBlockSize() const;
 
-  /// One debug line about the round.
-  void logReply() const;
+  /// One debug line about the round, in the name of the query.
+  void logReply(const char* query) const;
 
   /// Moves past the blocks of the reply. False when the range or the file ends there, and when the
   /// reply described no block: the next would not either. With blocks it needs a size to count in.

@@ -9,7 +9,7 @@ namespace zolt {
 int getBGF(int fd) {
   if (fd < 0) return -1;
   AttributeRequest request{headerFor<AttributeRequest>(), readBgfRecord()};
-  if (send(zolt_fcntl, fd, request) != 0) return -errno;
+  if (send(zolt_fcntl, fd, request) != 0) return -errnoOfFailure();
   return request.record.status == 0 ? bgfIn(request.record) : 0;
 }
 

@@ -25,9 +25,8 @@ static_assert(offsetof(DirentHeader, type) == 8);
 static_assert(offsetof(DirentHeader, nameLength) == 10);
 
 /// Fills `out` with entries of the thread's listing, which is opened at `path` when the thread has
-/// none under way; a listing under way goes on whatever the path. With dirOnly, only entries of
-/// type
-/// 4. Returns 1 when the buffer is full and entries remain (the next call on this thread
+/// none under way; a listing under way goes on whatever the path. With dirOnly, only directories
+/// (type 4). Returns 1 when the buffer is full and entries remain (the next call on this thread
 /// continues), 0 when the listing is complete and closed.
 ///
 /// The buffer must hold at least one record past its 4-byte count: a continuation whose first entry
@@ -47,9 +46,8 @@ struct DirentCount {
 };
 
 /// Counts the entries of a directory, whatever listing the thread has under way. A directory that
-/// does not exist or may not be read has none. IOException with errno and "failed to open directory
-/// "
-/// + path for any other failure to open.
+/// does not exist or may not be read has none. Any other failure to open is an IOException with
+/// errno and "failed to open directory " + path.
 DirentCount getDirentCount(const std::string& path);
 
 }  // namespace zolt

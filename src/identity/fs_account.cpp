@@ -44,17 +44,17 @@ Ids idsOfOrNobody(const std::string& user) {
   try {
     return idsOf(user);
   } catch (const IOException&) {
-    ZOLT_WARN("Unable to map username: " << user << " to uid. Try nobody");
+    ZOLT_WARN_AS("FSAccount", "Unable to map username: " << user << " to uid. Try nobody");
   }
   return idsOf(NOBODY);
 }
 
-std::string superuserName() {
+std::string superuserName(const char* askedBy) {
   std::string name;
   try {
     uid_to_usrname(0, name);
   } catch (const IOException&) {
-    ZOLT_WARN("Unable to map uid: " << 0 << " to username. Try nobody");
+    ZOLT_WARN_AS(askedBy, "Unable to map uid: " << 0 << " to username. Try nobody");
   }
   return name.empty() ? NOBODY : name;
 }
@@ -68,9 +68,9 @@ FSAccount::FSAccount(const std::string& user) {
   setfsid(ids.uid, ids.gid);
 }
 
-FSAccount::FSAccount(Superuser) {
+FSAccount::FSAccount(Superuser superuser) {
   if (alwaysSuper) return;
-  if (daemonGid != 0) setgroups(superuserName().c_str(), 0);
+  if (daemonGid != 0) setgroups(superuserName(superuser.askedBy).c_str(), 0);
   setfsid(0, 0);
 }
 
@@ -85,7 +85,7 @@ FSAccount::~FSAccount() {
 void FSAccount::setfsid(uint32_t uid, uint32_t gid) {
   savedFsuid_ = static_cast<uint32_t>(setfsuid(uid));
   if (savedFsuid_ == REFUSED) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     const std::string message =
         "setfsuid error: " + std::to_string(savedFsuid_) + " -> " + std::to_string(uid);
     ZOLT_WARN(message);
@@ -93,7 +93,7 @@ void FSAccount::setfsid(uint32_t uid, uint32_t gid) {
   }
   savedFsgid_ = static_cast<uint32_t>(setfsgid(gid));
   if (savedFsgid_ == REFUSED) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     savedFsuid_ = static_cast<uint32_t>(setfsuid(savedFsuid_));
     const std::string message =
         "setfsgid error: " + std::to_string(savedFsgid_) + " -> " + std::to_string(gid);

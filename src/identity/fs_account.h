@@ -26,9 +26,12 @@ class FSAccount {
   explicit FSAccount(const std::string& user);
 
   /// Switches to the superuser: ids 0, and root's groups unless the service's own group is 0.
-  /// IOException of setgroups and of setfsid; the thread then has the ids it came with.
-  struct Superuser {};
-  explicit FSAccount(Superuser);
+  /// IOException of setgroups and of setfsid; the thread then has the ids it came with. `askedBy`
+  /// is whom the log line of a missing name of root speaks for.
+  struct Superuser {
+    const char* askedBy;
+  };
+  explicit FSAccount(Superuser superuser);
 
   /// Switches nothing yet; at the end of the scope the thread will have the service's identity.
   struct DaemonAtEnd {};

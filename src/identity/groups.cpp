@@ -44,7 +44,7 @@ void setgroups(const char* user, uint32_t gid) {
     // The C library answers -1 and a larger count when the room is too small, and leaves the count
     // alone when it has no memory itself.
     if (groups == nullptr || count <= room) {
-      const int error = errno;
+      const int error = errnoOfFailure();
       const std::string message = "failed to alloc " + std::to_string(room) + " gid buffer";
       ZOLT_WARN(message);
       throw IOException(message, error);
@@ -54,7 +54,7 @@ void setgroups(const char* user, uint32_t gid) {
   const std::span<const gid_t> ids(groups.get(), static_cast<size_t>(count));
   ZOLT_DEBUG("setgroups:" << Listed{ids});
   if (syscall(SYS_setgroups, ids.size(), ids.data()) != 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     const std::string message =
         std::string("SYS_setgroups error for user=") + orNull(user) + " gid:" + std::to_string(gid);
     ZOLT_WARN(message);
@@ -65,10 +65,10 @@ void setgroups(const char* user, uint32_t gid) {
 int dump_gid(const char* label) noexcept try {
   if (logger2::currentLevel > LOG_DEBUG) return 0;
   const int count = getgroups(0, nullptr);
-  if (count < 0) return -errno;
+  if (count < 0) return -errnoOfFailure();
   std::vector<gid_t> groups(static_cast<size_t>(count));
   const int filled = getgroups(count, groups.data());
-  if (filled < 0) return -errno;
+  if (filled < 0) return -errnoOfFailure();
 
   Fmt text(nullptr);
   if (label != nullptr) text << label << " ";

@@ -1,4 +1,4 @@
-// errno in words, and errno kept: the two small things every layer needs around a system call.
+// errno in words, taken and kept: the small things every layer needs around a system call.
 #pragma once
 
 #include <array>
@@ -20,6 +20,12 @@ class ErrnoText {
   std::array<char, 512> buffer_;  // for what the C library has no text of its own for
   const char* text_;
 };
+
+/// The errno of a call that has just failed, and EIO where it left none: no failure may ever pass
+/// for success.
+inline int errnoOfFailure() noexcept {
+  return errno != 0 ? errno : EIO;
+}
 
 /// Restores errno at the end of the scope, so that what runs in between (a close, a log line)
 /// cannot change what a failed system call left there.

@@ -45,17 +45,28 @@ template <class Body>
 }  // namespace zolt
 
 // A log site: one comparison while the level is off, and `body` (what would stand to the right of
-// the first << of a stream) is not evaluated.
-#define ZOLT_LOG(level, body)                                                         \
+// the first << of a stream) is not evaluated, nor is `function`.
+#define ZOLT_LOG(level, function, body)                                               \
   do {                                                                                \
     if (::zolt::logger2::currentLevel <= (level)) [[unlikely]] {                      \
-      ::zolt::logger2::emit((level), static_cast<const char*>(__func__), __LINE__,    \
+      ::zolt::logger2::emit((level), (function), __LINE__,                            \
                             [&](std::ostream& zoltLogLine) { zoltLogLine << body; }); \
     }                                                                                 \
   } while (false)
 
-#define ZOLT_TRACE(body) ZOLT_LOG(::zolt::LOG_TRACE, body)
-#define ZOLT_DEBUG(body) ZOLT_LOG(::zolt::LOG_DEBUG, body)
-#define ZOLT_INFO(body) ZOLT_LOG(::zolt::LOG_INFO, body)
-#define ZOLT_WARN(body) ZOLT_LOG(::zolt::LOG_WARN, body)
-#define ZOLT_ERROR(body) ZOLT_LOG(::zolt::LOG_ERROR, body)
+// A site that speaks for the function that it stands in.
+#define ZOLT_TRACE(body) ZOLT_TRACE_AS(static_cast<const char*>(__func__), body)
+#define ZOLT_DEBUG(body) ZOLT_DEBUG_AS(static_cast<const char*>(__func__), body)
+#define ZOLT_INFO(body) ZOLT_LOG(::zolt::LOG_INFO, static_cast<const char*>(__func__), body)
+#define ZOLT_WARN(body) ZOLT_WARN_AS(static_cast<const char*>(__func__), body)
+#define ZOLT_ERROR(body) ZOLT_ERROR_AS(static_cast<const char*>(__func__), body)
+
+// A site in a helper, whose line bears the name under which administrators know the work: that of
+// the function, or of the native, that the helper serves.
+#define ZOLT_TRACE_AS(function, body) ZOLT_LOG(::zolt::LOG_TRACE, function, body)
+#define ZOLT_DEBUG_AS(function, body) ZOLT_LOG(::zolt::LOG_DEBUG, function, body)
+#define ZOLT_WARN_AS(function, body) ZOLT_LOG(::zolt::LOG_WARN, function, body)
+#define ZOLT_ERROR_AS(function, body) ZOLT_LOG(::zolt::LOG_ERROR, function, body)
+
+/// A native as log lines name it: by its exported symbol.
+#define ZOLT_NATIVE(method) "Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_" #method

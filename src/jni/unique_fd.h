@@ -4,16 +4,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "jni/errno_text.h"
 
 namespace zolt {
-
-/// The flags with which the library opens what a path names. The last three change nothing for a
-/// file or a directory, but opening a FIFO must not wait for its writer, nor a terminal become the
-/// process's own.
-inline constexpr int OPEN_READ = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
 /// Closes its descriptor, if it is one (not negative), and keeps errno.
 class UniqueFd {
@@ -33,5 +29,22 @@ class UniqueFd {
  private:
   int fd_;
 };
+
+/// Opens what a path names for reading, with the flags given beside; the descriptor, or -1 with
+/// errno.
+///
+/// A terminal does not become the process's own, and a FIFO is not waited for: both may lie in the
+/// namespace. A lease that another process has taken on the file and has to give back first
+/// (fcntl(2), F_SETLEASE; file servers take them) is waited for, as a plain open does.
+inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
+  const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
+  int fd = open(path, all | O_NONBLOCK);
+  if (fd < 0 && errno == EAGAIN) {
+    do {
+      fd = open(path, all);
+    } while (fd < 0 && errno == EINTR);
+  }
+  return UniqueFd(fd);
+}
 
 }  // namespace zolt

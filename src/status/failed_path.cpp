@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "acl/acl.h"
@@ -17,6 +18,8 @@
 namespace zolt {
 
 namespace {
+
+constexpr const char* WALK = "getFailedPathInt";
 
 // No call takes a path of PATH_MAX bytes, its terminator included, so what is longer is passed over
 // at once: its components, each reported with all before it, could fill the memory.
@@ -32,7 +35,7 @@ std::string ownerName(uid_t uid) {
   try {
     uid_to_usrname(uid, name);
   } catch (const IOException&) {
-    ZOLT_WARN("Unable to map uid to name for uid: " << uid);
+    ZOLT_WARN_AS(WALK, "Unable to map uid to name for uid: " << uid);
   }
   return name.empty() ? std::to_string(uid) : name;
 }
@@ -42,7 +45,7 @@ std::string groupName(gid_t gid) {
   try {
     gid_to_grpname(gid, name);
   } catch (const IOException&) {
-    ZOLT_WARN("Unable to map gid to name for gid: " << gid);
+    ZOLT_WARN_AS(WALK, "Unable to map gid to name for gid: " << gid);
   }
   return name.empty() ? std::to_string(gid) : name;
 }
@@ -90,7 +93,9 @@ void getFailedPath(const char* path, bool followLink) noexcept {
     struct stat st {};
     const std::string stop = getFailedPathInt(path, "/", followLink, st, false);
     const FSAccount daemon{FSAccount::DaemonAtEnd()};
-    const FSAccount superuser{FSAccount::Superuser()};
+    // It ends without a switch of its own: the daemon's is the one switch back.
+    const std::unique_ptr<FSAccount, FSAccount::FreeOnly> superuser(
+        new FSAccount(FSAccount::Superuser{.askedBy = "getFailedPath"}));
     getFailedPathInt(path, stop.c_str(), followLink, st, true);
   } catch (const std::exception& error) {
     ZOLT_DEBUG("fails @" << orNull(path) << " error:" << orNull(error.what()));

@@ -21,6 +21,11 @@ namespace zolt {
 
 namespace {
 
+// Whom the log lines speak for.
+constexpr const char* FULL = ZOLT_NATIVE(getFileStatusNative);
+constexpr const char* FAST = ZOLT_NATIVE(getFileStatusFastNative);
+constexpr const char* CHANGED = ZOLT_NATIVE(isCMTimeChangedNative);
+
 FileTime timeOf(const zolt_timestamp64& time) {
   return {time.seconds, time.nanoseconds};
 }
@@ -38,16 +43,17 @@ std::string textOf(const FileTime& time) {
 int checkAsCaller(const char* path, bool followLink) {
   struct stat st;
   if ((followLink ? stat(path, &st) : lstat(path, &st)) == 0) return 0;
-  const int error = errno;
+  const int error = errnoOfFailure();
   if (error == EACCES) dump_gid("getStat error");
-  ZOLT_DEBUG(joined(" ", "stat failed with", error, "for", path, "followLink", followLink));
+  ZOLT_DEBUG_AS(FULL,
+                joined(" ", "stat failed with", error, "for", path, "followLink", followLink));
   return reportedStatError(error);
 }
 
-int checkCapacity(const StatusBuffer& buffer) {
+int checkCapacity(const StatusBuffer& buffer, const char* native) {
   if (buffer.capacity >= sizeof(StatusRecord)) return 0;
-  ZOLT_ERROR(joined(" ", "Direct ByteBuffer length error: length", buffer.capacity, "type size",
-                    sizeof(StatusRecord)));
+  ZOLT_ERROR_AS(native, joined(" ", "Direct ByteBuffer length error: length", buffer.capacity,
+                               "type size", sizeof(StatusRecord)));
   return EINVAL;
 }
 
@@ -55,7 +61,7 @@ int checkCapacity(const StatusBuffer& buffer) {
 // file-system blocks.
 int setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
   if (bgf < 0) {
-    ZOLT_ERROR(joined(" ", "getBGF faied with", -bgf, "for", path));
+    ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", -bgf, "for", path));
     return -bgf;
   }
   if (bgf > 0) {
@@ -74,35 +80,34 @@ int setLeaseLength(const char* path, int fd, StatusRecord& record) {
     record.leaseLength = static_cast<uint16_t>(length);
     return 0;
   }
-  const int error = errno;
+  const int error = errnoOfFailure();
   if (error == ENODATA) return 0;
-  ZOLT_ERROR(joined(" ", "fgetxattr faied with", error, "for", path));
+  ZOLT_ERROR_AS(FULL, joined(" ", "fgetxattr faied with", error, "for", path));
   return error;
 }
 
-void traceStatus(const char* path, const StatusRecord& record, int bgf) {
-  ZOLT_TRACE(joined(" ", "path:", path, "ino:", record.inode, "size:", record.size, "mode",
-                    record.mode, "uid:", record.uid, "gid", record.gid,
-                    "mtime:", textOf(timeOf(record.mtime)), "ctime:", textOf(timeOf(record.ctime)),
-                    "blocksize", record.blockSize, "rep", record.replication, "acl", record.acl,
-                    "lease", record.leaseLength, "bgf", bgf));
+void traceStatus(const char* path, const StatusRecord& record, int bgf, const char* native) {
+  ZOLT_TRACE_AS(native, joined(" ", "path:", path, "ino:", record.inode, "size:", record.size,
+                               "mode", record.mode, "uid:", record.uid, "gid", record.gid, "mtime:",
+                               textOf(timeOf(record.mtime)), "ctime:", textOf(timeOf(record.ctime)),
+                               "blocksize", record.blockSize, "rep", record.replication, "acl",
+                               record.acl, "lease", record.leaseLength, "bgf", bgf));
 }
 
 // Everything of the full form once the file is open with the superuser's rights.
 StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLease,
-                        const FileTime& ctime, const FileTime& mtime, const BufferSource& source) {
+                        const FileTime& ctime, const FileTime& mtime, const StatusBuffer& buffer) {
   zolt_iattr64 attr;
   if (const int error = getStatX(fd, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};
   }
   if (!timeOf(attr.ia_mtime).laterThan(mtime) || !timeOf(attr.ia_ctime).laterThan(ctime)) {
-    ZOLT_TRACE(joined(" ", "not changed:", path, "mtime:", textOf(timeOf(attr.ia_mtime)),
-                      "ctime:", textOf(timeOf(attr.ia_ctime))));
+    ZOLT_TRACE_AS(FULL, joined(" ", "not changed:", path, "mtime:", textOf(timeOf(attr.ia_mtime)),
+                               "ctime:", textOf(timeOf(attr.ia_ctime))));
     return {};
   }
-  const StatusBuffer buffer = source.buffer();
-  if (const int error = checkCapacity(buffer)) return {.error = error};
+  if (const int error = checkCapacity(buffer, FULL)) return {.error = error};
 
   StatusRecord record = commonStatus(attr);
   int bgf = 0;
@@ -115,41 +120,40 @@ StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLeas
   }
   storeStatus(record, buffer.address);
   if (error != 0) return {.error = error};
-  traceStatus(path, record, bgf);
+  traceStatus(path, record, bgf, FULL);
   return {.written = true};
 }
 
 }  // namespace
 
 StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
-                           const FileTime& mtime, const BufferSource& source) {
+                           const FileTime& mtime, const StatusBuffer& buffer) {
   if (!alwaysSuper) {
     if (const int error = checkAsCaller(path, followLink)) return {.error = error};
   }
-  const FSAccount superuser{FSAccount::Superuser()};
-  const UniqueFd file(open(path, OPEN_READ | (followLink ? 0 : O_NOFOLLOW)));
+  const FSAccount superuser{FSAccount::Superuser{.askedBy = FULL}};
+  const UniqueFd file = openToRead(path, followLink ? 0 : O_NOFOLLOW);
   if (file.get() < 0) {
-    const int error = errno;
-    ZOLT_DEBUG(joined(" ", "open failed with", error, "for", path));
+    const int error = errnoOfFailure();
+    ZOLT_DEBUG_AS(FULL, joined(" ", "open failed with", error, "for", path));
     return {.error = error};
   }
-  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, source);
+  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, buffer);
 }
 
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
-                               const BufferSource& source) {
+                               const StatusBuffer& buffer) {
   zolt_iattr64 attr;
   if (const int error = getStatX(path, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};
   }
   if (!timeOf(attr.ia_ctime).laterThan(ctime)) return {};
-  const StatusBuffer buffer = source.buffer();
-  if (const int error = checkCapacity(buffer)) return {.error = error};
+  if (const int error = checkCapacity(buffer, FAST)) return {.error = error};
 
   const StatusRecord record = commonStatus(attr);
   storeFastStatus(record, buffer.address);
-  traceStatus(path, record, 0);
+  traceStatus(path, record, 0, FAST);
   return {.written = true};
 }
 
@@ -159,8 +163,8 @@ int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, co
   if (const int error = getStat(path, followLink, st)) return error;
   changed = timeOf(st.st_ctim).laterThan(ctime) || timeOf(st.st_mtim).laterThan(mtime);
   if (changed) {
-    ZOLT_TRACE(joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
-                      "ctime:", textOf(timeOf(st.st_ctim))));
+    ZOLT_TRACE_AS(CHANGED, joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
+                                  "ctime:", textOf(timeOf(st.st_ctim))));
   }
   return 0;
 }

@@ -1,7 +1,7 @@
 // The status of a file as a record in the caller's buffer, and whether it changed.
 //
-// A buffer is written only when the file changed since the times that the caller knows, and is not
-// even asked for otherwise. Errors are errno values, all to be reported with the path.
+// A buffer is written only when the file changed since the times that the caller knows; what it has
+// room for matters no earlier. Errors are errno values, all to be reported with the path.
 #pragma once
 
 #include <cstdint>
@@ -18,19 +18,10 @@ struct FileTime {
   }
 };
 
-/// Where a record goes: memory that may be null when the capacity (bytes) is 0.
+/// Where a record goes.
 struct StatusBuffer {
   char* address;
-  unsigned long capacity;
-};
-
-/// Who knows the caller's buffer, to be asked for it when there is a record to write.
-class BufferSource {
- public:
-  virtual StatusBuffer buffer() const = 0;
-
- protected:
-  ~BufferSource() = default;
+  unsigned long capacity;  // bytes
 };
 
 /// Exactly one of: written; unchanged, with no error; an error, with the record unwritten or, where
@@ -46,13 +37,13 @@ struct StatusAnswer {
 /// thread's ids are what they were on every way out; IOException when the switch fails. A symbolic
 /// link that is not to be followed is ELOOP.
 StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
-                           const FileTime& mtime, const BufferSource& source);
+                           const FileTime& mtime, const StatusBuffer& buffer);
 
 /// The record without block size, replication and lease, when the status change time is later than
 /// the known one. It takes the calling thread's identity only, and opens nothing. Links are always
 /// followed; `followLink` serves the diagnosis of a failure.
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
-                               const BufferSource& source);
+                               const StatusBuffer& buffer);
 
 /// Whether either time is later than the known one. 0 or errno.
 int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, const FileTime& mtime,

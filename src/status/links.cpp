@@ -14,8 +14,8 @@ int readTarget(const char* path, int length, TargetBuffer& target) {
   const int room = std::clamp(length, 1, static_cast<int>(target.size()));
   const ssize_t count = length < 0 ? -1 : readlink(path, target.data(), static_cast<size_t>(room));
   if (count < 0) {
-    const int error = length < 0 ? EINVAL : errno;
-    ZOLT_WARN("Invalid link target for " << path);
+    const int error = length < 0 ? EINVAL : errnoOfFailure();
+    ZOLT_WARN_AS(ZOLT_NATIVE(getLinkTargetNative), "Invalid link target for " << path);
     return -error;
   }
   return std::min(static_cast<int>(count), length);

@@ -15,10 +15,11 @@ namespace {
 template <class Ask>
 int getStatX(const Ask& ask, zolt_iattr64& attr) {
   unsigned int mask = 0;
+  errno = 0;  // what is reported is the client's own
   if (ask(&mask) != 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     if (error == EACCES) dump_gid("getStatX error");
-    return error != 0 ? error : EIO;  // a record that was not filled must never pass for one
+    return error;
   }
   if (attr.ia_version != ZOLT_IATTR_VERSION) {
     ZOLT_WARN(
@@ -41,13 +42,13 @@ int reportedStatError(int error) {
 int getStat(const char* path, bool followLink, struct stat& st) {
   // The kernel's answer to a null path; lstat(2) is declared never to be asked.
   if (path == nullptr || lstat(path, &st) != 0) {
-    const int error = path == nullptr ? EFAULT : errno;
+    const int error = path == nullptr ? EFAULT : errnoOfFailure();
     if (error == EACCES) dump_gid("getStat error");
     ZOLT_DEBUG("lstat for " << orNull(path) << " error " << error << " resolveLink " << followLink);
     return reportedStatError(error);
   }
   if (followLink && S_ISLNK(st.st_mode) && stat(path, &st) != 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     ZOLT_DEBUG("link target is invalid, stat for " << path << " error " << error << " resolveLink "
                                                    << followLink);
     return reportedStatError(error);

@@ -15,20 +15,6 @@ using namespace zolt;
 
 namespace {
 
-class JavaBuffer final : public BufferSource {
- public:
-  JavaBuffer(JNIEnv* env, jobject buffer) : env_(env), buffer_(buffer) {}
-
-  StatusBuffer buffer() const override {
-    const DirectBuffer memory = directBuffer(env_, buffer_);
-    return {memory.address, memory.capacity};
-  }
-
- private:
-  JNIEnv* env_;
-  jobject buffer_;
-};
-
 std::string tableText() {
   Fmt text(", ");
   for (const int number : statusOffsetMemberSize)
@@ -57,12 +43,13 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
     jobject javaBuffer, jlong ctimeSec, jlong ctimeNsec, jlong mtimeSec, jlong mtimeNsec) try {
   const StringChars path(env, javaPath);
   if (path.error() != 0) return 0;
-  if (javaBuffer == nullptr) return report(env, {.error = EINVAL}, path);
-  return report(
-      env,
-      getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
-                    {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec}, JavaBuffer(env, javaBuffer)),
-      path);
+  const DirectBuffer buffer = directBuffer(env, javaBuffer);
+  if (buffer.address == nullptr) return report(env, {.error = EINVAL}, path);
+  return report(env,
+                getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
+                              {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec},
+                              {buffer.address, buffer.capacity}),
+                path);
 } catch (...) {
   return raised<jint>();
 }
@@ -73,10 +60,11 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusFastNative(
     jlong ctimeSec, jlong ctimeNsec) try {
   const StringChars path(env, javaPath);
   if (path.error() != 0) return 0;
-  if (javaBuffer == nullptr) return report(env, {.error = EINVAL}, path);
+  const DirectBuffer buffer = directBuffer(env, javaBuffer);
+  if (buffer.address == nullptr) return report(env, {.error = EINVAL}, path);
   return report(env,
                 getFileStatusFast(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
-                                  JavaBuffer(env, javaBuffer)),
+                                  {buffer.address, buffer.capacity}),
                 path);
 } catch (...) {
   return raised<jint>();

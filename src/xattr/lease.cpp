@@ -16,6 +16,11 @@ namespace zolt {
 
 namespace {
 
+constexpr const char* SET = ZOLT_NATIVE(setFileLeaseNative);
+constexpr const char* GET = ZOLT_NATIVE(getFileLeaseNative);
+constexpr const char* RENEW = ZOLT_NATIVE(renewFileLeaseNative);
+constexpr const char* REMOVE = ZOLT_NATIVE(removeFileLeaseNative);
+
 using Stamp = std::array<char, sizeof(int64_t)>;
 
 int writeStamp(const char* path, bool follow, int64_t now, int flags) {
@@ -48,13 +53,14 @@ std::string firstBytes(std::string_view bytes) {
 
 int readLeaseClock(int64_t& now) {
   timespec time{};
-  if (clock_gettime(CLOCK_REALTIME, &time) != 0) return errno;
+  if (clock_gettime(CLOCK_REALTIME, &time) != 0) return errnoOfFailure();
   now = leaseClock(time);
   return 0;
 }
 
 LeaseFailure setLeaseHolder(const char* path, bool follow, std::string_view holder, int64_t now) {
-  ZOLT_TRACE("lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
+  ZOLT_TRACE_AS(SET,
+                "lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
   const int result =
       zolt_setxattr(path, follow, USER_LEASE_HOLDER, holder.data(), holder.size(), XATTR_CREATE);
   if (result < 0) return {-result, "setxattr", USER_LEASE_HOLDER};
@@ -72,8 +78,8 @@ LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit,
   LeaseRead lease;
   int64_t last = 0;
   if (const int result = readStamp(path, follow, last); result < 0) {
-    ZOLT_TRACE("lease overdue now " << now << " last update " << last << " limit " << limit
-                                    << " overdue " << leaseAge(now, last));
+    ZOLT_TRACE_AS(GET, "lease overdue now " << now << " last update " << last << " limit " << limit
+                                            << " overdue " << leaseAge(now, last));
     lease.failure = {-result, "getxattr", USER_LEASE_UPDATE};
     return lease;
   }
@@ -92,23 +98,23 @@ LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit,
     lease.failure = {-length, "getxattr", USER_LEASE_HOLDER};
     return lease;
   }
-  ZOLT_TRACE("now " << now << " lease last update " << last << " lease limit " << limit
-                    << " lease overdue " << leaseAge(now, last) << " lease holder " << holderSize
-                    << firstBytes({bytes, size}));
+  ZOLT_TRACE_AS(GET, "now " << now << " lease last update " << last << " lease limit " << limit
+                            << " lease overdue " << leaseAge(now, last) << " lease holder "
+                            << length << firstBytes({bytes, size}));
   lease.holder = std::move(holder);
   lease.length = length;
   return lease;
 }
 
 LeaseFailure renewLease(const char* path, bool follow, int64_t now) {
-  ZOLT_TRACE(path << " " << now);
+  ZOLT_TRACE_AS(RENEW, path << " " << now);
   const int result = writeStamp(path, follow, now, 0);
   if (result < 0) return {-result, "setxattr", USER_LEASE_UPDATE};
   return {};
 }
 
 LeaseFailure removeLease(const char* path, bool follow) {
-  ZOLT_TRACE(path);
+  ZOLT_TRACE_AS(REMOVE, path);
   const int holder = zolt_removexattr(path, follow, USER_LEASE_HOLDER);
   const int update = zolt_removexattr(path, follow, USER_LEASE_UPDATE);
   const int result = holder < 0 ? holder : update;

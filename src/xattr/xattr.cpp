@@ -30,7 +30,7 @@ int zolt_getxattr(const char* path, bool follow, const char* name, char*& value,
   char* room = value;
   if (size == 0) {
     const ssize_t probed = get(path, name, nullptr, 0);
-    if (probed < 0) return -errno;
+    if (probed < 0) return -errnoOfFailure();
     // A second call with no room would be a second probe, and could answer the length of a value
     // that has come in between without a byte of it.
     if (probed == 0) return 0;
@@ -41,7 +41,7 @@ int zolt_getxattr(const char* path, bool follow, const char* name, char*& value,
 
   const ssize_t length = room != nullptr ? get(path, name, room, size) : outOfMemory();
   if (length < 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     ZOLT_ERROR("getxattr: failed to get value of attribute " << name);
     return -error;
   }
@@ -61,7 +61,7 @@ int zolt_setxattr(const char* path, bool follow, const char* name, const char* v
                   int flags) noexcept {
   const auto set = follow ? setxattr : lsetxattr;
   if (set(path, name, value, size, flags) == 0) return 0;
-  const int error = errno;
+  const int error = errnoOfFailure();
   ZOLT_ERROR("setxattr: failed to set value of attribute path " << path << " " << name << " to "
                                                                 << std::string_view(value, size));
   return -error;
@@ -80,7 +80,7 @@ int zolt_listxattrs(const char* path, bool follow, char** list) noexcept {
   const ssize_t length =
       made != nullptr ? names(path, made.get(), static_cast<size_t>(probed)) : outOfMemory();
   if (length < 0) {
-    const int error = errno;
+    const int error = errnoOfFailure();
     ZOLT_ERROR("listxattr: failed to get the EA names for " << path);
     return -error;
   }
@@ -91,7 +91,7 @@ int zolt_listxattrs(const char* path, bool follow, char** list) noexcept {
 int zolt_removexattr(const char* path, bool follow, const char* name) noexcept {
   const auto remove = follow ? removexattr : lremovexattr;
   if (remove(path, name) == 0) return 0;
-  const int error = errno;
+  const int error = errnoOfFailure();
   ZOLT_ERROR("removexattr: failed to remove attribute " << name);
   return -error;
 }

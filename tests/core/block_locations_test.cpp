@@ -136,7 +136,7 @@ TEST_F(BlockLocationsTest, WhatIsNoRegularFileHasAnEmptyHeader) {
   zolt_fault_arm("open", 2, 1, 0);  // only to count
   for (const uint32_t mode : {S_IFDIR | 0755U, S_IFLNK | 0777U, S_IFIFO | 0644U, S_IFSOCK | 0U}) {
     record(1, 4096, mode, 4096);
-    EXPECT_EQ(getBlockLocations(path, RANKED_NODES, false, -1, 10, status(), words()), 0);
+    EXPECT_EQ(getBlockLocations(path, RANKED_NODES, false, 1, 10, status(), words()), 0);
     EXPECT_EQ(header(), Header(0, 0));
   }
   EXPECT_EQ(getBlockLocations(dir / "link", FS_BLOCKS, false, 0, 1, std::nullopt, words()), 0);
@@ -163,10 +163,31 @@ TEST_F(BlockLocationsTest, OffsetAndLengthZeroAskForTheHeaderAlone) {
     EXPECT_EQ(header(), Header(type == FS_BLOCKS ? 512 : 2 * MIB, 3)) << type;
   }
   EXPECT_EQ(locationWords, untouched);
-  // Locations that could not be used do not matter then.
-  const LentMemory unusable{nullptr, 10};
-  EXPECT_EQ(getBlockLocations(path, FS_BLOCKS, true, 0, 0, status(), unusable), 0);
+  // Locations of no whole number of words do not matter then, nor do missing ones.
+  const LentMemory uneven{words().address, 10};
+  EXPECT_EQ(getBlockLocations(path, FS_BLOCKS, true, 0, 0, status(), uneven), 0);
   EXPECT_EQ(getBlockLocations(path, FS_BLOCKS, true, 0, 0, status(), std::nullopt), 0);
+}
+
+// Whatever the path names, and before it is looked at.
+TEST_F(BlockLocationsTest, WhatMayNotBePassedIsRefusedFirst) {
+  const LentMemory unusable{nullptr, 0};
+  for (const std::string& any : {path, dir.path(), dir / "none"}) {
+    for (const auto& [offset, length] :
+         {std::pair{0L, 0L}, std::pair{0L, 1L}, std::pair{9L, -1L}}) {
+      EXPECT_EQ(getBlockLocations(any, FS_BLOCKS, true, offset, length, unusable, words()), EINVAL);
+      EXPECT_EQ(getBlockLocations(any, FS_BLOCKS, true, offset, length, status(), unusable),
+                EINVAL);
+      EXPECT_EQ(getBlockLocations(any, FS_BLOCKS, true, offset, length, std::nullopt, unusable),
+                EINVAL);
+    }
+    EXPECT_EQ(getBlockLocations(any, FS_BLOCKS, true, -1, 10, std::nullopt, words()), EINVAL);
+    EXPECT_EQ(getBlockLocations(any, FS_BLOCKS, true, -1, 10, status(), words()), EINVAL);
+  }
+  record(1, 4096, S_IFDIR | 0755U, 4096);
+  EXPECT_EQ(getBlockLocations(dir.path(), FS_BLOCKS, true, -1, 0, status(), words()), EINVAL);
+  EXPECT_TRUE(noHeader());
+  EXPECT_EQ(locationWords, untouched);
 }
 
 TEST_F(BlockLocationsTest, TheHeaderAloneHasRoomForThreeReplicas) {

@@ -57,8 +57,7 @@ class FailedPathTest : public testing::Test {
   static std::vector<std::string> reports(const LogCapture& log) {
     std::vector<std::string> found;
     for (const LogCapture::Line& line : log.lines()) {
-      if (!line.text.starts_with("@getFailedPathInt:")) continue;
-      EXPECT_EQ(LOG_DEBUG, line.level);
+      if (line.level != LOG_DEBUG || !line.text.starts_with("@getFailedPathInt:")) continue;
       found.push_back(line.text.substr(line.text.find(' ') + 1));
     }
     return found;
@@ -141,8 +140,10 @@ TEST_F(FailedPathTest, TheThreadEndsWithTheDaemonsIdentityWhateverItHadBefore) {
   FSAccount::daemonGid = 70022;
   asAlice([&] {
     const LogCapture log;
+    zolt_fault_arm("setfsuid", 0, 0, 0);
     getFailedPath(file_.c_str(), true);
     EXPECT_EQ((ThreadIdentity{70021, 70022, {0}}), identity());
+    EXPECT_EQ(2, zolt_fault_calls("setfsuid")) << "to the superuser, and from there to the daemon";
     EXPECT_EQ((Paths{file_, inner_}), blocks(reports(log).back())) << "read as the superuser";
   });
 }

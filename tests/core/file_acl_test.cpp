@@ -210,6 +210,21 @@ TEST_P(FileAclTest, TheFirstFailureEndsItAndWhatWasStoredStays) {
   }
 }
 
+// As some file systems answer that there was none.
+TEST_P(FileAclTest, ADefaultListThatIsNotThereIsRemoved) {
+  const std::string path = directory();
+  setfacl("-bk", path);
+  zolt_fault_arm("acl_set_file", 1, 1, ENODATA);
+  removeDefaultAcl(path, true);
+  zolt_fault_arm("acl_set_file", 2, 2, ENODATA);
+  removeAcl(path, true);
+  // Of a list that has entries it is an error.
+  zolt_fault_arm("acl_set_file", 1, 1, ENODATA);
+  EXPECT_EQ(change(path, AclChange::SET, ints({1, DEFAULT, 2, 9, 6})), "61 " + path);
+  zolt_fault_arm("acl_set_file", 1, 1, ENODATA);
+  EXPECT_EQ(change(path, AclChange::SET, ints({1, ACCESS, 2, 9, 6})), "61 " + path);
+}
+
 TEST_P(FileAclTest, AFileHasNoDefaultList) {
   const std::string path = file();
   for (const auto how : {AclChange::SET, AclChange::MODIFY, AclChange::REMOVE}) {

@@ -130,42 +130,6 @@ TEST_F(FileStatusFailureTest, MissingPathsAreEnoentHoweverTheyAreMissing) {
   expectError(ENOENT, fast(dir_ / "none"));
 }
 
-// A buffer that is too small, and notes the flags of the file's descriptor when it is asked for.
-class Flags final : public BufferSource {
- public:
-  explicit Flags(std::string file) : file_(std::move(file)) {}
-
-  StatusBuffer buffer() const override {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-      std::error_code ignored;
-      if (std::filesystem::read_symlink(entry, ignored) != file_) continue;
-      std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
-      std::string line;
-      while (std::getline(info, line)) {
-        if (line.starts_with("flags:")) text_ = line.substr(line.find_first_of("0123456789"));
-      }
-    }
-    return {nullptr, 0};
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string file_;
-  mutable std::string text_;
-};
-
-// The descriptor, its flags, and nothing left of it afterwards.
-TEST_F(FileStatusFailureTest, TheDescriptorIsTheCallsOwn) {
-  const long before = openDescriptors();
-  const Flags flags(file_);
-  EXPECT_EQ(EINVAL, getFileStatus(file_.c_str(), true, true, NEVER, NEVER, flags).error);
-  const unsigned long opened = std::stoul(flags.text(), nullptr, 8);
-  EXPECT_EQ(static_cast<unsigned>(O_CLOEXEC | O_NONBLOCK),
-            opened & static_cast<unsigned>(O_ACCMODE | O_CLOEXEC | O_NONBLOCK))
-      << flags.text();
-  EXPECT_EQ(before, openDescriptors());
-}
-
 // Each system call on the way failing once: the error, the identity, no descriptor.
 TEST_F(FileStatusFailureTest, EveryFailureLeavesTheCallersIdentityAndNoDescriptor) {
   const std::string link = dir_ / "link";

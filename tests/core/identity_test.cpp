@@ -25,6 +25,7 @@ using test::ThreadIdentity;
 class IdentityTest : public test::IdentityFixture {};
 
 constexpr uint32_t NOBODY = 65534;
+constexpr FSAccount::Superuser ASKED{.askedBy = "getFailedPath"};
 
 std::string setfsidLine(const void* account, const std::string& change) {
   return joined("", "@", account, " ", change);
@@ -292,7 +293,7 @@ TEST_F(IdentityTest, AlwaysSuperMeansNoSystemCallAtAll) {
     }
     {
       const FSAccount account("alice");
-      const FSAccount superuser{FSAccount::Superuser()};
+      const FSAccount superuser{ASKED};
       const FSAccount daemon{FSAccount::DaemonAtEnd()};
       FSAccount::end(new FSAccount("no such user"));
       EXPECT_EQ(before, identity());
@@ -310,7 +311,7 @@ TEST_F(IdentityTest, TheSuperuserReturnsToTheCallersIdentity) {
     const ThreadIdentity before = identity();
     {
       zolt_fault_arm("syscall_setgroups", 0, 0, 0);
-      const FSAccount superuser{FSAccount::Superuser()};
+      const FSAccount superuser{ASKED};
       EXPECT_EQ((ThreadIdentity{0, 0, before.groups}), identity());
       EXPECT_EQ(0, zolt_fault_calls("syscall_setgroups")) << "the daemon's group is 0 already";
     }
@@ -325,7 +326,7 @@ TEST_F(IdentityTest, ADaemonOfAnotherGroupGetsTheSuperusersGroups) {
     const FSAccount caller("alice");
     {
       const LogCapture log;
-      const FSAccount superuser{FSAccount::Superuser()};
+      const FSAccount superuser{ASKED};
       EXPECT_EQ((ThreadIdentity{0, 0, {0}}), identity());
       EXPECT_EQ("setgroups: 0", log.bodies(LOG_DEBUG).front());
     }
@@ -334,7 +335,7 @@ TEST_F(IdentityTest, ADaemonOfAnotherGroupGetsTheSuperusersGroups) {
 
     zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
     expectIOException("SYS_setgroups error for user=toor gid:0", EPERM,
-                      [] { const FSAccount superuser{FSAccount::Superuser()}; });
+                      [] { const FSAccount superuser{ASKED}; });
     EXPECT_EQ(70001U, identity().fsuid) << "the caller's, and not the daemon's";
     EXPECT_EQ(70002U, identity().fsgid);
   });
@@ -347,7 +348,7 @@ TEST_F(IdentityTest, ASuperuserWithoutANameIsNobodyToTheGroups) {
     zolt_fault_arm("getpwuid_r", 1, 1, EIO);
     zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
     expectIOException("SYS_setgroups error for user=nobody gid:0", EPERM,
-                      [] { const FSAccount superuser{FSAccount::Superuser()}; });
+                      [] { const FSAccount superuser{ASKED}; });
     EXPECT_TRUE(log.has(LOG_WARN, "Unable to map uid: 0 to username. Try nobody")) << log.all();
   });
 }

@@ -259,15 +259,11 @@ TEST_F(ListingTest, APositionOfOneIsOneToGoBackTo) {
   EXPECT_EQ(all, wanted);
 }
 
-// What a directory was when it was read ahead is only of use while it stays so.
-class SettledListingTest : public ListingTest {
+class ChangingListingTest : public ListingTest {
  protected:
-  SettledListingTest() {
+  ChangingListingTest() {
     for (int i = 0; i < 10; ++i)
       dir.file("f" + std::to_string(i));
-    // All that happened here happened long ago.
-    const timespec later{time(nullptr) + 100, 0};
-    zolt_fault_realtime(&later);
   }
 
   // Adds the records of one more call to `all`.
@@ -282,13 +278,16 @@ class SettledListingTest : public ListingTest {
   Entries all;
 };
 
-TEST_F(SettledListingTest, GoesOnWhereItStoppedWithoutReadingAgain) {
+// Its times may be those of another machine's clock: that they lie long ago proves nothing.
+TEST_F(ChangingListingTest, GoesBackAtEachFullCallHoweverOldTheDirectoryIs) {
+  const timespec later{time(nullptr) + 100, 0};
+  zolt_fault_realtime(&later);
   EXPECT_EQ(listAll(4 + 3 * (14 + 2)), expected(dir.path()));
   EXPECT_EQ(calls, 4);
-  EXPECT_EQ(zolt_fault_calls("seekdir"), 0);
+  EXPECT_EQ(zolt_fault_calls("seekdir"), 3);
 }
 
-TEST_F(SettledListingTest, WhatIsRemovedBetweenTwoCallsIsNotListed) {
+TEST_F(ChangingListingTest, WhatIsRemovedBetweenTwoCallsIsNotListed) {
   ASSERT_EQ(more(), 1);
   for (int i = 0; i < 10; ++i) {
     const std::string name = "f" + std::to_string(i);
@@ -299,7 +298,7 @@ TEST_F(SettledListingTest, WhatIsRemovedBetweenTwoCallsIsNotListed) {
   EXPECT_EQ(all.size(), 3U);
 }
 
-TEST_F(SettledListingTest, WhatIsReplacedBetweenTwoCallsIsListedAsItIs) {
+TEST_F(ChangingListingTest, WhatIsReplacedBetweenTwoCallsIsListedAsItIs) {
   ASSERT_EQ(more(), 1);
   for (int i = 0; i < 10; ++i) {
     const std::string name = "f" + std::to_string(i);
@@ -312,13 +311,7 @@ TEST_F(SettledListingTest, WhatIsReplacedBetweenTwoCallsIsListedAsItIs) {
   EXPECT_EQ(all, expected(dir.path()));
 }
 
-TEST_F(SettledListingTest, AChangeThatIsTooFreshToShowIsReadAgain) {
-  zolt_fault_realtime(nullptr);
-  ASSERT_EQ(more(), 1);
-  EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
-}
-
-TEST_F(SettledListingTest, AnotherPathIsAskedNothingAboutTheStream) {
+TEST_F(ChangingListingTest, AListingGoesOnWhateverThePath) {
   ASSERT_EQ(more(), 1);
   const TempDir other;
   std::vector<char> memory(4096);
@@ -333,7 +326,7 @@ TEST_F(SettledListingTest, AnotherPathIsAskedNothingAboutTheStream) {
 
 // The files that were passed over on the way to the directory that did not fit come again when the
 // next call wants them.
-TEST_F(SettledListingTest, WhatOneCallPassesOverTheNextMayWant) {
+TEST_F(ChangingListingTest, WhatOneCallPassesOverTheNextMayWant) {
   for (const char* name : {"d1", "d2", "d3", "d4"})
     mkdir((dir / name).c_str(), 0755);
   ASSERT_EQ(more(true), 1);

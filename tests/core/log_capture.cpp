@@ -6,6 +6,8 @@
 #include <mutex>
 #include <regex>
 
+#include "log_names.h"
+
 namespace zolt::test {
 
 namespace {
@@ -15,12 +17,20 @@ std::vector<LogCapture::Line> captured;
 
 // Only the list of a thread's groups goes without a prefix.
 std::smatch splitAtPrefix(const std::string& text) {
-  static const std::regex prefix("@([A-Za-z0-9_~]+):[0-9]+ ");
+  static const std::regex prefix("@([A-Za-z0-9_~+]+):[0-9]+ ");
   std::smatch match;
   if (!std::regex_search(text, match, prefix, std::regex_constants::match_continuous)) {
     EXPECT_NE(text.find("(dump group ids):"), std::string::npos) << "no prefix: " << text;
   }
   return match;
+}
+
+// The name in a line is that of the message, whichever helper it is logged in.
+void expectItsName(const std::string& text) {
+  const std::smatch match = splitAtPrefix(text);
+  if (match.empty()) return;
+  const std::vector<std::string> names = namesOf(match.suffix());
+  EXPECT_TRUE(names.empty() || std::ranges::find(names, match[1].str()) != names.end()) << text;
 }
 
 }  // namespace
@@ -73,6 +83,7 @@ std::string LogCapture::all() const {
 
 // The delivery that the library proper makes to Java.
 void zolt::logger2::log(const std::string& text, LOG_LEVEL level) {
+  test::expectItsName(text);
   const std::scoped_lock lock(test::mutex);
   test::captured.push_back({level, text});
 }

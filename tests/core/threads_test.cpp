@@ -96,7 +96,7 @@ class Worker {
   }
 
   void status() {
-    const Memory memory;
+    Memory memory;
     const FileTime never{-1, 0};
     EXPECT_TRUE(getFileStatus(file_.c_str(), true, true, never, never, memory).written);
     EXPECT_EQ(memory.at<int64_t>(8), number_ + 1);
@@ -180,7 +180,7 @@ class Worker {
     gid_to_grpname(0, name);
     EXPECT_EQ(name, "root");
     mountDevice("/proc", "proc");
-    EXPECT_EQ(toModifiedUtf8("\xff"), "\xC3\xBF");
+    EXPECT_EQ(toModifiedUtf8("\xff"), "\xED\xB3\xBF");
   }
 
   const TempDir& dir_;

@@ -77,6 +77,10 @@ Result byTheRules(const Call& call, FuzzedFileSystem& fs) {
   Result result;
   result.status = call.status;
   result.locations.assign(call.hasLocations ? call.bytes : 0, CANARY);
+  if (call.offset < 0) {
+    result.error = EINVAL;
+    return result;
+  }
   if (call.status.size() <= 90) {
     result.thrown = "Buffer overflow: current pos 0 seek 90";
     return result;
@@ -90,10 +94,6 @@ Result byTheRules(const Call& call, FuzzedFileSystem& fs) {
   loc.blksize = blksize;
   loc.isRegular = (mode & 0xF000) == 0x8000;
   if (loc.isRegular) {
-    if (call.offset < 0) {
-      result.error = EINVAL;
-      return result;
-    }
     if ((call.offset != 0 || call.length != 0) && call.hasLocations && call.bytes % 4 != 0) {
       result.thrown = "Direct ByteBuffer length error: length " + std::to_string(call.bytes) +
                       " buffer type size 4";

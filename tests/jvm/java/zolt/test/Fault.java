@@ -33,7 +33,7 @@ record Fault(int errno, int altered) {
             Map.entry(95, "EOPNOTSUPP"), Map.entry(116, "ESTALE"), Map.entry(122, "EDQUOT"));
 
     private static final String STAT =
-            "EACCES EBADF EFAULT EINVAL ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOVERFLOW";
+            "EACCES EBADF EFAULT EINVAL ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOVERFLOW SILENT";
     private static final String GETXATTR = "E2BIG ENODATA EOPNOTSUPP ERANGE " + STAT;
     private static final String SETXATTR =
             "EDQUOT EEXIST ENODATA ENOSPC EOPNOTSUPP EPERM ERANGE EROFS " + STAT;
@@ -46,42 +46,42 @@ record Fault(int errno, int altered) {
     private static final String CLIENT = "EACCES EAGAIN EBADF EINTR EINVAL EIO EISDIR ENODATA ENOENT"
             + " ENOMEM ENOSPC ENOSYS ENOTDIR EOPNOTSUPP EPERM EROFS ESTALE SILENT";
     /** setfsuid(2) lists none; a filter of system calls answers these. */
-    private static final String FILTERED = "EPERM ENOSYS";
+    private static final String FILTERED = "EPERM ENOSYS SILENT";
 
     /** What each function's manual page lists, by the function's name. */
     private static final Map<String, String> BY_FUNCTION = Map.ofEntries(
-            Map.entry("acl_add_perm", "EINVAL"),
-            Map.entry("acl_calc_mask", "EINVAL ENOMEM"),
-            Map.entry("acl_check", "EINVAL"),
-            Map.entry("acl_copy_entry", "EINVAL"),
-            Map.entry("acl_create_entry", "EINVAL ENOMEM"),
-            Map.entry("acl_delete_entry", "EINVAL ENOSYS"),
+            Map.entry("acl_add_perm", "EINVAL SILENT"),
+            Map.entry("acl_calc_mask", "EINVAL ENOMEM SILENT"),
+            Map.entry("acl_check", "EINVAL SILENT"),
+            Map.entry("acl_copy_entry", "EINVAL SILENT"),
+            Map.entry("acl_create_entry", "EINVAL ENOMEM SILENT"),
+            Map.entry("acl_delete_entry", "EINVAL ENOSYS SILENT"),
             Map.entry("acl_error", "SILENT"),
-            Map.entry("acl_free", "EINVAL"),
-            Map.entry("acl_get_entry", "EINVAL"),
+            Map.entry("acl_free", "EINVAL SILENT"),
+            Map.entry("acl_get_entry", "EINVAL SILENT"),
             Map.entry("acl_get_file",
-                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOPNOTSUPP"),
-            Map.entry("acl_get_perm", "EINVAL"),
-            Map.entry("acl_get_permset", "EINVAL"),
-            Map.entry("acl_get_qualifier", "EINVAL ENOMEM"),
-            Map.entry("acl_get_tag_type", "EINVAL"),
-            Map.entry("acl_init", "EINVAL ENOMEM"),
+                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOPNOTSUPP SILENT"),
+            Map.entry("acl_get_perm", "EINVAL SILENT"),
+            Map.entry("acl_get_permset", "EINVAL SILENT"),
+            Map.entry("acl_get_qualifier", "EINVAL ENOMEM SILENT"),
+            Map.entry("acl_get_tag_type", "EINVAL SILENT"),
+            Map.entry("acl_init", "EINVAL ENOMEM SILENT"),
             Map.entry("acl_set_file",
-                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOSPC ENOTDIR EOPNOTSUPP EPERM EROFS"),
-            Map.entry("acl_set_qualifier", "EINVAL ENOMEM"),
-            Map.entry("acl_set_tag_type", "EINVAL"),
-            Map.entry("acl_to_text", "EINVAL ENOMEM"),
+                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOSPC ENOTDIR EOPNOTSUPP EPERM EROFS SILENT"),
+            Map.entry("acl_set_qualifier", "EINVAL ENOMEM SILENT"),
+            Map.entry("acl_set_tag_type", "EINVAL SILENT"),
+            Map.entry("acl_to_text", "EINVAL ENOMEM SILENT"),
             Map.entry("chmod", "EACCES EFAULT EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR EPERM"
-                    + " EROFS"),
-            Map.entry("clock_gettime", "EACCES EFAULT EINVAL ENODEV EOPNOTSUPP EPERM"),
+                    + " EROFS SILENT"),
+            Map.entry("clock_gettime", "EACCES EFAULT EINVAL ENODEV EOPNOTSUPP EPERM SILENT"),
             Map.entry("close", "EBADF EDQUOT EINTR EIO ENOSPC"),
             Map.entry("closedir", "EBADF"),
             Map.entry("endmntent", ""),
             Map.entry("fgetxattr", GETXATTR + " ONE_LESS NONE ONE_MORE"),
             Map.entry("getgrgid_r", LOOKUP),
             Map.entry("getgrnam_r", LOOKUP),
-            Map.entry("getgrouplist", "ENOMEM ONE_MORE"),
-            Map.entry("getgroups", "EFAULT EINVAL"),
+            Map.entry("getgrouplist", "ENOMEM SILENT ONE_MORE"),
+            Map.entry("getgroups", "EFAULT EINVAL SILENT"),
             Map.entry("getmntent_r", "SILENT"),
             Map.entry("getpwnam_r", LOOKUP),
             Map.entry("getpwuid_r", LOOKUP),
@@ -93,11 +93,11 @@ record Fault(int errno, int altered) {
             Map.entry("lstat", STAT),
             Map.entry("open", "EACCES EAGAIN EBUSY EDQUOT EEXIST EFAULT EFBIG EINTR EINVAL EISDIR"
                     + " ELOOP EMFILE ENAMETOOLONG ENFILE ENODEV ENOENT ENOMEM ENOSPC ENOTDIR ENXIO"
-                    + " EOPNOTSUPP EOVERFLOW EPERM EROFS ETXTBSY"),
-            Map.entry("opendir", "EACCES EBADF EMFILE ENFILE ENOENT ENOMEM ENOTDIR"),
+                    + " EOPNOTSUPP EOVERFLOW EPERM EROFS ETXTBSY SILENT"),
+            Map.entry("opendir", "EACCES EBADF EMFILE ENFILE ENOENT ENOMEM ENOTDIR SILENT"),
             Map.entry("readdir", "EBADF EFAULT EINVAL EIO ENOENT ENOTDIR SILENT"),
             Map.entry("readlink", "EACCES EFAULT EINVAL EIO ELOOP ENAMETOOLONG ENOENT ENOMEM"
-                    + " ENOTDIR ONE_LESS NONE"),
+                    + " ENOTDIR SILENT ONE_LESS NONE"),
             Map.entry("removexattr", REMOVEXATTR),
             Map.entry("rewinddir", ""),
             Map.entry("seekdir", ""),
@@ -106,10 +106,10 @@ record Fault(int errno, int altered) {
             Map.entry("setmntent", "EACCES EINVAL EMFILE ENFILE ENOENT ENOMEM"),
             Map.entry("setxattr", SETXATTR),
             Map.entry("stat", STAT),
-            Map.entry("syscall_setgroups", "EFAULT EINVAL ENOMEM EPERM ENOSYS"),
+            Map.entry("syscall_setgroups", "EFAULT EINVAL ENOMEM EPERM ENOSYS SILENT"),
             Map.entry("sysconf", "EINVAL"),
             Map.entry("utimensat", "EACCES EBADF EFAULT EINVAL ELOOP ENAMETOOLONG ENOENT ENOTDIR"
-                    + " EPERM EROFS ESRCH"),
+                    + " EPERM EROFS ESRCH SILENT"),
             Map.entry("zolt_fcntl", CLIENT + " ONE_LESS NONE"),
             Map.entry("zolt_fstat_x", CLIENT),
             Map.entry("zolt_restripe_file", CLIENT),

@@ -5,6 +5,7 @@ public final class Faults {
     static final int EPERM = 1;
     static final int ENOENT = 2;
     static final int EIO = 5;
+    static final int EAGAIN = 11;
     static final int ENOMEM = 12;
     static final int EACCES = 13;
     static final int EEXIST = 17;

@@ -121,11 +121,12 @@ final class HostileFiles {
             return Outcome.NOTHING;
         }
         Lent status = call.buffer(5);
+        Lent words = call.buffer(6);
+        if (isRefused(status) || isRefused(words) || call.number(3) < 0) {
+            return Outcome.error(Faults.EINVAL, path);
+        }
         boolean regular;
         if (status != null) {
-            if (!status.isUsable()) {
-                return Outcome.error(Faults.EINVAL, path);
-            }
             if (status.capacity() <= HEADER_AT) {
                 return Outcome.thrown(IOException.class, "Buffer overflow: current pos 0 seek 90");
             }
@@ -141,24 +142,18 @@ final class HostileFiles {
         if (!regular) {
             return putHeader(status, 0, 0);
         }
-        return locationsOfAFile(call, path, status);
+        return locationsOfAFile(call, path, status, words);
     }
 
-    private static Outcome locationsOfAFile(Call call, String path, Lent status) {
-        long offset = call.number(3);
-        boolean headerOnly = offset == 0 && call.number(4) == 0;
-        if (offset < 0) {
-            return Outcome.error(Faults.EINVAL, path);
-        }
-        Lent words = call.buffer(6);
-        if (!headerOnly && words != null) {
-            if (!words.isUsable()) {
-                return Outcome.error(Faults.EINVAL, path);
-            }
-            if (words.capacity() % 4 != 0) {
-                return Outcome.thrown(IOException.class, "Direct ByteBuffer length error: length "
-                        + words.capacity() + " buffer type size 4");
-            }
+    private static boolean isRefused(Lent buffer) {
+        return buffer != null && !buffer.isUsable();
+    }
+
+    private static Outcome locationsOfAFile(Call call, String path, Lent status, Lent words) {
+        boolean headerOnly = call.number(3) == 0 && call.number(4) == 0;
+        if (!headerOnly && words != null && words.capacity() % 4 != 0) {
+            return Outcome.thrown(IOException.class, "Direct ByteBuffer length error: length "
+                    + words.capacity() + " buffer type size 4");
         }
         int opened = Kernel.open(path, call.flag(2));
         if (opened != 0) {

@@ -64,10 +64,6 @@ final class HostileStatus {
         return (stat[MODE] & 0xF000) == 0x8000;
     }
 
-    static boolean isLong(Lent buffer) {
-        return buffer.isUsable() && buffer.capacity() >= RECORD;
-    }
-
     private static Object attribute(String path, String name) {
         return Kernel.getxattr(path, true, name, 64);
     }
@@ -94,7 +90,7 @@ final class HostileStatus {
             return Outcome.ZERO;
         }
         Lent buffer = call.buffer(3);
-        if (buffer == null) {
+        if (buffer == null || !buffer.isUsable()) {
             return Outcome.error(Faults.EINVAL, path);
         }
         long[] stat = Kernel.stat(path, call.flag(1));
@@ -109,7 +105,7 @@ final class HostileStatus {
                 || !later(stat, CTIME, call.number(4), call.number(5))) {
             return Outcome.ZERO;
         }
-        if (!isLong(buffer)) {
+        if (buffer.capacity() < RECORD) {
             return Outcome.error(Faults.EINVAL, path);
         }
         ByteBuffer out = buffer.expected();
@@ -143,7 +139,7 @@ final class HostileStatus {
             return Outcome.ZERO;
         }
         Lent buffer = call.buffer(2);
-        if (buffer == null) {
+        if (buffer == null || !buffer.isUsable()) {
             return Outcome.error(Faults.EINVAL, path);
         }
         long[] stat = Kernel.stat(path, true); // the client's call always follows
@@ -153,7 +149,7 @@ final class HostileStatus {
         if (!later(stat, CTIME, call.number(3), call.number(4))) {
             return Outcome.ZERO;
         }
-        if (!isLong(buffer)) {
+        if (buffer.capacity() < RECORD) {
             return Outcome.error(Faults.EINVAL, path);
         }
         putCommon(path, stat, buffer.expected());

@@ -34,24 +34,25 @@ interface Rule {
         return thrown(type, Walk.errnoText(errno) + ": " + message);
     }
 
-    /** The exception for the errno with which the step failed. */
+    /** The exception for the errno with which the step failed; EIO where it left none. */
     static Rule error(String message) {
         return (fault, undisturbed, before) -> {
             if (fault.isAltered()) {
                 throw new AssertionError("nothing said of " + fault);
             }
-            return error(fault.errno(), message).ending(fault, undisturbed, before);
+            int errno = fault.equals(Fault.SILENT) ? Faults.EIO : fault.errno();
+            return error(errno, message).ending(fault, undisturbed, before);
         };
     }
 
-    /** The same of the client, which is an input error where it leaves no errno. */
-    static Rule clientError(String message) {
-        return error(message).on(Fault.SILENT, error(Faults.EIO, message));
+    /** The same of an open, which is made again where a lease is to be broken first. */
+    static Rule openError(String message) {
+        return error(message).on(Fault.errno(Faults.EAGAIN), same());
     }
 
     /** The same of a request in whose reply there are no blocks to be altered. */
     static Rule requestError(String message) {
-        return clientError(message).on(Fault.ONE_LESS, same()).on(Fault.NONE, same());
+        return error(message).on(Fault.ONE_LESS, same()).on(Fault.NONE, same());
     }
 
     /** The same of a path's status: what is below no directory is not there. */

@@ -38,16 +38,12 @@ class StatusFailureTest extends StatusFixture {
     }
 
     @Test
-    void aBufferMustBeDirectAndHoldARecord() throws Exception {
+    void aBufferMustHoldARecord() throws Exception {
         ByteBuffer little = ByteBuffer.allocateDirect(87);
-        ByteBuffer[] unusable = {little, ByteBuffer.allocate(100), buffer.asReadOnlyBuffer()};
-        for (ByteBuffer each : unusable) {
-            for (Executable form : bothForms(file.toString(), each)) {
-                Log.clear();
-                expect(IOException.class, "Invalid argument: " + file, form);
-                Log.expect(Level.ERROR, "Direct ByteBuffer length error: length "
-                        + (each == little ? 87 : 0) + " type size 88");
-            }
+        for (Executable form : bothForms(file.toString(), little)) {
+            Log.clear();
+            expect(IOException.class, "Invalid argument: " + file, form);
+            Log.expect(Level.ERROR, "Direct ByteBuffer length error: length 87 type size 88");
         }
         for (int i = 0; i < 87; i++) {
             assertEquals(0, little.get(i));
@@ -56,6 +52,27 @@ class StatusFailureTest extends StatusFixture {
         assertEquals(1, ZOLTNative.getFileStatusNative(file.toString(), true, true,
                 ByteBuffer.allocateDirect(88), 0, 0, 0, 0));
         Descriptors.expectNone(dir);
+    }
+
+    /** As a null one is, before anything is looked at: of a missing file and of an unchanged one too. */
+    @Test
+    void aBufferThatIsNotDirectOrReadOnlyIsRefusedFirst() throws Exception {
+        for (ByteBuffer each : new ByteBuffer[] {null, ByteBuffer.allocate(100),
+            buffer.asReadOnlyBuffer()}) {
+            for (String path : new String[] {file.toString(), dir.toString(), dir + "/none"}) {
+                String text = "Invalid argument: " + path;
+                Log.clear();
+                for (Executable form : bothForms(path, each)) {
+                    expect(IOException.class, text, form);
+                }
+                expect(IOException.class, text, () -> ZOLTNative.getFileStatusNative(path, true, true,
+                        each, Long.MAX_VALUE, 0, Long.MAX_VALUE, 0));
+                expect(IOException.class, text, () -> ZOLTNative.getFileStatusFastNative(path, true,
+                        each, Long.MAX_VALUE, 0));
+                Log.expect(Level.ERROR);
+            }
+        }
+        expectUntouched();
     }
 
     @Test

@@ -1,8 +1,8 @@
 package zolt.test;
 
-import static zolt.test.Rule.clientError;
 import static zolt.test.Rule.error;
 import static zolt.test.Rule.noMemory;
+import static zolt.test.Rule.openError;
 import static zolt.test.Rule.requestError;
 import static zolt.test.Rule.same;
 import static zolt.test.Rule.statError;
@@ -85,7 +85,7 @@ final class WalkBlocks {
         String path = file.toString();
         ZOLTNative.setReplication(path, (short) 2, true);
         ZOLTNative.setBGF(path, 1);
-        Rule failed = clientError(path);
+        Rule failed = error(path);
         Rule none = same().done(WalkBlocks::noLocations);
         return List.of(
             locations("the file system's blocks, for Alice", file, 0, null, LOCATIONS)
@@ -94,7 +94,7 @@ final class WalkBlocks {
                     string(),
                     buffer(path),
                     step("lstat", statError(path)),
-                    step("open", error(path)),
+                    step("open", openError(path)),
                     map(failed, none),
                     harmless("close")),
             locations("their sizes alone", file, 1, STATUS, LOCATIONS)
@@ -102,7 +102,7 @@ final class WalkBlocks {
                     string(),
                     buffer(path),
                     buffer(path),
-                    step("open", error(path)),
+                    step("open", openError(path)),
                     step("zolt_fcntl", failed
                         .andThen(ending -> ending.leaving(noLocations(ending.state())))
                         .on(Fault.ONE_LESS, same())
@@ -113,7 +113,7 @@ final class WalkBlocks {
                     string(),
                     buffer(path),
                     buffer(path),
-                    step("open", error(path)),
+                    step("open", openError(path)),
                     step("zolt_fcntl", requestError(path)),
                     map(failed, none),
                     harmless("close")),
@@ -124,38 +124,38 @@ final class WalkBlocks {
                     string(),
                     buffer(path),
                     step("lstat", statError(path)),
-                    step("open", error(path)),
+                    step("open", openError(path)),
                     step("zolt_fcntl", requestError(path)),
                     map(failed, none),
                     harmless("close")),
             locations("no file", directory, 3, null, LOCATIONS)
                 .steps(
                     string(),
-                    harmless("GetDirectBufferAddress", "GetDirectBufferCapacity"), // nothing to write
+                    buffer(directory.toString()),
                     step("lstat", statError(directory.toString()))),
             set("setReplication: and what is there already", file)
                 .call(() -> ZOLTNative.setReplication(path, (short) 3, true))
                 .steps(
                     string(),
-                    step("open", error("failed to open " + path)),
+                    step("open", openError("failed to open " + path)),
                     step("zolt_fcntl", requestError("failed to set replication for " + path)
                         .on(Fault.ONE_LESS, same())
                         .on(Fault.NONE, same())),
-                    step("zolt_restripe_file", clientError("failed to restripe file " + path)
+                    step("zolt_restripe_file", error("failed to restripe file " + path)
                         .done()),
                     harmless("close")),
             set("setReplication: of what is written from now on", file)
                 .call(() -> ZOLTNative.setReplication(path, (short) 3, false))
                 .steps(
                     string(),
-                    step("open", error("failed to open " + path)),
+                    step("open", openError("failed to open " + path)),
                     step("zolt_fcntl", requestError("failed to set replication for " + path)),
                     harmless("close")),
             set("setBGF: a factor", file)
                 .call(() -> ZOLTNative.setBGF(path, 4))
                 .steps(
                     string(),
-                    step("open", error("failed to open " + path)),
+                    step("open", openError("failed to open " + path)),
                     step("zolt_fcntl", requestError("Failed to set BGF(4) for " + path)),
                     harmless("close")),
             set("setBGF: no factor", file)

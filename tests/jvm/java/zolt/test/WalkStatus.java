@@ -3,8 +3,8 @@ package zolt.test;
 import static zolt.test.Place.AS_ALICE;
 import static zolt.test.Place.AS_DAEMON;
 import static zolt.test.Rule.answer;
-import static zolt.test.Rule.clientError;
 import static zolt.test.Rule.error;
+import static zolt.test.Rule.openError;
 import static zolt.test.Rule.requestError;
 import static zolt.test.Rule.same;
 import static zolt.test.Rule.statError;
@@ -71,11 +71,11 @@ final class WalkStatus {
                 .as("alice")
                 .steps(
                     string(),
+                    buffer(path),
                     step("stat", statError(path)),
                     superuser(),
-                    step("open", error(path)),
-                    step("zolt_fstat_x", clientError(path)),
-                    buffer(path),
+                    step("open", openError(path)),
+                    step("zolt_fstat_x", error(path)),
                     step("zolt_fcntl", requestError(path)
                         .done(record -> Place.with(Place.with(record, 28, 0, 0, 0, 0), 84, 0, 0))
                         .on(Fault.ONE_LESS, same())
@@ -91,11 +91,11 @@ final class WalkStatus {
             full("a directory, for the service itself", directory, true)
                 .steps(
                     string(),
+                    buffer(directory.toString()),
                     step("stat", statError(directory.toString())),
                     superuser(),
-                    step("open", error(directory.toString())),
-                    step("zolt_fstat_x", clientError(directory.toString())),
-                    buffer(directory.toString()),
+                    step("open", openError(directory.toString())),
+                    step("zolt_fstat_x", error(directory.toString())),
                     harmless("close", "setfsuid", "setfsgid")),
             full("where nothing is switched", plain, false)
                 .prepare(() -> {
@@ -105,9 +105,9 @@ final class WalkStatus {
                 .cleanUp(() -> ZOLTNative.setFSConfig(false))
                 .steps(
                     string(),
-                    step("open", error(plain.toString())),
-                    step("zolt_fstat_x", clientError(plain.toString())),
                     buffer(plain.toString()),
+                    step("open", openError(plain.toString())),
+                    step("zolt_fstat_x", error(plain.toString())),
                     step("zolt_fcntl", requestError(plain.toString())
                         .done(record -> Place.with(record, 28, 0, 0, 0, 0))
                         .on(Fault.ONE_LESS, same())
@@ -121,10 +121,11 @@ final class WalkStatus {
                         1L << 40, 0))
                 .steps(
                     string(),
+                    buffer(path),
                     step("stat", statError(path)),
                     superuser(),
-                    step("open", error(path)),
-                    step("zolt_fstat_x", clientError(path)),
+                    step("open", openError(path)),
+                    step("zolt_fstat_x", error(path)),
                     harmless("close"),
                     superusersEnd(AS_DAEMON)),
             new Scenario("getFileStatusFastNative: a file, for Alice")
@@ -134,8 +135,8 @@ final class WalkStatus {
                 .call(() -> ZOLTNative.getFileStatusFastNative(path, true, BUFFER, 0, 0))
                 .steps(
                     string(),
-                    step("zolt_stat_x", diagnosed(clientError(path))),
-                    buffer(path)),
+                    buffer(path),
+                    step("zolt_stat_x", diagnosed(error(path)))),
             new Scenario("isCMTimeChangedNative: a file")
                 .as("alice")
                 .call(() -> ZOLTNative.isCMTimeChangedNative(path, true, 0, 0, 0, 0))
