@@ -28,11 +28,11 @@ bool areFollowing(std::string_view bytes, size_t count) {
 }
 
 bool isHighSurrogate(uint32_t unit) {
-  return (unit & 0xFC00) == 0xD800;
+  return unit >= 0xD800 && unit <= 0xDBFF;
 }
 
 bool isLowSurrogate(uint32_t unit) {
-  return (unit & 0xFC00) == 0xDC00;
+  return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
 bool isEscape(uint32_t unit) {
