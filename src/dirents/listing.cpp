@@ -112,11 +112,14 @@ class Listing {
   // machine's clock may give the times, or none), and where positions are counts it is the kernel
   // that keeps them right.
   void reposition() {
+    errno = 0;
     if (lastOff_ >= 1) {
       seekdir(stream_.get(), lastOff_);
     } else {
       rewinddir(stream_.get());
     }
+    // They answer nothing; but they have given up what was read ahead, whether or not they moved.
+    if (errno != 0) throw IOException("failed to readdir", errno);
   }
 
   std::string state() const {

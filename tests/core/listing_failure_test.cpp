@@ -59,6 +59,20 @@ TEST_F(ListingFailureTest, AReadErrorEndsTheListingAndLeavesTheCountUnwritten) {
   EXPECT_EQ(listAll(4096).size(), 10U);
 }
 
+// What was read ahead is lost with it, so going on would leave a gap.
+TEST_F(ListingFailureTest, AStreamThatCannotGoBackEndsTheListing) {
+  for (const char* name : {"aa", "bb"})
+    dir.file(name);
+  for (const auto& [call, room] : {std::pair{"seekdir", 2}, std::pair{"rewinddir", 1}}) {
+    std::vector<char> memory(4 + 14 + static_cast<size_t>(room));
+    zolt_fault_arm(call, 1, 1, EIO);
+    std::string text;
+    EXPECT_EQ(errorOf(memory, &text), EIO) << call;
+    EXPECT_EQ(text, "failed to readdir");
+    EXPECT_EQ(openDescriptors(), descriptorsBefore);
+  }
+}
+
 TEST_F(ListingFailureTest, AReadErrorInAContinuationEndsTheListingToo) {
   for (const char* name : {"aa", "bb"})
     dir.file(name);

@@ -99,8 +99,8 @@ record Fault(int errno, int altered) {
             Map.entry("readlink", "EACCES EFAULT EINVAL EIO ELOOP ENAMETOOLONG ENOENT ENOMEM"
                     + " ENOTDIR SILENT ONE_LESS NONE"),
             Map.entry("removexattr", REMOVEXATTR),
-            Map.entry("rewinddir", ""),
-            Map.entry("seekdir", ""),
+            Map.entry("rewinddir", "EINVAL EIO"),
+            Map.entry("seekdir", "EINVAL EIO"),
             Map.entry("setfsgid", FILTERED),
             Map.entry("setfsuid", FILTERED),
             Map.entry("setmntent", "EACCES EINVAL EMFILE ENFILE ENOENT ENOMEM"),
