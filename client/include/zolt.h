@@ -204,7 +204,10 @@ int zolt_stat_x(const char* path, unsigned int* liteMask, zolt_iattr64* buffer,
                 size_t bufferLength);
 int zolt_fstat_x(int fd, unsigned int* liteMask, zolt_iattr64* buffer, size_t bufferLength);
 
-/* Sends a request about an open file. 0; anything else is a failure, with errno. */
+/*
+ * Sends a request about an open file. 0, or -1 with errno. A failure is this result, never a status
+ * in a record: that only tells whether an attribute is set.
+ */
 int zolt_fcntl(int fd, void* request);
 
 /* Brings the data of an open file to its current placement settings: a request with one restripe

@@ -37,6 +37,7 @@ void setgroups(const char* user, uint32_t gid) {
   int count = FIRST_ROOM;
   for (;;) {
     const int room = count;
+    errno = 0;
     groups.reset(new (std::nothrow) gid_t[static_cast<size_t>(room)]());
     if (groups != nullptr &&
         getgrouplist(user != nullptr ? user : "", gid, groups.get(), &count) != -1)

@@ -31,6 +31,22 @@ int levelOfJavaLogger(JNIEnv* env) {
   return LOG_OFF;
 }
 
+// What else fails than Java is memory, and perhaps before the cache had a class to throw.
+void raiseOutOfMemory(JNIEnv* env) noexcept {
+  env->ExceptionClear();
+  if (jclass error = env->FindClass("java/lang/OutOfMemoryError")) {
+    env->ThrowNew(error, "while loading libzolthadoop");
+  }
+}
+
+void initCache(JNIEnv* env) noexcept {
+  try {
+    JniUtil::init(env);
+  } catch (...) {
+    raiseOutOfMemory(env);
+  }
+}
+
 }  // namespace
 }  // namespace zolt
 
@@ -40,19 +56,15 @@ JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) try {
   using namespace zolt;
   JNIEnv* env = nullptr;
   vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION);
-  JniUtil::init(env);
+  initCache(env);
   logger2::currentLevel = levelOfJavaLogger(env);
   ZOLT_DEBUG("libzolthadoop initializing");
   ACLUtil::init();
   rememberReadOnlyBuffers(env);
   return JNI_VERSION;
 } catch (...) {
-  // Only memory can have failed, and perhaps before the cache had a class to throw.
   JNIEnv* env = nullptr;
   vm->GetEnv(reinterpret_cast<void**>(&env), zolt::JNI_VERSION);
-  env->ExceptionClear();
-  if (jclass error = env->FindClass("java/lang/OutOfMemoryError")) {
-    env->ThrowNew(error, "while loading libzolthadoop");
-  }
+  zolt::raiseOutOfMemory(env);
   return zolt::JNI_VERSION;
 }

@@ -110,6 +110,11 @@ void rememberReadOnlyBuffers(JNIEnv* env) {
   }
   readOnlyBuffer = static_cast<jclass>(env->NewGlobalRef(found));
   env->DeleteLocalRef(found);
+  if (readOnlyBuffer != nullptr) return;
+  // Without it a mapped file could be written to, which ends the process: better no library.
+  if (jclass error = env->FindClass("java/lang/OutOfMemoryError")) {
+    env->ThrowNew(error, "no global reference left");
+  }
 }
 
 }  // namespace zolt

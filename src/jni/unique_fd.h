@@ -39,11 +39,7 @@ class UniqueFd {
 inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
   const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
   int fd = open(path, all | O_NONBLOCK);
-  if (fd < 0 && errno == EAGAIN) {
-    do {
-      fd = open(path, all);
-    } while (fd < 0 && errno == EINTR);
-  }
+  if (fd < 0 && errno == EAGAIN) fd = open(path, all);
   return UniqueFd(fd);
 }
 

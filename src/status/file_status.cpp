@@ -5,6 +5,7 @@
 #include <sys/xattr.h>
 
 #include <cerrno>
+#include <climits>
 
 #include "blocks/replication.h"
 #include "identity/fs_account.h"
@@ -61,8 +62,9 @@ int checkCapacity(const StatusBuffer& buffer, const char* native) {
 // file-system blocks.
 int setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
   if (bgf < 0) {
-    ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", -bgf, "for", path));
-    return -bgf;
+    const int error = bgf != INT_MIN ? -bgf : EIO;
+    ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", error, "for", path));
+    return error;
   }
   if (bgf > 0) {
     record.blockSize = static_cast<uint32_t>(blockSize) * static_cast<uint32_t>(bgf);
@@ -97,7 +99,7 @@ void traceStatus(const char* path, const StatusRecord& record, int bgf, const ch
 // Everything of the full form once the file is open with the superuser's rights.
 StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLease,
                         const FileTime& ctime, const FileTime& mtime, const StatusBuffer& buffer) {
-  zolt_iattr64 attr;
+  zolt_iattr64 attr{};  // a client may fill less of it than it should
   if (const int error = getStatX(fd, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};
@@ -143,7 +145,7 @@ StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, co
 
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
                                const StatusBuffer& buffer) {
-  zolt_iattr64 attr;
+  zolt_iattr64 attr{};  // a client may fill less of it than it should
   if (const int error = getStatX(path, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};

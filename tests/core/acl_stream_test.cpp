@@ -126,6 +126,7 @@ TEST_F(AclStreamTest, AnUnknownTagHasNoTextAndItsEntryIsGone) {
         << tag;
     ASSERT_EQ(log.bodies(LOG_ERROR).size(), 1U);
     EXPECT_TRUE(log.lines().back().text.ends_with(" ")) << log.all();
+    EXPECT_EQ(log.lines().back().function(), "convert");
     EXPECT_EQ(log.bodies(LOG_ERROR)[0], "");
   }
 }

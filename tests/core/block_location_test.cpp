@@ -94,6 +94,7 @@ TEST_F(LocationTest, WithoutABlockSizeTheReplysIsAdopted) {
   EXPECT_EQ(loc.blocksize, 2 * MIB);
   // The first request goes as it is; what is left is counted from the start of its block.
   EXPECT_EQ(asked(), (std::vector<Asked>{{3 * MIB + 5, 0, 2 * MIB}, {4 * MIB, 2 * MIB, MIB + 5}}));
+  EXPECT_EQ(log.lines().front().function(), "getBlkLocation");
   EXPECT_EQ(log.bodies(LOG_DEBUG),
             (std::vector<std::string>{
                 "requested offset=2097152 length=3145733 returned length=2097152 replicas=1 "

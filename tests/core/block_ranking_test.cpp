@@ -77,6 +77,7 @@ TEST_F(RankingTest, NodesAreRankedByTheirBlocks) {
   EXPECT_EQ(loc.nblock, 1U);
   EXPECT_EQ(loc.nreplica, 3U);
   EXPECT_EQ(loc.blocksize, 4 * MIB);
+  EXPECT_EQ(log.lines().front().function(), "getBlkLocation_sort");
   EXPECT_EQ(log.bodies(LOG_DEBUG),
             (std::vector<std::string>{
                 "requested offset=0 length=4194304 returned length=4194304 replicas=3 blocks=4 "

@@ -245,6 +245,16 @@ TEST_F(FailedPathTest, AnAclThatCannotBeReadIsToldInItsPlace) {
   }
 }
 
+TEST_F(FailedPathTest, WithoutLibaclTheReportSaysSo) {
+  ACLUtil::uninit();
+  const LogCapture log;
+  struct stat st {};
+  getFailedPathInt(file_.c_str(), "/", true, st, false);
+  EXPECT_NE(std::string::npos,
+            reports(log).at(0).find(" ACLs: ACL error:libacl.so.1 is not available"));
+  EXPECT_TRUE(ACLUtil::init());
+}
+
 TEST_F(FailedPathTest, AVerboseWalkReportsWhatCannotBeStatedWithTheLastStatus) {
   const LogCapture log;
   struct stat st {};

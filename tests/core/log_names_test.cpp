@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "acl/acl.h"
+#include "file_status_fixture.h"
 #include "log_capture.h"
+#include "status/links.h"
 #include "status/setters.h"
 #include "temp_dir.h"
 #include "xattr/lease.h"
@@ -13,6 +15,7 @@ namespace {
 
 using test::LogCapture;
 using test::TempDir;
+using StatusLogNamesTest = test::FileStatusFixture;
 
 #define NATIVE(method) "Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_" #method
 
@@ -45,6 +48,35 @@ TEST(LogNames, WhatBeginsWithAPathSpeaksForItsNativeToo) {
                                       NATIVE(setTimes) " " + file + ", 1500, 2500",
                                       NATIVE(renewFileLeaseNative) " " + file + " 7",
                                       NATIVE(removeFileLeaseNative) " " + file}),
+            lines);
+}
+
+// Both forms of a status, and both readers of a link, have messages in common.
+TEST_F(StatusLogNamesTest, TheFormsOfAStatusSpeakForThemselves) {
+  FSAccount::daemonGid = 12345;
+  zolt_fault_arm("getpwuid_r", 1, 1, EIO);
+  const LogCapture log;
+  full(file_);
+  fast(file_);
+  memory_ = test::Memory(1);
+  getFileStatus(file_.c_str(), true, true, test::NEVER, test::NEVER, memory_);
+  getFileStatusFast(file_.c_str(), true, test::NEVER, memory_);
+  TargetBuffer target;
+  readTarget(file_.c_str(), 1, target);
+  getLinkTarget(file_.c_str(), 1);
+  std::vector<std::string> lines;
+  for (const LogCapture::Line& line : log.lines()) {
+    const std::string body = line.body();
+    const std::string begin = body.substr(0, body.find(' '));
+    const bool isShared = begin == "path:" || begin == "Direct" || begin == "Invalid" ||
+                          body.starts_with("Unable to map uid: 0");
+    if (isShared) lines.push_back(line.function() + " " + begin);
+  }
+  EXPECT_EQ((std::vector<std::string>{
+                NATIVE(getFileStatusNative) " Unable", NATIVE(getFileStatusNative) " path:",
+                NATIVE(getFileStatusFastNative) " path:", NATIVE(getFileStatusNative) " Direct",
+                NATIVE(getFileStatusFastNative) " Direct", NATIVE(getLinkTargetNative) " Invalid",
+                "getLinkTarget Invalid"}),
             lines);
 }
 

@@ -131,6 +131,7 @@ std::vector<SilentFailureTest::Case> SilentFailureTest::cases() {
       {"chmod", [this] { return setPermission(file_.c_str(), 0600); }},
       {"utimensat", [this] { return setTimes(file_.c_str(), 1, 1); }},
       {"opendir", listing()},
+      {"getgrouplist", switchTo("alice")},
       {"opendir", thrown([this] { getDirentCount(dir_.path()); })},
       {"lstat", locations(FS_BLOCKS)},
       {"open", locations(FS_BLOCKS)},
@@ -156,6 +157,11 @@ std::vector<SilentFailureTest::Case> SilentFailureTest::cases() {
       {"setfsuid", switchTo("alice")},
       {"setfsgid", switchTo("alice")},
       {"acl_get_file", thrown([this] { aclStatus(file_, false); })},
+      {"acl_from_text", thrown([] {
+         const uint32_t type = ACL_TYPE_ACCESS;
+         const std::string text = "user::rw-\ngroup::r--\nother::---\n";
+         ACL list((std::string(reinterpret_cast<const char*>(&type), sizeof type) + text).c_str());
+       })},
       {"acl_set_file", changeAccess(AclChange::SET)},
       {"acl_calc_mask", changeAccess(AclChange::SET)},
       {"acl_copy_entry", changeAccess(AclChange::MODIFY)},
