@@ -37,10 +37,9 @@ int failure() {
 int setEffective(uint64_t wanted) {
   Capabilities now;
   if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
-  for (size_t word = 0; word < now.data.size(); ++word) {
-    now.data[word].effective =
-        static_cast<uint32_t>(wanted >> (32 * word)) & now.data[word].permitted;
-  }
+  constexpr int WORD_BITS = 32;
+  now.data[0].effective = static_cast<uint32_t>(wanted) & now.data[0].permitted;
+  now.data[1].effective = static_cast<uint32_t>(wanted >> WORD_BITS) & now.data[1].permitted;
   return syscall(SYS_capset, &now.header, now.data.data()) == 0 ? 0 : failure();
 }
 

@@ -13,7 +13,12 @@ final class Requests {
         return address == null ? "" : address;
     }
 
+    /** Whether the client has asked before, perhaps another NameNode, and heard no answer. */
+    static boolean isRetry() {
+        return Server.getCallRetryCount() > 0;
+    }
+
     static Writer writer(String client) {
-        return new Writer(client, machine(), Server.getCallRetryCount() > 0);
+        return new Writer(client, machine(), isRetry());
     }
 }

@@ -10,7 +10,10 @@ import org.apache.hadoop.fs.permission.FsPermission;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Joining;
 
-/** The calls that change the tree of names. */
+/**
+ * The calls that change the tree of names. A client that heard no answer asks again, where nobody may know what was
+ * answered: then it is told that it was done when things are as if it had been.
+ */
 final class TreeCalls {
     private final Parts parts;
     private final KnownPaths paths;
@@ -28,14 +31,15 @@ final class TreeCalls {
 
     @Dispatch.Changes
     boolean delete(String src, boolean recursive) throws IOException {
-        return parts.removing().remove(HdfsPath.of(src), recursive);
+        HdfsPath path = HdfsPath.of(src);
+        return parts.removing().remove(path, recursive) || Requests.isRetry() && parts.statuses().getLink(path) == null;
     }
 
     @Dispatch.Changes
     boolean rename(String src, String dst) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
-        boolean done = parts.renaming().rename(from, to);
+        boolean done = parts.renaming().rename(from, to) || isDone(from, to);
         if (done) {
             paths.moved(from, to);
         }
@@ -46,8 +50,14 @@ final class TreeCalls {
     void rename2(String src, String dst, Rename... options) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
-        parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
+        if (!isDone(from, to)) {
+            parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
+        }
         paths.moved(from, to);
+    }
+
+    private boolean isDone(HdfsPath from, HdfsPath to) throws IOException {
+        return Requests.isRetry() && parts.statuses().getLink(from) == null && parts.statuses().getLink(to) != null;
     }
 
     @Dispatch.Changes

@@ -1,6 +1,7 @@
 package zolt.hdfs.namespace;
 
 import java.io.IOException;
+import java.lang.ref.SoftReference;
 import java.nio.charset.StandardCharsets;
 import java.time.Duration;
 import java.util.ArrayList;
@@ -9,10 +10,9 @@ import org.apache.hadoop.fs.permission.FsAction;
 
 /** Directories, a page at a time in the order of the names. */
 public final class Listings {
-    /** The names of so many directories are kept between the pages of a listing, and so many names in all. */
-    private static final int MOST_DIRECTORIES = 64;
+    /** The names of large directories are kept between the pages of a listing, as long as there is memory. */
+    private static final int MOST_DIRECTORIES = 16;
     private static final int FEWEST_NAMES = 1000;
-    private static final int MOST_NAMES = 4_000_000;
     private static final Duration TIME = Duration.ofSeconds(60);
 
     private static final byte[] ITSELF = {};
@@ -21,7 +21,7 @@ public final class Listings {
     private record Version(long device, long inode, long modified, long changed) {}
 
     private final Folder folder;
-    private final Remembered<Version, NamesOfDirectory> known = new Remembered<>(MOST_DIRECTORIES, TIME);
+    private final Remembered<Version, SoftReference<NamesOfDirectory>> known = new Remembered<>(MOST_DIRECTORIES, TIME);
 
     public Listings(Folder folder) {
         this.folder = folder;
@@ -60,11 +60,12 @@ public final class Listings {
     private NamesOfDirectory names(int directory, boolean isRoot) throws SystemCallException {
         Entry entry = Entry.of(directory, ITSELF, "a directory");
         Version version = new Version(entry.device(), entry.inode(), entry.modifyNanos(), entry.changeNanos());
-        NamesOfDirectory names = known.get(version);
+        SoftReference<NamesOfDirectory> kept = known.get(version);
+        NamesOfDirectory names = kept == null ? null : kept.get();
         if (names == null) {
             names = NamesOfDirectory.read(directory, isRoot);
-            if (names.size() >= FEWEST_NAMES && names.size() <= MOST_NAMES && isSettled(entry)) {
-                known.put(version, names);
+            if (names.size() >= FEWEST_NAMES && isSettled(entry)) {
+                known.put(version, new SoftReference<>(names));
             }
         }
         return names;
