@@ -67,7 +67,10 @@ class StickyRulesTest {
             assertEquals(PathFailure.Reason.PROTECTED, atTheEnd.get().reason());
             assertTrue(atTheEnd.get().explain().startsWith("nobody may not follow the link " + link));
         }
-        assertEquals(Optional.empty(), PathFailure.of(link + "/inner", "nobody", PathFailure.Access.READ));
+        for (PathFailure.Access access : new PathFailure.Access[] {PathFailure.Access.LOOK,
+            PathFailure.Access.READ}) {
+            assertEquals(Optional.empty(), PathFailure.of(link + "/inner", "nobody", access));
+        }
     }
 
     @Test

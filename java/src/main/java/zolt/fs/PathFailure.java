@@ -245,7 +245,10 @@ public final class PathFailure {
         } else if (trailing) {
             reason = isProtectedLink(parent, child) ? Reason.PROTECTED : Reason.OTHER;
         }
-        // On the way, the kernel follows a link also where it would not at the end.
+        if (reason == null) {
+            // On the way, the kernel follows a link also where it would not at the end.
+            component = null;
+        }
         return reason != null;
     }
 
@@ -416,8 +419,10 @@ public final class PathFailure {
     }
 
     private void look() throws IOException {
+        // The superuser may not follow another's link in a sticky directory: the way without links is looked at.
+        real = Paths.get(component).toRealPath().toString();
         FileStatus status = new FileStatus();
-        status.readFast(component);
+        status.readFast(real);
         inode = status.inode();
         uid = status.uid();
         gid = status.gid();
@@ -426,7 +431,6 @@ public final class PathFailure {
         described = true;
         if (refused != null) {
             deciding = decide(refused.bit);
-            real = Paths.get(component).toRealPath().toString();
             mount = Mount.of(real).orElse(null);
         }
         if (removed != null) {
@@ -437,7 +441,7 @@ public final class PathFailure {
     /** A file system without access control lists has modes. */
     private Acl listOrMode() throws IOException {
         try {
-            return Acl.get(component);
+            return Acl.get(real);
         } catch (AccessDeniedException | NoSuchFileException e) {
             throw e;
         } catch (IOException unsupported) {
