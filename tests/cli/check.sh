@@ -180,6 +180,8 @@ expect 4 '^zolt: --as: ' env PATH="$work/empty" JAVA_HOME="${java%/bin/java}" /b
 rm "$work/empty/java"
 expect 5 '^zolt: nobody: acting for another user would leave that user CAP_SYS_ADMIN, CAP_SETFCAP, CAP_KILL, ' \
   setpriv --bounding-set=-setpcap "$zolt" whoami --as nobody
+expect 5 '^zolt: nobody: the kernel leaves capabilities to who is acted for: this process has the secure bit ' \
+  setpriv --securebits=+no_setuid_fixup "$zolt" whoami --as nobody
 expect 0 '^uid=0' setpriv --bounding-set=-setpcap "$zolt" whoami --as root
 expect 0 '^uid=65534' setpriv --bounding-set=-all,+setuid,+setgid,+dac_override "$zolt" whoami --as nobody
 for user in no-such-user 4123456789 5000000000 -1 ''; do

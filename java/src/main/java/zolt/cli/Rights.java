@@ -144,7 +144,13 @@ final class Rights {
             throw new Failure(Exit.BROKEN, "acting for another user would leave that user " + now.left()
                     + ", which this process could not give up (setpriv(1) needs CAP_SETPCAP)");
         }
-        return Identity.of(name);
+        Identity identity = Identity.of(name);
+        if (uid != 0 && (now().effective & ~SWITCHING) != 0) {
+            identity.close();
+            throw new Failure(Exit.BROKEN, "the kernel leaves capabilities to who is acted for: this process has"
+                    + " the secure bit no_setuid_fixup (capabilities(7))");
+        }
+        return identity;
     }
 
     /** A name as it is, or that of a user id: as chown(1) has it, a name may consist of digits. */
