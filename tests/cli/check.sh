@@ -108,6 +108,8 @@ for signal in TERM HUP; do
     [[ $said =~ ^zolt:\ [0-9]+\ changed,\ 0\ failed,\ and\ then\ stopped\ by\ a\ signal$ ]] ||
     fail "a walk and SIG$signal: $status $said"
 done
+script -qec "$zolt chmod -R 640 $work/tree $work/tree $work/tree $work/tree" /dev/null </dev/null |
+  grep -qE '[0-9]+ entries, in .*/tree' || fail 'no progress of a change on a terminal'
 rm -r "$work/tree"
 
 # Colour and progress are for terminals.

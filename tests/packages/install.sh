@@ -14,14 +14,23 @@ diff - "$scratch/files" <<'END'
 library/lib/libzolthadoop.so
 library/lib/libzolthadoop.so.1
 library/lib/libzolthadoop.so.1.0.0
+library/share/doc/libzolthadoop/README.md
 library/share/doc/libzolthadoop/copyright
+library/share/doc/libzolthadoop/docs/formats.md
+library/share/doc/libzolthadoop/docs/java.md
+library/share/doc/libzolthadoop/docs/operators.md
+library/share/doc/libzolthadoop/docs/performance.md
+library/share/doc/libzolthadoop/docs/reliability.md
 library/share/java/zolt-hadoop.jar
 command/bin/zolt
 command/share/bash-completion/completions/zolt
 command/share/doc/zolt-tools/copyright
+command/share/fish/vendor_completions.d/zolt.fish
 command/share/java/zolt-cli.jar
 command/share/man/man1/zolt.1
+command/share/zsh/vendor-completions/_zolt
 client/lib/libzolt.so
+client/share/doc/libzolt-local/README.md
 client/share/doc/libzolt-local/copyright
 END
 

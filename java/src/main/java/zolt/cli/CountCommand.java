@@ -45,9 +45,10 @@ final class CountCommand extends Action {
                 files = 0;
                 others = 0;
                 bytes = 0;
-                walk.walk(path, true);
-                walk.clear();
-                print(path);
+                if (walk.walk(path, true)) {
+                    walk.progress.clear();
+                    print(path);
+                }
             });
             walk.summary(null);
         }

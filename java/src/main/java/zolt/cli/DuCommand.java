@@ -46,6 +46,8 @@ final class DuCommand extends Action {
     /** Of the directories on the way down, and of all at the bottom. */
     private final Deque<long[]> sums = new ArrayDeque<>();
 
+    private Progress progress;
+
     DuCommand(Session session) {
         super(session);
     }
@@ -71,8 +73,9 @@ final class DuCommand extends Action {
                 print(node.path, node.depth, sum);
             }
         })) {
+            progress = walk.progress;
             forEach(paths == null ? Collections.singletonList(".") : paths, path -> walk.walk(path, false));
-            if (total) {
+            if (total && !session.stop.isAsked()) {
                 print("total", 0, sums.peek()[0]);
             }
             walk.summary(null);
@@ -106,6 +109,7 @@ final class DuCommand extends Action {
         if (at > depth) {
             return;
         }
+        progress.clear();
         if (json) {
             out.line(new Json().put("path", path).put("bytes", bytes).toString());
             return;

@@ -85,6 +85,8 @@ final class FindCommand extends Action {
     private final List<Condition<TreeWalk.Node>> ofNodes = new ArrayList<>();
     private final List<Condition<Facts>> ofFacts = new ArrayList<>();
 
+    private Progress progress;
+
     /** One of those that are all to hold. */
     private interface Condition<T> {
         boolean holds(T what) throws IOException;
@@ -113,6 +115,7 @@ final class FindCommand extends Action {
                 return printed(parent, bytes, length, itsType);
             }
         })) {
+            progress = walk.progress;
             forEach(paths == null ? Collections.singletonList(".") : paths, path -> walk.walk(path, false));
             walk.summary(null);
         }
@@ -261,6 +264,7 @@ final class FindCommand extends Action {
     }
 
     private void print(TreeWalk.Node node, FileStatus reader) throws IOException {
+        progress.clear();
         if (json) {
             out.line(facts(node, reader).putInto(new Json().put("path", node.path)).toString());
             return;
@@ -285,6 +289,7 @@ final class FindCommand extends Action {
         } catch (IOException e) {
             return false;
         }
+        progress.clear();
         out.text(session.shown(Names.join(parent.path, "")));
         session.show(bytes, length);
         out.endName();

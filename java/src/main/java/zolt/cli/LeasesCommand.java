@@ -33,6 +33,7 @@ final class LeasesCommand extends Action {
 
     private long held;
     private long removed;
+    private Progress progress;
 
     LeasesCommand(Session session) {
         super(session);
@@ -53,6 +54,7 @@ final class LeasesCommand extends Action {
             }
             return true;
         })) {
+            progress = walk.progress;
             forEach(paths == null ? Collections.singletonList(".") : paths, path -> walk.walk(path, true));
             walk.summary(expire == null ? null : removed + " removed, " + held + " still held");
         }
@@ -67,6 +69,7 @@ final class LeasesCommand extends Action {
         if (onlyRemoved && !look.removed || look.age < least) {
             return;
         }
+        progress.clear();
         if (json) {
             out.line(look.object().put("half", look.half).put("removed", look.removed).toString());
             return;

@@ -21,6 +21,13 @@ final class Progress {
         }
     }
 
+    /** The same where little or nothing is printed on the way; whoever prints something clears this first. */
+    void stepInSilence(String where) {
+        if ((++steps & STEPS_BETWEEN_LOOKS) == 0 && isDue(false)) {
+            show(steps + " entries, in " + Shown.line(where));
+        }
+    }
+
     /** A part of what there is to do, where what is done is printed. */
     void share(long done, long all, String what) {
         if (isDue(session.outIsTerminal)) {
@@ -53,6 +60,7 @@ final class Progress {
 
     private void show(String line) {
         String fitting = line.length() <= WIDTH ? line : line.substring(0, WIDTH - 3) + "...";
+        session.out.flush(); // what was printed stands above
         session.err.print("\r\033[K" + fitting);
         session.err.flush();
         shown = true;

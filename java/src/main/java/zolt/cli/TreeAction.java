@@ -37,7 +37,14 @@ abstract class TreeAction extends Action {
             forEach(paths, path -> step.take(path, FileType.UNKNOWN));
             return;
         }
-        try (TreeWalk walk = new TreeWalk(session, node -> take(node, step))) {
+        Progress[] progress = new Progress[1];
+        try (TreeWalk walk = new TreeWalk(session, node -> {
+            if (done == null || json) {
+                progress[0].clear(); // the step prints
+            }
+            return take(node, step);
+        })) {
+            progress[0] = walk.progress;
             forEach(paths, path -> walk.walk(path, true));
             walk.summary(done == null ? null : taken + " " + done
                     + (left > 0 ? ", " + left + " left alone" : ""));

@@ -69,7 +69,8 @@ final class TreeWalk implements Closeable {
 
     private final Session session;
     private final Visitor visitor;
-    private final Progress progress;
+    /** Who prints on the way clears it first. */
+    final Progress progress;
     private final FileStatus reader = new FileStatus();
     private final ByteBuffer buffer = ByteBuffer.allocateDirect(DirectoryListing.DEFAULT_BUFFER_BYTES);
     private final byte[] record = new byte[HEAD + LONGEST_NAME];
@@ -86,10 +87,20 @@ final class TreeWalk implements Closeable {
         session.stop.listen();
     }
 
-    /** Walks through one tree. What a link leads to counts where it is followed, else the link itself. */
-    void walk(String path, boolean follow) throws IOException {
-        if (!session.stop.isAsked()) {
+    /**
+     * Walks through one tree. What a link leads to counts where it is followed, else the link itself.
+     *
+     * @return whether there is such a tree, and the walk came to its end
+     */
+    boolean walk(String path, boolean follow) throws IOException {
+        if (session.stop.isAsked()) {
+            return false;
+        }
+        try {
             visit(new Node(path, Facts.of(path, follow, reader).type(), 0));
+        } catch (IOException e) {
+            failed(new Node(path, FileType.UNKNOWN, 0), e);
+            return false;
         }
         while (!levels.isEmpty()) {
             Level level = levels.peek();
@@ -103,10 +114,11 @@ final class TreeWalk implements Closeable {
                 }
             }
         }
+        return !session.stop.isAsked();
     }
 
     private void visit(Node node) {
-        progress.step(node.path);
+        progress.stepInSilence(node.path);
         boolean enter = true;
         try {
             enter = visitor.visit(node);
@@ -185,11 +197,6 @@ final class TreeWalk implements Closeable {
         failed++;
         progress.clear();
         session.fail(node.path, e);
-    }
-
-    /** Takes the progress away, for a result to be printed. */
-    void clear() {
-        progress.clear();
     }
 
     /** Says what became of the walk: always where something is known to be done, else where not all was. */
