@@ -99,7 +99,7 @@ void traceStatus(const char* path, const StatusRecord& record, int bgf, const ch
 // Everything of the full form once the file is open with the superuser's rights.
 StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLease,
                         const FileTime& ctime, const FileTime& mtime, const StatusBuffer& buffer) {
-  zolt_iattr64 attr{};  // a client may fill less of it than it should
+  zolt_iattr64 attr;
   if (const int error = getStatX(fd, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};
@@ -145,7 +145,7 @@ StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, co
 
 StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
                                const StatusBuffer& buffer) {
-  zolt_iattr64 attr{};  // a client may fill less of it than it should
+  zolt_iattr64 attr;
   if (const int error = getStatX(path, attr)) {
     getFailedPath(path, followLink);
     return {.error = error};
