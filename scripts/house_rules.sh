@@ -4,10 +4,10 @@ set -u
 failed=0
 complain() { echo "$1" >&2; failed=1; }
 
-# Only src/jni and the files of natives know JNI.
+# Only src/jni and src/natives know JNI.
 while read -r file; do
-  complain "$file includes JNI: only src/jni/ and *_natives.cpp may"
-done < <(git ls-files -z src | grep -zvE '^src/jni/|_natives\.cpp$' |
+  complain "$file includes JNI: only src/jni/ and src/natives/ may"
+done < <(git ls-files -z src | grep -zvE '^src/(jni|natives)/' |
          xargs -0 grep -lE '#include ([<"]jni\.h|"jni/(native|marshal|errors|jni_util|pending)\.h)')
 
 # Every source and every test is in a build file.

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "blocks/block_query.h"
-#include "blocks/directives.h"
 #include "blocks/node_counts.h"
 #include "floor.h"
+#include "placement/directives.h"
 #include "zolt_bench_Floor.h"
 
 namespace floors {

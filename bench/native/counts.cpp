@@ -18,10 +18,10 @@
 
 #include "acl/acl.h"
 #include "acl/file_acl.h"
+#include "base/logger2.h"
 #include "blocks/block_query.h"
 #include "dirents/listing.h"
 #include "identity/fs_account.h"
-#include "jni/logger2.h"
 #include "status/file_status.h"
 #include "status/links.h"
 #include "status/setters.h"

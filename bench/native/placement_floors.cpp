@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "blocks/directives.h"
 #include "floor.h"
+#include "placement/directives.h"
 #include "zolt_bench_Floor.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // The core without a logger: nothing is said.
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt::logger2 {
 

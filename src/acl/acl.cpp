@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/io_exception.h"
+#include "base/logger2.h"
 #include "identity/groups.h"
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
 
 namespace zolt {
 

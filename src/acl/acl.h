@@ -10,7 +10,7 @@
 #include <type_traits>
 
 #include "acl/acl_util.h"
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 
 namespace zolt {
 

@@ -1,7 +1,7 @@
 #include <array>
 
 #include "acl/acl.h"
-#include "jni/fmt.h"
+#include "base/fmt.h"
 
 namespace zolt {
 

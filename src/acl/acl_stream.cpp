@@ -5,8 +5,8 @@
 #include <initializer_list>
 #include <memory>
 
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
+#include "base/io_exception.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

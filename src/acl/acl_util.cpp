@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
+#include "base/io_exception.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "jni/unique_fd.h"
+#include "base/unique_fd.h"
 #include "status/stat.h"
 
 namespace zolt {

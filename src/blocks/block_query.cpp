@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "blocks/directives.h"
+#include "base/settings.h"
 #include "blocks/location_walk.h"
 #include "blocks/node_counts.h"
-#include "jni/settings.h"
+#include "placement/directives.h"
 
 namespace zolt {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "dirents/buffer.h"
+#include "base/buffer.h"
 
 namespace zolt {
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "blocks/directives.h"
+#include "placement/directives.h"
 
 namespace zolt {
 

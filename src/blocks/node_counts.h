@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "dirents/buffer.h"
-#include "jni/errno_text.h"
+#include "base/buffer.h"
+#include "base/errno_text.h"
 
 namespace zolt {
 

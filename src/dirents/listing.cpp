@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "jni/io_exception.h"
+#include "base/io_exception.h"
 
 namespace zolt {
 

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "dirents/buffer.h"
+#include "base/buffer.h"
 
 namespace zolt {
 

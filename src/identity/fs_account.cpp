@@ -7,11 +7,11 @@
 #include <memory>
 #include <new>
 
+#include "base/io_exception.h"
+#include "base/logger2.h"
+#include "base/settings.h"
 #include "identity/groups.h"
 #include "identity/names.h"
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
-#include "jni/settings.h"
 
 namespace zolt {
 

@@ -5,7 +5,7 @@
 // switches end before outer ones. The end restores the two ids; the groups stay as the last switch
 // set them.
 //
-// While alwaysSuper (jni/settings.h) is set, nothing is switched and nothing restored.
+// While alwaysSuper (base/settings.h) is set, nothing is switched and nothing restored.
 #pragma once
 
 #include <cstdint>

@@ -10,8 +10,8 @@
 #include <span>
 #include <vector>
 
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
+#include "base/io_exception.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

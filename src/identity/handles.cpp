@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
+#include "base/io_exception.h"
+#include "base/logger2.h"
 #include "identity/fs_account.h"
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
 
 namespace zolt {
 

@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <string>
 
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
+#include "base/logger2.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 
 namespace zolt {
 

@@ -1,7 +1,7 @@
 // The bridge from logger2 to the slf4j logger in ZOLTNative.LOG.
 
+#include "base/logger2.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 #include "jni/pending.h"
 
 namespace zolt::logger2 {

@@ -5,8 +5,8 @@
 #include <new>
 #include <string_view>
 
+#include "base/modified_utf8.h"
 #include "jni/errors.h"
-#include "jni/modified_utf8.h"
 #include "jni/pending.h"
 
 namespace zolt {

@@ -6,10 +6,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/io_exception.h"
+#include "base/logger2.h"
 #include "jni/errors.h"
-#include "jni/io_exception.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 
 namespace zolt {
 

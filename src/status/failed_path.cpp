@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "acl/acl.h"
+#include "base/io_exception.h"
+#include "base/logger2.h"
 #include "identity/fs_account.h"
 #include "identity/names.h"
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
 #include "status/stat.h"
 
 namespace zolt {

@@ -7,12 +7,12 @@
 #include <cerrno>
 #include <climits>
 
-#include "blocks/replication.h"
+#include "base/logger2.h"
+#include "base/settings.h"
+#include "base/unique_fd.h"
 #include "identity/fs_account.h"
 #include "identity/groups.h"
-#include "jni/logger2.h"
-#include "jni/settings.h"
-#include "jni/unique_fd.h"
+#include "placement/replication.h"
 #include "status/failed_path.h"
 #include "status/stat.h"
 #include "status/status_record.h"

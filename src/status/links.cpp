@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
+#include "base/logger2.h"
 #include "identity/groups.h"
-#include "jni/logger2.h"
 
 namespace zolt {
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string>
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 #include "xattr/xattr.h"
 
 namespace zolt {

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "blocks/block_query.h"
-#include "blocks/replication.h"
+#include "placement/replication.h"
 #include "stage.h"
 
 namespace zolt_local {

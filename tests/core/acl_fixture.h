@@ -10,8 +10,8 @@
 
 #include "acl/acl.h"
 #include "acl_helpers.h"
+#include "base/io_exception.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "temp_dir.h"
 
 namespace zolt::test {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "acl_helpers.h"
+#include "base/io_exception.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "log_capture.h"
 #include "temp_dir.h"
 

@@ -13,8 +13,8 @@
 #include "acl/acl_util.h"
 #include "acl/file_acl.h"
 #include "acl_helpers.h"
+#include "base/io_exception.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "temp_dir.h"
 
 namespace zolt {

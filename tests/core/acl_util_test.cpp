@@ -16,7 +16,7 @@
 #include "acl/acl.h"
 #include "acl/file_acl.h"
 #include "acl_helpers.h"
-#include "jni/io_exception.h"
+#include "base/io_exception.h"
 #include "log_capture.h"
 #include "temp_dir.h"
 

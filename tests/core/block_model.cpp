@@ -5,7 +5,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "jni/settings.h"
+#include "base/settings.h"
 
 namespace zolt::test {
 

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <set>
 
+#include "base/settings.h"
 #include "block_model.h"
-#include "jni/settings.h"
 
 namespace zolt {
 namespace {

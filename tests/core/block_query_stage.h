@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "base/settings.h"
 #include "blocks/block_query.h"
-#include "jni/settings.h"
 #include "scripted_client.h"
 
 namespace zolt::test {

@@ -1,4 +1,4 @@
-#include "dirents/buffer.h"
+#include "base/buffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // errno in words: the C library's, the first time and every other, on any thread.
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 
 #include <gtest/gtest.h>
 

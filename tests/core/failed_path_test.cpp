@@ -11,10 +11,10 @@
 
 #include "acl/acl_util.h"
 #include "acl_bytes.h"
+#include "base/io_exception.h"
+#include "base/settings.h"
 #include "faults.h"
 #include "identity/fs_account.h"
-#include "jni/io_exception.h"
-#include "jni/settings.h"
 #include "log_capture.h"
 #include "temp_dir.h"
 #include "thread_identity.h"

@@ -9,9 +9,9 @@
 #include <fstream>
 #include <optional>
 
+#include "base/io_exception.h"
 #include "faults.h"
 #include "file_status_fixture.h"
-#include "jni/io_exception.h"
 #include "log_capture.h"
 
 namespace zolt {

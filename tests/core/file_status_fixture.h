@@ -8,9 +8,9 @@
 #include <cstring>
 #include <string>
 
+#include "base/settings.h"
 #include "faults.h"
 #include "identity/fs_account.h"
-#include "jni/settings.h"
 #include "status/file_status.h"
 #include "temp_dir.h"
 #include "thread_identity.h"

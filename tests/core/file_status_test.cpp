@@ -6,10 +6,10 @@
 
 #include <cerrno>
 
-#include "blocks/replication.h"
 #include "faults.h"
 #include "file_status_fixture.h"
 #include "log_capture.h"
+#include "placement/replication.h"
 
 namespace zolt {
 namespace {

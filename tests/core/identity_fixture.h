@@ -7,10 +7,10 @@
 #include <functional>
 #include <string>
 
+#include "base/io_exception.h"
+#include "base/settings.h"
 #include "faults.h"
 #include "identity/fs_account.h"
-#include "jni/io_exception.h"
-#include "jni/settings.h"
 #include "thread_identity.h"
 
 namespace zolt::test {

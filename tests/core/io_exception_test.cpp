@@ -1,4 +1,4 @@
-#include "jni/io_exception.h"
+#include "base/io_exception.h"
 
 #include <gtest/gtest.h>
 

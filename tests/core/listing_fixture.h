@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/io_exception.h"
 #include "dirents/listing.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "temp_dir.h"
 
 namespace zolt::test {

@@ -1,4 +1,4 @@
-#include "jni/modified_utf8.h"
+#include "base/modified_utf8.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "jni/mounts.h"
+#include "status/mounts.h"
 
 #include <gtest/gtest.h>
 

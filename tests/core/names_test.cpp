@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <functional>
 
+#include "base/io_exception.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "log_capture.h"
 
 namespace zolt {

@@ -1,4 +1,4 @@
-#include "blocks/placement.h"
+#include "placement/placement.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/io_exception.h"
 #include "bytes.h"
 #include "faults.h"
-#include "jni/io_exception.h"
 #include "log_capture.h"
 #include "scripted_client.h"
 #include "temp_dir.h"

@@ -1,4 +1,4 @@
-#include "blocks/replication.h"
+#include "placement/replication.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

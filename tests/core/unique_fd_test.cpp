@@ -1,4 +1,4 @@
-#include "jni/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -10,8 +10,8 @@
 #include "acl/acl_stream.h"
 #include "acl/file_acl.h"
 #include "acl_rules.h"
+#include "base/io_exception.h"
 #include "fuzz.h"
-#include "jni/io_exception.h"
 
 using namespace zolt;
 using namespace zolt::fuzz;

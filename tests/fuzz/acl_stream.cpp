@@ -7,8 +7,8 @@
 #include <tuple>
 
 #include "acl_rules.h"
+#include "base/io_exception.h"
 #include "fuzz.h"
-#include "jni/io_exception.h"
 
 using namespace zolt;
 using namespace zolt::fuzz;

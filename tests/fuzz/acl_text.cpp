@@ -2,8 +2,8 @@
 // reads as the same list.
 #include "acl/acl.h"
 #include "acl_rules.h"
+#include "base/io_exception.h"
 #include "fuzz.h"
-#include "jni/io_exception.h"
 
 using namespace zolt;
 using namespace zolt::fuzz;

@@ -4,8 +4,8 @@
 
 #include <stdexcept>
 
+#include "base/settings.h"
 #include "block_replies.h"
-#include "jni/settings.h"
 
 using namespace zolt;
 using namespace zolt::fuzz;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt::fuzz {
 

@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <optional>
 
+#include "base/io_exception.h"
 #include "directory.h"
 #include "fuzz.h"
-#include "jni/io_exception.h"
 
 using namespace zolt;
 using namespace zolt::fuzz;

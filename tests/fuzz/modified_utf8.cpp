@@ -1,5 +1,5 @@
 // Any bytes become modified UTF-8, from which they can be told again.
-#include "jni/modified_utf8.h"
+#include "base/modified_utf8.h"
 
 #include "fuzz.h"
 #include "utf8_rules.h"

@@ -3,9 +3,9 @@
 #include <cerrno>
 
 #include "attributes.h"
+#include "base/modified_utf8.h"
 #include "fake_vm.h"
 #include "fuzz.h"
-#include "jni/modified_utf8.h"
 #include "org_apache_hadoop_hdfs_server_namenode_ZOLTNative.h"
 
 #define NATIVE(method) Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_##method

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "acl/acl_util.h"
+#include "base/logger2.h"
 #include "hooked_env.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 #include "jni/native.h"
 #include "jni/pending.h"
 #include "text.h"

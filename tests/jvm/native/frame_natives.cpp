@@ -6,14 +6,14 @@
 #include <string>
 #include <thread>
 
+#include "base/io_exception.h"
+#include "base/logger2.h"
+#include "base/settings.h"
 #include "jni/errors.h"
-#include "jni/io_exception.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
 #include "jni/pending.h"
-#include "jni/settings.h"
 #include "text.h"
 #include "zolt_test_Frame.h"
 

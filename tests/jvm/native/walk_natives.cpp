@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "base/errno_text.h"
 #include "hooked_env.h"
-#include "jni/errno_text.h"
 #include "jni/native.h"
 #include "taken.h"
 #include "text.h"

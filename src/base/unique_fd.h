@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 
 namespace zolt {
 

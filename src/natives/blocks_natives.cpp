@@ -2,10 +2,10 @@
 #include <stdexcept>
 
 #include "blocks/block_locations.h"
-#include "blocks/placement.h"
 #include "jni/errors.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
+#include "placement/placement.h"
 
 using namespace zolt;
 

@@ -1,8 +1,8 @@
 // ZOLTNative: getUid, getGid, getUser, getGroup, setFsUid(String), setFsUid(long).
+#include "base/io_exception.h"
 #include "identity/handles.h"
 #include "identity/names.h"
 #include "jni/errors.h"
-#include "jni/io_exception.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
 

@@ -1,6 +1,6 @@
-#include "jni/settings.h"
+#include "base/settings.h"
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

@@ -2,8 +2,8 @@
 // isCMTimeChangedNative, getINum, getFailedPathNative.
 #include <cerrno>
 
+#include "base/logger2.h"
 #include "jni/errors.h"
-#include "jni/logger2.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
 #include "status/failed_path.h"

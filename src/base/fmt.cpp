@@ -1,4 +1,4 @@
-#include "jni/fmt.h"
+#include "base/fmt.h"
 
 #include <locale>
 

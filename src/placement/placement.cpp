@@ -1,11 +1,11 @@
-#include "blocks/placement.h"
+#include "placement/placement.h"
 
 #include <cerrno>
 
-#include "blocks/replication.h"
-#include "jni/io_exception.h"
-#include "jni/logger2.h"
-#include "jni/unique_fd.h"
+#include "base/io_exception.h"
+#include "base/logger2.h"
+#include "base/unique_fd.h"
+#include "placement/replication.h"
 
 namespace zolt {
 

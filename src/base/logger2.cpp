@@ -1,4 +1,4 @@
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt::logger2 {
 

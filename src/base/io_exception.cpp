@@ -1,6 +1,6 @@
-#include "jni/io_exception.h"
+#include "base/io_exception.h"
 
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 
 namespace zolt {
 

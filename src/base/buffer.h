@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "jni/logger2.h"
+#include "base/logger2.h"
 
 namespace zolt {
 

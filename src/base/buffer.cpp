@@ -1,4 +1,4 @@
-#include "dirents/buffer.h"
+#include "base/buffer.h"
 
 namespace zolt::buffer_errors {
 

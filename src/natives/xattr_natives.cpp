@@ -4,9 +4,9 @@
 #include <cstring>
 #include <optional>
 
+#include "base/logger2.h"
 #include "jni/errors.h"
 #include "jni/hash_map.h"
-#include "jni/logger2.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
 #include "xattr/xattr.h"

@@ -1,4 +1,4 @@
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 
 #include <atomic>
 #include <cstddef>

@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "jni/errno_text.h"
-#include "jni/fmt.h"
+#include "base/errno_text.h"
+#include "base/fmt.h"
 
 namespace zolt {
 

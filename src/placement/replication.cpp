@@ -1,8 +1,8 @@
-#include "blocks/replication.h"
+#include "placement/replication.h"
 
 #include <cerrno>
 
-#include "blocks/directives.h"
+#include "placement/directives.h"
 
 namespace zolt {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "jni/errno_text.h"
+#include "base/errno_text.h"
 #include "zolt.h"
 
 namespace zolt {

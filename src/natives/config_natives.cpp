@@ -1,12 +1,12 @@
 // ZOLTNative: setDefaultBlockSizeReplication, setFSConfig, getFsName.
 #include <cerrno>
 
+#include "base/logger2.h"
+#include "base/settings.h"
 #include "jni/errors.h"
-#include "jni/logger2.h"
 #include "jni/marshal.h"
-#include "jni/mounts.h"
 #include "jni/native.h"
-#include "jni/settings.h"
+#include "status/mounts.h"
 
 using namespace zolt;
 

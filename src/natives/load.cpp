@@ -2,8 +2,8 @@
 #include <jni.h>
 
 #include "acl/acl_util.h"
+#include "base/logger2.h"
 #include "jni/jni_util.h"
-#include "jni/logger2.h"
 #include "jni/marshal.h"
 
 namespace zolt {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "acl/file_acl.h"
+#include "base/io_exception.h"
 #include "jni/errors.h"
-#include "jni/io_exception.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
 #include "status/failed_path.h"
