@@ -11,7 +11,7 @@ done < <(git ls-files -z src | grep -zvE '^src/(jni|natives)/' |
          xargs -0 grep -lE '#include ([<"]jni\.h|"jni/(native|marshal|errors|jni_util|pending)\.h)')
 
 # Every source and every test is in a build file.
-for source in $(git ls-files 'src/*.cpp' 'client/local/*.cpp' 'tests/*.cpp'); do
+for source in $(git ls-files 'src/*.cpp' 'client/*.cpp' 'tests/*.cpp'); do
   grep -rqF "$(basename "$source")" --include=CMakeLists.txt . ||
     complain "$source is in no CMakeLists.txt"
 done

@@ -1,23 +1,12 @@
 #include "cluster.h"
 
-#include <charconv>
-#include <cstdlib>
 #include <limits>
-#include <string_view>
+
+#include "environment.h"
 
 namespace zolt_local {
 
 namespace {
-
-int32_t numberFrom(const char* variable, int32_t largest, int32_t byDefault) {
-  const char* text = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): read once
-  if (text == nullptr) return byDefault;
-  const std::string_view digits(text);
-  int32_t number = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  const bool whole = error == std::errc{} && end == digits.data() + digits.size();
-  return whole && number >= 1 && number <= largest ? number : byDefault;
-}
 
 // Spreads neighbouring inode numbers over all values (the finaliser of SplitMix64).
 uint64_t scatter(uint64_t value) {
@@ -30,6 +19,7 @@ uint64_t scatter(uint64_t value) {
 }  // namespace
 
 Cluster clusterFromEnvironment() {
+  using zolt_client::numberFrom;
   const Cluster defaults;
   return {numberFrom("ZOLT_LOCAL_NODES", std::numeric_limits<int32_t>::max(), defaults.nodes),
           numberFrom("ZOLT_LOCAL_REPLICATION", 255, defaults.replication),

@@ -1,19 +1,19 @@
 // The embedded libzolt.so: the client interface over any local file system.
 #include <cerrno>
 
+#include "attribute_record.h"
 #include "attributes.h"
 #include "directives.h"
+#include "records.h"
 #include "zolt.h"
 
 namespace {
 
+using zolt_client::isGoodStat;
+
 int refuse(int error) {
   errno = error;
   return -1;
-}
-
-bool acceptable(const unsigned int* liteMask, const zolt_iattr64* buffer, size_t bufferLength) {
-  return liteMask != nullptr && buffer != nullptr && bufferLength >= sizeof(zolt_iattr64);
 }
 
 // The system call is made here and no deeper: the processor mispredicts each return after it.
@@ -28,19 +28,19 @@ int readAttributes(const zolt_local::File& file, zolt_iattr64* buffer) {
 
 int zolt_stat_x(const char* path, unsigned int* liteMask, zolt_iattr64* buffer,
                 size_t bufferLength) {
-  if (path == nullptr || !acceptable(liteMask, buffer, bufferLength)) return refuse(EINVAL);
+  if (path == nullptr || !isGoodStat(liteMask, buffer, bufferLength)) return refuse(EINVAL);
   return readAttributes(zolt_local::File(path), buffer);
 }
 
 int zolt_fstat_x(int fd, unsigned int* liteMask, zolt_iattr64* buffer, size_t bufferLength) {
-  if (!acceptable(liteMask, buffer, bufferLength)) return refuse(EINVAL);
+  if (!isGoodStat(liteMask, buffer, bufferLength)) return refuse(EINVAL);
   return readAttributes(zolt_local::File(fd), buffer);
 }
 
 int zolt_fcntl(int fd, void* request) {
-  return zolt_local::carryOut(fd, request);
+  return zolt_client::carryOut(fd, request, zolt_local::fcntlDirective);
 }
 
 int zolt_restripe_file(int fd, void* request) {
-  return zolt_local::carryOutRestripe(fd, request);
+  return zolt_client::carryOut(fd, request, zolt_local::restripeDirective);
 }

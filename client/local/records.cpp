@@ -16,25 +16,11 @@ namespace zolt_local {
 
 namespace {
 
+using namespace zolt_client;
+
 int fail(int error) {
   errno = error;
   return -1;
-}
-
-// What stands before the entries of a location record is all that is copied of it.
-template <class Record>
-constexpr size_t FIELDS = sizeof(Record);
-template <>
-constexpr size_t FIELDS<zolt_location_record> = offsetof(zolt_location_record, words);
-
-template <class Record>
-void load(Record& record, const char* memory) {
-  memcpy(&record, memory, FIELDS<Record>);
-}
-
-template <class Record>
-void store(const Record& record, char* memory) {
-  memcpy(memory, &record, FIELDS<Record>);
 }
 
 int statRegular(int fd, struct stat& st) {
@@ -58,10 +44,6 @@ int readToWrite(int fd, Replication& replication) {
 
 // Replication
 
-bool isAnyGood(const char* /*memory*/) {
-  return true;
-}
-
 int readReplication(int fd, char* memory) {
   struct stat st;
   Replication replication{};
@@ -73,12 +55,6 @@ int readReplication(int fd, char* memory) {
   return 0;
 }
 
-bool isGoodReplication(const char* memory) {
-  zolt_set_replication_record record;
-  load(record, memory);
-  return record.dataReplicas >= 1 && record.dataReplicas <= 255;
-}
-
 int setReplication(int fd, char* memory) {
   Replication replication{};
   if (readToWrite(fd, replication) != 0) return -1;
@@ -88,12 +64,6 @@ int setReplication(int fd, char* memory) {
   return writeReplication(fd, replication);
 }
 
-bool isGoodRestripe(const char* memory) {
-  zolt_restripe_record record;
-  load(record, memory);
-  return record.option == ZOLT_RESTRIPE_OPTION;
-}
-
 int restripe(int fd, char* /*memory*/) {
   Replication replication{};
   if (readToWrite(fd, replication) != 0) return -1;
@@ -101,20 +71,7 @@ int restripe(int fd, char* /*memory*/) {
   return writeReplication(fd, replication);
 }
 
-// Attributes: the block group factor is the one there is.
-
-bool isBgf(const zolt_attribute_record& record) {
-  constexpr char NAME[] = {'z', 'o', 'l', 't', '.', 'B', 'G', 'F'};
-  return record.nameLength == sizeof NAME && memcmp(record.name, NAME, sizeof NAME) == 0 &&
-         record.flags == ZOLT_ATTRIBUTE_FLAGS && record.valueLength >= 1 &&
-         record.valueLength <= sizeof record.value;
-}
-
-bool isGoodAttribute(const char* memory) {
-  zolt_attribute_record record;
-  load(record, memory);
-  return isBgf(record);
-}
+// Attributes
 
 int readAttribute(int fd, char* memory) {
   struct stat st;
@@ -140,12 +97,6 @@ int writeAttribute(int fd, char* memory) {
 
 // Locations
 
-bool isGoodLocation(const char* memory) {
-  zolt_location_record record;
-  load(record, memory);
-  return record.flags == 0;
-}
-
 int readLocations(int fd, char* memory) {
   struct stat st;
   Replication replication{};
@@ -163,7 +114,11 @@ int readLocations(int fd, char* memory) {
   static_assert(sizeof layout.blockSize == sizeof record.metaBlockSizeHalf);
   memcpy(record.metaBlockSizeHalf, &layout.blockSize, sizeof layout.blockSize);
   store(record, memory);
-  writeWords(cluster(), layout, extent, memory + offsetof(zolt_location_record, words));
+  writeWords(extent, memory + offsetof(zolt_location_record, words),
+             [&layout](uint64_t start, int32_t copy) {
+               return nodeOf(cluster(), layout.inode, start / layout.blockSize,
+                             static_cast<uint32_t>(copy));
+             });
   return 0;
 }
 
@@ -177,13 +132,16 @@ constexpr Directive FCNTL_DIRECTIVES[] = {
 
 }  // namespace
 
-const Directive RESTRIPE_DIRECTIVE = {ZOLT_RESTRIPE, sizeof(zolt_restripe_record), isGoodRestripe,
-                                      restripe};
-
 const Directive* fcntlDirective(uint32_t type) {
   const auto* found = std::find_if(std::begin(FCNTL_DIRECTIVES), std::end(FCNTL_DIRECTIVES),
                                    [type](const Directive& each) { return each.type == type; });
   return found != std::end(FCNTL_DIRECTIVES) ? found : nullptr;
+}
+
+const Directive* restripeDirective(uint32_t type) {
+  static constexpr Directive RESTRIPE = {ZOLT_RESTRIPE, sizeof(zolt_restripe_record),
+                                         isGoodRestripe, restripe};
+  return type == RESTRIPE.type ? &RESTRIPE : nullptr;
 }
 
 }  // namespace zolt_local

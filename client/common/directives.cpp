@@ -1,20 +1,9 @@
 #include "directives.h"
 
 #include <cerrno>
-#include <cstring>
-
-#include "records.h"
-#include "zolt.h"
-
-namespace zolt_local {
+namespace zolt_client {
 
 namespace {
-
-using Lookup = const Directive* (*)(uint32_t type);
-
-const Directive* restripeDirective(uint32_t type) {
-  return type == RESTRIPE_DIRECTIVE.type ? &RESTRIPE_DIRECTIVE : nullptr;
-}
 
 // The records behind a request's header, which may lie at any address.
 class Records {
@@ -64,6 +53,8 @@ bool isWellFormed(Records records, Lookup lookup) {
   return true;
 }
 
+}  // namespace
+
 int carryOut(int fd, void* request, Lookup lookup) {
   if (request == nullptr) return refuse();
   zolt_request_header header;
@@ -77,14 +68,35 @@ int carryOut(int fd, void* request, Lookup lookup) {
   return 0;
 }
 
-}  // namespace
-
-int carryOut(int fd, void* request) {
-  return carryOut(fd, request, fcntlDirective);
+bool isAnyGood(const char* /*memory*/) {
+  return true;
 }
 
-int carryOutRestripe(int fd, void* request) {
-  return carryOut(fd, request, restripeDirective);
+bool isGoodReplication(const char* memory) {
+  zolt_set_replication_record record;
+  load(record, memory);
+  return record.dataReplicas >= 1 && record.dataReplicas <= 255;
 }
 
-}  // namespace zolt_local
+bool isGoodRestripe(const char* memory) {
+  zolt_restripe_record record;
+  load(record, memory);
+  return record.option == ZOLT_RESTRIPE_OPTION;
+}
+
+bool isGoodAttribute(const char* memory) {
+  constexpr char BGF[] = {'z', 'o', 'l', 't', '.', 'B', 'G', 'F'};
+  zolt_attribute_record record;
+  load(record, memory);
+  return record.nameLength == sizeof BGF && memcmp(record.name, BGF, sizeof BGF) == 0 &&
+         record.flags == ZOLT_ATTRIBUTE_FLAGS && record.valueLength >= 1 &&
+         record.valueLength <= sizeof record.value;
+}
+
+bool isGoodLocation(const char* memory) {
+  zolt_location_record record;
+  load(record, memory);
+  return record.flags == 0;
+}
+
+}  // namespace zolt_client

@@ -1,12 +1,10 @@
-// The location map of a file in the cluster.
+// The location map of a file: which blocks a request describes, and its words.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
-#include "cluster.h"
-#include "zolt.h"
-
-namespace zolt_local {
+namespace zolt_client {
 
 /// What the map of a file is made from.
 struct Layout {
@@ -39,7 +37,21 @@ struct Extent {
 Extent extentOf(const Layout& layout, const Range& range);
 
 /// Writes 2 * copies words for each block of the extent: the nodes, then the number of the copy on
-/// each (0, 1, ...).
-void writeWords(const Cluster& cluster, const Layout& layout, const Extent& extent, char* out);
+/// each (0, 1, ...). `nodeOf` is asked for the node of a copy by the place in the file, in bytes,
+/// where the block begins.
+template <class NodeOf>
+void writeWords(const Extent& extent, char* out, const NodeOf& nodeOf) {
+  const auto put = [&out](int32_t word) {
+    memcpy(out, &word, sizeof word);
+    out += sizeof word;
+  };
+  for (int32_t i = 0; i < extent.blocks; ++i) {
+    const uint64_t start = (extent.first + static_cast<uint64_t>(i)) * extent.step;
+    for (int32_t copy = 0; copy < extent.copies; ++copy)
+      put(nodeOf(start, copy));
+    for (int32_t copy = 0; copy < extent.copies; ++copy)
+      put(copy);
+  }
+}
 
-}  // namespace zolt_local
+}  // namespace zolt_client

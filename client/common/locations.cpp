@@ -1,9 +1,10 @@
 #include "locations.h"
 
 #include <algorithm>
-#include <cstring>
 
-namespace zolt_local {
+#include "zolt.h"
+
+namespace zolt_client {
 
 Extent extentOf(const Layout& layout, const Range& range) {
   const uint64_t step = range.skipFactor != 0 ? range.skipFactor : layout.blockSize;
@@ -18,18 +19,4 @@ Extent extentOf(const Layout& layout, const Range& range) {
   return extent;
 }
 
-void writeWords(const Cluster& cluster, const Layout& layout, const Extent& extent, char* out) {
-  const auto put = [&out](int32_t word) {
-    memcpy(out, &word, sizeof word);
-    out += sizeof word;
-  };
-  for (int32_t i = 0; i < extent.blocks; ++i) {
-    const uint64_t start = (extent.first + static_cast<uint64_t>(i)) * extent.step;
-    for (int32_t copy = 0; copy < extent.copies; ++copy)
-      put(nodeOf(cluster, layout.inode, start / layout.blockSize, static_cast<uint32_t>(copy)));
-    for (int32_t copy = 0; copy < extent.copies; ++copy)
-      put(copy);
-  }
-}
-
-}  // namespace zolt_local
+}  // namespace zolt_client
