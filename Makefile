@@ -144,7 +144,7 @@ lint: format tidy ## formatting, house rules; what differs from main by clang an
 format:
 	@scripts/deps.sh lint
 	@clang-format --dry-run -Werror $(SOURCES)
-	@scripts/house_rules.sh
+	@scripts/house_rules.py
 
 tidy:
 	@scripts/deps.sh build test lint

@@ -73,7 +73,7 @@ def copy_tree(broken):
         text = source.read_bytes()
         if name == 'src/CMakeLists.txt':
             target = b'add_library(zolt_core OBJECT'
-            text = text.replace(target, target + b'\n  mutant.cpp')
+            text = text.replace(target, target + b' mutant.cpp')
         if not copy.exists() or copy.read_bytes() != text:
             shutil.copy2(source, copy)
             copy.write_bytes(text)
