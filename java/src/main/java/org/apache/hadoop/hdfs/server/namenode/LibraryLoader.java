@@ -1,0 +1,106 @@
+package org.apache.hadoop.hdfs.server.namenode;
+
+import java.io.File;
+import java.io.FileInputStream;
+import java.io.IOException;
+import java.util.Arrays;
+import org.slf4j.Logger;
+
+/**
+ * Finds and loads the library: the file that the system property {@code zolt.library} names, or else
+ * {@code libzolthadoop.so} on {@code java.library.path}. Where that has none, it is the one that a jar for
+ * developers carries for its platform.
+ */
+final class LibraryLoader {
+    private LibraryLoader() {}
+
+    /**
+     * Loads the library.
+     *
+     * @return the lowest level that it logs: it asks the logger as this does, and keeps the answer
+     * @throws UnsatisfiedLinkError when there is none, or the system's loader refuses it; the message says
+     *     what to do
+     */
+    static String load(Logger logger) {
+        String level = levelOf(logger);
+        load();
+        return level;
+    }
+
+    private static String levelOf(Logger logger) {
+        return logger.isTraceEnabled() ? "trace"
+                : logger.isDebugEnabled() ? "debug"
+                : logger.isWarnEnabled() ? "warn"
+                : logger.isInfoEnabled() ? "info"
+                : logger.isErrorEnabled() ? "error" : "off";
+    }
+
+    private static void load() {
+        String file = System.getProperty("zolt.library");
+        try {
+            if (file != null) {
+                // The virtual machine has advice of its own on folders and texts, and prints it.
+                refuseWhatIsNone(file);
+                System.load(new File(file).getAbsolutePath());
+            } else {
+                loadFromPathOrJar();
+            }
+        } catch (UnsatisfiedLinkError e) {
+            UnsatisfiedLinkError clear = new UnsatisfiedLinkError(whyNotLoaded(file, e));
+            clear.initCause(e);
+            throw clear;
+        }
+    }
+
+    private static void refuseWhatIsNone(String file) {
+        byte[] magic = {0x7f, 'E', 'L', 'F'};
+        byte[] found = new byte[magic.length];
+        try (FileInputStream in = new FileInputStream(file)) {
+            in.read(found);
+        } catch (IOException e) {
+            throw new UnsatisfiedLinkError(e.getMessage());
+        }
+        if (!Arrays.equals(magic, found)) {
+            throw new UnsatisfiedLinkError(file + " is no library");
+        }
+    }
+
+    /** The jar's own library is for where nobody has installed one. */
+    private static void loadFromPathOrJar() {
+        try {
+            System.loadLibrary("zolthadoop");
+        } catch (UnsatisfiedLinkError e) {
+            boolean absent = String.valueOf(e.getMessage()).contains("java.library.path");
+            if (!absent || !BundledLibrary.present()) {
+                throw e;
+            }
+            BundledLibrary.load();
+        }
+    }
+
+    private static String whyNotLoaded(String file, UnsatisfiedLinkError e) {
+        String what = file != null
+                ? "Cannot load the ZOLT library from zolt.library=" + file
+                : "Cannot load libzolthadoop.so from java.library.path="
+                        + System.getProperty("java.library.path");
+        String remedy;
+        if (file != null && !new File(file).isFile()) {
+            remedy = "There is no such file: correct -Dzolt.library=FILE.";
+        } else if (String.valueOf(e.getMessage()).contains("libzolt.so")) {
+            remedy = "The file system's client library libzolt.so was not found: put its folder on"
+                    + " LD_LIBRARY_PATH, or register it with ldconfig.";
+        } else if (String.valueOf(e.getMessage()).contains("map segment")) {
+            remedy = "The file lies on a file system without the right to execute: name a folder on"
+                    + " another one with -Djava.io.tmpdir=DIR, or the file with -Dzolt.library=FILE.";
+        } else if (file == null && BundledLibrary.carried() != null && !BundledLibrary.present()) {
+            remedy = "The jar carries the library for " + BundledLibrary.carried()
+                    + " only, and this is " + BundledLibrary.platform() + ".";
+        } else if (file == null) {
+            remedy = "Name its folder with -Djava.library.path=DIR, or the file itself with"
+                    + " -Dzolt.library=FILE.";
+        } else {
+            remedy = "The file is there but the loader refuses it.";
+        }
+        return what + ": " + e.getMessage() + ". " + remedy;
+    }
+}
