@@ -10,6 +10,7 @@ import java.util.Random;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
+import zolt.fs.AclEntry;
 
 class AclTest extends CliFixture {
     private static final String[] IDS = {"0", "1", "2", "3", "13", "65534", "70000", "4000000000"};
@@ -114,7 +115,7 @@ class AclTest extends CliFixture {
             for (int mask = 0; mask < 8; mask++) {
                 Tool.raw("setfacl", "-n", "-m", "u:1:rwx,g::" + group + ",m::" + mask, file);
                 Cli.done("acl", "clear", file);
-                assertEquals("user::rw-\ngroup::" + AclNames.letters(group & mask) + "\nother::r--\n\n",
+                assertEquals("user::rw-\ngroup::" + AclEntry.letters(group & mask) + "\nother::r--\n\n",
                         Tool.text("getfacl", "-cp", file));
             }
         }

@@ -64,12 +64,15 @@ class AttributesTest {
     void failuresAreTheLibrarys() throws Exception {
         attributes.create("user.a", new byte[0]);
         assertArrayEquals(new byte[0], attributes.get("user.a").get());
-        assertEquals("File exists: user.a already exists", assertThrows(IOException.class,
+        assertEquals("File exists: user.a already exists", assertThrows(AttributeExistsException.class,
                 () -> attributes.create("user.a", new byte[1])).getMessage());
-        assertEquals("No data available: user.b does not exist", assertThrows(IOException.class,
+        assertEquals("No data available: user.b does not exist", assertThrows(NoSuchAttributeException.class,
                 () -> attributes.replace("user.b", new byte[1])).getMessage());
         assertEquals("No data available: user.b does not exist",
-                assertThrows(IOException.class, () -> attributes.remove("user.b")).getMessage());
+                assertThrows(NoSuchAttributeException.class, () -> attributes.remove("user.b")).getMessage());
+        // A name cannot pass for a sentence of the library.
+        ExtendedAttributes missing = ExtendedAttributes.of(dir.resolve("user.b does not exist"));
+        assertThrows(NoSuchFileException.class, () -> missing.remove("user.b"));
         assertThrows(NoSuchFileException.class, () -> ExtendedAttributes.of(
                 dir.resolve("missing").toString()).get("user.a"));
         assertThrows(NullPointerException.class, () -> attributes.set("user.a", null));
@@ -130,7 +133,7 @@ class AttributesTest {
         assertEquals(Optional.empty(), lease.holder(Lease.NEVER));
         lease.set("writer-1");
         assertEquals("File exists: user.lease.holder already exists",
-                assertThrows(IOException.class, () -> lease.set("writer-2")).getMessage());
+                assertThrows(LeaseHeldException.class, () -> lease.set("writer-2")).getMessage());
         String stamp = getfattr("user.lease.update");
         Thread.sleep(2);
         lease.renew();
@@ -140,7 +143,7 @@ class AttributesTest {
         lease.remove();
         assertEquals(Optional.empty(), lease.holderText(Duration.ofMinutes(1)));
         assertEquals("No data available: user.lease.* does not exist",
-                assertThrows(IOException.class, lease::remove).getMessage());
+                assertThrows(NoSuchAttributeException.class, lease::remove).getMessage());
         assertThrows(NoSuchFileException.class,
                 () -> Lease.of(dir.resolve("missing").toString()).holder(0));
     }
@@ -156,7 +159,7 @@ class AttributesTest {
             assertThrows(IOException.class, () -> lease.set("writer-1"));
             assertTrue(lease.isHalf());
             lease.remove();
-            assertThrows(IOException.class, lease::remove);
+            assertThrows(NoSuchAttributeException.class, lease::remove);
         }
         lease.set("writer-1");
         assertFalse(lease.isHalf());

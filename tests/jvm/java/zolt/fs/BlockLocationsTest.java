@@ -74,7 +74,7 @@ class BlockLocationsTest {
         BlockLocations single = BlockLocations.of(files.blocks, Form.FILE_SYSTEM);
         assertEquals(blocks, single.count());
         for (int factor : new int[] {1, 2, 5, 7, 1000, 1024}) {
-            BlockLocations.setBlockGroupFactor(files.blocks, factor);
+            FileOperations.setBlockGroupFactor(files.blocks, factor);
             check(single, factor, blocks);
         }
     }
@@ -155,11 +155,11 @@ class BlockLocationsTest {
                 dir.resolve("missing").toString(), Form.SIZES, 0, -1));
         assertThrows(IllegalStateException.class, locations::blockSize);
         assertThrows(IllegalArgumentException.class,
-                () -> BlockLocations.setReplication(files.blocks, 0, true));
+                () -> FileOperations.setReplication(files.blocks, 0, true));
         assertThrows(IllegalArgumentException.class,
-                () -> BlockLocations.setReplication(files.blocks, 1 << 16, true));
+                () -> FileOperations.setReplication(files.blocks, 1 << 16, true));
         assertTrue(assertThrows(IOException.class,
-                () -> BlockLocations.setBlockGroupFactor(files.blocks, 1025)).getMessage()
+                () -> FileOperations.setBlockGroupFactor(files.blocks, 1025)).getMessage()
                         .endsWith("Invalid BGF(1025)"));
     }
 

@@ -69,10 +69,10 @@ class IdentityTest {
     @Test
     void anUnknownUserIsNobodyOrRefused() throws Exception {
         Fixture.onThread("own", () -> {
-            try (Identity as = Identity.of("no such user")) {
+            try (Identity as = Identity.ofUserOrNobody("no such user")) {
                 assertEquals(65534, ThreadIdentity.now().uid());
             }
-            assertTrue(assertThrows(IOException.class, () -> Identity.ofKnown("no such user"))
+            assertTrue(assertThrows(IOException.class, () -> Identity.of("no such user"))
                     .getMessage().contains("Unknown user \"no such user\""));
             assertEquals(0, ThreadIdentity.now().uid());
             assertThrows(NullPointerException.class, () -> Identity.of(null));

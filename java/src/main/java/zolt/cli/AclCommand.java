@@ -56,11 +56,11 @@ final class AclCommand {
                     out.line(new Json().put("path", path).put("entries", entries(acl)).toString());
                     return true;
                 }
-                out.line("# file: " + AclNames.quoted(session, path));
+                out.line("# file: " + session.header(path));
                 out.line("# owner: " + (numeric ? String.valueOf(status.uid())
-                        : AclNames.quoted(session, Accounts.userOrId(status.uid()))));
+                        : session.header(Accounts.userOrId(status.uid()))));
                 out.line("# group: " + (numeric ? String.valueOf(status.gid())
-                        : AclNames.quoted(session, Accounts.groupOrId(status.gid()))));
+                        : session.header(Accounts.groupOrId(status.gid()))));
                 if ((status.mode() & 07000) != 0) {
                     out.line("# flags: " + flag(status, 04000, 's') + flag(status, 02000, 's')
                             + flag(status, 01000, 't'));
@@ -92,12 +92,12 @@ final class AclCommand {
             for (AclEntry entry : select(acl).entries()) {
                 Json object = new Json()
                         .put("scope", entry.scope() == AclEntry.Scope.DEFAULT ? "default" : "access")
-                        .put("type", AclNames.word(entry.type()));
+                        .put("type", entry.type().word());
                 if (entry.type() == AclEntry.Type.USER || entry.type() == AclEntry.Type.GROUP) {
                     object.put("name", entry.name()).put("id", entry.id());
                 }
-                list.add(object.put("permissions", AclNames.letters(entry.permissions()))
-                        .put("effective", AclNames.letters(acl.effective(entry))));
+                list.add(object.put("permissions", AclEntry.letters(entry.permissions()))
+                        .put("effective", AclEntry.letters(acl.effective(entry))));
             }
             return list;
         }

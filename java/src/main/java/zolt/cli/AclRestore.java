@@ -14,6 +14,7 @@ import picocli.CommandLine.Parameters;
 import zolt.fs.Accounts;
 import zolt.fs.Acl;
 import zolt.fs.AclEntry;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.FileStatus;
 
 @Command(name = "restore", description = {"Restore lists, owners, groups and flags from what acl get -R or"
@@ -137,7 +138,7 @@ final class AclRestore extends Action {
 
     private void restore(Block block) {
         try {
-            if (!Names.isReachable(block.path)) {
+            if (!DirectoryEntry.isReachable(block.path)) {
                 throw new Failure(Exit.FAILED, Names.UNREACHABLE);
             }
             status.readFast(block.path);

@@ -3,7 +3,7 @@ package zolt.cli;
 import java.util.List;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Parameters;
-import zolt.fs.BlockLocations;
+import zolt.fs.FileOperations;
 
 @Command(name = "bgf", description = "Set the block group factor: how many blocks of the file system"
         + " make an HDFS block of a file.", footer = {"", "Example: zolt bgf 128 /srv/data/part-0000"})
@@ -26,7 +26,7 @@ final class BgfCommand extends Action {
             throw new Failure(Exit.USAGE, factor + " is no factor: 1 to " + MOST);
         }
         forEach(paths, path -> {
-            BlockLocations.setBlockGroupFactor(path, factor);
+            FileOperations.setBlockGroupFactor(path, factor);
             done(new Json().put("path", path).put("factor", factor));
         });
     }

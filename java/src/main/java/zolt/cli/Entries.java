@@ -8,6 +8,7 @@ import java.time.format.DateTimeFormatter;
 import java.util.HashMap;
 import java.util.Map;
 import zolt.fs.Accounts;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
@@ -97,7 +98,7 @@ final class Entries {
     /** Asks for the facts of an entry. That they cannot be had is said. */
     void look(Item item) {
         String text = Names.decode(item.name, item.length);
-        if (text == null || !Names.isReachable(text)) {
+        if (text == null || !DirectoryEntry.isReachable(text)) {
             session.fail(Exit.FAILED, Names.join(directory, new String(item.name, 0, item.length,
                     StandardCharsets.UTF_8)) + ": " + Names.UNREACHABLE);
             return;

@@ -19,7 +19,6 @@ import zolt.fs.FileType;
  */
 final class Facts {
     private static final int PERMISSION_BITS = 07777;
-    private static final String[] BITS = {"---", "--x", "-w-", "-wx", "r--", "r-x", "rw-", "rwx"};
 
     long inode;
     long size;
@@ -100,18 +99,7 @@ final class Facts {
 
     /** As ls(1) has it: "drwxr-xr-x", with a "+" where there is an access control list. */
     String modeText() {
-        StringBuilder text = new StringBuilder().append(type().letter())
-                .append(BITS[mode >> 6 & 7]).append(BITS[mode >> 3 & 7]).append(BITS[mode & 7]);
-        special(text, 3, 04000, 's');
-        special(text, 6, 02000, 's');
-        special(text, 9, 01000, 't');
-        return acl ? text.append('+').toString() : text.toString();
-    }
-
-    private void special(StringBuilder text, int at, int bit, char letter) {
-        if ((mode & bit) != 0) {
-            text.setCharAt(at, text.charAt(at) == 'x' ? letter : Character.toUpperCase(letter));
-        }
+        return FileStatus.modeText(mode, acl);
     }
 
     Json putInto(Json json) {

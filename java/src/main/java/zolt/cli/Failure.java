@@ -1,8 +1,11 @@
 package zolt.cli;
 
-import java.io.IOException;
 import java.nio.file.AccessDeniedException;
 import java.nio.file.NoSuchFileException;
+import zolt.fs.AttributeExistsException;
+import zolt.fs.DirectoryEntry;
+import zolt.fs.LeaseHeldException;
+import zolt.fs.NoSuchAttributeException;
 
 /** A failed operation as a person and a script see it: one line, and an exit code. */
 final class Failure extends Exception {
@@ -29,12 +32,14 @@ final class Failure extends Exception {
             return new Failure(Exit.DENIED, reason);
         }
         if (e instanceof NoSuchFileException) {
-            String remedy = Names.isReachable(path) ? "" : " (" + Names.UNREACHABLE + ")";
+            String remedy = DirectoryEntry.isReachable(path) ? "" : " (" + Names.UNREACHABLE + ")";
             return new Failure(Exit.NOT_FOUND, reason + remedy);
         }
-        boolean known = e instanceof IOException;
-        return new Failure(known && reason.endsWith(" already exists") ? Exit.EXISTS
-                : known && reason.endsWith(" does not exist") ? Exit.NOT_FOUND : Exit.FAILED, reason);
+        if (e instanceof NoSuchAttributeException) {
+            return new Failure(Exit.NOT_FOUND, reason);
+        }
+        boolean exists = e instanceof AttributeExistsException || e instanceof LeaseHeldException;
+        return new Failure(exists ? Exit.EXISTS : Exit.FAILED, reason);
     }
 
     /**

@@ -133,7 +133,9 @@ final class FileSystemChecks {
             attributes.remove("user.zolt.doctor");
             return Arrays.equals(read, VALUE) ? "set, read and removed" : null;
         });
-        tried("ACLs", "mount with POSIX ACLs (ext4, xfs: on by default; else -o acl)", () -> {
+        String mend = Acl.isAvailable() ? "mount with POSIX ACLs (ext4, xfs: on by default; else -o acl)"
+                : "install libacl1";
+        tried("ACLs", mend, () -> {
             Acl wanted = Acl.of(AclEntry.user(0, AclEntry.READ));
             wanted.modify(file);
             boolean there = !Acl.get(file).isMinimal();
@@ -182,8 +184,7 @@ final class FileSystemChecks {
             if (shortage != null) {
                 findings.fail(check, path + ": " + shortage, Shortage.MEND);
             } else {
-                boolean noLibacl = String.valueOf(e.getMessage()).contains("libacl.so.1 is not available");
-                findings.fail(check, String.valueOf(e.getMessage()), noLibacl ? "install libacl1" : mend);
+                findings.fail(check, String.valueOf(e.getMessage()), mend);
             }
         }
     }

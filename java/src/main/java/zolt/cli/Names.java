@@ -4,25 +4,12 @@ import java.nio.ByteBuffer;
 import java.nio.charset.CharacterCodingException;
 import java.nio.charset.StandardCharsets;
 
-/** Names of files as text: what can be shown, and what Java can reach. */
+/** Names of files as text. */
 final class Names {
     static final String UNREACHABLE = "a name that is no UTF-8, or has a character beyond U+FFFF, can"
             + " be listed but not reached";
 
-    private static final char REPLACEMENT = '\ufffd';
-
     private Names() {}
-
-    /** Whether a path crosses into the library as the bytes that it has on the disk. */
-    static boolean isReachable(String path) {
-        for (int at = 0; at < path.length(); at++) {
-            char each = path.charAt(at);
-            if (Character.isSurrogate(each) || each == REPLACEMENT) {
-                return false;
-            }
-        }
-        return true;
-    }
 
     /** The name as text, or null where its bytes are no UTF-8. */
     static String decode(byte[] name, int length) {

@@ -63,18 +63,16 @@ final class ProcessChecks {
             findings.fail("libacl", "libacl.so.1 is not available", "install libacl1");
             return;
         }
+        String file = shown(ZoltLibrary.aclFile().get());
+        if (!Acl.isAvailable()) {
+            findings.fail("libacl", file + ", but it lacks functions that are needed", "install a current libacl1");
+            return;
+        }
         try {
             Acl.get("/");
-            findings.ok("libacl", shown(ZoltLibrary.aclFile().get()));
+            findings.ok("libacl", file);
         } catch (IOException e) {
-            boolean unbound = String.valueOf(e.getMessage()).contains("libacl.so.1 is not available");
-            if (unbound) {
-                findings.fail("libacl", shown(ZoltLibrary.aclFile().get())
-                        + ", but it lacks functions that are needed", "install a current libacl1");
-            } else {
-                findings.ok("libacl", shown(ZoltLibrary.aclFile().get())
-                        + " (no access control lists on /)");
-            }
+            findings.ok("libacl", file + " (no access control lists on /)");
         }
     }
 

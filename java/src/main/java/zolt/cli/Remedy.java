@@ -28,15 +28,15 @@ final class Remedy {
         int bit = bit(failure.refused().get());
         String entries;
         if (deciding.type() == AclEntry.Type.OWNER) {
-            entries = "u::" + AclNames.letters(deciding.permissions() | bit);
+            entries = "u::" + AclEntry.letters(deciding.permissions() | bit);
         } else {
             // An entry of one's own comes before those of groups and others, and is to give what they do.
             int wanted = failure.permitted() | bit;
-            entries = "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclNames.letters(wanted);
+            entries = "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclEntry.letters(wanted);
             for (AclEntry entry : acl.entries()) {
                 if (entry.scope() == AclEntry.Scope.ACCESS && entry.type() == AclEntry.Type.MASK
                         && (entry.permissions() & wanted) != wanted) {
-                    entries += ",m::" + AclNames.letters(entry.permissions() | wanted);
+                    entries += ",m::" + AclEntry.letters(entry.permissions() | wanted);
                 }
             }
         }

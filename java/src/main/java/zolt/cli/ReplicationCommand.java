@@ -5,7 +5,7 @@ import java.util.List;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
-import zolt.fs.BlockLocations;
+import zolt.fs.FileOperations;
 import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
@@ -40,7 +40,7 @@ final class ReplicationCommand extends TreeAction {
                 return false;
             }
             try {
-                BlockLocations.setReplication(path, copies, now);
+                FileOperations.setReplication(path, copies, now);
             } catch (IOException e) {
                 throw String.valueOf(e.getMessage()).startsWith("Invalid argument")
                         ? new Failure(Exit.USAGE, explained(path)) : Failure.of(path, e);

@@ -1,10 +1,7 @@
 package zolt.cli;
 
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.Paths;
 import zolt.fs.Accounts;
 import zolt.fs.Identity;
 import zolt.fs.ThreadIdentity;
@@ -26,7 +23,6 @@ final class Rights {
      */
     private static final long TAKEN = 0x10800021fL;
 
-    private static final int HEX = 16;
     private static final String[] NAMES = {"CHOWN", "DAC_OVERRIDE", "DAC_READ_SEARCH", "FOWNER", "FSETID",
         "KILL", "SETGID", "SETUID", "SETPCAP", "LINUX_IMMUTABLE", "NET_BIND_SERVICE", "NET_BROADCAST",
         "NET_ADMIN", "NET_RAW", "IPC_LOCK", "IPC_OWNER", "SYS_MODULE", "SYS_RAWIO", "SYS_CHROOT",
@@ -38,43 +34,25 @@ final class Rights {
     private static final int[] WORST = {21, 31};
     private static final int MOST_NAMED = 4;
 
-    private final long uid;
-    private final long effective;
-    private final long permitted;
+    private final ThreadIdentity who;
 
-    private Rights(long uid, long effective, long permitted) {
-        this.uid = uid;
-        this.effective = effective;
-        this.permitted = permitted;
+    private Rights(ThreadIdentity who) {
+        this.who = who;
     }
 
     /** Those of the calling thread as they are now. */
     static Rights now() throws IOException {
-        return of(Paths.get("/proc/thread-self/status"));
+        return new Rights(ThreadIdentity.now());
     }
 
     /** Those of a thread or process, by its file "status" (proc(5)). */
     static Rights of(Path status) throws IOException {
-        long[] found = {-1, -1, -1};
-        for (String line : Files.readAllLines(status, StandardCharsets.ISO_8859_1)) {
-            String[] fields = line.split("\\s+");
-            if (fields[0].equals("Uid:")) {
-                found[0] = Long.parseLong(fields[2]); // the effective one
-            } else if (fields[0].equals("CapEff:")) {
-                found[1] = Long.parseUnsignedLong(fields[1], HEX);
-            } else if (fields[0].equals("CapPrm:")) {
-                found[2] = Long.parseUnsignedLong(fields[1], HEX);
-            }
-        }
-        if (found[0] < 0) {
-            throw new IOException(status + " has no Uid: line");
-        }
-        return new Rights(found[0], found[1], found[2]);
+        return new Rights(ThreadIdentity.of(status));
     }
 
     /** The user that switches: only of root does the kernel take capabilities when it does. */
     boolean isRoot() {
-        return uid == 0;
+        return who.effectiveUid() == 0;
     }
 
     /**
@@ -84,7 +62,7 @@ final class Rights {
      * @return names for a message, the worst first, and how many more; empty where there are none
      */
     String left() {
-        long left = permitted & ~SWITCHING & ~(isRoot() ? TAKEN : 0);
+        long left = who.permittedCapabilities() & ~SWITCHING & ~(isRoot() ? TAKEN : 0);
         StringBuilder text = new StringBuilder();
         for (int named = 0; named < MOST_NAMED && left != 0; named++) {
             int number = worst(left);
@@ -106,7 +84,7 @@ final class Rights {
 
     boolean has(int... capabilities) {
         for (int capability : capabilities) {
-            if ((effective >> capability & 1) == 0) {
+            if ((who.effectiveCapabilities() >> capability & 1) == 0) {
                 return false;
             }
         }
@@ -134,7 +112,7 @@ final class Rights {
         long uid = Accounts.uid(name);
         Rights now = now();
         if (!now.has(SETUID, SETGID)) {
-            if (uid == ThreadIdentity.now().uid()) {
+            if (uid == now.who.uid()) {
                 return null;
             }
             throw new Failure(Exit.DENIED, "switching to " + user
@@ -145,7 +123,7 @@ final class Rights {
                     + ", which this process could not give up (setpriv(1) needs CAP_SETPCAP)");
         }
         Identity identity = Identity.of(name);
-        if (uid != 0 && (now().effective & ~SWITCHING) != 0) {
+        if (uid != 0 && (now().who.effectiveCapabilities() & ~SWITCHING) != 0) {
             identity.close();
             throw new Failure(Exit.BROKEN, "the kernel leaves capabilities to who is acted for: this process has"
                     + " the secure bit no_setuid_fixup (capabilities(7))");

@@ -76,6 +76,25 @@ final class Session {
         }
     }
 
+    /** A name in the header of a list or of attributes: line ends and backslashes would end or change it. */
+    String header(String name) {
+        if (outIsTerminal) {
+            return Shown.name(name);
+        }
+        StringBuilder text = new StringBuilder();
+        for (int at = 0; at < name.length(); at++) {
+            char each = name.charAt(at);
+            if (each == '\\') {
+                text.append("\\\\");
+            } else if (each == '\n' || each == '\r') {
+                text.append(String.format("\\%03o", (int) each));
+            } else {
+                text.append(each);
+            }
+        }
+        return text.toString();
+    }
+
     /** A text in bold on a terminal, as it is in a pipe. */
     String bold(String text) {
         return styled("1", text);

@@ -7,6 +7,7 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.NoSuchFileException;
 import java.util.ArrayDeque;
 import java.util.Deque;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.fs.FileStatus;
 import zolt.fs.FileType;
@@ -161,7 +162,7 @@ final class TreeWalk implements Closeable {
         names.read(level.at + HEAD, name, length);
         level.at += HEAD + length;
         String text = Names.decode(name, length);
-        if (text == null || !Names.isReachable(text)) {
+        if (text == null || !DirectoryEntry.isReachable(text)) {
             unreachable(level.node, length, type);
             return;
         }

@@ -10,6 +10,7 @@ import java.util.Arrays;
 import java.util.Comparator;
 import java.util.Deque;
 import java.util.List;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.fs.FileOperations;
 import zolt.fs.FileType;
@@ -153,7 +154,7 @@ final class Walk {
 
     private void remember(String path, int length, List<String> found) {
         String text = Names.decode(name, length);
-        if (text == null || !Names.isReachable(text)) {
+        if (text == null || !DirectoryEntry.isReachable(text)) {
             progress.clear();
             session.fail(Exit.FAILED, Names.join(path, new String(name, 0, length,
                     StandardCharsets.UTF_8)) + ": " + Names.UNREACHABLE);

@@ -8,6 +8,7 @@ import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import zolt.fs.Accounts;
 import zolt.fs.AclEntry;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.PathFailure;
 import zolt.fs.ThreadIdentity;
 
@@ -50,7 +51,7 @@ final class WhyCommand extends Action {
         forEach(paths, path -> {
             Optional<PathFailure> found = PathFailure.of(path, purpose.access);
             if (found.isPresent() && found.get().reason() == PathFailure.Reason.MISSING
-                    && !Names.isReachable(found.get().component())) {
+                    && !DirectoryEntry.isReachable(found.get().component())) {
                 throw new Failure(Exit.FAILED, Names.UNREACHABLE);
             }
             if (json) {

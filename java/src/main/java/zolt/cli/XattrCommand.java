@@ -91,7 +91,7 @@ final class XattrCommand {
                     out.line(new Json().put("path", path).put("name", name).put("value", value)
                             .toString());
                 } else {
-                    out.line("# file: " + AclNames.quoted(session, path));
+                    out.line("# file: " + session.header(path));
                     show(session, form, name, value);
                     out.line("");
                 }
@@ -124,7 +124,7 @@ final class XattrCommand {
                     all.forEach(values::put);
                     out.line(new Json().put("path", path).put("attributes", values).toString());
                 } else if (!all.isEmpty()) {
-                    out.line("# file: " + AclNames.quoted(session, path));
+                    out.line("# file: " + session.header(path));
                     all.forEach((name, value) -> show(session, form, name, value));
                     out.line("");
                 }

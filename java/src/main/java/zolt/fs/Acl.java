@@ -3,6 +3,7 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collection;
@@ -124,6 +125,39 @@ public final class Acl {
             entries.add(AclEntry.of(scope, type, id, stream.getInt()));
         }
         return new Acl(entries);
+    }
+
+    /**
+     * As {@link #get(String)}.
+     *
+     * <pre>{@code
+     * System.out.println(Acl.get(Paths.get(file)).isMinimal()); // prints: true
+     * }</pre>
+     *
+     * @param path a path
+     * @return the list
+     * @throws IOException when it cannot be read
+     */
+    public static Acl get(Path path) throws IOException {
+        return get(Check.text(path));
+    }
+
+    /**
+     * Whether the library has found what it needs of libacl. Without that every call here is an IOException.
+     *
+     * <pre>{@code
+     * System.out.println(Acl.isAvailable()); // prints: true
+     * }</pre>
+     *
+     * @return false where libacl.so.1 was not found, or lacks a function
+     */
+    public static boolean isAvailable() {
+        try {
+            get("/");
+            return true;
+        } catch (IOException e) {
+            return !NativeFailure.isWithoutLibacl(e);
+        }
     }
 
     private static AclEntry.Scope scope(int code) throws IOException {

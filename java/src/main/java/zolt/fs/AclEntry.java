@@ -52,11 +52,24 @@ public final class AclEntry implements Comparable<AclEntry> {
         OTHER(32, "other");
 
         final int code;
-        final String word;
+        private final String word;
 
         Type(int code, String word) {
             this.code = code;
             this.word = word;
+        }
+
+        /**
+         * The word for it in the text form, as getfacl(1) has it.
+         *
+         * <pre>{@code
+         * System.out.println(AclEntry.Type.OWNING_GROUP.word()); // prints: group
+         * }</pre>
+         *
+         * @return "user", "group", "mask" or "other"
+         */
+        public String word() {
+            return word;
         }
 
         boolean isNamed() {
@@ -276,7 +289,17 @@ public final class AclEntry implements Comparable<AclEntry> {
         return type.isNamed() || type == Type.OWNING_GROUP;
     }
 
-    static String letters(int permissions) {
+    /**
+     * Permissions as a listing shows them.
+     *
+     * <pre>{@code
+     * System.out.println(AclEntry.letters(AclEntry.READ | AclEntry.EXECUTE)); // prints: r-x
+     * }</pre>
+     *
+     * @param permissions a sum of {@link #READ}, {@link #WRITE} and {@link #EXECUTE}
+     * @return three characters
+     */
+    public static String letters(int permissions) {
         return ((permissions & READ) != 0 ? "r" : "-") + ((permissions & WRITE) != 0 ? "w" : "-")
                 + ((permissions & EXECUTE) != 0 ? "x" : "-");
     }

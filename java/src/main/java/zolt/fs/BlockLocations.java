@@ -4,14 +4,15 @@ import java.io.IOException;
 import java.nio.BufferOverflowException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /**
- * Where the blocks of a file lie: a reader that is filled again and again, and two calls that decide
- * how a file is stored.
+ * Where the blocks of a file lie: a reader that is filled again and again. {@link
+ * FileOperations#setReplication} and {@link FileOperations#setBlockGroupFactor} decide how a file is stored.
  *
  * <p>Nodes are the numbers by which the file system knows them. Reading allocates nothing once the
  * buffer has grown to the largest answer, and neither do the getters of numbers; {@link #list} makes
@@ -92,6 +93,23 @@ public final class BlockLocations {
         BlockLocations locations = new BlockLocations();
         locations.read(path, form, 0, TO_THE_END);
         return locations;
+    }
+
+    /**
+     * As {@link #of(String, Form)}.
+     *
+     * <pre>{@code
+     * Path path = Paths.get(blocks);
+     * System.out.println(BlockLocations.of(path, BlockLocations.Form.FILE_SYSTEM).count()); // prints: 8
+     * }</pre>
+     *
+     * @param path a file
+     * @param form what is asked for
+     * @return a reader that holds the answer
+     * @throws IOException as {@link #read(String, Form, long, long)}
+     */
+    public static BlockLocations of(Path path, Form form) throws IOException {
+        return of(Check.text(path), form);
     }
 
     /**
@@ -412,43 +430,6 @@ public final class BlockLocations {
                     Collections.unmodifiableList(nodes), Collections.unmodifiableList(weights)));
         }
         return Collections.unmodifiableList(blocks);
-    }
-
-    /**
-     * Sets the number of copies of a file's data.
-     *
-     * <pre>{@code
-     * BlockLocations.setReplication(blocks, 2, true);
-     * System.out.println(BlockLocations.of(blocks, BlockLocations.Form.FILE_SYSTEM).replicas()); // prints: 2
-     * }</pre>
-     *
-     * @param path the path of a file
-     * @param copies the number, 1 to 32767; what the file system takes may be less
-     * @param now whether the data that is there follows at once; else only what is written from then on
-     * @throws IOException when it cannot be set, or the data cannot follow; the number is then set
-     * @throws IllegalArgumentException for a number that cannot be passed
-     */
-    public static void setReplication(String path, int copies, boolean now) throws IOException {
-        if (copies < 1 || copies > Short.MAX_VALUE) {
-            throw new IllegalArgumentException(copies + " copies: 1 to " + Short.MAX_VALUE);
-        }
-        ZOLTNative.setReplication(Check.notNull(path, "path"), (short) copies, now);
-    }
-
-    /**
-     * Sets the block group factor of a file: how many file-system blocks make an HDFS block.
-     *
-     * <pre>{@code
-     * BlockLocations.setBlockGroupFactor(blocks, 4);
-     * System.out.println(BlockLocations.of(blocks, BlockLocations.Form.RANKED).count()); // prints: 2
-     * }</pre>
-     *
-     * @param path the path of a file
-     * @param factor 1 to 1024
-     * @throws IOException when it cannot be set, or is out of that range
-     */
-    public static void setBlockGroupFactor(String path, int factor) throws IOException {
-        ZOLTNative.setBGF(Check.notNull(path, "path"), factor);
     }
 
     /** The file and the number of blocks; for a log. */

@@ -1,5 +1,9 @@
 package zolt.fs;
 
+import java.nio.file.FileSystems;
+import java.nio.file.Path;
+import java.nio.file.ProviderMismatchException;
+
 /** What every entry point asks of its arguments. */
 final class Check {
     private Check() {}
@@ -9,6 +13,14 @@ final class Check {
             throw new NullPointerException(what + " is null");
         }
         return value;
+    }
+
+    /** A path as the natives take it; one of another file system than this machine's has none. */
+    static String text(Path path) {
+        if (notNull(path, "path").getFileSystem() != FileSystems.getDefault()) {
+            throw new ProviderMismatchException(path + " is of another file system provider");
+        }
+        return path.toString();
     }
 
     static void thread(Thread owner, String what) {

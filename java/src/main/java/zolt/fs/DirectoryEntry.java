@@ -21,6 +21,7 @@ import java.nio.charset.StandardCharsets;
  */
 public final class DirectoryEntry {
     private static final int FOUR_BYTE_LEAD = 0xf0;
+    private static final char REPLACEMENT = '\ufffd';
 
     private final long inode;
     private final FileType type;
@@ -130,6 +131,21 @@ public final class DirectoryEntry {
      */
     public boolean isReachable() {
         return reachable;
+    }
+
+    /**
+     * Whether a path crosses into the library as the bytes that it has on the disk. A supplementary
+     * character does not, nor does half of one, nor U+FFFD, which stands for bytes that were lost.
+     *
+     * <pre>{@code
+     * System.out.println(DirectoryEntry.isReachable("/srv/\ud83d\ude00")); // prints: false
+     * }</pre>
+     *
+     * @param path a path as text
+     * @return false when what has this name cannot be reached by it
+     */
+    public static boolean isReachable(String path) {
+        return path.chars().noneMatch(each -> Character.isSurrogate((char) each) || each == REPLACEMENT);
     }
 
     /** Type letter, inode and name; for a log. */

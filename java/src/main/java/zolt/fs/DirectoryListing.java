@@ -5,6 +5,7 @@ import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.Path;
 import java.util.Iterator;
 import java.util.NoSuchElementException;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
@@ -90,6 +91,23 @@ public final class DirectoryListing implements Iterator<DirectoryEntry>, Closeab
      */
     public static DirectoryListing open(String path) throws IOException {
         return open(path, false, newBuffer());
+    }
+
+    /**
+     * As {@link #open(String)}.
+     *
+     * <pre>{@code
+     * try (DirectoryListing listing = DirectoryListing.open(Paths.get(directory))) {
+     *     System.out.println(listing.next().name()); // prints: inner
+     * }
+     * }</pre>
+     *
+     * @param path a directory
+     * @return the listing, at its beginning
+     * @throws IOException when it cannot be opened
+     */
+    public static DirectoryListing open(Path path) throws IOException {
+        return open(Check.text(path));
     }
 
     /**

@@ -3,6 +3,7 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.AccessDeniedException;
+import java.nio.file.Path;
 import java.util.Collections;
 import java.util.Map;
 import java.util.Optional;
@@ -59,6 +60,20 @@ public final class ExtendedAttributes {
      */
     public static ExtendedAttributes of(String path) {
         return new ExtendedAttributes(path);
+    }
+
+    /**
+     * As {@link #of(String)}.
+     *
+     * <pre>{@code
+     * ExtendedAttributes attributes = ExtendedAttributes.of(Paths.get(file));
+     * }</pre>
+     *
+     * @param path a path
+     * @return its attributes
+     */
+    public static ExtendedAttributes of(Path path) {
+        return of(Check.text(path));
     }
 
     /**
@@ -155,14 +170,15 @@ public final class ExtendedAttributes {
      * attributes.create("user.a", new byte[0]);
      * try {
      *     attributes.create("user.a", new byte[0]);
-     * } catch (IOException e) {
+     * } catch (AttributeExistsException e) {
      *     System.out.println(e.getMessage()); // prints: File exists: user.a already exists
      * }
      * }</pre>
      *
      * @param name the name with its namespace
      * @param value the value, which may be empty
-     * @throws IOException when it exists, or cannot be set
+     * @throws AttributeExistsException when it exists
+     * @throws IOException when it cannot be set
      */
     public void create(String name, byte[] value) throws IOException {
         set(name, value, ONLY_CREATE);
@@ -174,14 +190,15 @@ public final class ExtendedAttributes {
      * <pre>{@code
      * try {
      *     ExtendedAttributes.of(file).replace("user.a", new byte[0]);
-     * } catch (IOException e) {
+     * } catch (NoSuchAttributeException e) {
      *     System.out.println(e.getMessage()); // prints: No data available: user.a does not exist
      * }
      * }</pre>
      *
      * @param name the name with its namespace
      * @param value the value, which may be empty
-     * @throws IOException when it does not exist, or cannot be set
+     * @throws NoSuchAttributeException when it does not exist
+     * @throws IOException when it cannot be set
      */
     public void replace(String name, byte[] value) throws IOException {
         set(name, value, ONLY_REPLACE);
@@ -189,7 +206,11 @@ public final class ExtendedAttributes {
 
     private void set(String name, byte[] value, short flags) throws IOException {
         check(name);
-        ZOLTNative.setExtendedAttribute(path, name, Check.notNull(value, "value"), flags);
+        try {
+            ZOLTNative.setExtendedAttribute(path, name, Check.notNull(value, "value"), flags);
+        } catch (IOException e) {
+            throw typed(e, name);
+        }
     }
 
     /**
@@ -203,11 +224,21 @@ public final class ExtendedAttributes {
      * }</pre>
      *
      * @param name the name with its namespace
-     * @throws IOException when there is none ("... does not exist"), or it cannot be removed
+     * @throws NoSuchAttributeException when there is none
+     * @throws IOException when it cannot be removed
      */
     public void remove(String name) throws IOException {
         check(name);
-        ZOLTNative.removeXAttr(path, name);
+        try {
+            ZOLTNative.removeXAttr(path, name);
+        } catch (IOException e) {
+            throw typed(e, name);
+        }
+    }
+
+    private static IOException typed(IOException e, String name) {
+        return NativeFailure.isExisting(e, name) ? new AttributeExistsException(e)
+                : NativeFailure.isMissing(e, name) ? new NoSuchAttributeException(e) : e;
     }
 
     private static void check(String name) throws IOException {

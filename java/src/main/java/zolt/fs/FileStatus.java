@@ -3,6 +3,7 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.Path;
 import java.time.Instant;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
@@ -79,6 +80,21 @@ public final class FileStatus {
         FileStatus status = new FileStatus();
         status.read(path);
         return status;
+    }
+
+    /**
+     * As {@link #of(String)}.
+     *
+     * <pre>{@code
+     * System.out.println(FileStatus.of(Paths.get(file)).size()); // prints: 11
+     * }</pre>
+     *
+     * @param path a path
+     * @return the record
+     * @throws IOException when it cannot be read
+     */
+    public static FileStatus of(Path path) throws IOException {
+        return of(Check.text(path));
     }
 
     /**
@@ -407,7 +423,18 @@ public final class FileStatus {
         return modeText(mode(), hasAcl());
     }
 
-    static String modeText(int mode, boolean acl) {
+    /**
+     * A mode as a listing shows it.
+     *
+     * <pre>{@code
+     * System.out.println(FileStatus.modeText(0104755, false)); // prints: -rwsr-xr-x
+     * }</pre>
+     *
+     * @param mode type and permission bits, as {@link #mode}
+     * @param acl whether there is an access control list, which a "+" stands for
+     * @return 10 characters or 11
+     */
+    public static String modeText(int mode, boolean acl) {
         StringBuilder text = new StringBuilder(MODE_TEXT_LENGTH);
         text.append(FileType.ofMode(mode).letter());
         for (int bit = 8; bit >= 0; bit--) {

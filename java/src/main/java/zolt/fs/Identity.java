@@ -44,28 +44,10 @@ public final class Identity implements Closeable {
 
     /**
      * Gives the calling thread the rights of a user: ids, and the user's groups unless the primary
-     * group is the service's own. A user that the system does not know gets the rights of "nobody",
-     * with a warning in the log; see {@link #ofKnown}.
+     * group is the service's own.
      *
      * <pre>{@code
-     * try (Identity as = Identity.of("nobody")) {
-     *     FileOperations.inode(file, true);
-     * }
-     * }</pre>
-     *
-     * @param user the name of a user
-     * @return the switch, to be closed on this thread
-     * @throws IOException when the thread may not take on the identity; it keeps the one it has
-     */
-    public static Identity of(String user) throws IOException {
-        return new Identity(Check.notNull(user, "user"), DEPTH.get());
-    }
-
-    /**
-     * The same, but an unknown user is refused.
-     *
-     * <pre>{@code
-     * try (Identity as = Identity.ofKnown("no such user")) {
+     * try (Identity as = Identity.of("no such user")) {
      *     System.out.println("never reached");
      * } catch (IOException e) {
      *     System.out.println(e.getMessage().startsWith("Invalid argument: Unknown user")); // prints: true
@@ -74,11 +56,30 @@ public final class Identity implements Closeable {
      *
      * @param user the name of a user
      * @return the switch, to be closed on this thread
-     * @throws IOException for a user that the system does not know, too
+     * @throws IOException for a user that the system does not know, and when the thread may not take on the
+     *     identity; it keeps the one it has
      */
-    public static Identity ofKnown(String user) throws IOException {
+    public static Identity of(String user) throws IOException {
         Accounts.uid(user);
-        return of(user);
+        return ofUserOrNobody(user);
+    }
+
+    /**
+     * The same, but a user that the system does not know gets the rights of "nobody", with a warning in
+     * the log. So a NameNode serves callers whom its machine does not know.
+     *
+     * <pre>{@code
+     * try (Identity as = Identity.ofUserOrNobody("no such user")) {
+     *     System.out.println(ThreadIdentity.now().uid()); // prints: 65534
+     * }
+     * }</pre>
+     *
+     * @param user the name of a user
+     * @return the switch, to be closed on this thread
+     * @throws IOException when the thread may not take on the identity; it keeps the one it has
+     */
+    public static Identity ofUserOrNobody(String user) throws IOException {
+        return new Identity(Check.notNull(user, "user"), DEPTH.get());
     }
 
     /**

@@ -41,9 +41,8 @@ public final class Lease {
     /** By how much the clock may run ahead within a second. */
     private static final long LEAP = 999_999;
 
-    private static final String NO_HOLDER = "user.lease.holder does not exist";
-    private static final String NO_UPDATE = "user.lease.update does not exist";
-    private static final String NEITHER = "user.lease.* does not exist";
+    /** The two attributes, and what the library calls them together. */
+    private static final String[] ATTRIBUTES = {"user.lease.holder", "user.lease.update", "user.lease.*"};
 
     private final String path;
     private final boolean followLink;
@@ -65,6 +64,20 @@ public final class Lease {
      */
     public static Lease of(String path) {
         return new Lease(path, true);
+    }
+
+    /**
+     * As {@link #of(String)}.
+     *
+     * <pre>{@code
+     * Lease lease = Lease.of(Paths.get(file));
+     * }</pre>
+     *
+     * @param path a file
+     * @return its lease, held or not
+     */
+    public static Lease of(Path path) {
+        return of(Check.text(path));
     }
 
     /**
@@ -116,11 +129,15 @@ public final class Lease {
      *
      * @param holder who takes it, byte for byte, at most {@link #MAX_HOLDER_BYTES}; what the file
      *     system takes may be less
-     * @throws IOException when it is held ("user.lease.holder already exists"), expired or not, or
-     *     cannot be set
+     * @throws LeaseHeldException when it is held, expired or not
+     * @throws IOException when it cannot be set
      */
     public void set(byte[] holder) throws IOException {
-        ZOLTNative.setFileLeaseNative(path, followLink, Check.notNull(holder, "holder"));
+        try {
+            ZOLTNative.setFileLeaseNative(path, followLink, Check.notNull(holder, "holder"));
+        } catch (IOException e) {
+            throw NativeFailure.isExisting(e, ATTRIBUTES) ? new LeaseHeldException(e) : e;
+        }
     }
 
     /**
@@ -154,15 +171,11 @@ public final class Lease {
             return Optional.ofNullable(ZOLTNative.getFileLeaseNative(path, followLink,
                     MAX_HOLDER_BYTES, limit));
         } catch (IOException e) {
-            if (says(e, NO_UPDATE) || says(e, NO_HOLDER)) {
+            if (NativeFailure.isMissing(e, ATTRIBUTES)) {
                 return Optional.empty();
             }
             throw e;
         }
-    }
-
-    private static boolean says(IOException e, String what) {
-        return String.valueOf(e.getMessage()).endsWith(": " + what);
     }
 
     /**
@@ -235,15 +248,19 @@ public final class Lease {
      * System.out.println(lease.holder(Lease.NEVER).isPresent()); // prints: false
      * }</pre>
      *
-     * @throws IOException when there is none ("user.lease.* does not exist"), or it cannot be removed
+     * @throws NoSuchAttributeException when there is none
+     * @throws IOException when it cannot be removed
      */
     public void remove() throws IOException {
         boolean half = isHalf();
         try {
             ZOLTNative.removeFileLeaseNative(path, followLink);
         } catch (IOException e) {
-            if (!half || isHalf() || !says(e, NEITHER)) {
+            if (!NativeFailure.isMissing(e, ATTRIBUTES)) {
                 throw e;
+            }
+            if (!half || isHalf()) {
+                throw new NoSuchAttributeException(e);
             }
         }
     }

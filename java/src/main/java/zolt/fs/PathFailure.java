@@ -6,6 +6,7 @@ import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.Optional;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
@@ -140,6 +141,23 @@ public final class PathFailure {
     }
 
     /**
+     * As {@link #of(String, Access)}.
+     *
+     * <pre>{@code
+     * Path path = Paths.get("/no/such");
+     * System.out.println(PathFailure.of(path, PathFailure.Access.LOOK).get()); // prints: /no does not exist
+     * }</pre>
+     *
+     * @param path a path
+     * @param access what is to be done with it
+     * @return the failure; empty when nothing refuses
+     * @throws IOException when what refuses cannot be looked at
+     */
+    public static Optional<PathFailure> of(Path path, Access access) throws IOException {
+        return of(Check.text(path), access);
+    }
+
+    /**
      * What keeps a user from a path.
      *
      * <pre>{@code
@@ -158,7 +176,7 @@ public final class PathFailure {
     public static Optional<PathFailure> of(String path, String user, Access access)
             throws IOException {
         PathFailure failure;
-        try (Identity as = Identity.ofKnown(user)) {
+        try (Identity as = Identity.of(user)) {
             failure = new PathFailure(path, access);
             failure.walk(Paths.get(path).toAbsolutePath().toString(), 0, true);
         }

@@ -3,6 +3,7 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Collections;
@@ -60,13 +61,27 @@ public final class ThreadIdentity {
      * @throws IOException when /proc cannot be read
      */
     public static ThreadIdentity now() throws IOException {
+        return of(Paths.get("/proc/thread-self/status"));
+    }
+
+    /**
+     * The identity of any thread or process, by its file "status" (proc(5)).
+     *
+     * <pre>{@code
+     * System.out.println(ThreadIdentity.of(Paths.get("/proc/1/status")).uid()); // prints: 0
+     * }</pre>
+     *
+     * @param status the file
+     * @return the identity at this moment
+     * @throws IOException when it cannot be read, as when there is no such process
+     */
+    public static ThreadIdentity of(Path status) throws IOException {
         List<Long> uids = null;
         long gid = -1;
         long capabilities = 0;
         long permitted = 0;
         List<Long> groups = Collections.emptyList();
-        for (String line : Files.readAllLines(Paths.get("/proc/thread-self/status"),
-                StandardCharsets.ISO_8859_1)) {
+        for (String line : Files.readAllLines(status, StandardCharsets.ISO_8859_1)) {
             if (line.startsWith("Uid:")) {
                 uids = numbers(line);
             } else if (line.startsWith("Gid:")) {
@@ -80,7 +95,7 @@ public final class ThreadIdentity {
             }
         }
         if (uids == null || gid < 0) {
-            throw new IOException("/proc/thread-self/status has no Uid: or Gid: line");
+            throw new IOException(status + " has no Uid: or Gid: line");
         }
         return new ThreadIdentity(uids, gid, groups, capabilities, permitted);
     }
@@ -158,6 +173,50 @@ public final class ThreadIdentity {
      */
     public List<Long> groups() {
         return groups;
+    }
+
+    /**
+     * The effective user id, which a switch of the file-system identity leaves as it is.
+     *
+     * <pre>{@code
+     * try (Identity as = Identity.of("nobody")) {
+     *     System.out.println(ThreadIdentity.now().effectiveUid()); // prints: 0
+     * }
+     * }</pre>
+     *
+     * @return the id, 0 to 4294967295
+     */
+    public long effectiveUid() {
+        return effectiveUid;
+    }
+
+    /**
+     * The capabilities in effect (capabilities(7)).
+     *
+     * <pre>{@code
+     * try (Identity as = Identity.of("nobody")) {
+     *     System.out.println(ThreadIdentity.now().effectiveCapabilities() & 1 << 1); // prints: 0
+     * }
+     * }</pre>
+     *
+     * @return a set: the bit 1 &lt;&lt; n is there for the capability of the number n
+     */
+    public long effectiveCapabilities() {
+        return capabilities;
+    }
+
+    /**
+     * The capabilities that the thread may put into effect.
+     *
+     * <pre>{@code
+     * ThreadIdentity now = ThreadIdentity.now();
+     * System.out.println((now.effectiveCapabilities() & ~now.permittedCapabilities()) == 0); // prints: true
+     * }</pre>
+     *
+     * @return a set, as {@link #effectiveCapabilities}
+     */
+    public long permittedCapabilities() {
+        return permitted;
     }
 
     /** "uid=0(root) gid=0(root) groups=0(root)", as id(1) shows it. */

@@ -9,6 +9,7 @@ import java.util.TreeMap;
 import java.util.TreeSet;
 import zolt.fs.BlockLocation;
 import zolt.fs.BlockLocations;
+import zolt.fs.FileOperations;
 import zolt.fs.ZoltLibrary;
 
 /** Where the blocks of a file lie. */
@@ -28,12 +29,12 @@ final class BlocksStop {
         stop.page.title("Where the blocks of a file lie");
         ZoltLibrary.setDefaults(4 * fsBlock, 1);
         draw(stop, file, BlockLocations.Form.FILE_SYSTEM, "as the file system keeps them");
-        BlockLocations.setReplication(file, 1, true);
+        FileOperations.setReplication(file, 1, true);
         draw(stop, file, BlockLocations.Form.FILE_SYSTEM, "with a single copy, after a restripe");
-        BlockLocations.setReplication(file, 3, true);
+        FileOperations.setReplication(file, 3, true);
         draw(stop, file, BlockLocations.Form.RANKED, "three copies, as HDFS blocks of the default size;"
                 + " each with the nodes that hold most of it");
-        BlockLocations.setBlockGroupFactor(file, 2);
+        FileOperations.setBlockGroupFactor(file, 2);
         draw(stop, file, BlockLocations.Form.RANKED, "the same with a block group factor of 2");
     }
 

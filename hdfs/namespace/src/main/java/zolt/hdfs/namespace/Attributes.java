@@ -7,7 +7,6 @@ import java.nio.file.Path;
 import java.time.Instant;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.security.AccessControlException;
-import zolt.fs.BlockLocations;
 import zolt.fs.FileOperations;
 
 /** Mode, owners, times, copies: with the rights of the caller, as the kernel gives them. */
@@ -94,7 +93,7 @@ public final class Attributes {
             return false;
         }
         try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
-            BlockLocations.setReplication(file.name(), copies, false);
+            FileOperations.setReplication(file.name(), copies, false);
             return true;
         } catch (SystemCallException e) {
             throw folder.refusal(path, e, FsAction.WRITE);

@@ -12,6 +12,7 @@ import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
 import zolt.fs.BlockLocations;
+import zolt.fs.FileOperations;
 
 /** Files while a client writes them, from create or append to complete. */
 public final class OpenFiles {
@@ -76,12 +77,12 @@ public final class OpenFiles {
     private static void setLayout(String file, Creation how) throws IOException {
         Statuses.Layout now = Statuses.layout(file);
         if (how.replication() > 0 && how.replication() != now.replication()) {
-            BlockLocations.setReplication(file, how.replication(), false);
+            FileOperations.setReplication(file, how.replication(), false);
         }
         if (how.blockSize() > 0 && how.blockSize() != now.blockSize()) {
             BlockLocations sizes = BlockLocations.of(file, BlockLocations.Form.FILE_SYSTEM);
             long factor = how.blockSize() / Math.max(1, sizes.blockSize());
-            BlockLocations.setBlockGroupFactor(file, (int) Math.max(1, Math.min(MOST_GROUP_FACTOR, factor)));
+            FileOperations.setBlockGroupFactor(file, (int) Math.max(1, Math.min(MOST_GROUP_FACTOR, factor)));
         }
     }
 
