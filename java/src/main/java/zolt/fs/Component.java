@@ -1,0 +1,92 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Paths;
+
+/** One component of a path: its name alone or, where it was looked at, what the kernel has of it. */
+final class Component {
+    private static final int OWNER_SHIFT = 6;
+    private static final int GROUP_SHIFT = 3;
+    private static final int ALL_BITS = 7;
+
+    /** As it was reached. */
+    final String path;
+    /** With no link in it; null where it was not looked at: then all below are 0, and the list is empty. */
+    final String real;
+    final long inode;
+    final long uid;
+    final long gid;
+    final int mode;
+    final Acl acl;
+
+    private Component(String path, String real, FileStatus status, Acl acl) {
+        this.path = path;
+        this.real = real;
+        this.inode = status == null ? 0 : status.inode();
+        this.uid = status == null ? 0 : status.uid();
+        this.gid = status == null ? 0 : status.gid();
+        this.mode = status == null ? 0 : status.mode();
+        this.acl = acl;
+    }
+
+    /** A component that is not looked at. */
+    static Component named(String path) {
+        return new Component(path, null, null, Acl.of());
+    }
+
+    /** Looks at what is there. The superuser may not follow every link in a sticky directory: the way has none. */
+    static Component look(String path) throws IOException {
+        String real = Paths.get(path).toRealPath().toString();
+        FileStatus status = new FileStatus();
+        status.readFast(real);
+        return new Component(path, real, status, listOrMode(real, status.mode()));
+    }
+
+    /** A file system without access control lists has modes. */
+    private static Acl listOrMode(String path, int mode) throws IOException {
+        try {
+            return Acl.get(path);
+        } catch (AccessDeniedException | NoSuchFileException e) {
+            throw e;
+        } catch (IOException unsupported) {
+            return Acl.of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
+                    AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
+                    AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
+        }
+    }
+
+    boolean isLookedAt() {
+        return real != null;
+    }
+
+    FileType type() {
+        return FileType.ofMode(mode);
+    }
+
+    /** "" where it was not looked at, here and below. */
+    String owner() {
+        return isLookedAt() ? Accounts.userOrId(uid) : "";
+    }
+
+    String group() {
+        return isLookedAt() ? Accounts.groupOrId(gid) : "";
+    }
+
+    /** The owner of what is at a path. */
+    static long uid(String path, boolean follow) throws IOException {
+        return Integer.toUnsignedLong(attribute(path, "uid", follow));
+    }
+
+    static int mode(String path) throws IOException {
+        return attribute(path, "mode", true);
+    }
+
+    private static int attribute(String path, String name, boolean follow) throws IOException {
+        LinkOption[] options = follow ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
+        return (Integer) Files.getAttribute(Paths.get(path), "unix:" + name, options);
+    }
+}

@@ -1,0 +1,192 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Paths;
+import java.util.Optional;
+
+/**
+ * What refuses where a walk has ended. The component is looked at with the rights of the superuser where the
+ * service has them, and else with what the thread may see; the kernel is asked in ways that change nothing.
+ */
+final class Diagnosis {
+    private static final int STICKY_BIT = 01000;
+
+    final PathWalk walk;
+    PathFailure.Reason reason;
+    PathFailure.Access refused;
+    Component component;
+    /** Of the component that was looked at; null where it was not. */
+    AccessCheck check;
+    /** The mount that the component lies on, where that was asked; null too where it cannot be seen. */
+    Mount mount;
+    /** Whose it is that is to be removed. */
+    long removedUid;
+
+    private Diagnosis(PathWalk walk) {
+        this.walk = walk;
+        this.reason = walk.reason;
+        this.refused = walk.refused;
+    }
+
+    /** The failure of a walk, or of what it was for; empty where nothing refuses. */
+    static Optional<PathFailure> of(PathWalk walk) throws IOException {
+        Diagnosis diagnosis = new Diagnosis(walk);
+        if (walk.component == null) {
+            diagnosis.askOfTheProcess();
+        } else {
+            diagnosis.component = Component.named(walk.component);
+            if (walk.reason != PathFailure.Reason.MISSING && walk.reason != PathFailure.Reason.PROTECTED) {
+                diagnosis.asSuperuser();
+            }
+        }
+        return diagnosis.reason == null ? Optional.empty() : Optional.of(new PathFailure(diagnosis));
+    }
+
+    /** What could be looked at, unless it was the process that could. */
+    private void askOfTheProcess() {
+        mount = Mount.of(walk.path).filter(found -> found.asksProcess(walk.who.isProcess())).orElse(null);
+        if (mount != null) {
+            component = Component.named(walk.path);
+            reason = PathFailure.Reason.UNKNOWN;
+            refused = PathFailure.Access.LOOK;
+        }
+    }
+
+    private void asSuperuser() throws IOException {
+        Identity superuser = null;
+        try {
+            superuser = Identity.superuser();
+        } catch (IOException mayNot) {
+            // Then what the thread may see has to do.
+        }
+        try {
+            find();
+        } catch (IOException e) {
+            if (reason != PathFailure.Reason.OTHER) {
+                throw e;
+            }
+            // What refuses in another way may not let itself be looked at either.
+        } finally {
+            if (superuser != null) {
+                superuser.close();
+            }
+        }
+    }
+
+    private void find() throws IOException {
+        component = Component.look(walk.component);
+        check = new AccessCheck(walk.who, component.uid, component.gid, component.mode, component.acl);
+        mount = refused == null ? null : Mount.of(component.real).orElse(null);
+        removedUid = walk.removed == null ? 0 : Component.uid(walk.removed, false);
+        if (reason == null) {
+            reason = obstacle();
+        } else if (reason == PathFailure.Reason.REFUSED && check.permits(refused.bit)) {
+            // The component lets this user pass, so it is what lies in it that refuses.
+            reason = PathFailure.Reason.FILE_SYSTEM;
+            mount = Mount.of(walk.unseen).filter(found -> found.isAt(walk.unseen)).orElse(null);
+            component = Component.named(walk.unseen);
+        }
+    }
+
+    /** In the order in which a change of rights does not help, helps, and does not help enough. */
+    private PathFailure.Reason obstacle() throws IOException {
+        FileType type = component.type();
+        boolean hasContents = type == FileType.FILE || type == FileType.DIRECTORY;
+        PathFailure.Reason whole = mount == null ? null : obstacleOfMount(type, hasContents);
+        if (whole != null) {
+            return whole;
+        }
+        Probe.Answer answer = Probe.access(component.real, refused);
+        if (refused == PathFailure.Access.WRITE) {
+            PathFailure.Reason flag = obstacleOfFlags(answer);
+            if (flag != null) {
+                return flag;
+            }
+            if (hasContents && answer == Probe.Answer.FORBIDDEN_TO_ALL) {
+                return PathFailure.Reason.READ_ONLY;
+            }
+        }
+        if (!check.permits(refused.bit)) {
+            return PathFailure.Reason.REFUSED;
+        }
+        // To make a file in a directory is to search it as well.
+        if (walk.access == PathFailure.Access.WRITE && type == FileType.DIRECTORY
+                && !check.permits(AclEntry.EXECUTE)) {
+            refused = PathFailure.Access.EXECUTE;
+            return PathFailure.Reason.REFUSED;
+        }
+        // access(2) asks for the process: its refusal counts where the process could not have less rights.
+        if (answer == Probe.Answer.DENIED && (walk.who.hasAllAccess()
+                || walk.who.isProcess() && check.grants(refused.bit))) {
+            return refused == PathFailure.Access.EXECUTE && type == FileType.FILE && mount == null
+                    ? PathFailure.Reason.NO_EXEC : PathFailure.Reason.FILE_SYSTEM;
+        }
+        if (walk.access == PathFailure.Access.REMOVE) {
+            return obstacleOfRemoval();
+        }
+        return walk.access == PathFailure.Access.WRITE ? obstacleOfWriting(type, hasContents) : null;
+    }
+
+    private PathFailure.Reason obstacleOfMount(FileType type, boolean hasContents) {
+        if (mount.isReadOnly() && refused == PathFailure.Access.WRITE && hasContents) {
+            return PathFailure.Reason.READ_ONLY;
+        }
+        if (mount.isNoExec() && refused == PathFailure.Access.EXECUTE && type == FileType.FILE) {
+            return PathFailure.Reason.NO_EXEC;
+        }
+        boolean device = type == FileType.CHARACTER_DEVICE || type == FileType.BLOCK_DEVICE;
+        if (mount.isNoDevices() && device && walk.access != PathFailure.Access.REMOVE
+                && refused != PathFailure.Access.EXECUTE) {
+            return PathFailure.Reason.NO_DEVICES;
+        }
+        return mount.decidedBy(walk.who.uid(), walk.who.isProcess()).isPresent()
+                ? PathFailure.Reason.UNKNOWN : null;
+    }
+
+    private PathFailure.Reason obstacleOfFlags(Probe.Answer answer) {
+        if (Probe.isFlagged(component.real)) {
+            return answer == Probe.Answer.FORBIDDEN_TO_ALL ? PathFailure.Reason.IMMUTABLE
+                    : PathFailure.Reason.APPEND_ONLY;
+        }
+        if (walk.removed != null && Probe.isFlagged(walk.removed)) {
+            component = Component.named(walk.removed);
+            boolean link = Files.isSymbolicLink(Paths.get(walk.removed)); // which access(2) follows
+            return link || Probe.access(walk.removed, PathFailure.Access.WRITE)
+                    == Probe.Answer.FORBIDDEN_TO_ALL ? PathFailure.Reason.IMMUTABLE
+                            : PathFailure.Reason.APPEND_ONLY;
+        }
+        return null;
+    }
+
+    private PathFailure.Reason obstacleOfRemoval() {
+        if ((component.mode & STICKY_BIT) != 0 && walk.who.uid() != component.uid && walk.removed != null
+                && walk.who.uid() != removedUid && !walk.who.has(ThreadIdentity.CAP_FOWNER)) {
+            return PathFailure.Reason.STICKY;
+        }
+        return walk.removed == null || isMountPoint(walk.removed) ? PathFailure.Reason.MOUNT_POINT : null;
+    }
+
+    private PathFailure.Reason obstacleOfWriting(FileType type, boolean hasContents) throws IOException {
+        if (type != FileType.DIRECTORY && type != FileType.SOCKET) {
+            String parent = Paths.get(component.real).getParent().toString();
+            if (StickyRules.refusesCreating(StickyRules.creating(type), Component.mode(parent),
+                    Component.uid(parent, true), component.uid, walk.who.uid())) {
+                return PathFailure.Reason.PROTECTED;
+            }
+        }
+        if (!hasContents) {
+            return null;
+        }
+        if (Probe.isFull(component.real, walk.who.has(ThreadIdentity.CAP_SYS_RESOURCE)
+                || mount != null && mount.reservesFor(walk.who.uid()))) {
+            return PathFailure.Reason.FULL;
+        }
+        return mount != null && mount.hasQuotas() ? PathFailure.Reason.UNKNOWN : null;
+    }
+
+    private static boolean isMountPoint(String path) {
+        return !Files.isSymbolicLink(Paths.get(path))
+                && Mount.of(path).filter(mount -> mount.isAt(path)).isPresent();
+    }
+}

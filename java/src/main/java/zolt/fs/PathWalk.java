@@ -1,0 +1,114 @@
+package zolt.fs;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Paths;
+
+/**
+ * The way to a path, walked from the root on with the identity of the calling thread, so that it is the file
+ * system that refuses. It ends at the first component that cannot be seen.
+ */
+final class PathWalk {
+    /** As many links as the kernel follows (path_resolution(7)). */
+    private static final int MOST_LINKS = 40;
+
+    final String path;
+    final PathFailure.Access access;
+    final ThreadIdentity who;
+    /** Where the walk has ended, whether it refuses or is still to be looked at; null where there is nothing to find. */
+    String component;
+    /** What is wanted of that component; null where it is not a matter of rights. */
+    PathFailure.Access refused;
+    /** Null where the walk came to its end. */
+    PathFailure.Reason reason;
+    String error = "";
+    /** What could not be seen in the component. */
+    String unseen;
+    /** What is to be removed from it. */
+    String removed;
+
+    PathWalk(String path, PathFailure.Access access) throws IOException {
+        this.path = path;
+        this.access = access;
+        this.who = ThreadIdentity.now();
+        walk(Paths.get(path).toAbsolutePath().toString(), 0, true);
+    }
+
+    /**
+     * Looks at each component.
+     *
+     * @param links how many links have led here
+     * @param trailing whether the walk ends where the path does, and not on the way
+     */
+    private void walk(String absolute, int links, boolean trailing) throws IOException {
+        String last = "/";
+        for (int end = 1; end > 0 && end < absolute.length();) {
+            int slash = absolute.indexOf('/', end);
+            String next = slash < 0 ? absolute : absolute.substring(0, slash);
+            end = slash < 0 ? -1 : slash + 1;
+            boolean remove = access == PathFailure.Access.REMOVE && links == 0 && end < 0;
+            try {
+                FileOperations.inode(next, !remove);
+            } catch (IOException e) {
+                if (blame(last, next, e, links, trailing && end < 0)) {
+                    return;
+                }
+            }
+            if (remove) {
+                removed = next;
+                break;
+            }
+            last = next;
+        }
+        if (access != PathFailure.Access.LOOK && links == 0) {
+            component = last;
+            refused = access == PathFailure.Access.REMOVE ? PathFailure.Access.WRITE : access;
+        }
+    }
+
+    /** Finds the reason; false where there is none, since the kernel goes another way than a look. */
+    private boolean blame(String parent, String child, IOException e, int links, boolean trailing)
+            throws IOException {
+        boolean there = true;
+        try {
+            FileOperations.inode(child, false);
+        } catch (IOException alsoNotItself) {
+            there = false;
+        }
+        if (there && links < MOST_LINKS) {
+            // A link that can be seen, to what cannot: the reason lies on that way.
+            byte[] target = FileOperations.linkTarget(child);
+            walk(Paths.get(parent).resolve(new String(target, StandardCharsets.UTF_8)).toString(),
+                    links + 1, trailing);
+            if (reason != null) {
+                return true;
+            }
+        }
+        error = e.getMessage();
+        component = child;
+        if (e instanceof NoSuchFileException) {
+            reason = PathFailure.Reason.MISSING;
+        } else if (!(e instanceof AccessDeniedException)) {
+            reason = PathFailure.Reason.OTHER;
+        } else if (!there) {
+            component = parent;
+            unseen = child;
+            refused = PathFailure.Access.EXECUTE;
+            reason = PathFailure.Reason.REFUSED;
+        } else if (trailing) {
+            reason = isProtectedLink(parent, child) ? PathFailure.Reason.PROTECTED : PathFailure.Reason.OTHER;
+        }
+        if (reason == null) {
+            // On the way, the kernel follows a link also where it would not at the end.
+            component = null;
+        }
+        return reason != null;
+    }
+
+    private boolean isProtectedLink(String parent, String link) throws IOException {
+        return StickyRules.refusesLink(StickyRules.level("protected_symlinks"), Component.mode(parent),
+                Component.uid(parent, true), Component.uid(link, false), who.uid());
+    }
+}
