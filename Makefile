@@ -20,7 +20,7 @@ SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp
 N ?= 300
 
 .PHONY: help demo test hdfs walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench bench-calls bench-profile bench-ls bench-count lint format tidy install packages clean
+.PHONY: bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -138,6 +138,9 @@ bench-count: build ## instructions of the core's hot paths against bench/counts.
 	@scripts/deps.sh bench
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_counts 2>&1) || { echo "$$out"; exit 1; }
 	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
+
+bench-hdfs: hdfs ## Hadoop's own NameNode and the HDFS service side by side (PARTS=, FILES=100000, OPERATIONS=10000)
+	@FILES='$(FILES)' OPERATIONS='$(OPERATIONS)' hdfs/bench.sh build $(PARTS)
 
 lint: format tidy ## formatting, house rules; what differs from main by clang and clang-tidy (ALL=1: everything)
 

@@ -30,12 +30,16 @@ import org.apache.hadoop.hdfs.protocol.HdfsConstants;
 import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 import org.apache.hadoop.hdfs.protocol.proto.ClientNamenodeProtocolProtos.ClientNamenodeProtocol;
 import org.apache.hadoop.hdfs.protocol.proto.DatanodeProtocolProtos.DatanodeProtocolService;
+import org.apache.hadoop.hdfs.protocol.proto.NamenodeProtocolProtos.NamenodeProtocolService;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolServerSideTranslatorPB;
+import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolPB;
+import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
+import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocol;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
@@ -91,10 +95,13 @@ public final class NameNodeServer implements AutoCloseable {
         ZoltLibrary.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
         SafeMode safeMode = new SafeMode(service);
+        Callers callers = callers(conf, accounts);
         Dispatch dispatch = new Dispatch(ClientProtocol.class, subjects(conf, parts, root, datanodes,
-                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, safeMode), callers(conf, accounts),
-                answered(conf), calls, safeMode);
+                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, safeMode), callers, answered(conf),
+                calls, safeMode);
         server = server(conf, dispatch, new DatanodeCalls(namespace, datanodes, keys));
+        addNamenodeProtocol(conf, new Dispatch(NamenodeProtocol.class, List.of(new NamenodeCalls(namespace)), callers,
+                answered(conf), calls, safeMode));
         page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();
 
@@ -162,8 +169,7 @@ public final class NameNodeServer implements AutoCloseable {
 
     private static RPC.Server server(Configuration conf, Dispatch dispatch, DatanodeCalls datanodeCalls)
             throws IOException {
-        ClientProtocol client = (ClientProtocol) Proxy.newProxyInstance(NameNodeServer.class.getClassLoader(),
-                new Class<?>[] {ClientProtocol.class}, dispatch);
+        ClientProtocol client = before(ClientProtocol.class, dispatch);
         RPC.setProtocolEngine(conf, ClientNamenodeProtocolPB.class, ProtobufRpcEngine2.class);
         InetSocketAddress address = DFSUtilClient.getNNAddress(conf);
         RPC.Server server = new RPC.Builder(conf)
@@ -193,6 +199,16 @@ public final class NameNodeServer implements AutoCloseable {
                 UnsupportedOperationException.class);
         server.addSuppressedLoggingExceptions(UnresolvedPathException.class);
         return server;
+    }
+
+    private void addNamenodeProtocol(Configuration conf, Dispatch dispatch) throws IOException {
+        DFSUtil.addInternalPBProtocol(conf, NamenodeProtocolPB.class, NamenodeProtocolService.newReflectiveBlockingService(
+                new NamenodeProtocolServerSideTranslatorPB(before(NamenodeProtocol.class, dispatch))), server);
+    }
+
+    private static <T> T before(Class<T> protocol, Dispatch dispatch) {
+        return protocol.cast(Proxy.newProxyInstance(NameNodeServer.class.getClassLoader(), new Class<?>[] {protocol},
+                dispatch));
     }
 
     /** Where it serves. */

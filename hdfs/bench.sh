@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Hadoop's own NameNode and this one side by side: bench.sh BUILD [PART...], with PART one of operations, listing, size
+# and data; all of them by default. FILES=100000 says how many files "listing" and "size" make, OPERATIONS=10000 how
+# many calls "operations" counts at a time. It runs as root, in a mount namespace of its own.
+set -u
+here=$(cd "$(dirname "$0")" && pwd)
+build=$(cd "$1" && pwd)
+shift
+
+why=$("$here/build.sh" "$build/hdfs") || { echo "No HDFS service: $why" >&2; exit 1; }
+[ "$(id -u)" -eq 0 ] || { echo 'Only root may serve a folder' >&2; exit 1; }
+
+work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-hdfs-bench.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/folder"
+chmod 755 "$work" "$work/folder"
+
+export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
+export work build
+# shellcheck disable=SC2016  # for the inner shell
+unshare --mount --propagation private -- bash -c '
+  mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
+  cd "$work"
+  exec java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Dhadoop.tmp.dir="$work/tmp" \
+    -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-10000}" \
+    -cp "$(cat "$build/hdfs/test-classpath")" zolt.hdfs.bench.Bench "$@"' bench "$@"

@@ -1,0 +1,203 @@
+package zolt.hdfs.bench;
+
+import java.io.IOException;
+import java.security.PrivilegedExceptionAction;
+import java.util.ArrayList;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.concurrent.TimeUnit;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.hdfs.server.namenode.NNThroughputBenchmark;
+import org.apache.hadoop.security.UserGroupInformation;
+import org.apache.log4j.AppenderSkeleton;
+import org.apache.log4j.Level;
+import org.apache.log4j.Logger;
+import org.apache.log4j.spi.LoggingEvent;
+
+/** Hadoop's own benchmark of a NameNode's calls, as an ordinary user, in turns on one server and the other. */
+final class Operations {
+    private static final String BASE = "/nnThroughputBenchmark";
+    private static final int[] THREADS = {4, 16};
+    private static final int ROUNDS = 2;
+    private static final long SAMPLE_MILLIS = 20;
+    private static final long MOST_SECONDS = 120;
+    /** Readers of the namespace are to be faster, all else no slower. */
+    private static final Map<String, Double> GOALS = Map.of("open", 1.2, "fileStatus", 1.2);
+    private static final List<String> NAMES = List.of("create", "open", "fileStatus", "rename", "delete", "mkdirs");
+
+    private final UserGroupInformation user;
+    private final int operations;
+
+    Operations(UserGroupInformation user, int operations) {
+        this.user = user;
+        this.operations = operations;
+    }
+
+    /** What one run has shown. */
+    private record Result(double perSecond, double cpuMicros) {}
+
+    void run(Table table, Server stock, Server own) throws Exception {
+        Map<String, Result> best = new HashMap<>();
+        for (Server server : List.of(stock, own)) {
+            try (FileSystem files = FileSystem.newInstance(server.conf())) {
+                files.mkdirs(new Path(BASE));
+                files.setOwner(new Path(BASE), user.getShortUserName(), null);
+            }
+            all(server, 4, Math.max(200, operations / 5), new HashMap<>());  // compiles
+        }
+        for (int round = 0; round < ROUNDS; round++) {
+            for (int threads : THREADS) {
+                all(stock, threads, operations, best);
+                all(own, threads, operations, best);
+            }
+        }
+        table.head("Calls a second, as " + user.getShortUserName());
+        for (int threads : THREADS) {
+            for (String operation : NAMES) {
+                table.more(operation + ", " + threads + " threads", best.get(key(stock, operation, threads)).perSecond,
+                        best.get(key(own, operation, threads)).perSecond, GOALS.getOrDefault(operation, 1.0));
+            }
+        }
+        table.head("Processor time of the NameNode a call, µs");
+        for (int threads : THREADS) {
+            for (String operation : NAMES) {
+                table.less(operation + ", " + threads + " threads", best.get(key(stock, operation, threads)).cpuMicros,
+                        best.get(key(own, operation, threads)).cpuMicros, GOALS.getOrDefault(operation, 1.0));
+            }
+        }
+    }
+
+    private static String key(Server server, String operation, int threads) {
+        return server.name() + " " + operation + " " + threads;
+    }
+
+    /** All operations, each on the files that the one before has left where it can be. */
+    private void all(Server server, int threads, int count, Map<String, Result> best) throws Exception {
+        String before = null;
+        for (String operation : NAMES) {
+            List<String> arguments = new ArrayList<>(List.of("-op", operation, "-threads", Integer.toString(threads),
+                    operation.equals("mkdirs") ? "-dirs" : "-files", Integer.toString(count), "-nonSuperUser"));
+            switch (operation) {
+                case "create":
+                    arguments.addAll(List.of("-close", "-keepResults"));
+                    break;
+                case "open": case "fileStatus": case "rename":
+                    move(server, before, operation);
+                    arguments.add("-useExisting");
+                    if (!operation.equals("rename")) {
+                        arguments.add("-keepResults");
+                    }
+                    break;
+                default:
+                    break;
+            }
+            Result result = measure(server, arguments);
+            best.merge(key(server, operation, threads), result,
+                    (one, other) -> one.perSecond >= other.perSecond ? one : other);
+            before = operation;
+        }
+    }
+
+    private static void move(Server server, String from, String to) throws IOException {
+        try (FileSystem files = FileSystem.newInstance(server.conf())) {
+            if (!files.rename(new Path(BASE, from), new Path(BASE, to))) {
+                throw new IOException("cannot rename " + from);
+            }
+        }
+    }
+
+    /** Runs the benchmark, and notes the server's processor time while it counts. */
+    private Result measure(Server server, List<String> arguments) throws Exception {
+        Said said = new Said(server);
+        Logger logger = Logger.getLogger(NNThroughputBenchmark.class);
+        logger.addAppender(said);
+        logger.setLevel(Level.INFO);
+        logger.setAdditivity(false);
+        try {
+            Thread runner = new Thread(() -> runAs(server.conf(), arguments, said));
+            runner.setDaemon(true);
+            runner.start();
+            // A benchmark of which a call fails never ends by itself.
+            long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(MOST_SECONDS);
+            while (runner.isAlive() && said.failure == null && System.nanoTime() < end) {
+                runner.join(SAMPLE_MILLIS);
+                said.sample();
+            }
+            if (runner.isAlive() || said.failure != null) {
+                throw new IOException(server.name() + " " + arguments + ": " + said.failure);
+            }
+        } finally {
+            logger.removeAppender(said);
+        }
+        return said.result();
+    }
+
+    private void runAs(Configuration conf, List<String> arguments, Said said) {
+        try {
+            user.doAs((PrivilegedExceptionAction<Void>) () -> {
+                NNThroughputBenchmark.runBenchmark(conf, arguments.toArray(new String[0]));
+                return null;
+            });
+        } catch (Exception e) {
+            said.failure = e.toString();
+        }
+    }
+
+    /** What the benchmark says in its log, and the server's processor time beside it. */
+    private static final class Said extends AppenderSkeleton {
+        private record Sample(long nanos, double cpu) {}
+
+        private final Server server;
+        private final List<Sample> samples = new ArrayList<>();
+        private volatile String failure;
+        private Sample start;
+        private double millis;
+        private double count;
+
+        Said(Server server) {
+            this.server = server;
+        }
+
+        synchronized void sample() {
+            samples.add(new Sample(System.nanoTime(), server.cpuSeconds()));
+        }
+
+        @Override
+        protected synchronized void append(LoggingEvent event) {
+            String text = event.getRenderedMessage();
+            if (text.startsWith("Starting ") && text.endsWith("(s).")) {
+                start = new Sample(System.nanoTime(), server.cpuSeconds());  // the last counts: inputs come before
+            } else if (text.startsWith("# operations: ")) {
+                count = Double.parseDouble(text.substring(14));
+            } else if (text.startsWith("Elapsed Time: ")) {
+                millis = Double.parseDouble(text.substring(14));
+            } else if (event.getLevel().isGreaterOrEqual(Level.ERROR)) {
+                failure = text;
+            }
+        }
+
+        synchronized Result result() {
+            long end = start.nanos + (long) (millis * 1e6);
+            double cpu = start.cpu;
+            for (Sample sample : samples) {
+                if (sample.nanos <= end) {
+                    cpu = Math.max(cpu, sample.cpu);
+                }
+            }
+            return new Result(1000 * count / millis, (cpu - start.cpu) * 1e6 / count);
+        }
+
+        @Override
+        public void close() {
+            // Nothing is held.
+        }
+
+        @Override
+        public boolean requiresLayout() {
+            return false;
+        }
+    }
+}
