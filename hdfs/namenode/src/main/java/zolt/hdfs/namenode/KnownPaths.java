@@ -3,6 +3,7 @@ package zolt.hdfs.namenode;
 import java.util.LinkedHashMap;
 import java.util.Map;
 import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.Renaming;
 
 /** Where inodes were last seen: for a DataNode that has to open a file by its path. Bounded, and lost without harm. */
 final class KnownPaths {
@@ -28,8 +29,11 @@ final class KnownPaths {
     }
 
     /** An entry has another path now, and so has all below it. */
-    synchronized void moved(HdfsPath from, HdfsPath to) {
-        paths.replaceAll((inode, path) -> path.equals(from) ? to
-                : path.isBelow(from) ? HdfsPath.joined(to, path, from.depth()) : path);
+    synchronized void moved(HdfsPath from, Renaming.Renamed where) {
+        paths.computeIfPresent(where.entry().inode(), (inode, path) -> where.to());
+        if (where.entry().isDirectory()) {
+            paths.replaceAll((inode, path) -> path.isBelow(from)
+                    ? HdfsPath.joined(where.to(), path, from.depth()) : path);
+        }
     }
 }

@@ -4,11 +4,14 @@ import java.io.IOException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Optional;
 import org.apache.hadoop.fs.InvalidPathException;
 import org.apache.hadoop.fs.Options.Rename;
 import org.apache.hadoop.fs.permission.FsPermission;
+import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Joining;
+import zolt.hdfs.namespace.Renaming;
 
 /**
  * The calls that change the tree of names. A client that heard no answer asks again, where nobody may know what was
@@ -39,25 +42,28 @@ final class TreeCalls {
     boolean rename(String src, String dst) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
-        boolean done = parts.renaming().rename(from, to) || isDone(from, to);
-        if (done) {
-            paths.moved(from, to);
+        Optional<Renaming.Renamed> renamed = parts.renaming().rename(from, to);
+        if (renamed.isEmpty()) {
+            renamed = done(from, to);
         }
-        return done;
+        if (renamed.isPresent()) {
+            paths.moved(from, renamed.get());
+        }
+        return renamed.isPresent();
     }
 
     @Dispatch.Changes
     void rename2(String src, String dst, Rename... options) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
-        if (!isDone(from, to)) {
-            parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
-        }
-        paths.moved(from, to);
+        Optional<Renaming.Renamed> done = done(from, to);
+        paths.moved(from, done.isPresent() ? done.get()
+                : parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE)));
     }
 
-    private boolean isDone(HdfsPath from, HdfsPath to) throws IOException {
-        return Requests.isRetry() && parts.statuses().getLink(from) == null && parts.statuses().getLink(to) != null;
+    private Optional<Renaming.Renamed> done(HdfsPath from, HdfsPath to) throws IOException {
+        Entry there = Requests.isRetry() && parts.statuses().getLink(from) == null ? parts.statuses().getLink(to) : null;
+        return there == null ? Optional.empty() : Optional.of(new Renaming.Renamed(there, to));
     }
 
     @Dispatch.Changes

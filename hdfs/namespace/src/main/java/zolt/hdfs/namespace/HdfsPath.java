@@ -111,7 +111,15 @@ public final class HdfsPath {
 
     /** Whether the path lies below another one. */
     public boolean isBelow(HdfsPath other) {
-        return depth() > other.depth() && prefix(other.depth()).equals(other);
+        if (depth() <= other.depth()) {
+            return false;
+        }
+        for (int i = other.depth() - 1; i >= 0; i--) {  // paths differ at their ends
+            if (!components.get(i).equals(other.components.get(i))) {
+                return false;
+            }
+        }
+        return true;
     }
 
     /** The components from one on, without a slash before them. */

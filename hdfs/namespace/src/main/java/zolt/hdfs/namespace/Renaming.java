@@ -2,6 +2,7 @@ package zolt.hdfs.namespace;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.util.Optional;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.ParentNotDirectoryException;
 import org.apache.hadoop.fs.permission.FsAction;
@@ -14,34 +15,37 @@ public final class Renaming {
         this.folder = folder;
     }
 
-    /** Renames, into a directory where the destination is one; false where HDFS does not. Never replaces. */
-    public boolean rename(HdfsPath from, HdfsPath to) throws IOException {
+    /** What has another path now. */
+    public record Renamed(Entry entry, HdfsPath to) {}
+
+    /** Renames, into a directory where the destination is one; nothing where HDFS does not. Never replaces. */
+    public Optional<Renamed> rename(HdfsPath from, HdfsPath to) throws IOException {
         Entry source = folder.find(from);
         Entry target = folder.findToCreate(to);
         HdfsPath into = target != null && target.isDirectory() && !from.isRoot() ? to.child(from.name()) : to;
         if (source == null || from.isRoot()) {
-            return false;
+            return Optional.empty();
         }
         if (into.equals(from)) {
-            return true;
+            return Optional.of(new Renamed(source, into));
         }
         if (isItsTarget(from, source, into) || into.isBelow(from)) {
-            return false;
+            return Optional.empty();
         }
         int result = call(from, into, NativeFiles.RENAME_NOREPLACE);
         switch (-result) {
             case 0:
-                return true;
+                return Optional.of(new Renamed(source, into));
             case SystemCallException.EEXIST:
             case SystemCallException.ENOENT:
-                return false;
+                return Optional.empty();
             default:
                 throw refusal(from, into, new SystemCallException(-result, from.toString()));
         }
     }
 
     /** Renames to just this path; replaces a file, or an empty directory, only where asked. */
-    public void rename(HdfsPath from, HdfsPath to, boolean overwrite) throws IOException {
+    public Renamed rename(HdfsPath from, HdfsPath to, boolean overwrite) throws IOException {
         Entry source = folder.find(from);
         if (source == null) {
             throw new FileNotFoundException("rename source " + from + " is not found.");
@@ -71,6 +75,7 @@ public final class Renaming {
         } else if (result < 0) {
             throw refusal(from, to, new SystemCallException(-result, from.toString()));
         }
+        return new Renamed(source, to);
     }
 
     private void checkReplaced(HdfsPath from, Entry source, HdfsPath to, boolean overwrite) throws IOException {
