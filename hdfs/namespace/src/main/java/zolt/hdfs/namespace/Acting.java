@@ -13,10 +13,13 @@ public final class Acting implements AutoCloseable {
 
     /** Whose rights a thread has, and whether those of an administrator are with them. */
     private record Rights(Caller caller, boolean administrator) {
-        int take() {
-            int result = caller.superuser() ? NativeFiles.actAsService()
-                    : NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups());
-            return result == 0 && administrator ? NativeFiles.administer(true) : result;
+        /** Changes to these rights from those that the thread has. */
+        int take(Rights now) {
+            if (!caller.superuser()) {
+                return NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups());
+            }
+            int result = now.caller.superuser() ? 0 : NativeFiles.actAsService();
+            return result == 0 && (administrator || now.administrator) ? NativeFiles.administer(administrator) : result;
         }
 
         boolean areThoseOf(Rights other) {
@@ -32,7 +35,7 @@ public final class Acting implements AutoCloseable {
 
     private Acting(Rights rights) throws IOException {
         if (!rights.areThoseOf(before)) {
-            int result = rights.take();
+            int result = rights.take(before);
             if (result < 0) {
                 restore(rights);
                 throw new SystemCallException(-result, "the identity of " + rights.caller().user());
@@ -63,7 +66,7 @@ public final class Acting implements AutoCloseable {
         if (ending.areThoseOf(before)) {
             return;
         }
-        int result = before.take();
+        int result = before.take(ending);
         if (result < 0) {
             // The next request on this thread would have a stranger's rights. Nothing is lost with the process.
             LOG.error("Cannot return to the identity of {}: error {}", before.caller().user(), -result);

@@ -18,14 +18,20 @@ import java.util.HexFormat;
  * NameNode knows it, with no list of open files.
  */
 public final class Holders {
+    private static final int MOST_NOTED = 10_000;
+
     private final Path folder;
+    private final Remembered<String, Boolean> noted = new Remembered<>(MOST_NOTED, Duration.ofSeconds(1));
 
     public Holders(ServiceFolder service) throws IOException {
         folder = service.directory("holders");
     }
 
-    /** A client has been heard of. */
+    /** A client has been heard of. What has been noted within the last second need not be noted again. */
     public void touch(String client) throws IOException {
+        if (noted.get(client) != null) {
+            return;
+        }
         try (Acting own = Acting.service()) {
             Path record = record(client);
             try {
@@ -34,6 +40,7 @@ public final class Holders {
                 Files.write(record, new byte[0]);
             }
         }
+        noted.put(client, true);
     }
 
     /** When a client was last heard of, in milliseconds; 0 for never, or not for long. */
