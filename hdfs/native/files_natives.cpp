@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,17 +18,6 @@ using zolt::hdfs::raised;
 namespace {
 
 constexpr int OPEN_ALWAYS = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-constexpr jlong THOUSAND = 1000;
-constexpr jlong MILLION = THOUSAND * THOUSAND;
-constexpr jlong BILLION = THOUSAND * MILLION;
-
-jlong millis(const statx_timestamp& time) {
-  return time.tv_sec * THOUSAND + time.tv_nsec / MILLION;
-}
-
-jlong nanos(const statx_timestamp& time) {
-  return time.tv_sec * BILLION + time.tv_nsec;
-}
 
 // struct file_handle ends in an array without a length of its own.
 struct Handle {
@@ -51,35 +39,6 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_open(JNIEnv* env, jc
 JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_close(JNIEnv*, jclass,
                                                                   jint descriptor) {
   if (descriptor >= 0) close(descriptor);
-}
-
-JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_status(JNIEnv* env, jclass,
-                                                                   jint directory, jbyteArray path,
-                                                                   jlongArray words) try {
-  struct statx status {};
-  const int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
-  if (statx(directory, bytesOf(env, path).c_str(), flags,
-            STATX_BASIC_STATS | STATX_MNT_ID | STATX_BTIME, &status) != 0) {
-    return answer(-1);
-  }
-  const std::array<jlong, zolt_hdfs_namespace_NativeFiles_STATUS_WORDS> values = {
-      static_cast<jlong>(status.stx_ino),
-      status.stx_mode,
-      status.stx_uid,
-      status.stx_gid,
-      static_cast<jlong>(status.stx_size),
-      millis(status.stx_atime),
-      millis(status.stx_mtime),
-      nanos(status.stx_ctime),
-      status.stx_nlink,
-      static_cast<jlong>(makedev(status.stx_dev_major, status.stx_dev_minor)),
-      static_cast<jlong>(status.stx_mnt_id),
-      nanos(status.stx_mtime),
-      (status.stx_mask & STATX_BTIME) != 0 ? nanos(status.stx_btime) : 0};
-  env->SetLongArrayRegion(words, 0, static_cast<jsize>(values.size()), values.data());
-  return 0;
-} catch (...) {
-  return raised(env, jint{0});
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_entries(JNIEnv* env, jclass,
@@ -121,6 +80,20 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_readLink(JNIEnv* env
   return static_cast<jint>(length);
 } catch (...) {
   return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_makeDirectory(JNIEnv* env, jclass,
+                                                                          jbyteArray path,
+                                                                          jint mode) try {
+  return answer(mkdir(bytesOf(env, path).c_str(), static_cast<mode_t>(mode)));
+} catch (...) {
+  return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_own(JNIEnv*, jclass, jint descriptor,
+                                                                jint uid, jint gid) {
+  return answer(
+      fchownat(descriptor, "", static_cast<uid_t>(uid), static_cast<gid_t>(gid), AT_EMPTY_PATH));
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_unlink(JNIEnv* env, jclass,

@@ -36,11 +36,15 @@ class UniqueFd {
 /// A terminal does not become the process's own, and a FIFO is not waited for: both may lie in the
 /// namespace. A lease that another process has taken on the file and has to give back first
 /// (fcntl(2), F_SETLEASE; file servers take them) is waited for, as a plain open does.
-inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
+inline UniqueFd openToReadAt(int directory, const char* path, int flags) noexcept {
   const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
-  int fd = open(path, all | O_NONBLOCK);
-  if (fd < 0 && errno == EAGAIN) fd = open(path, all);
+  int fd = openat(directory, path, all | O_NONBLOCK);
+  if (fd < 0 && errno == EAGAIN) fd = openat(directory, path, all);
   return UniqueFd(fd);
+}
+
+inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
+  return openToReadAt(AT_FDCWD, path, flags);
 }
 
 }  // namespace zolt

@@ -58,21 +58,14 @@ int checkCapacity(const StatusBuffer& buffer, const char* native) {
   return EINVAL;
 }
 
-// What the file system does not set a block size for has the default one, rounded up to whole
-// file-system blocks.
 int setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
   if (bgf < 0) {
     const int error = bgf != INT_MIN ? -bgf : EIO;
     ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", error, "for", path));
     return error;
   }
-  if (bgf > 0) {
-    record.blockSize = static_cast<uint32_t>(blockSize) * static_cast<uint32_t>(bgf);
-    return 0;
-  }
-  if (blockSize <= 0) return EIO;
-  const auto unit = static_cast<uint64_t>(blockSize);
-  record.blockSize = static_cast<uint32_t>((defaultBlockSize + unit - 1) / unit * unit);
+  if (bgf == 0 && blockSize <= 0) return EIO;
+  record.blockSize = hdfsBlockSize(blockSize, bgf);
   return 0;
 }
 
@@ -127,6 +120,12 @@ StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLeas
 }
 
 }  // namespace
+
+uint32_t hdfsBlockSize(int blockSize, int bgf) {
+  const auto unit = static_cast<uint32_t>(blockSize);
+  if (bgf > 0) return unit * static_cast<uint32_t>(bgf);
+  return static_cast<uint32_t>((defaultBlockSize + unit - 1) / unit * unit);
+}
 
 StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
                            const FileTime& mtime, const StatusBuffer& buffer) {

@@ -31,6 +31,11 @@ struct StatusAnswer {
   int error = 0;
 };
 
+/// The size in bytes of the HDFS blocks of a file: its block group factor times the file system's
+/// block size, which is positive. A file without a factor (0) has the default size, rounded up to
+/// whole blocks of the file system.
+uint32_t hdfsBlockSize(int blockSize, int bgf);
+
 /// The full record, when both times are later than the known ones.
 ///
 /// The calling thread's identity must be allowed to stat the path; then the superuser reads. The

@@ -12,14 +12,16 @@ import zolt.hdfs.namespace.Statuses;
 /** Where the blocks of files are read. */
 final class Locations {
     private final Folder folder;
+    private final Statuses statuses;
     private final OpenFiles open;
     private final Blocks blocks;
     private final Generations generations;
     private final KnownPaths paths;
 
-    Locations(Folder folder, OpenFiles open, Blocks blocks, Generations generations, KnownPaths paths) {
-        this.folder = folder;
-        this.open = open;
+    Locations(Parts parts, Blocks blocks, Generations generations, KnownPaths paths) {
+        folder = parts.folder();
+        statuses = parts.statuses();
+        open = parts.open();
         this.blocks = blocks;
         this.generations = generations;
         this.paths = paths;
@@ -44,8 +46,7 @@ final class Locations {
         long inode = file.entry().inode();
         paths.put(inode, path);
         int generation = generations.of(file.descriptor());
-        Statuses.Layout layout = file.layout();
-        FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), layout.blockSize());
-        return blocks.of(cut, offset, length, open.holder(path).isPresent(), Requests.machine(), signed);
+        FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), statuses.details(file).blockSize());
+        return blocks.of(cut, offset, length, open.isWritten(path, file), Requests.machine(), signed);
     }
 }

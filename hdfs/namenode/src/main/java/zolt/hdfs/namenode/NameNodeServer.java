@@ -57,6 +57,7 @@ import zolt.hdfs.namespace.Callers;
 import zolt.hdfs.namespace.Folder;
 import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.Names;
+import zolt.hdfs.namespace.NativeFiles;
 import zolt.hdfs.namespace.OpenFiles;
 import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SafeMode;
@@ -93,6 +94,7 @@ public final class NameNodeServer implements AutoCloseable {
         BlockKeys keys = new BlockKeys(conf, namespace.getBlockPoolID());
         FsServerDefaults defaults = defaults(conf);
         ZoltLibrary.setDefaults(defaults.getBlockSize(), defaults.getReplication());
+        NativeFiles.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
         SafeMode safeMode = new SafeMode(service);
         Callers callers = callers(conf, accounts);
@@ -126,7 +128,7 @@ public final class NameNodeServer implements AutoCloseable {
         KnownPaths paths = new KnownPaths();
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
         Generations generations = root.withDescriptor(open -> Generations.of(open, open));
-        Locations locations = new Locations(parts.folder(), parts.open(), blocks, generations, paths);
+        Locations locations = new Locations(parts, blocks, generations, paths);
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
                 new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts), new WriteCalls(parts, blocks, generations, forms, paths),

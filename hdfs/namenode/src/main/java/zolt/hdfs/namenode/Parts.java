@@ -18,7 +18,7 @@ record Parts(Folder folder, Statuses statuses, Listings listings, Contents conte
         Making making, Removing removing, Renaming renaming, XAttributes xattributes, OpenFiles open, Holders holders) {
     static Parts of(Folder folder, Holders holders, OpenFiles.Limits limits) throws IOException {
         Statuses statuses = new Statuses(folder);
-        Listings listings = new Listings(folder);
+        Listings listings = new Listings(folder, statuses);
         Making making = new Making(folder);
         return new Parts(folder, statuses, listings, new Contents(folder, listings, statuses), new Attributes(folder),
                 making, new Removing(folder, listings), new Renaming(folder), new XAttributes(folder),

@@ -15,6 +15,7 @@ import org.apache.hadoop.security.AccessControlException;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Attributes;
 import zolt.hdfs.namespace.Contents;
+import zolt.hdfs.namespace.Details;
 import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Listings;
@@ -50,18 +51,18 @@ final class StatusCalls {
 
     HdfsFileStatus getFileInfo(String src) throws IOException {
         HdfsPath path = path(src);
-        return status(path, NO_NAME, whereFileStands(path, true), false, false);
+        return status(path, whereFileStands(path, true), false, false);
     }
 
     HdfsFileStatus getFileLinkInfo(String src) throws IOException {
         HdfsPath path = path(src);
-        return status(path, NO_NAME, whereFileStands(path, false), false, false);
+        return status(path, whereFileStands(path, false), false, false);
     }
 
     HdfsLocatedFileStatus getLocatedFileInfo(String src, boolean needBlockToken) throws IOException {
         HdfsPath path = path(src);
         Entry entry = whereFileStands(path, true);
-        return (HdfsLocatedFileStatus) status(path, NO_NAME, entry, true, needBlockToken);
+        return (HdfsLocatedFileStatus) status(path, entry, true, needBlockToken);
     }
 
     /** HDFS tells its superuser that there is nothing below a file; everybody else is told what stands there. */
@@ -76,16 +77,17 @@ final class StatusCalls {
         }
     }
 
-    private HdfsFileStatus status(HdfsPath path, byte[] name, Entry entry, boolean located, boolean signed)
-            throws IOException {
-        if (entry == null) {
-            return null;
-        }
+    private HdfsFileStatus status(HdfsPath path, Entry entry, boolean located, boolean signed) throws IOException {
+        return entry == null ? null : status(path, NO_NAME, entry, statuses.details(path, entry), located, signed);
+    }
+
+    private HdfsFileStatus status(HdfsPath path, byte[] name, Entry entry, Details details, boolean located,
+            boolean signed) throws IOException {
         LocatedBlocks blocks = null;
         if (located && entry.isFile()) {
             blocks = locations.of(path, signed);
         }
-        return forms.of(path, name, entry, blocks);
+        return forms.of(path, name, entry, details, blocks);
     }
 
     LocatedBlocks getBlockLocations(String src, long offset, long length) throws IOException {
@@ -103,13 +105,13 @@ final class StatusCalls {
             return null;
         }
         if (!entry.isDirectory()) {
-            return new DirectoryListing(new HdfsFileStatus[] {status(path, NO_NAME, entry, needLocation, false)}, 0);
+            return new DirectoryListing(new HdfsFileStatus[] {status(path, entry, needLocation, false)}, 0);
         }
         Listings.Page page = listings.list(path, after(startAfter), pageSize);
         java.util.List<HdfsFileStatus> items = new java.util.ArrayList<>(page.items().size());
         for (Listings.Item item : page.items()) {
             try {
-                items.add(status(path.child(item.text()), item.name(), item.entry(), needLocation, false));
+                items.add(status(path.child(item.text()), item.name(), item.entry(), item.details(), needLocation, false));
             } catch (FileNotFoundException | java.nio.file.NoSuchFileException e) {
                 continue;  // removed since the directory was read
             }
@@ -185,8 +187,7 @@ final class StatusCalls {
 
     long getPreferredBlockSize(String filename) throws IOException {
         HdfsPath path = path(filename);
-        statuses.requireFile(path);
-        return statuses.layout(path).blockSize();
+        return statuses.details(path, statuses.requireFile(path)).blockSize();
     }
 
     void checkAccess(String src, FsAction mode) throws IOException {

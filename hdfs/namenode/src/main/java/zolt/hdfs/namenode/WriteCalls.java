@@ -24,7 +24,6 @@ import org.apache.hadoop.io.EnumSetWritable;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
-import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.OpenFiles;
@@ -59,18 +58,18 @@ final class WriteCalls {
         OpenFiles.Creation how = new OpenFiles.Creation(masked, flags.contains(CreateFlag.CREATE),
                 flags.contains(CreateFlag.OVERWRITE), createParent, replication, blockSize);
         holders.touch(clientName);
-        Entry entry = open.create(path, how, Requests.writer(clientName));
-        paths.put(entry.inode(), path);
-        return forms.ofWritten(path, entry);
+        OpenFiles.Opened opened = open.create(path, how, Requests.writer(clientName));
+        paths.put(opened.entry().inode(), path);
+        return forms.ofWritten(path, opened);
     }
 
     @Dispatch.Changes
     LastBlockWithStatus append(String src, String clientName, EnumSetWritable<CreateFlag> flag) throws IOException {
         HdfsPath path = HdfsPath.of(src);
         holders.touch(clientName);
-        Entry entry = open.append(path, Requests.writer(clientName));
-        paths.put(entry.inode(), path);
-        return new LastBlockWithStatus(null, forms.ofWritten(path, entry));
+        OpenFiles.Opened opened = open.append(path, Requests.writer(clientName));
+        paths.put(opened.entry().inode(), path);
+        return new LastBlockWithStatus(null, forms.ofWritten(path, opened));
     }
 
     @Dispatch.Changes
@@ -137,7 +136,11 @@ final class WriteCalls {
             return true;
         }
         try (OpenFiles.Written file = written.get()) {
-            long size = last == null ? file.start() : own(file, last).start() + last.getNumBytes();
+            if (last == null) {
+                file.completeUnwritten();
+                return true;
+            }
+            long size = own(file, last).start() + last.getNumBytes();
             if (file.entry().size() < size) {
                 return false;
             }

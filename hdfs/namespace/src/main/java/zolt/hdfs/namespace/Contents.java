@@ -55,18 +55,18 @@ public final class Contents {
             throw new FileNotFoundException("File does not exist: " + path);
         }
         Sum sum = new Sum();
-        add(path, entry, sum);
+        add(path, entry, entry.isFile() ? statuses.details(path, entry) : Details.NONE, sum);
         return sum;
     }
 
-    private void add(HdfsPath path, Entry entry, Sum sum) throws IOException {
+    private void add(HdfsPath path, Entry entry, Details details, Sum sum) throws IOException {
         if (entry.isLink()) {
             sum.links++;
         } else if (!entry.isDirectory()) {
             sum.files++;
             if (entry.isFile()) {
                 sum.length += entry.size();
-                sum.copies += entry.size() * copies(path);
+                sum.copies += entry.size() * details.replication();
             }
         } else {
             sum.directories++;
@@ -75,19 +75,10 @@ public final class Contents {
             do {
                 page = listings.list(path, last, PAGE);
                 for (Listings.Item item : page.items()) {
-                    add(path.child(item.text()), item.entry(), sum);
+                    add(path.child(item.text()), item.entry(), item.details(), sum);
                     last = item.name();
                 }
             } while (page.remaining() > 0);
-        }
-    }
-
-    /** What was removed meanwhile has no copies any more. */
-    private int copies(HdfsPath path) {
-        try {
-            return statuses.layout(path).replication();
-        } catch (IOException e) {
-            return 0;
         }
     }
 }

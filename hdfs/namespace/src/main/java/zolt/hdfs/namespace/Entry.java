@@ -13,9 +13,20 @@ public final class Entry {
     private static final byte[] ITSELF = {};
 
     private final long[] words;
+    private final int at;
 
-    Entry(long[] words) {
+    private Entry(long[] words) {
+        this(words, 0);
+    }
+
+    /** What stands in some words from one on. */
+    Entry(long[] words, int at) {
         this.words = words;
+        this.at = at;
+    }
+
+    private long word(int which) {
+        return words[at + which];
     }
 
     /** What stands at a path of the process's own file system. */
@@ -35,7 +46,7 @@ public final class Entry {
     }
 
     public long inode() {
-        return words[NativeFiles.INODE];
+        return word(NativeFiles.INODE);
     }
 
     public boolean isDirectory() {
@@ -52,57 +63,65 @@ public final class Entry {
     }
 
     private boolean is(int type) {
-        return (words[NativeFiles.MODE] & TYPE_BITS) == type;
+        return (word(NativeFiles.MODE) & TYPE_BITS) == type;
     }
 
     /** The sticky bit and the nine of read, write and execute: what HDFS knows of a mode. */
     public int permissions() {
-        return (int) words[NativeFiles.MODE] & PERMISSION_BITS;
+        return (int) word(NativeFiles.MODE) & PERMISSION_BITS;
     }
 
     /** Whether what is made in the directory gets its group from the kernel already. */
     boolean handsGroupDown() {
-        return isDirectory() && (words[NativeFiles.MODE] & 02000) != 0;
+        return isDirectory() && (word(NativeFiles.MODE) & 02000) != 0;
     }
 
     public int uid() {
-        return (int) words[NativeFiles.UID];
+        return (int) word(NativeFiles.UID);
     }
 
     public int gid() {
-        return (int) words[NativeFiles.GID];
+        return (int) word(NativeFiles.GID);
     }
 
     public long size() {
-        return words[NativeFiles.SIZE];
+        return word(NativeFiles.SIZE);
     }
 
     public long accessMillis() {
-        return words[NativeFiles.ACCESS_MILLIS];
+        return word(NativeFiles.ACCESS_MILLIS);
     }
 
     public long modifyMillis() {
-        return words[NativeFiles.MODIFY_MILLIS];
+        return word(NativeFiles.MODIFY_MILLIS);
     }
 
     public long modifyNanos() {
-        return words[NativeFiles.MODIFY_NANOS];
+        return word(NativeFiles.MODIFY_NANOS);
     }
 
     public long changeNanos() {
-        return words[NativeFiles.CHANGE_NANOS];
+        return word(NativeFiles.CHANGE_NANOS);
     }
 
     public long links() {
-        return words[NativeFiles.LINKS];
+        return word(NativeFiles.LINKS);
     }
 
     public long device() {
-        return words[NativeFiles.DEVICE];
+        return word(NativeFiles.DEVICE);
+    }
+
+    /** A record in which the status stands, and the rest is asked for. */
+    long[] asRecord() {
+        long[] record = new long[NativeFiles.RECORD_WORDS];
+        System.arraycopy(words, at, record, 0, NativeFiles.STATUS_WORDS);
+        record[NativeFiles.FLAGS] = NativeFiles.WANTED;
+        return record;
     }
 
     long mount() {
-        return words[NativeFiles.MOUNT];
+        return word(NativeFiles.MOUNT);
     }
 
     /** Whether both are the same file, whatever its name. */

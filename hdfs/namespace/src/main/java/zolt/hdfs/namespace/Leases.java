@@ -15,6 +15,7 @@ final class Leases {
     /** Where the file ended when it was opened to append: the first block starts there. */
     private static final byte[] START = "user.zolt.start".getBytes(StandardCharsets.US_ASCII);
     private static final byte[] HOLDER = "user.lease.holder".getBytes(StandardCharsets.US_ASCII);
+    private static final byte[] ASK_SIZE = {};
     private static final int MOST_NAME = 4096;
     private static final int MOST_DIGITS = 20;
     private static final long MILLION = 1_000_000;
@@ -41,6 +42,12 @@ final class Leases {
         }
         SystemCallException.check(length, "the lease");
         return Optional.of(new String(name, 0, length, StandardCharsets.UTF_8));
+    }
+
+    /** Whether the thread can tell, with the rights that it has, that nobody writes a file. */
+    boolean isFree(String file) {
+        int length = NativeFiles.getAttribute(bytes(file), HOLDER, ASK_SIZE);
+        return length == -SystemCallException.ENODATA || length == -SystemCallException.EOPNOTSUPP;
     }
 
     /**
@@ -105,7 +112,10 @@ final class Leases {
     /** Where the writer's first block starts. */
     long start(String file) throws IOException {
         byte[] digits = new byte[MOST_DIGITS];
-        int length = NativeFiles.getAttribute(bytes(file), START, digits);
+        int length;
+        try (Acting own = Acting.service()) {
+            length = NativeFiles.getAttribute(bytes(file), START, digits);
+        }
         if (length == -SystemCallException.ENODATA) {
             return 0;
         }

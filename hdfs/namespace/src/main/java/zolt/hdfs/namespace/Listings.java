@@ -17,18 +17,23 @@ public final class Listings {
 
     private static final byte[] ITSELF = {};
 
+    private static final int MOST_AT_ONCE = 1000;
+    private static final int ATTEMPTS = 10;
+
     /** A directory as it was: any change of its names gives it another time. */
     private record Version(long device, long inode, long modified, long changed) {}
 
     private final Folder folder;
+    private final Statuses statuses;
     private final Remembered<Version, SoftReference<NamesOfDirectory>> known = new Remembered<>(MOST_DIRECTORIES, TIME);
 
-    public Listings(Folder folder) {
+    public Listings(Folder folder, Statuses statuses) {
         this.folder = folder;
+        this.statuses = statuses;
     }
 
     /** One entry of a page. */
-    public record Item(byte[] name, Entry entry) {
+    public record Item(byte[] name, Entry entry, Details details) {
         /** The name as text; of bytes that are no UTF-8, a text that names nothing. */
         public String text() {
             return new String(name, StandardCharsets.UTF_8);
@@ -77,21 +82,52 @@ public final class Listings {
         return age > 1000 || age < 0;
     }
 
-    private static Page page(NamesOfDirectory names, int directory, byte[] startAfter, int most)
-            throws SystemCallException {
+    private Page page(NamesOfDirectory names, int directory, byte[] startAfter, int most) throws IOException {
         List<Item> items = new ArrayList<>(Math.min(most, names.size()));
         int at = names.after(startAfter);
-        for (; at < names.size() && items.size() < most; at++) {
-            byte[] name = names.name(at);
-            try {
-                items.add(new Item(name, Entry.of(directory, name, "an entry")));
-            } catch (SystemCallException e) {
-                if (e.errno() != SystemCallException.ENOENT) {
-                    throw e;
-                }
-            }
+        while (at < names.size() && items.size() < most) {
+            int end = Math.min(names.size(), at + Math.min(most - items.size(), MOST_AT_ONCE));
+            add(names.from(at, end), directory, items, ATTEMPTS);
+            at = end;
         }
         return new Page(items, names.size() - at);
+    }
+
+    /** Adds what some names stand for. A name that stands for something else than a moment ago is tried again. */
+    private void add(List<byte[]> names, int directory, List<Item> items, int attempts) throws IOException {
+        byte[] joined = joined(names);
+        long[] records = new long[names.size() * NativeFiles.RECORD_WORDS];
+        NativeFiles.statuses(directory, joined, records);
+        for (int at = 0; at < records.length; at += NativeFiles.RECORD_WORDS) {
+            int result = (int) records[at + NativeFiles.RESULT];
+            if (result != -SystemCallException.ENOENT) {
+                SystemCallException.check(result, "an entry");
+            }
+        }
+        statuses.fill(directory, joined, records);
+        for (int i = 0; i < names.size(); i++) {
+            int at = i * NativeFiles.RECORD_WORDS;
+            int result = (int) records[at + NativeFiles.RESULT];
+            boolean asked = records[at + NativeFiles.FLAGS] != 0;
+            if (result == 0 && (records[at + NativeFiles.FLAGS] & NativeFiles.SAME_FILE) != 0) {
+                items.add(new Item(names.get(i), new Entry(records, at), Details.in(records, at)));
+            } else if (asked && attempts > 0) {
+                add(List.of(names.get(i)), directory, items, attempts - 1);
+            } else if (result != -SystemCallException.ENOENT) {
+                throw new SystemCallException(result == 0 ? SystemCallException.ESTALE : -result, "an entry");
+            }
+        }
+    }
+
+    private static byte[] joined(List<byte[]> names) {
+        int length = names.stream().mapToInt(name -> name.length + 1).sum();
+        byte[] joined = new byte[length];
+        int at = 0;
+        for (byte[] name : names) {
+            System.arraycopy(name, 0, joined, at, name.length);
+            at += name.length + 1;
+        }
+        return joined;
     }
 
     /** How many entries a directory has: the number that HDFS shows; 0 where the caller may not read it. */

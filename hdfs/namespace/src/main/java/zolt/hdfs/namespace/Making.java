@@ -3,7 +3,6 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.nio.file.attribute.FileAttribute;
 import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -28,29 +27,28 @@ public final class Making {
 
     /** Makes a directory; one that is there already will do. */
     public void directory(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
+        try {
+            makeOne(path, mode);
+        } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.EEXIST) {
+                requireDirectory(path, mode);
+            } else if (e.errno() == SystemCallException.ENOENT && !path.isHidden()) {
+                above(path, mode, parents);
+                directory(path, mode, false);
+            } else {
+                throw folder.refusalToCreate(path, e, FsAction.WRITE);
+            }
+        }
+    }
+
+    private void requireDirectory(HdfsPath path, FsPermission mode) throws IOException {
         Entry there = folder.findToCreate(path);
         if (there == null) {
-            make(path, mode, parents);
+            directory(path, mode, false);
         } else if (there.isLink()) {
             throw folder.link(path);
         } else if (!there.isDirectory()) {
             throw new FileAlreadyExistsException("Path is not a directory: " + path);
-        }
-    }
-
-    private void make(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
-        try {
-            makeOne(path, mode);
-        } catch (IOException e) {
-            int errno = Errors.of(e);
-            if (errno == SystemCallException.EEXIST) {
-                directory(path, mode, false);
-            } else if (errno == SystemCallException.ENOENT && !path.isHidden()) {
-                above(path, mode, parents);
-                make(path, mode, false);
-            } else {
-                throw folder.refusalToCreate(path, e, FsAction.WRITE);
-            }
         }
     }
 
@@ -73,13 +71,9 @@ public final class Making {
     }
 
     private void makeOne(HdfsPath path, FsPermission wanted) throws IOException {
-        int mode = mode(path, wanted);
         try (Place place = folder.place(path)) {
-            Files.createDirectory(place.path(), permissions(mode));
-            Group.inherit(folder, path, place.descriptor());
-            if ((mode & STICKY) != 0) {
-                Files.setAttribute(place.path(), "unix:mode", mode);
-            }
+            SystemCallException.check(NativeFiles.makeDirectory(place.bytes(), mode(path, wanted)), path.toString());
+            Group.inherit(folder, path, place.descriptor(), Acting.now());
         }
     }
 

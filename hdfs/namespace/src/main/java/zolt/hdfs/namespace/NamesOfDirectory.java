@@ -64,6 +64,10 @@ final class NamesOfDirectory {
         return names[index];
     }
 
+    List<byte[]> from(int start, int end) {
+        return Arrays.asList(names).subList(start, end);
+    }
+
     /** The index of the first name behind one, which need not be there any more. */
     int after(byte[] name) {
         if (name.length == 0) {

@@ -48,6 +48,23 @@ public final class NativeFiles {
     public static final int BIRTH_NANOS = 12;
     public static final int STATUS_WORDS = 13;
 
+    /** What a record has behind the status: 0 or -errno, then what the file system's client tells of the file. */
+    public static final int RESULT = 13;
+    public static final int FLAGS = 14;
+    /** Bytes of an HDFS block, and copies; of regular files only. */
+    public static final int BLOCK_SIZE = 15;
+    public static final int REPLICATION = 16;
+    public static final int RECORD_WORDS = 17;
+
+    /** In the place of flags: they are asked for. */
+    public static final int WANTED = 1;
+    /** The file has an access control list. */
+    public static final int HAS_ACL = 2;
+    /** What was opened has the inode number of the record's status. */
+    public static final int SAME_FILE = 4;
+    /** And the time of its last change too. */
+    public static final int SAME_VERSION = 8;
+
     static {
         String file = System.getProperty("zolt.hdfs.library");
         if (file != null) {
@@ -73,6 +90,28 @@ public final class NativeFiles {
     public static native int status(int directory, byte[] path, long[] words);
 
     /**
+     * The status of each of many names in a directory, as {@link #status}; the result stands in each record.
+     *
+     * @param names bytes, a zero byte behind each name
+     * @param records {@link #RECORD_WORDS} for each name
+     */
+    public static native void statuses(int directory, byte[] names, long[] records);
+
+    /**
+     * Fills in what the file system's client tells of those names whose record has {@link #WANTED}: they are opened
+     * for reading, and not followed. The result stands in each of these records.
+     *
+     * @param names as for {@link #statuses}, by which the records have been filled in
+     */
+    public static native void details(int directory, byte[] names, long[] records);
+
+    /** As {@link #details}, of an open file and its record. */
+    public static native int detailsOf(int descriptor, long[] record);
+
+    /** What files without settings of their own use, in bytes and copies; values below 1 are ignored. */
+    public static native void setDefaults(long blockSize, int replication);
+
+    /**
      * Fills a direct buffer with the next entries of a directory, as getdents64(2) lays them out.
      *
      * @return the bytes filled in; 0 at the end
@@ -87,6 +126,12 @@ public final class NativeFiles {
 
     /** Reads a link's target; answers its length, as far as there is room. */
     public static native int readLink(byte[] path, byte[] target);
+
+    /** Makes a directory; what the process's mask forbids, its mode lacks. */
+    public static native int makeDirectory(byte[] path, int mode);
+
+    /** Gives what a descriptor names to a user and a group; -1 leaves one as it is. O_PATH will do. */
+    public static native int own(int descriptor, int uid, int gid);
 
     /** Removes an entry of a directory; a directory where {@code isDirectory} says so. */
     public static native int unlink(int directory, byte[] name, boolean isDirectory);

@@ -41,8 +41,11 @@ public final class OpenFiles {
     public record Creation(FsPermission mode, boolean create, boolean overwrite, boolean parents, int replication,
             long blockSize) {}
 
+    /** A file as the client that writes it begins with it. */
+    public record Opened(Entry entry, Details details) {}
+
     /** Makes a file, and gives the client its lease. */
-    public Entry create(HdfsPath path, Creation how, Writer writer) throws IOException {
+    public Opened create(HdfsPath path, Creation how, Writer writer) throws IOException {
         if (!how.create() && folder.findResolved(path) == null) {
             throw new FileNotFoundException("Can't overwrite non-existent " + path);
         }
@@ -56,7 +59,7 @@ public final class OpenFiles {
                     throw folder.refusalToCreate(path, e, FsAction.WRITE);
                 }
             }
-            Entry done = makeWay(path, how, writer);
+            Opened done = makeWay(path, how, writer);
             if (done != null) {
                 return done;
             }
@@ -64,30 +67,34 @@ public final class OpenFiles {
         throw new FileAlreadyExistsException(path + " is made again and again by others");
     }
 
-    private Entry begin(HdfsPath path, WritableFile file, Creation how, Writer writer) throws IOException {
-        Group.inherit(folder, path, file.descriptor());
-        leases.take(file, writer.client(), "Failed to CREATE_FILE " + path + " for " + writer.client());
+    private Opened begin(HdfsPath path, WritableFile file, Creation how, Writer writer) throws IOException {
+        Caller maker = Acting.now();
         try (Acting own = Acting.service()) {
-            setLayout(file.name(), how);
+            Group.inherit(folder, path, file.descriptor(), maker);
+            leases.take(file, writer.client(), "Failed to CREATE_FILE " + path + " for " + writer.client());
+            Details details = setLayout(file, how);
+            return new Opened(file.entry(), details);
         }
-        return file.entry();
     }
 
     /** What the file system has for HDFS's copies and block size: the nearest that it can. */
-    private static void setLayout(String file, Creation how) throws IOException {
-        Statuses.Layout now = Statuses.layout(file);
-        if (how.replication() > 0 && how.replication() != now.replication()) {
-            FileOperations.setReplication(file, how.replication(), false);
+    private static Details setLayout(WritableFile file, Creation how) throws IOException {
+        Details now = Statuses.detailsNow(file);
+        boolean otherCopies = how.replication() > 0 && how.replication() != now.replication();
+        boolean otherSize = how.blockSize() > 0 && how.blockSize() != now.blockSize();
+        if (otherCopies) {
+            FileOperations.setReplication(file.name(), how.replication(), false);
         }
-        if (how.blockSize() > 0 && how.blockSize() != now.blockSize()) {
-            BlockLocations sizes = BlockLocations.of(file, BlockLocations.Form.FILE_SYSTEM);
+        if (otherSize) {
+            BlockLocations sizes = BlockLocations.of(file.name(), BlockLocations.Form.FILE_SYSTEM);
             long factor = how.blockSize() / Math.max(1, sizes.blockSize());
-            FileOperations.setBlockGroupFactor(file, (int) Math.max(1, Math.min(MOST_GROUP_FACTOR, factor)));
+            FileOperations.setBlockGroupFactor(file.name(), (int) Math.max(1, Math.min(MOST_GROUP_FACTOR, factor)));
         }
+        return otherCopies || otherSize ? Statuses.detailsNow(file) : now;
     }
 
     /** Something is there already: removes it where the client said so. What a lost answer has made is the answer. */
-    private Entry makeWay(HdfsPath path, Creation how, Writer writer) throws IOException {
+    private Opened makeWay(HdfsPath path, Creation how, Writer writer) throws IOException {
         Entry there = folder.findResolved(path);
         if (there == null) {
             return null;
@@ -96,7 +103,7 @@ public final class OpenFiles {
             throw new FileAlreadyExistsException(path + " already exists as a directory");
         }
         if (writer.isRetry() && there.size() == 0 && holder(path).equals(Optional.of(writer.client()))) {
-            return there;
+            return reopened(path);
         }
         if (how.overwrite()) {
             WritableFile.open(folder, path).close();
@@ -107,6 +114,12 @@ public final class OpenFiles {
             refuseWhileWritten(path, writer);
         }
         throw new FileAlreadyExistsException(path + " for client " + writer.machine() + " already exists");
+    }
+
+    private Opened reopened(HdfsPath path) throws IOException {
+        try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
+            return new Opened(file.entry(), Statuses.detailsNow(file));
+        }
     }
 
     /** A file that is being written answers with that, which tells the client to wait. */
@@ -122,9 +135,9 @@ public final class OpenFiles {
     }
 
     /** Opens a file to write on at its end. */
-    public Entry append(HdfsPath path, Writer writer) throws IOException {
+    public Opened append(HdfsPath path, Writer writer) throws IOException {
         folder.requireFile(path);
-        try (WritableFile file = WritableFile.open(folder, path)) {
+        try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
             Entry entry = file.entry();
             boolean mine = writer.isRetry() && leases.holder(file.name()).equals(Optional.of(writer.client()));
             if (!mine) {
@@ -133,8 +146,13 @@ public final class OpenFiles {
                 entry = file.entry();
                 leases.setStart(file.name(), entry.size());
             }
-            return entry;
+            return new Opened(entry, Statuses.detailsNow(file));
         }
+    }
+
+    /** Whether a file is being written: told to a reader by the file itself, with the reader's own rights. */
+    public boolean isWritten(HdfsPath path, OpenedFile file) throws IOException {
+        return !(file.isReadable() && leases.isFree(Place.nameOf(file.descriptor()))) && holder(path).isPresent();
     }
 
     /** Who writes a file; one whose writer is dead for long is closed by this look. */
@@ -178,12 +196,23 @@ public final class OpenFiles {
 
         /** Ends the writing at a size: cuts what is behind it, forces the file to the disk, gives the lease back. */
         public void complete(long size) throws IOException {
-            try (Acting own = Acting.service();
-                    FileChannel channel = FileChannel.open(Path.of(name), StandardOpenOption.WRITE)) {
-                if (size < channel.size()) {
-                    channel.truncate(size);
+            try (Acting own = Acting.service()) {
+                try (FileChannel channel = FileChannel.open(Path.of(name), StandardOpenOption.WRITE)) {
+                    if (size < channel.size()) {
+                        channel.truncate(size);
+                    }
+                    channel.force(true);
                 }
-                channel.force(true);
+                leases.end(name);
+            }
+        }
+
+        /** Ends the writing of a client that has not been given any block, and so has written nothing. */
+        public void completeUnwritten() throws IOException {
+            long size = start();
+            if (entry.size() > size) {
+                complete(size);
+            } else {
                 leases.end(name);
             }
         }
@@ -209,33 +238,27 @@ public final class OpenFiles {
      * @param inode of the file that the client has opened; 0 where it does not say
      */
     public Written written(HdfsPath path, String client, long inode) throws IOException {
-        Written file = find(path, client, inode);
-        try {
-            Optional<String> holder = leases.holder(file.name);
-            if (holder.isEmpty()) {
-                throw new LeaseExpiredException("File is not open for writing: " + name(path, inode, client));
-            }
-            if (!holder.get().equals(client)) {
-                throw new LeaseExpiredException("Client (=" + client + ") is not the lease owner (=" + holder.get() + ": "
-                        + name(path, inode, client));
-            }
-            return file;
-        } catch (IOException e) {
-            file.close();
-            throw e;
-        }
+        return writtenOrClosed(path, client, inode).orElseThrow(
+                () -> new LeaseExpiredException("File is not open for writing: " + name(path, inode, client)));
     }
 
     /** As {@link #written}, but nothing when the file is closed: a client that heard no answer asks again. */
     public Optional<Written> writtenOrClosed(HdfsPath path, String client, long inode) throws IOException {
         Written file = find(path, client, inode);
-        boolean closed = true;
+        boolean isWriters = false;
         try {
-            closed = leases.holder(file.name).isEmpty();
+            Optional<String> holder = leases.holder(file.name);
+            isWriters = holder.equals(Optional.of(client));
+            if (holder.isPresent() && !isWriters) {
+                throw new LeaseExpiredException("Client (=" + client + ") is not the lease owner (=" + holder.get() + ": "
+                        + name(path, inode, client));
+            }
+            return isWriters ? Optional.of(file) : Optional.empty();
         } finally {
-            file.close();
+            if (!isWriters) {
+                file.close();
+            }
         }
-        return closed ? Optional.empty() : Optional.of(written(path, client, inode));
     }
 
     private Written find(HdfsPath path, String client, long inode) throws IOException {

@@ -7,10 +7,12 @@ import org.apache.hadoop.fs.permission.FsAction;
 /** A file that is held, so that what is told of it is told of one and the same file. */
 public final class OpenedFile implements AutoCloseable {
     private final int descriptor;
+    private final boolean readable;
     private final Entry entry;
 
-    private OpenedFile(int descriptor) throws SystemCallException {
+    private OpenedFile(int descriptor, boolean readable) throws SystemCallException {
         this.descriptor = descriptor;
+        this.readable = readable;
         try {
             entry = Entry.of(descriptor);
         } catch (SystemCallException e) {
@@ -33,7 +35,7 @@ public final class OpenedFile implements AutoCloseable {
     private static OpenedFile open(Folder folder, HdfsPath path, int flags) throws IOException {
         try (Place place = folder.place(path)) {
             OpenedFile file = new OpenedFile(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
-                    place.bytes(), flags | NativeFiles.O_NOFOLLOW, 0), path.toString()));
+                    place.bytes(), flags | NativeFiles.O_NOFOLLOW, 0), path.toString()), flags == NativeFiles.O_RDONLY);
             if (!file.entry.isFile()) {
                 file.close();
                 throw new FileNotFoundException("Path is not a file: " + path);
@@ -48,15 +50,13 @@ public final class OpenedFile implements AutoCloseable {
         return descriptor;
     }
 
-    public Entry entry() {
-        return entry;
+    /** Whether the descriptor gives the right to read. */
+    boolean isReadable() {
+        return readable;
     }
 
-    /** Block size and copies. */
-    public Statuses.Layout layout() throws IOException {
-        try (Acting own = Acting.service()) {
-            return Statuses.layout(Place.nameOf(descriptor));
-        }
+    public Entry entry() {
+        return entry;
     }
 
     @Override

@@ -2,7 +2,6 @@ package zolt.hdfs.namespace;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
 import org.apache.hadoop.fs.permission.FsAction;
 
@@ -29,12 +28,12 @@ public final class Removing {
             return false;
         }
         try {
-            return removeOne(path);
-        } catch (IOException e) {
-            int errno = Errors.of(e);
-            if (errno == SystemCallException.ENOENT) {
+            removeOne(path, entry.isDirectory());
+            return true;
+        } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.ENOENT) {
                 return false;
-            } else if (errno != SystemCallException.ENOTEMPTY) {
+            } else if (e.errno() != SystemCallException.ENOTEMPTY) {
                 throw refusal(path, e);
             } else if (!recursive) {
                 throw new PathIsNotEmptyDirectoryException(path + " is non empty");
@@ -44,10 +43,14 @@ public final class Removing {
         return true;
     }
 
-    private boolean removeOne(HdfsPath path) throws IOException {
+    /** Removes a file, or a directory that is empty: whichever stands there, should it have changed meanwhile. */
+    private void removeOne(HdfsPath path, boolean isDirectory) throws SystemCallException {
         try (Place place = folder.place(path)) {
-            Files.delete(place.path());
-            return true;
+            int result = NativeFiles.unlink(NativeFiles.NO_DIRECTORY, place.bytes(), isDirectory);
+            if (result == -SystemCallException.EISDIR || result == -SystemCallException.ENOTDIR) {
+                result = NativeFiles.unlink(NativeFiles.NO_DIRECTORY, place.bytes(), !isDirectory);
+            }
+            SystemCallException.check(result, path.toString());
         }
     }
 
@@ -66,7 +69,7 @@ public final class Removing {
             } finally {
                 NativeFiles.close(directory);
             }
-            removeOne(path);
+            removeOne(path, true);
         } catch (IOException e) {
             if (Errors.of(e) != SystemCallException.ENOENT) {
                 throw e instanceof SystemCallException ? refusal(path, e) : e;

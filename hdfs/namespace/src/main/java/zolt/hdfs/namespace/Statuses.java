@@ -3,25 +3,19 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import zolt.fs.FileStatus;
+import java.util.Arrays;
+import org.apache.hadoop.fs.permission.FsAction;
 
 /** What clients ask of one entry. */
 public final class Statuses {
-    private static final byte[] ACCESS_ACL = "system.posix_acl_access".getBytes(StandardCharsets.US_ASCII);
-    private static final byte[] DEFAULT_ACL = "system.posix_acl_default".getBytes(StandardCharsets.US_ASCII);
-    private static final byte[] ASK_SIZE = {};
-
-    private static final ThreadLocal<FileStatus> RECORD =
-            ThreadLocal.withInitial(() -> new FileStatus().withLease(false));
+    private static final int ATTEMPTS = 10;
 
     private final Folder folder;
+    private final KnownDetails known = new KnownDetails();
 
     public Statuses(Folder folder) {
         this.folder = folder;
     }
-
-    /** How HDFS stores a file: in blocks of a size, and in copies. */
-    public record Layout(long blockSize, int replication) {}
 
     /** The status of what a path names; a link at its end is for the client to resolve. Null for nothing. */
     public Entry get(HdfsPath path) throws IOException {
@@ -54,24 +48,119 @@ public final class Statuses {
         return folder.target(path);
     }
 
-    /** The layout of a file. Asked with the service's rights: whoever may see the status may see it. */
-    public Layout layout(HdfsPath path) throws IOException {
-        try (Acting own = Acting.service(); Place place = folder.place(path)) {
-            return layout(place.text());
+    /**
+     * The details of what has this status. They are asked for with the service's rights: whoever may see the status may
+     * see them; of a file that has taken the place of this one meanwhile, only when the caller may see that.
+     */
+    public Details details(HdfsPath path, Entry entry) throws IOException {
+        Entry now = entry;
+        for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
+            Details details = knownOrNone(now);
+            if (details == null) {
+                details = ask(path, now);
+            }
+            if (details != null) {
+                return details;
+            }
+            now = folder.require(path);
+        }
+        throw new IOException(path + " is replaced again and again by others");
+    }
+
+    private Details knownOrNone(Entry entry) {
+        return entry.isFile() || entry.isDirectory() ? known.get(entry) : Details.NONE;
+    }
+
+    /** Null where another file stands there now. */
+    private Details ask(HdfsPath path, Entry entry) throws IOException {
+        long[] record = entry.asRecord();
+        try (Place place = folder.place(path); Acting own = Acting.service()) {
+            NativeFiles.details(NativeFiles.NO_DIRECTORY, terminated(place.bytes()), record);
+        }
+        if (record[NativeFiles.RESULT] == -SystemCallException.ELOOP) {
+            return null;
+        } else if (record[NativeFiles.RESULT] < 0) {
+            throw folder.refusal(path, new SystemCallException((int) -record[NativeFiles.RESULT], path.toString()),
+                    FsAction.READ);
+        }
+        remember(record, 0);
+        return (record[NativeFiles.FLAGS] & NativeFiles.SAME_FILE) != 0 ? Details.in(record, 0) : null;
+    }
+
+    /** The details of an open file. */
+    public Details details(OpenedFile file) throws IOException {
+        Details details = known.get(file.entry());
+        if (details != null) {
+            return details;
+        }
+        long[] record = file.entry().asRecord();
+        try (Acting own = Acting.service()) {
+            if (file.isReadable()) {
+                readDetails(file.descriptor(), record);
+            } else {
+                int readable = SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
+                        Place.nameOf(file.descriptor()).getBytes(StandardCharsets.US_ASCII), NativeFiles.O_RDONLY, 0),
+                        "an open file");
+                try {
+                    readDetails(readable, record);
+                } finally {
+                    NativeFiles.close(readable);
+                }
+            }
+        }
+        remember(record, 0);
+        return Details.in(record, 0);
+    }
+
+    private static void readDetails(int descriptor, long[] record) throws SystemCallException {
+        SystemCallException.check(NativeFiles.detailsOf(descriptor, record), "the details of an open file");
+    }
+
+    /** The details of a file that has just been opened for writing; the thread acts with the service's rights. */
+    static Details detailsNow(WritableFile file) throws SystemCallException {
+        long[] record = new long[NativeFiles.RECORD_WORDS];
+        readDetails(file.descriptor(), record);
+        return Details.in(record, 0);
+    }
+
+    /**
+     * Fills in the details of many names in an open directory, which the caller may list and search: asked for at once,
+     * as far as they are not known.
+     */
+    void fill(int directory, byte[] names, long[] records) throws IOException {
+        boolean wanted = false;
+        for (int at = 0; at < records.length; at += NativeFiles.RECORD_WORDS) {
+            if (records[at + NativeFiles.RESULT] == 0) {
+                Details details = knownOrNone(new Entry(records, at));
+                records[at + NativeFiles.FLAGS] = details == null ? NativeFiles.WANTED
+                        : NativeFiles.SAME_FILE | (details.hasAcl() ? NativeFiles.HAS_ACL : 0);
+                if (details == null) {
+                    wanted = true;
+                } else {
+                    records[at + NativeFiles.BLOCK_SIZE] = details.blockSize();
+                    records[at + NativeFiles.REPLICATION] = details.replication();
+                }
+            }
+        }
+        if (!wanted) {
+            return;
+        }
+        try (Acting own = Acting.service()) {
+            NativeFiles.details(directory, names, records);
+        }
+        for (int at = 0; at < records.length; at += NativeFiles.RECORD_WORDS) {
+            remember(records, at);
         }
     }
 
-    static Layout layout(String file) throws IOException {
-        FileStatus status = RECORD.get();
-        status.read(file);
-        return new Layout(status.blockSize(), status.replication());
+    private void remember(long[] records, int at) {
+        if (records[at + NativeFiles.RESULT] == 0
+                && (records[at + NativeFiles.FLAGS] & NativeFiles.SAME_VERSION) != 0) {
+            known.put(new Entry(records, at), Details.in(records, at));
+        }
     }
 
-    /** Whether an entry has more of an access control list than its mode says. */
-    public boolean hasAcl(HdfsPath path, Entry entry) throws IOException {
-        try (Place place = folder.place(path)) {
-            return !entry.isLink() && (NativeFiles.getAttribute(place.bytes(), ACCESS_ACL, ASK_SIZE) > 0
-                    || entry.isDirectory() && NativeFiles.getAttribute(place.bytes(), DEFAULT_ACL, ASK_SIZE) > 0);
-        }
+    private static byte[] terminated(byte[] name) {
+        return Arrays.copyOf(name, name.length + 1);
     }
 }
