@@ -26,6 +26,7 @@ unshare --mount --propagation private -- bash -c '
   mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
   cd "$work/state"
   exec java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
+    -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
     -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
     -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
     -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \

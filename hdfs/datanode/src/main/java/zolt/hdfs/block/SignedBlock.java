@@ -45,7 +45,8 @@ public final class SignedBlock {
 
     /** The storage ids proper. */
     public static String[] storageIds(String[] signed) {
-        return Arrays.stream(signed).filter(id -> !id.startsWith(STAMP) && !id.startsWith(WRITER)).toArray(String[]::new);
+        boolean isMarked = valueOf(STAMP, signed).isPresent() || valueOf(WRITER, signed).isPresent();
+        return isMarked ? Arrays.copyOf(signed, signed.length - 1) : signed;
     }
 
     private static String[] with(String[] storageIds, String mark) {
@@ -54,7 +55,9 @@ public final class SignedBlock {
         return signed;
     }
 
+    /** The mark is what comes last: what stands before it, a DataNode has chosen. */
     private static Optional<String> valueOf(String mark, String[] signed) {
-        return Arrays.stream(signed).filter(id -> id.startsWith(mark)).map(id -> id.substring(mark.length())).findFirst();
+        String last = signed.length == 0 ? "" : signed[signed.length - 1];
+        return last.startsWith(mark) ? Optional.of(last.substring(mark.length())) : Optional.empty();
     }
 }

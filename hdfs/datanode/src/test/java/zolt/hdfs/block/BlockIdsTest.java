@@ -92,6 +92,20 @@ class BlockIdsTest {
         }
     }
 
+    /** A DataNode chooses the id of its storage; what a NameNode signs stands behind it. */
+    @Test
+    void aStorageIdIsNoMark() {
+        String[] chosen = {SignedBlock.toRead(new String[0], 7)[0], SignedBlock.toWrite(new String[0], new SignedBlock.Writer(7, "thief"))[0]};
+        String[] toRead = SignedBlock.toRead(chosen, 8);
+        assertEquals(OptionalLong.of(8), SignedBlock.stamp(toRead));
+        assertEquals(Optional.empty(), SignedBlock.writer(toRead));
+        String[] toWrite = SignedBlock.toWrite(chosen, new SignedBlock.Writer(8, "client"));
+        assertEquals(Optional.of(new SignedBlock.Writer(8, "client")), SignedBlock.writer(toWrite));
+        assertEquals(OptionalLong.empty(), SignedBlock.stamp(toWrite));
+        assertArrayEquals(chosen, SignedBlock.storageIds(toRead));
+        assertArrayEquals(chosen, SignedBlock.storageIds(toWrite));
+    }
+
     @Test
     void whatDoesNotFitIsRefused() {
         for (long inode : new long[] {0, -1, 1L << 49, Long.MIN_VALUE, Long.MAX_VALUE}) {

@@ -8,6 +8,7 @@ import java.lang.annotation.Target;
 import java.lang.reflect.InvocationHandler;
 import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
+import java.lang.reflect.Proxy;
 import java.util.Arrays;
 import java.util.HashMap;
 import java.util.List;
@@ -18,10 +19,8 @@ import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.ipc.RetryCache.CacheEntryWithPayload;
 import org.apache.hadoop.ipc.Server;
 import org.apache.hadoop.security.AccessControlException;
-import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Caller;
-import zolt.hdfs.namespace.Callers;
 import zolt.hdfs.namespace.SafeMode;
 
 /**
@@ -40,23 +39,35 @@ final class Dispatch implements InvocationHandler {
     @Target(ElementType.METHOD)
     @interface Changes {}
 
+    /** Who a request is for. */
+    @FunctionalInterface
+    interface Admission {
+        /** The caller of this thread's request; an exception for one who may not use the protocol at all. */
+        Caller caller() throws IOException;
+    }
+
     private record Goal(Object subject, Method method, boolean once, boolean superuser, boolean changes) {}
 
     private final Map<Method, Goal> targets = new HashMap<>();
-    private final Callers callers;
-    private final RetryCache answered;
-    private final Calls calls;
-    private final SafeMode safeMode;
+    private final Admission admission;
+    private final State state;
 
     /**
-     * @param protocol the interface that is served
+     * What the protocols of one NameNode share.
+     *
      * @param answered what was answered lately, for calls that are repeated
      */
-    Dispatch(Class<?> protocol, List<Object> subjects, Callers callers, RetryCache answered, Calls calls, SafeMode safeMode) {
-        this.callers = callers;
-        this.answered = answered;
-        this.calls = calls;
-        this.safeMode = safeMode;
+    record State(RetryCache answered, Calls calls, SafeMode safeMode) {}
+
+    /** A protocol, served by subjects to whom it admits. */
+    static <T> T serve(Class<T> protocol, List<Object> subjects, Admission admission, State state) {
+        return protocol.cast(Proxy.newProxyInstance(Dispatch.class.getClassLoader(), new Class<?>[] {protocol},
+                new Dispatch(protocol, subjects, admission, state)));
+    }
+
+    private Dispatch(Class<?> protocol, List<Object> subjects, Admission admission, State state) {
+        this.admission = admission;
+        this.state = state;
         for (Method method : protocol.getMethods()) {
             for (Object subject : subjects) {
                 Method own = own(subject, method);
@@ -96,7 +107,7 @@ final class Dispatch implements InvocationHandler {
             refused = e;
             throw e;
         } finally {
-            calls.done(method.getName(), System.nanoTime() - begun, refused);
+            state.calls().done(method.getName(), System.nanoTime() - begun, refused);
         }
     }
 
@@ -106,12 +117,12 @@ final class Dispatch implements InvocationHandler {
             throw new UnsupportedOperationException("This NameNode has no " + method.getName()
                     + ": its namespace is that of a file system");
         }
-        Caller caller = callers.of(user());
+        Caller caller = admission.caller();
         if (target.superuser() && !caller.superuser()) {
             throw new AccessControlException("Access denied for user " + caller.user()
                     + ". Superuser privilege is required");
         }
-        if (target.changes() && safeMode.isOn()) {
+        if (target.changes() && state.safeMode().isOn()) {
             throw new SafeModeException("Cannot " + method.getName() + ". Name node is in safe mode.");
         }
         return target.once() ? once(target, caller, arguments) : act(target, caller, arguments);
@@ -119,7 +130,7 @@ final class Dispatch implements InvocationHandler {
 
     /** A client whose connection broke asks again; the answer is that of the first time. */
     private Object once(Goal target, Caller caller, Object[] arguments) throws Throwable {
-        CacheEntryWithPayload entry = RetryCache.waitForCompletion(answered, null, Server.getClientId(),
+        CacheEntryWithPayload entry = RetryCache.waitForCompletion(state.answered(), null, Server.getClientId(),
                 Server.getCallId());
         if (entry != null && entry.isSuccess()) {
             return entry.getPayload();
@@ -141,10 +152,5 @@ final class Dispatch implements InvocationHandler {
         } catch (InvocationTargetException e) {
             throw e.getCause();
         }
-    }
-
-    private static String user() throws IOException {
-        UserGroupInformation remote = Server.getRemoteUser();
-        return (remote != null ? remote : UserGroupInformation.getCurrentUser()).getShortUserName();
     }
 }

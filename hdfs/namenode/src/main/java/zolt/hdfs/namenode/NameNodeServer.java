@@ -2,7 +2,6 @@ package zolt.hdfs.namenode;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
-import java.lang.reflect.Proxy;
 import java.net.InetSocketAddress;
 import java.time.Duration;
 import java.util.List;
@@ -39,12 +38,14 @@ import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
+import org.apache.hadoop.hdfs.server.protocol.DatanodeProtocol;
 import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocol;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.tools.GetUserMappingsProtocol;
 import org.apache.hadoop.tools.proto.GetUserMappingsProtocolProtos.GetUserMappingsProtocolService;
 import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolPB;
 import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolServerSideTranslatorPB;
@@ -96,14 +97,16 @@ public final class NameNodeServer implements AutoCloseable {
         ZoltLibrary.setDefaults(defaults.getBlockSize(), defaults.getReplication());
         NativeFiles.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
-        SafeMode safeMode = new SafeMode(service);
         Callers callers = callers(conf, accounts);
-        Dispatch dispatch = new Dispatch(ClientProtocol.class, subjects(conf, parts, root, datanodes,
-                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, safeMode), callers, answered(conf),
-                calls, safeMode);
-        server = server(conf, dispatch, new DatanodeCalls(namespace, datanodes, keys));
-        addNamenodeProtocol(conf, new Dispatch(NamenodeProtocol.class, List.of(new NamenodeCalls(namespace)), callers,
-                answered(conf), calls, safeMode));
+        Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service));
+        Dispatch.Admission users = () -> callers.of(Requests.user().getShortUserName());
+        List<Object> subjects = subjects(conf, parts, root, datanodes,
+                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, state.safeMode());
+        server = server(conf, Dispatch.serve(ClientProtocol.class, subjects, users, state));
+        serve(conf, Dispatch.serve(DatanodeProtocol.class, List.of(new DatanodeCalls(namespace, datanodes, keys)),
+                new DatanodeAdmission(conf, callers), state));
+        serve(conf, Dispatch.serve(NamenodeProtocol.class, List.of(new NamenodeCalls(namespace)), users, state));
+        serve(conf, new GroupsOfUsers());
         page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();
 
@@ -169,28 +172,19 @@ public final class NameNodeServer implements AutoCloseable {
                 false, conf.getLong("fs.trash.interval", 0), DataChecksum.Type.CRC32C, "", (byte) 0);
     }
 
-    private static RPC.Server server(Configuration conf, Dispatch dispatch, DatanodeCalls datanodeCalls)
-            throws IOException {
-        ClientProtocol client = before(ClientProtocol.class, dispatch);
+    private static RPC.Server server(Configuration conf, ClientProtocol clients) throws IOException {
         RPC.setProtocolEngine(conf, ClientNamenodeProtocolPB.class, ProtobufRpcEngine2.class);
         InetSocketAddress address = DFSUtilClient.getNNAddress(conf);
         RPC.Server server = new RPC.Builder(conf)
                 .setProtocol(ClientNamenodeProtocolPB.class)
                 .setInstance(ClientNamenodeProtocol.newReflectiveBlockingService(
-                        new ClientNamenodeProtocolServerSideTranslatorPB(client)))
+                        new ClientNamenodeProtocolServerSideTranslatorPB(clients)))
                 .setBindAddress(address.getHostString())
                 .setPort(address.getPort())
                 .setNumHandlers(conf.getInt(DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_KEY,
                         DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT))
                 .setVerbose(false)
                 .build();
-        int most = conf.getInt(CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH,
-                CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH_DEFAULT);
-        DFSUtil.addInternalPBProtocol(conf, DatanodeProtocolPB.class, DatanodeProtocolService
-                .newReflectiveBlockingService(new DatanodeProtocolServerSideTranslatorPB(datanodeCalls, most)), server);
-        DFSUtil.addInternalPBProtocol(conf, GetUserMappingsProtocolPB.class, GetUserMappingsProtocolService
-                .newReflectiveBlockingService(new GetUserMappingsProtocolServerSideTranslatorPB(new GroupsOfUsers())),
-                server);
         if (conf.getBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, false)) {
             server.refreshServiceAcl(conf, new HDFSPolicyProvider());
         }
@@ -203,14 +197,21 @@ public final class NameNodeServer implements AutoCloseable {
         return server;
     }
 
-    private void addNamenodeProtocol(Configuration conf, Dispatch dispatch) throws IOException {
-        DFSUtil.addInternalPBProtocol(conf, NamenodeProtocolPB.class, NamenodeProtocolService.newReflectiveBlockingService(
-                new NamenodeProtocolServerSideTranslatorPB(before(NamenodeProtocol.class, dispatch))), server);
+    private void serve(Configuration conf, DatanodeProtocol datanodes) throws IOException {
+        int most = conf.getInt(CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH,
+                CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH_DEFAULT);
+        DFSUtil.addInternalPBProtocol(conf, DatanodeProtocolPB.class, DatanodeProtocolService
+                .newReflectiveBlockingService(new DatanodeProtocolServerSideTranslatorPB(datanodes, most)), server);
     }
 
-    private static <T> T before(Class<T> protocol, Dispatch dispatch) {
-        return protocol.cast(Proxy.newProxyInstance(NameNodeServer.class.getClassLoader(), new Class<?>[] {protocol},
-                dispatch));
+    private void serve(Configuration conf, NamenodeProtocol namenodes) throws IOException {
+        DFSUtil.addInternalPBProtocol(conf, NamenodeProtocolPB.class, NamenodeProtocolService
+                .newReflectiveBlockingService(new NamenodeProtocolServerSideTranslatorPB(namenodes)), server);
+    }
+
+    private void serve(Configuration conf, GetUserMappingsProtocol groups) throws IOException {
+        DFSUtil.addInternalPBProtocol(conf, GetUserMappingsProtocolPB.class, GetUserMappingsProtocolService
+                .newReflectiveBlockingService(new GetUserMappingsProtocolServerSideTranslatorPB(groups)), server);
     }
 
     /** Where it serves. */

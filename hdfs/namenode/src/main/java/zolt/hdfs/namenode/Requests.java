@@ -1,11 +1,19 @@
 package zolt.hdfs.namenode;
 
+import java.io.IOException;
 import org.apache.hadoop.ipc.Server;
+import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.namespace.OpenFiles.Writer;
 
 /** What a request tells of where it comes from. */
 final class Requests {
     private Requests() {}
+
+    /** The user of the client, as Hadoop has authenticated it; the service's own for a call from within. */
+    static UserGroupInformation user() throws IOException {
+        UserGroupInformation remote = Server.getRemoteUser();
+        return remote != null ? remote : UserGroupInformation.getCurrentUser();
+    }
 
     /** The address of the client; empty for a call from within. */
     static String machine() {
