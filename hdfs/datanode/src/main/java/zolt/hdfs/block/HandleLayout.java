@@ -95,12 +95,12 @@ public final class HandleLayout {
      * The generation of an open file; a descriptor that was opened with O_PATH will do. Whoever opened it by handle has
      * to ask too: for some file systems a generation of 0 means any.
      *
-     * @throws IllegalArgumentException when the file is not in this file system
+     * @throws IllegalArgumentException when its handle has another form than those of this file system
      */
     public int generation(int descriptor) {
         byte[] handle = handle(descriptor);
         if (handle.length != form.length || buffer(handle).getInt(0) != form.type) {
-            throw new IllegalArgumentException("The file lies in another file system than the exported folder");
+            throw new IllegalArgumentException("The handle of the file has another form than that of the exported folder");
         }
         return buffer(handle).getInt(form.generationAt);
     }

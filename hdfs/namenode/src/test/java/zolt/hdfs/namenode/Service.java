@@ -25,12 +25,14 @@ public final class Service implements AutoCloseable {
 
     private static Service shared;
 
+    private final String folder;
     private final Configuration conf;
     private NameNodeServer namenode;
     private DataNode datanode;
 
-    private Service(Configuration conf) {
-        this.conf = conf;
+    private Service(String folder) {
+        this.folder = folder;
+        conf = configuration(folder);
     }
 
     /** One for all tests that do not end it. */
@@ -42,28 +44,32 @@ public final class Service implements AutoCloseable {
     }
 
     static Service start() throws Exception {
+        return start(FOLDER);
+    }
+
+    static Service start(String folder) throws Exception {
         SystemCallException.check(NativeFiles.confine(), "capabilities");
         NativeFiles.umask(0);
         DefaultMetricsSystem.setMiniClusterMode(true);  // more than one in a process
-        Service service = new Service(configuration());
+        Service service = new Service(folder);
         service.startNameNode("127.0.0.1:0");
         service.startDataNode();
         return service;
     }
 
-    private static Configuration configuration() {
+    private static Configuration configuration(String folder) {
         Configuration conf = new HdfsConfiguration();
         conf.setBoolean(DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_ENABLE_KEY, true);
         conf.setInt(DFSConfigKeys.DFS_LIST_LIMIT, 10);
         conf.setBoolean("fs.hdfs.impl.disable.cache", true);
-        conf.set("zolt.hdfs.folder", FOLDER);
+        conf.set("zolt.hdfs.folder", folder);
         conf.set(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY, "127.0.0.1:0");
         return conf;
     }
 
     void startNameNode(String address) throws IOException {
         FileSystem.setDefaultUri(conf, "hdfs://" + address);
-        namenode = new NameNodeServer(conf, Root.open(FOLDER));
+        namenode = new NameNodeServer(conf, Root.open(folder));
         FileSystem.setDefaultUri(conf, "hdfs://127.0.0.1:" + namenode.address().getPort());
         conf.set(DFSConfigKeys.DFS_NAMENODE_RPC_ADDRESS_KEY, "127.0.0.1:" + namenode.address().getPort());
     }
