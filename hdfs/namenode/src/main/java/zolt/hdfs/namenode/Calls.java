@@ -4,7 +4,10 @@ import java.util.Map;
 import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.atomic.LongAdder;
 
-/** How often each call came, how long it took, and why calls were refused. */
+/**
+ * How often each call came, how long it took, and by which exception it was refused. Whose calls those were, and on which
+ * paths, is not kept: the page that shows it is open to all.
+ */
 final class Calls {
     /** What one kind of call came to. */
     static final class Kind {
@@ -46,7 +49,7 @@ final class Calls {
         }
         if (refusal != null) {
             kind.refused.increment();
-            kind.lastRefusal = String.valueOf(refusal.getMessage());
+            kind.lastRefusal = refusal.getClass().getName();
         }
     }
 

@@ -67,7 +67,7 @@ final class StatusPage implements AutoCloseable {
         /** How often each call was refused. */
         Map<String, Long> getRefused();
 
-        /** Why each call was refused the last time. */
+        /** The exception by which each call was refused the last time. */
         Map<String, String> getLastRefusal();
     }
 

@@ -13,6 +13,8 @@ public final class HdfsPath {
 
     private static final int MOST_CHARACTERS = 8000;
     private static final int MOST_COMPONENTS = 1000;
+    /** How much of a path that is too long a refusal repeats: a request may have 128 MB of it. */
+    private static final int SHOWN_CHARACTERS = 100;
 
     private final List<String> components;
 
@@ -26,11 +28,12 @@ public final class HdfsPath {
      * @throws InvalidPathException for one that is not absolute, or that the kernel would read otherwise than HDFS
      */
     public static HdfsPath of(String text) throws InvalidPathException {
+        if (text != null && text.length() > MOST_CHARACTERS) {
+            throw new InvalidPathException(text.substring(0, SHOWN_CHARACTERS) + "...",
+                    "it has more than " + MOST_CHARACTERS + " characters");
+        }
         if (text == null || !text.startsWith("/") || text.indexOf('\0') >= 0) {
             throw new InvalidPathException(String.valueOf(text));
-        }
-        if (text.length() > MOST_CHARACTERS) {
-            throw new InvalidPathException(text, "it has more than " + MOST_CHARACTERS + " characters");
         }
         List<String> components = new ArrayList<>();
         for (String component : text.substring(1).split("/", -1)) {
@@ -86,9 +89,9 @@ public final class HdfsPath {
         return isRoot() ? "" : components.get(components.size() - 1);
     }
 
-    /** The path without its last component. */
+    /** The path without its last component; of the root, the root. */
     public HdfsPath parent() {
-        return prefix(components.size() - 1);
+        return prefix(Math.max(0, components.size() - 1));
     }
 
     /** The first components only. */
