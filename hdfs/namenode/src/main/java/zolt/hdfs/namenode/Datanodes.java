@@ -10,6 +10,8 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
+import java.util.concurrent.TimeUnit;
+import java.util.function.LongSupplier;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
@@ -24,8 +26,8 @@ import org.apache.hadoop.util.Time;
 
 /** The DataNodes that report: known as long as they do, and forgotten without loss. */
 final class Datanodes {
-    /** A DataNode that was silent for this many of its own heartbeats' time counts as dead; HDFS's own rule. */
     private static final int MOST = 100_000;
+    private static final long FORGOTTEN_MILLIS = TimeUnit.MINUTES.toMillis(10);
 
     /** One DataNode, as it last described itself. */
     static final class Node {
@@ -33,12 +35,13 @@ final class Datanodes {
         private volatile StorageReport[] storages = {};
         private volatile int transfers;
         private volatile int keys;
-        private volatile long lastHeard = Time.monotonicNow();
+        private volatile long lastHeard;
         private volatile long lastHeardDate = Time.now();
 
-        private Node(DatanodeRegistration registration, int keys) {
+        private Node(DatanodeRegistration registration, int keys, long now) {
             this.registration = registration;
             this.keys = keys;
+            lastHeard = now;
         }
 
         StorageReport[] storages() {
@@ -68,26 +71,36 @@ final class Datanodes {
         }
     }
 
+    /** How long a DataNode may be silent until it counts as dead: ten of its heartbeats, in milliseconds. */
     private final long silence;
+    private final LongSupplier clock;
     private final Map<String, Node> nodes = new LinkedHashMap<>();
     private int turn;
 
     Datanodes(Configuration conf) {
+        this(conf, Time::monotonicNow);
+    }
+
+    /** @param clock milliseconds */
+    Datanodes(Configuration conf, LongSupplier clock) {
+        this.clock = clock;
         long interval = 1000 * conf.getTimeDuration(DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_KEY,
-                DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_DEFAULT, java.util.concurrent.TimeUnit.SECONDS);
+                DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_DEFAULT, TimeUnit.SECONDS);
         silence = Math.max(10 * interval, 10_000);
     }
 
+    /** Notes a DataNode, in the place of one at its address; those that have long been dead are forgotten. */
     synchronized void register(DatanodeRegistration registration, InetAddress from, int keys) throws IOException {
         if (from != null) {
             registration.setIpAddr(from.getHostAddress());
             registration.setPeerHostName(from.getHostName());
         }
+        nodes.values().removeIf(node -> silentFor(node) > FORGOTTEN_MILLIS
+                || node.registration.getXferAddr().equals(registration.getXferAddr()));
         if (nodes.size() >= MOST) {
             throw new IOException("too many DataNodes");
         }
-        nodes.values().removeIf(node -> node.registration.getXferAddr().equals(registration.getXferAddr()));
-        nodes.put(registration.getDatanodeUuid(), new Node(registration, keys));
+        nodes.put(registration.getDatanodeUuid(), new Node(registration, keys, clock.getAsLong()));
     }
 
     /** Notes a heartbeat; false for a node that has to register. */
@@ -99,7 +112,7 @@ final class Datanodes {
         node.storages = storages;
         node.transfers = transfers;
         node.lastHeardDate = Time.now();
-        node.lastHeard = Time.monotonicNow();
+        node.lastHeard = clock.getAsLong();
         return true;
     }
 
@@ -117,14 +130,14 @@ final class Datanodes {
         return nodes.get(uuid);
     }
 
-    private boolean isLive(Node node) {
-        return Time.monotonicNow() - node.lastHeard < silence;
+    private long silentFor(Node node) {
+        return clock.getAsLong() - node.lastHeard;
     }
 
     synchronized List<Node> of(DatanodeReportType type) {
         List<Node> all = new ArrayList<>();
         for (Node node : nodes.values()) {
-            boolean live = isLive(node);
+            boolean live = silentFor(node) < silence;
             if (type == DatanodeReportType.ALL || type == (live ? DatanodeReportType.LIVE : DatanodeReportType.DEAD)) {
                 all.add(node);
             }
