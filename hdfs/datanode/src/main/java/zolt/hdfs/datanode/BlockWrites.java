@@ -6,13 +6,11 @@ import java.io.IOException;
 import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.ConcurrentMap;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
-import org.apache.hadoop.hdfs.server.common.HdfsServerConstants.ReplicaState;
 import org.apache.hadoop.hdfs.server.datanode.Replica;
 import org.apache.hadoop.hdfs.server.datanode.ReplicaHandler;
 import org.apache.hadoop.hdfs.server.datanode.ReplicaNotFoundException;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.FsVolumeSpi;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.ReplicaInputStreams;
-import org.apache.hadoop.hdfs.server.protocol.ReplicaRecoveryInfo;
 import zolt.hdfs.block.WriteBlock;
 
 /**
@@ -74,21 +72,6 @@ final class BlockWrites {
         try (BlockFile file = find(block, wanted)) {
             return Math.max(0, file.size() - wanted.start());
         }
-    }
-
-    /** Stops the writer of a block, for a NameNode that takes the lease from it; null when there is no such file. */
-    ReplicaRecoveryInfo beginRecovery(ExtendedBlock block) throws IOException {
-        stop(block.getBlockId());
-        try {
-            return new ReplicaRecoveryInfo(block.getBlockId(), length(block), block.getGenerationStamp(), ReplicaState.RBW);
-        } catch (ReplicaNotFoundException e) {
-            return null;
-        }
-    }
-
-    /** Ends such a recovery: the file has as many bytes as all agreed upon. */
-    Replica endRecovery(ExtendedBlock block, long stamp, long length) throws IOException {
-        return recoverClose(block, stamp, length);
     }
 
     /**

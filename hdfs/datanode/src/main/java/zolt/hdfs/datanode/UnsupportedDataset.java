@@ -18,7 +18,9 @@ import org.apache.hadoop.hdfs.server.datanode.fsdataset.FsDatasetSpi;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.FsVolumeSpi;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.impl.FsVolumeImpl;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.impl.MountVolumeMap;
+import org.apache.hadoop.hdfs.server.protocol.BlockRecoveryCommand.RecoveringBlock;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
+import org.apache.hadoop.hdfs.server.protocol.ReplicaRecoveryInfo;
 
 /**
  * What a DataNode's dataset may be asked for and this one has no use for. Its blocks are parts of files that others
@@ -49,6 +51,21 @@ abstract class UnsupportedDataset implements FsDatasetSpi<ZoltVolume> {
     @Override
     public void checkAndUpdate(String blockPool, FsVolumeSpi.ScanInfo info) {
         throw noList();
+    }
+
+    /** DataNodes agree on the length of a block, with no word of who asks; here a lease ends without them. */
+    @Override
+    public ReplicaRecoveryInfo initReplicaRecovery(RecoveringBlock recovering) {
+        throw noRecovery();
+    }
+
+    @Override
+    public Replica updateReplicaUnderRecovery(ExtendedBlock old, long stamp, long newId, long length) {
+        throw noRecovery();
+    }
+
+    private static UnsupportedOperationException noRecovery() {
+        return new UnsupportedOperationException("The blocks of this DataNode are recovered by no other: their file tells how long they are");
     }
 
     /** Without a list there is no finding a block by its id alone. */

@@ -19,6 +19,9 @@ import zolt.hdfs.block.WriteBlock;
 
 /** A block that a client writes through this DataNode: how far it is, and the thread that receives it. */
 final class WriteReplica implements ReplicaInPipeline {
+    /** The bytes of one checksum, which a client chooses: Hadoop's clients take 512, and some hundred are read at once. */
+    private static final int MOST_BYTES_PER_CHECKSUM = 1 << 16;
+
     private final WriteBlock block;
     private final BlockFiles files;
     private final FsVolumeSpi volume;
@@ -49,6 +52,10 @@ final class WriteReplica implements ReplicaInPipeline {
     @Override
     public ReplicaOutputStreams createStreams(boolean isCreate, DataChecksum requested) throws IOException {
         try {
+            if (requested.getBytesPerChecksum() > MOST_BYTES_PER_CHECKSUM) {
+                throw new IOException("A checksum of " + requested.getBytesPerChecksum() + " bytes; at most "
+                        + MOST_BYTES_PER_CHECKSUM + " are taken");
+            }
             checksum = requested;
             LeasedOutput out = LeasedOutput.open(files.of(block), block.start() + written,
                     SignedTokens.writer(block.id()).map(SignedBlock.Writer::holder), ended);

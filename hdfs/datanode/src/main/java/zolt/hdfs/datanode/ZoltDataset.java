@@ -20,9 +20,7 @@ import org.apache.hadoop.hdfs.server.datanode.fsdataset.LengthInputStream;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.ReplicaInputStreams;
 import org.apache.hadoop.hdfs.server.datanode.fsdataset.ReplicaOutputStreams;
 import org.apache.hadoop.hdfs.server.datanode.metrics.DataNodeMetricHelper;
-import org.apache.hadoop.hdfs.server.protocol.BlockRecoveryCommand.RecoveringBlock;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeStorage;
-import org.apache.hadoop.hdfs.server.protocol.ReplicaRecoveryInfo;
 import org.apache.hadoop.hdfs.server.protocol.StorageReport;
 import org.apache.hadoop.hdfs.server.protocol.VolumeFailureSummary;
 import org.apache.hadoop.metrics2.MetricsCollector;
@@ -149,17 +147,6 @@ final class ZoltDataset extends UnsupportedDataset {
     public void submitBackgroundSyncFileRangeRequest(
             ExtendedBlock block, ReplicaOutputStreams streams, long offset, long count, int flags) {
         // A hint; the kernel writes back by itself.
-    }
-
-    @Override
-    public ReplicaRecoveryInfo initReplicaRecovery(RecoveringBlock recovering) throws IOException {
-        return writes.beginRecovery(recovering.getBlock());
-    }
-
-    @Override
-    public Replica updateReplicaUnderRecovery(ExtendedBlock old, long stamp, long newId, long length)
-            throws IOException {
-        return writes.endRecovery(old, stamp, length);
     }
 
     // The DataNode as a whole.

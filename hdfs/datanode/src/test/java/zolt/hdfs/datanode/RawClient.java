@@ -27,7 +27,8 @@ import org.apache.hadoop.util.DataChecksum;
 final class RawClient implements AutoCloseable {
     private static final int PATIENCE_MILLIS = 20_000;
 
-    private static final int BYTES_PER_CHECKSUM = 512;
+    /** How many bytes each checksum is of. */
+    int bytesPerChecksum = 512;
 
     private final Socket socket;
     private final DataOutputStream out;
@@ -55,14 +56,14 @@ final class RawClient implements AutoCloseable {
     String write(ExtendedBlock block, Token<BlockTokenIdentifier> token, BlockConstructionStage stage, long stamp,
             long acknowledged, long sent, String... storages) throws IOException {
         new Sender(out).writeBlock(block, StorageType.DISK, token, "tester", new DatanodeInfo[0], new StorageType[0], null,
-                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, BYTES_PER_CHECKSUM),
+                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, bytesPerChecksum),
                 CachingStrategy.newDefaultStrategy(), false, false, null, storageId, storages);
         return answer();
     }
 
     /** Sends a packet of a block that is being written, and tells how it was acknowledged. */
     String send(long number, long offset, byte[] bytes, boolean last) throws IOException {
-        DataChecksum checksum = DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, BYTES_PER_CHECKSUM);
+        DataChecksum checksum = DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, bytesPerChecksum);
         byte[] sums = new byte[checksum.getChecksumSize(bytes.length)];
         checksum.calculateChunkedSums(bytes, 0, bytes.length, sums, 0);
         new PacketHeader(Integer.BYTES + sums.length + bytes.length, offset, number, last, bytes.length, false).write(out);
