@@ -106,7 +106,7 @@ public final class NameNodeServer implements AutoCloseable {
         serve(conf, Dispatch.serve(DatanodeProtocol.class, List.of(new DatanodeCalls(namespace, datanodes, keys)),
                 new DatanodeAdmission(conf, callers), state));
         serve(conf, Dispatch.serve(NamenodeProtocol.class, List.of(new NamenodeCalls(namespace)), users, state));
-        serve(conf, new GroupsOfUsers());
+        serve(conf, Dispatch.serve(GetUserMappingsProtocol.class, List.of(new GroupsOfUsers(folder.names())), users, state));
         page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();
 
