@@ -1,5 +1,6 @@
 package zolt.hdfs.namenode;
 
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
@@ -7,8 +8,10 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
 import java.nio.file.Files;
+import java.security.PrivilegedExceptionAction;
 import java.util.List;
 import java.util.Map;
+import java.util.Objects;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
@@ -16,9 +19,14 @@ import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.NameNodeProxies;
+import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RemoteException;
 import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.security.UserGroupInformation;
+import org.apache.hadoop.tools.GetUserMappingsProtocol;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -173,6 +181,41 @@ class IdentityTest {
         long left = Long.parseUnsignedLong(effective(), 16);
         assertEquals(0, left & ~0x21fL, "those on files alone");
         assertTrue(left != 0);
+    }
+
+    @Test
+    void groupsAreThoseOfTheUserDatabase() throws Exception {
+        GetUserMappingsProtocol groups = NameNodeProxies.createProxy(Service.shared().conf(), Service.shared().uri(),
+                GetUserMappingsProtocol.class).getProxy();
+        try {
+            assertArrayEquals(new String[] {"nogroup"}, groups.getGroupsForUser("nobody"));
+            assertArrayEquals(new String[0], groups.getGroupsForUser("nobody; touch /tmp/x"));
+        } finally {
+            RPC.stopProxy(groups);
+        }
+        GetUserMappingsProtocol unknown = UserGroupInformation.createRemoteUser("no-such-user").doAs(
+                (PrivilegedExceptionAction<GetUserMappingsProtocol>) () -> NameNodeProxies.createProxy(
+                        Service.shared().conf(), Service.shared().uri(), GetUserMappingsProtocol.class).getProxy());
+        try {
+            assertThrows(IOException.class, () -> unknown.getGroupsForUser("nobody"), "it is no caller");
+        } finally {
+            RPC.stopProxy(unknown);
+        }
+    }
+
+    /** A number without a name is listed as such, and may be given back; a name comes first. */
+    @Test
+    void entriesOfUsersWithoutANameAreKept() throws Exception {
+        Path file = new Path(BASE, "entries");
+        write(nobody, file);
+        for (String user : new String[] {"4294967294", "4000000000", "70000"}) {
+            nobody.setAcl(file, AclEntry.parseAclSpec("user::rwx,user:" + user + ":r-x,group:4000000001:r--,group::r--,other::---", true));
+            List<AclEntry> listed = nobody.getAclStatus(file).getEntries();
+            assertEquals(List.of(user, "4000000001"), listed.stream().map(AclEntry::getName).filter(Objects::nonNull).toList());
+            nobody.modifyAclEntries(file, listed);
+            assertEquals(listed, nobody.getAclStatus(file).getEntries());
+        }
+        assertThrows(IOException.class, () -> nobody.modifyAclEntries(file, AclEntry.parseAclSpec("user:4294967295:r-x", true)));
     }
 
     private static String effective() throws IOException {

@@ -3,6 +3,7 @@ package zolt.hdfs.namespace;
 import java.io.IOException;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Optional;
 import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.AclEntryScope;
 import org.apache.hadoop.fs.permission.AclEntryType;
@@ -12,6 +13,8 @@ import zolt.fs.Acl;
 
 /** Access control lists: HDFS says how one follows from another, the kernel who may change it. */
 public final class Acls {
+    private static final long NOBODY = 0xffffffffL;
+
     private final Folder folder;
 
     public Acls(Folder folder) {
@@ -116,14 +119,24 @@ public final class Acls {
 
     /** A user that has lost its name is listed, and so given back, as a number. */
     private static int uid(String name) throws IOException {
-        return isNumber(name) ? Integer.parseUnsignedInt(name) : Names.uid(name);
+        try {
+            return Names.uid(name);
+        } catch (IOException e) {
+            return number(name).orElseThrow(() -> e);
+        }
     }
 
     private static int gid(String name) throws IOException {
-        return isNumber(name) ? Integer.parseUnsignedInt(name) : Names.gid(name);
+        try {
+            return Names.gid(name);
+        } catch (IOException e) {
+            return number(name).orElseThrow(() -> e);
+        }
     }
 
-    private static boolean isNumber(String name) {
-        return name.length() <= 9 && !name.isEmpty() && name.chars().allMatch(c -> c >= '0' && c <= '9');
+    /** An id in digits; the last one of 32 bits means nobody. */
+    private static Optional<Integer> number(String name) {
+        boolean isNumber = name.length() <= 10 && !name.isEmpty() && name.chars().allMatch(c -> c >= '0' && c <= '9');
+        return isNumber && Long.parseLong(name) < NOBODY ? Optional.of(Integer.parseUnsignedInt(name)) : Optional.empty();
     }
 }

@@ -108,10 +108,16 @@ public final class XAttributes {
     private static byte[] read(Read read) throws SystemCallException {
         int result = -SystemCallException.ERANGE;
         for (int attempt = 0; attempt < ATTEMPTS && result == -SystemCallException.ERANGE; attempt++) {
-            byte[] room = new byte[Math.max(0, read.into(ASK_SIZE))];
-            result = read.into(room);
-            if (result >= 0) {
-                return Arrays.copyOf(room, result);
+            result = read.into(ASK_SIZE);
+            if (result == 0) {
+                return ASK_SIZE;
+            }
+            if (result > 0) {
+                byte[] room = new byte[result];
+                result = read.into(room);
+                if (result >= 0) {
+                    return Arrays.copyOf(room, result);
+                }
             }
         }
         if (result == -SystemCallException.ENODATA) {
