@@ -8,7 +8,7 @@ chroot=$here/../chroot.sh
 "$chroot" rw true >/dev/null
 [ $? -ne 77 ] || { echo 'This process may not mount: nothing was tried.'; exit 77; }
 
-TESTS='--select-class=zolt.cli.WhyTest --select-class=zolt.cli.DoctorTest' "$chroot" rw "$here/commands.sh" ||
+TESTS='--select-class=zolt.cli.commands.WhyTest --select-class=zolt.cli.doctor.DoctorTest' "$chroot" rw "$here/commands.sh" ||
   failed=1
 
 # expect CODE LINE ARGUMENTS...: in a chroot whose mount is read-only and noexec, which no table says.

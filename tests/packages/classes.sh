@@ -21,7 +21,7 @@ moved "$here/cmake/packages/postrm" >"$scratch/postrm"
 zolt=$scratch/usr/bin/zolt
 ends() { output=$(/bin/sh "$@" 2>&1) && [ -z "$output" ] || fail "$* ended with $?: $output"; }
 used() {  # whether classes of the command come from the file
-  ZOLT_JAVA_OPTS=-Xlog:class+load "$zolt" stat / | grep 'zolt.cli.StatCommand source: shared objects file (top)' >/dev/null
+  ZOLT_JAVA_OPTS=-Xlog:class+load "$zolt" stat / | grep 'zolt.cli.commands.Commands source: shared objects file (top)' >/dev/null
 }
 works() {  # as it does without
   output=$("$zolt" stat / 2>&1) && [ "$(head -n 1 <<<"$output")" = / ] || fail "with $1: $output"

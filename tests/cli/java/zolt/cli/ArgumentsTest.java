@@ -9,6 +9,7 @@ import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
+import zolt.cli.output.Exit;
 
 class ArgumentsTest extends CliFixture {
     @ParameterizedTest

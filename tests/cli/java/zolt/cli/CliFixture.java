@@ -8,30 +8,30 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 
 /** A directory that every user may enter, for the files of one test. */
-abstract class CliFixture {
+public abstract class CliFixture {
     /** Names that are hard to write down: bytes that are no UTF-8, line ends, what shells and JSON mind. */
-    static final String HARD_NAMES = "cd \"$1\" && touch plain \"a b\" $'line\\nend' $'tab\\there' 'quote\"s'"
+    public static final String HARD_NAMES = "cd \"$1\" && touch plain \"a b\" $'line\\nend' $'tab\\there' 'quote\"s'"
             + " 'back\\slash' $'\\xff\\xfe' $'half\\xc3' $'\\xf0\\x9f\\x98\\x80' ümlaut -- -dash"
             + " $'del\\x7f' $'esc\\e[1m'";
 
-    Path dir;
+    public Path dir;
 
     @BeforeEach
-    void makeDirectory() throws IOException {
+    public void makeDirectory() throws IOException {
         dir = Files.createTempDirectory("zolt-cli-");
         Files.setPosixFilePermissions(dir, PosixFilePermissions.fromString("rwxr-xr-x"));
     }
 
     @AfterEach
-    void removeDirectory() throws IOException, InterruptedException {
+    public void removeDirectory() throws IOException, InterruptedException {
         Tool.raw("rm", "-rf", dir.toString());
     }
 
-    String file(String name) throws IOException {
+    public String file(String name) throws IOException {
         return Files.write(dir.resolve(name), new byte[0]).toString();
     }
 
-    String path(String name) {
+    public String path(String name) {
         return dir.resolve(name).toString();
     }
 }

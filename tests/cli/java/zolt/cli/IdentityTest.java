@@ -7,6 +7,9 @@ import java.util.ArrayList;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
+import zolt.cli.commands.Commands;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Session;
 
 class IdentityTest extends CliFixture {
     @Test
@@ -57,7 +60,7 @@ class IdentityTest extends CliFixture {
 
     @Test
     void everyCommandHasHelpWithAnExample() {
-        int commands = helped(Zolt.tree(new Session(System.out, System.err, "")), new ArrayList<>());
+        int commands = helped(Commands.tree(new Session(System.out, System.err, "")), new ArrayList<>());
         assertTrue(commands > 20, "commands: " + commands);
     }
 

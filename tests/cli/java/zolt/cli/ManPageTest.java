@@ -16,6 +16,9 @@ import java.util.regex.Pattern;
 import org.junit.jupiter.api.Test;
 import picocli.CommandLine;
 import picocli.CommandLine.Model.OptionSpec;
+import zolt.cli.commands.Commands;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Session;
 
 /** The manual page beside the command's own model: no command and no option is missing in either. */
 class ManPageTest {
@@ -57,7 +60,7 @@ class ManPageTest {
 
     @Test
     void thePageHasEachCommandWithItsOptions() throws Exception {
-        compare(page(), "", Zolt.tree(new Session(new ByteArrayOutputStream(),
+        compare(page(), "", Commands.tree(new Session(new ByteArrayOutputStream(),
                 new PrintStream(new ByteArrayOutputStream()), "")));
     }
 

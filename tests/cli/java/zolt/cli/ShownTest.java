@@ -10,6 +10,7 @@ import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
+import zolt.cli.output.Shown;
 
 /** What others have written never reaches a terminal as it is. */
 class ShownTest extends CliFixture {

@@ -6,6 +6,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Names;
 
 /** What is said of a wrong call, and the form of every complaint. */
 class TextsTest extends CliFixture {

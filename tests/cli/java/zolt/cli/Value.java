@@ -6,7 +6,7 @@ import java.util.List;
 import java.util.Map;
 
 /** A strict reader of JSON (RFC 8259), to tell whether what was written is such. */
-final class Value {
+public final class Value {
     private final String text;
     private int at;
 
@@ -15,7 +15,7 @@ final class Value {
     }
 
     @SuppressWarnings("unchecked")
-    static Map<String, Object> object(String text) {
+    public static Map<String, Object> object(String text) {
         Value value = new Value(text);
         Object read = value.value();
         if (value.at != text.length()) {

@@ -4,11 +4,11 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
+import zolt.cli.commands.Commands;
 
 /** The words of a command line in the order that its parser takes: people write them in others, too. */
 final class Arguments {
     private static final String HELP = "help";
-    private static final List<String> GROUPS = Arrays.asList("acl", "xattr", "lease");
     private static final String CHMOD = "chmod";
     private static final String AS = "--as";
     private static final List<String> FLAGS = Arrays.asList("--json", "-0");
@@ -56,6 +56,6 @@ final class Arguments {
     }
 
     private static int wordsOf(List<String> command) {
-        return !command.isEmpty() && GROUPS.contains(command.get(0)) ? 2 : 1;
+        return !command.isEmpty() && Commands.isGroup(command.get(0)) ? 2 : 1;
     }
 }

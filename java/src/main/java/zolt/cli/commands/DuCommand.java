@@ -1,0 +1,126 @@
+package zolt.cli.commands;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
+import java.nio.file.Paths;
+import java.util.ArrayDeque;
+import java.util.Collections;
+import java.util.Deque;
+import java.util.HashSet;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.Parameters;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Failure;
+import zolt.cli.output.Json;
+import zolt.cli.output.Progress;
+import zolt.cli.output.Session;
+import zolt.cli.output.Sizes;
+import zolt.fs.FileStatus;
+import zolt.fs.FileType;
+
+@Command(name = "du", description = {"Sum up the sizes of directories and what is in them, in bytes, as du -b"
+    + " does: of files with several names one counts. What the disks hold is not known: see --copies."},
+        footer = {"", "Examples: zolt du -sh /srv/data", "          zolt du --copies -d 1 /srv"})
+final class DuCommand extends Action {
+    @Option(names = {"-s", "--summarize"}, description = "Only the sum of each PATH.")
+    boolean summarize;
+
+    @Option(names = {"-a", "--all"}, description = "Files too, not only directories.")
+    boolean all;
+
+    @Option(names = {"-h", "--human-readable"}, description = "Sizes such as 1.5G.")
+    boolean human;
+
+    @Option(names = {"-c", "--total"}, description = "With the sum of all.")
+    boolean total;
+
+    @Option(names = {"-d", "--max-depth"}, paramLabel = "N", description = "Directories down to this depth.")
+    int depth = Integer.MAX_VALUE;
+
+    @Option(names = "--copies", description = "Each file's bytes once for each of its copies.")
+    boolean copies;
+
+    @Parameters(paramLabel = "PATH", arity = "0..*", description = "Trees; \".\" if omitted.")
+    List<String> paths;
+
+    private final Set<String> seen = new HashSet<>();
+    /** Of the directories on the way down, and of all at the bottom. */
+    private final Deque<long[]> sums = new ArrayDeque<>();
+
+    private Progress progress;
+
+    DuCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    void run() throws IOException, Failure {
+        if (summarize && all) {
+            throw new Failure(Exit.USAGE, "-s and -a exclude each other");
+        }
+        depth = summarize ? 0 : depth;
+        FileStatus reader = new FileStatus();
+        sums.push(new long[1]);
+        try (TreeWalk walk = new TreeWalk(session, new TreeWalk.Visitor() {
+            @Override
+            public boolean visit(TreeWalk.Node node) throws IOException {
+                return add(node, reader);
+            }
+
+            @Override
+            public void leave(TreeWalk.Node node) {
+                long sum = sums.pop()[0];
+                sums.peek()[0] += sum;
+                print(node.path, node.depth, sum);
+            }
+        })) {
+            progress = walk.progress;
+            forEach(paths == null ? Collections.singletonList(".") : paths, path -> walk.walk(path, false));
+            if (total && !session.stop.isAsked()) {
+                print("total", 0, sums.peek()[0]);
+            }
+            walk.summary(null);
+        }
+    }
+
+    private boolean add(TreeWalk.Node node, FileStatus reader) throws IOException {
+        if (node.isDirectory()) {
+            sums.push(new long[1]);
+        }
+        // The library's record has no number of names.
+        Map<String, Object> found = Files.readAttributes(Paths.get(node.path), "unix:size,nlink,ino,dev",
+                LinkOption.NOFOLLOW_LINKS);
+        if (!node.isDirectory() && (Integer) found.get("nlink") > 1
+                && !seen.add(found.get("dev") + " " + found.get("ino"))) {
+            return false;
+        }
+        long size = (Long) found.get("size");
+        if (copies && node.type == FileType.FILE) {
+            reader.read(node.path);
+            size *= reader.replication();
+        }
+        sums.peek()[0] += size;
+        if (!node.isDirectory() && (all || node.depth == 0)) {
+            print(node.path, node.depth, size);
+        }
+        return true;
+    }
+
+    private void print(String path, int at, long bytes) {
+        if (at > depth) {
+            return;
+        }
+        progress.clear();
+        if (json) {
+            out.line(new Json().put("path", path).put("bytes", bytes).toString());
+            return;
+        }
+        out.text((human ? Sizes.human(bytes) : "" + bytes) + "\t" + session.shown(path));
+        out.endName();
+    }
+}

@@ -1,0 +1,52 @@
+package zolt.cli.commands;
+
+import java.io.IOException;
+import java.io.PrintStream;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Parameters;
+import zolt.cli.doctor.Rights;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Failure;
+import zolt.cli.output.Session;
+import zolt.cli.output.Shown;
+import zolt.fs.DirectoryListing;
+import zolt.tour.Tour;
+
+@Command(name = "tour", description = "Show what the library does, on a directory and on files of its"
+    + " own that it removes.", footer = {"", "Example: zolt tour /srv/data"})
+final class TourCommand extends Action {
+    @Parameters(paramLabel = "DIR", arity = "0..1", defaultValue = ".",
+            description = "A directory to list; \".\" if omitted.")
+    String directory;
+
+    TourCommand(Session session) {
+        super(session);
+    }
+
+    @Override
+    boolean answersInJson() {
+        return false;
+    }
+
+    @Override
+    void run() throws IOException, Failure {
+        try {
+            DirectoryListing.open(directory).close();
+        } catch (IOException e) {
+            session.fail(directory, e);
+            return;
+        }
+        Path path = Paths.get(directory).toAbsolutePath().normalize();
+        PrintStream page = new PrintStream(out, true, "UTF-8");
+        try {
+            Tour.take(page, session.outIsTerminal, Shown::line, path,
+                    Rights.now().has(Rights.SETUID, Rights.SETGID));
+        } catch (InterruptedException e) {
+            throw new Failure(Exit.FAILED, "interrupted");
+        } finally {
+            page.flush();
+        }
+    }
+}

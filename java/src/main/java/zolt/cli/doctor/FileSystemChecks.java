@@ -1,0 +1,191 @@
+package zolt.cli.doctor;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.file.FileStore;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import java.nio.file.StandardOpenOption;
+import java.util.Arrays;
+import zolt.fs.Acl;
+import zolt.fs.AclEntry;
+import zolt.fs.BlockLocations;
+import zolt.fs.DirectoryListing;
+import zolt.fs.ExtendedAttributes;
+import zolt.fs.FileStatus;
+import zolt.fs.Lease;
+import zolt.fs.PathFailure;
+
+/** What the doctor tries on a file system. */
+public final class FileSystemChecks {
+    private static final byte[] VALUE = {1, 2, 3};
+    private static final int BLOCK = 4096;
+
+    private final Findings findings;
+    private final String path;
+
+    public FileSystemChecks(Findings findings, String path) {
+        this.findings = findings;
+        this.path = path;
+    }
+
+    public void all() {
+        FileStatus status = new FileStatus();
+        try {
+            status.readFast(path);
+        } catch (IOException e) {
+            findings.fail("status", path + ": " + e.getMessage(),
+                    "zolt why --for look " + Remedy.quoted(path));
+            return;
+        }
+        if (!status.isDirectory()) {
+            findings.fail("status", path + " is no directory", "name a directory of the file system");
+            return;
+        }
+        findings.ok("status", path + " is a directory of " + status.owner());
+        mount();
+        tried("listing", "zolt why " + Remedy.quoted(path), () -> {
+            int entries = 0;
+            try (DirectoryListing listing = DirectoryListing.open(path)) {
+                while (listing.advance()) {
+                    entries++;
+                }
+            }
+            return entries + (entries == 1 ? " entry" : " entries");
+        });
+        Path file;
+        try {
+            file = Files.createTempFile(Paths.get(path), ".zolt-doctor-", "");
+        } catch (IOException e) {
+            notMade(e);
+            return;
+        }
+        file.toFile().deleteOnExit(); // where a signal ends the command
+        try {
+            fill(file);
+            write(file.toString());
+        } finally {
+            remove(file);
+        }
+    }
+
+    /** What else asks for a file to try it on was not tried. */
+    private void notMade(IOException e) {
+        String shortage = Shortage.of(e, path);
+        String untried = "no file can be made in " + path + ", so attributes, access control lists, leases and"
+                + " blocks were not tried";
+        if (shortage != null) {
+            findings.fail("writing", untried + ": " + shortage, Shortage.MEND);
+        } else if (isRefused()) {
+            findings.warn("writing", untried, "zolt why --for w " + Remedy.quoted(path));
+        } else {
+            findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory of a file system that"
+                    + " keeps files");
+        }
+    }
+
+    /** Whether something is the reason that can be named, and so be mended. */
+    private boolean isRefused() {
+        try {
+            return PathFailure.of(path, PathFailure.Access.WRITE).map(PathFailure::reason)
+                    .filter(reason -> reason != PathFailure.Reason.FILE_SYSTEM
+                            && reason != PathFailure.Reason.UNKNOWN).isPresent();
+        } catch (IOException e) {
+            return false;
+        }
+    }
+
+    /** A file system may make files and have no room for what is in them. */
+    private void fill(Path file) {
+        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.WRITE)) {
+            channel.write(ByteBuffer.allocate(BLOCK));
+            channel.force(true);
+            findings.ok("writing", "a file was made and written");
+        } catch (IOException e) {
+            String shortage = Shortage.of(e, path);
+            findings.fail("writing", path + ": " + (shortage != null ? shortage : Shortage.reason(e)),
+                    shortage != null ? Shortage.MEND : "see the log of the kernel");
+        }
+    }
+
+    private void mount() {
+        try {
+            FileStore store = Files.getFileStore(Paths.get(path));
+            if (store.isReadOnly()) {
+                findings.fail("mount", store + " type " + store.type() + " is mounted read-only",
+                        "mount it for writing");
+            } else {
+                findings.ok("mount", store + " type " + store.type());
+            }
+        } catch (IOException e) {
+            findings.warn("mount", "the mount table does not show it: " + e.getMessage(),
+                    "see /etc/mtab, which should lead to /proc/self/mounts");
+        }
+    }
+
+    private void write(String file) {
+        tried("attributes", "mount with user_xattr", () -> {
+            ExtendedAttributes attributes = ExtendedAttributes.of(file);
+            attributes.set("user.zolt.doctor", VALUE);
+            byte[] read = attributes.get("user.zolt.doctor").orElse(new byte[0]);
+            attributes.remove("user.zolt.doctor");
+            return Arrays.equals(read, VALUE) ? "set, read and removed" : null;
+        });
+        String mend = Acl.isAvailable() ? "mount with POSIX ACLs (ext4, xfs: on by default; else -o acl)"
+                : "install libacl1";
+        tried("ACLs", mend, () -> {
+            Acl wanted = Acl.of(AclEntry.user(0, AclEntry.READ));
+            wanted.modify(file);
+            boolean there = !Acl.get(file).isMinimal();
+            Acl.clear(file);
+            return there && Acl.get(file).isMinimal() ? "set, read and removed" : null;
+        });
+        tried("leases", "as for attributes", () -> {
+            Lease lease = Lease.of(file);
+            lease.set("zolt doctor");
+            boolean held = lease.holder(Lease.NEVER).isPresent();
+            lease.remove();
+            return held ? "taken, seen and ended" : null;
+        });
+        tried("blocks", "see the log of the file system's client", () -> {
+            FileStatus status = new FileStatus();
+            status.read(file);
+            BlockLocations.of(file, BlockLocations.Form.RANKED);
+            return "the client answers: replication " + status.replication() + ", HDFS blocks of "
+                    + status.blockSize() + " bytes";
+        });
+    }
+
+    private void remove(Path file) {
+        try {
+            Files.delete(file);
+        } catch (IOException e) {
+            findings.warn("writing", file + " could not be removed again", "remove it");
+        }
+    }
+
+    /** Something that the file system may refuse; null stands for an answer that is wrong. */
+    private interface Trial {
+        String run() throws IOException;
+    }
+
+    private void tried(String check, String mend, Trial trial) {
+        try {
+            String found = trial.run();
+            if (found == null) {
+                findings.fail(check, "what was set was not what was read", mend);
+            } else {
+                findings.ok(check, found);
+            }
+        } catch (IOException e) {
+            String shortage = Shortage.of(e, path);
+            if (shortage != null) {
+                findings.fail(check, path + ": " + shortage, Shortage.MEND);
+            } else {
+                findings.fail(check, String.valueOf(e.getMessage()), mend);
+            }
+        }
+    }
+}

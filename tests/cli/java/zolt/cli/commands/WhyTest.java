@@ -1,0 +1,282 @@
+package zolt.cli.commands;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Collections;
+import java.util.List;
+import java.util.Map;
+import java.util.Random;
+import java.util.stream.Collectors;
+import org.junit.jupiter.api.Assumptions;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
+import zolt.cli.Cli;
+import zolt.cli.CliFixture;
+import zolt.cli.Tool;
+import zolt.cli.Value;
+import zolt.cli.output.Exit;
+
+/** The verdicts are those of the kernel, which is asked in a process of the user. */
+class WhyTest extends CliFixture {
+    private static final String[] USERS = {"nobody", "daemon", "bin", "www-data", "root"};
+    private static final String[] OWNERS = {"root", "nobody", "daemon", "bin", "sys", "www-data"};
+    private static final String[] GROUPS = {"root", "nogroup", "daemon", "bin", "sys", "www-data"};
+    private static final String[] PURPOSES = {"look", "r", "w", "x"};
+    private static final String[] TESTS = {"-e", "-r", "-w", "-x"};
+    /** Who makes files in a directory searches it, too. */
+    private static final String ALSO = " && { [ ! -d \"$p\" ] || [ %s != -w ] || [ -x \"$p\" ]; }";
+    private static final int MOST_STEPS = 8;
+
+    private final List<String> paths = new ArrayList<>();
+    private final StringBuilder script = new StringBuilder();
+    private Random random;
+
+    private void makeTree(int seed) throws Exception {
+        random = new Random(seed);
+        paths.clear();
+        script.setLength(0);
+        String top = Files.createDirectory(dir.resolve("t")).toString();
+        grow(top, 3);
+        for (int link = 0; link < 6; link++) {
+            String target = paths.get(random.nextInt(paths.size()));
+            Tool.raw("ln", "-s", link % 2 == 0 ? target : dir.relativize(Path.of(target))
+                    .toString(), path("link" + link));
+            paths.add(path("link" + link));
+            paths.add(path("link" + link) + "/f0");
+        }
+        paths.add(top + "/no/such");
+        Tool.sh(script.toString());
+    }
+
+    private void grow(String directory, int depth) throws Exception {
+        for (int each = 0; each < 3; each++) {
+            String file = directory + "/f" + each;
+            Files.write(Path.of(file), new byte[0]);
+            dress(file);
+            if (depth > 0 && each < 2) {
+                String inner = directory + "/d" + each;
+                Files.createDirectory(Path.of(inner));
+                grow(inner, depth - 1);
+                dress(inner);
+            }
+        }
+    }
+
+    /** Any owner, any mode, often a list, often a mask that takes everything. */
+    private void dress(String path) {
+        script.append("chown ").append(OWNERS[random.nextInt(OWNERS.length)]).append(':')
+                .append(GROUPS[random.nextInt(GROUPS.length)]).append(' ').append(path).append('\n');
+        // Half of the directories may be entered, or nothing deep would ever be reached.
+        int mode = random.nextInt(01000) | (random.nextBoolean() ? 0111 : 0);
+        script.append("chmod ").append(Integer.toOctalString(mode)).append(' ').append(path)
+                .append('\n');
+        if (random.nextInt(3) > 0) {
+            script.append("setfacl -m u:").append(OWNERS[random.nextInt(OWNERS.length)]).append(':')
+                    .append(random.nextInt(8)).append(",g:").append(GROUPS[random.nextInt(GROUPS.length)])
+                    .append(':').append(random.nextInt(8)).append(",g:")
+                    .append(GROUPS[random.nextInt(GROUPS.length)]).append(':').append(random.nextInt(8))
+                    .append(",m::").append(random.nextInt(3) == 0 ? 0 : random.nextInt(8)).append(' ')
+                    .append(path).append('\n');
+        }
+        paths.add(path);
+    }
+
+    /** What access(2) answers to a process of the user, a line a path. */
+    private List<String> kernel(String user, String test, List<String> asked) throws Exception {
+        return asUser(user, asked, "[ " + test + " \"$p\" ]" + String.format(ALSO, test));
+    }
+
+    /** Whether a command of the shell succeeds for a process of the user, a line a path. */
+    private List<String> asUser(String user, List<String> asked, String command) throws Exception {
+        return Tool.lines(Tool.with(asked, "setpriv", "--reuid", user, "--regid",
+                Tool.text("id", "-g", user).trim(), user.equals("root") ? "--keep-groups"
+                        : "--init-groups", "bash", "-c", "for p; do " + command
+                                + " && echo true || echo false; done", "bash"));
+    }
+
+    @ParameterizedTest
+    @ValueSource(ints = {1, 2, 3})
+    void verdictsAreThoseOfTheKernel(int seed) throws Exception {
+        makeTree(seed);
+        int permitted = 0;
+        int refused = 0;
+        for (String user : USERS) {
+            for (int purpose = 0; purpose < PURPOSES.length; purpose++) {
+                List<String> expected = kernel(user, TESTS[purpose], paths);
+                List<String> lines = Cli.run(Tool.with(paths, "why", "--json", "--as", user, "--for",
+                        PURPOSES[purpose])).lines();
+                assertEquals(paths.size(), lines.size());
+                for (int at = 0; at < lines.size(); at++) {
+                    Map<String, Object> verdict = Value.object(lines.get(at));
+                    assertEquals(expected.get(at), verdict.get("permitted").toString(),
+                            user + " " + PURPOSES[purpose] + " " + lines.get(at));
+                    permitted += (Boolean) verdict.get("permitted") ? 1 : 0;
+                    refused += "refused".equals(verdict.get("reason")) ? 1 : 0;
+                }
+            }
+        }
+        assertTrue(permitted > 200 && refused > 200, permitted + " permitted, " + refused + " refused");
+    }
+
+    /** What it says would permit it does, step by step, and takes nothing from that user. */
+    @Test
+    void theRemediesHelp() throws Exception {
+        makeTree(4);
+        int helped = 0;
+        for (int round = 0; round < 40; round++) {
+            String user = USERS[random.nextInt(USERS.length - 1)];
+            int purpose = 1 + random.nextInt(3);
+            String path = paths.get(random.nextInt(paths.size()));
+            int steps = 0;
+            Map<String, Object> verdict = why(user, purpose, path);
+            while (verdict.get("remedy") != null) {
+                assertTrue(steps++ < MOST_STEPS, verdict.toString());
+                List<String> before = rights(user, (String) verdict.get("component"));
+                String[] remedy = ((String) verdict.get("remedy")).substring("zolt ".length()).split(" ");
+                Cli.done(remedy);
+                List<String> after = rights(user, (String) verdict.get("component"));
+                for (int right = 0; right < before.size(); right++) {
+                    assertTrue(after.get(right).equals("true") || before.get(right).equals("false"),
+                            verdict + " " + before + " " + after);
+                }
+                verdict = why(user, purpose, path);
+            }
+            if (steps > 0 && (Boolean) verdict.get("permitted")) {
+                helped++;
+                assertEquals(List.of("true"), kernel(user, TESTS[purpose], List.of(path)), path);
+            }
+        }
+        assertTrue(helped > 10, "helped: " + helped);
+    }
+
+    private static Map<String, Object> why(String user, int purpose, String path) {
+        return Value.object(Cli.run("why", "--json", "--as", user, "--for", PURPOSES[purpose], path)
+                .text().trim());
+    }
+
+    private List<String> rights(String user, String component) throws Exception {
+        List<String> rights = new ArrayList<>();
+        for (int purpose = 1; purpose < TESTS.length; purpose++) {
+            rights.addAll(kernel(user, TESTS[purpose], List.of(component)));
+        }
+        return rights;
+    }
+
+    /** What it says of removals is what the kernel then does; half of the directories are sticky. */
+    @Test
+    void removalsAreThoseOfTheKernel() throws Exception {
+        int removed = 0;
+        int refused = 0;
+        for (int seed = 5; seed < 15; seed++) {
+            makeTree(seed);
+            Tool.sh("find $1/t -type d | sed -n 'p;n' | xargs chmod +t; chmod a+x $1/t", dir.toString());
+            String user = USERS[seed % USERS.length];
+            List<String> files = paths.stream().filter(path -> path.matches(".*/(t/.*/f.|link.)"))
+                    .collect(Collectors.toList());
+            List<String> verdicts = new ArrayList<>();
+            for (String line : Cli.run(Tool.with(files, "why", "--json", "--as", user, "--for", "d"))
+                    .lines()) {
+                verdicts.add(Value.object(line).get("permitted").toString());
+                refused += line.contains("\"reason\":\"sticky\"") ? 1 : 0;
+            }
+            List<String> done = asUser(user, files, "unlink \"$p\" 2>/dev/null");
+            assertEquals(done, verdicts, user + " " + files);
+            removed += Collections.frequency(done, "true");
+            Tool.sh("rm -rf $1/*", dir.toString());
+        }
+        assertTrue(removed > 50 && refused > 10, removed + " removed, " + refused + " refused");
+    }
+
+    /** Mounts that refuse, in full or in part, one of them hidden below another. */
+    @Test
+    void mountsRefuseAsTheKernelDoes() throws Exception {
+        String script = "set -e; cd \"$1\"; mkdir 'm m' hidden; mount -t tmpfs none 'm m'; chmod 1777 'm m';"
+                + " cd 'm m'; for d in rw ro noexec deep deep/ro super; do mkdir $d; touch $d/f; chmod 777 $d $d/f;"
+                + " done; mkfifo -m 777 ro/pipe; install -m 755 /dev/null noexec/own; ln -s ../ro rw/link;"
+                + " mount --bind ro ro; mount -o remount,bind,ro ro;"
+                + " mount --bind noexec noexec; mount -o remount,bind,noexec noexec;"
+                + " mount --bind deep/ro deep/ro; mount -o remount,bind,ro deep/ro;"
+                + " mount -t tmpfs none super; install -m 777 /dev/null super/f; mount -o remount,ro super;"
+                + " mount -o remount,bind,rw super;"
+                + " mount --bind deep deep; mkdir -p deep/ro; cd ../hidden; mkdir in; touch in/f;"
+                + " chmod 777 in in/f; mount --bind in in; mount -o remount,bind,ro in; cd ..;"
+                + " mount -t tmpfs none hidden; mkdir hidden/in; touch hidden/in/f; chmod 777 hidden/in hidden/in/f";
+        try {
+            Assumptions.assumeTrue(mayMount(), "this process may not mount");
+            Tool.sh(script, dir.toString());
+            List<String> asked = Tool.lines("find", dir.toString());
+            assertEquals(20, asked.size(), asked.toString());
+            for (String user : new String[] {"root", "nobody"}) {
+                for (int purpose = 1; purpose < TESTS.length; purpose++) {
+                    List<String> lines = Cli.run(Tool.with(asked, "why", "--json", "--as", user, "--for",
+                            PURPOSES[purpose])).lines();
+                    List<String> expected = kernel(user, TESTS[purpose], asked);
+                    for (int at = 0; at < asked.size(); at++) {
+                        assertEquals(expected.get(at), Value.object(lines.get(at)).get("permitted")
+                                .toString(), user + " " + PURPOSES[purpose] + " " + lines.get(at));
+                    }
+                }
+            }
+            String mount = path("m m") + "/ro";
+            Cli run = Cli.run("why", "--for", "w", mount + "/f");
+            assertEquals(Exit.DENIED, run.code);
+            assertEquals("no one may write " + mount + "/f: " + mount + " is mounted read-only\n"
+                    + "  to permit it: mount -o remount,rw '" + mount + "'\n", run.text());
+            assertEquals("no one may execute " + path("m m/noexec/own") + ": " + path("m m/noexec")
+                    + " is mounted noexec\n  to permit it: mount -o remount,exec '" + path("m m/noexec")
+                    + "'\n", Cli.run("why", "--for", "x", path("m m/noexec/own")).text());
+            assertEquals("no one may write " + mount + ": " + mount + " is mounted read-only\n",
+                    Cli.run("why", "--for", "d", mount + "/f").text().replaceFirst("  to .*\n", ""));
+            assertEquals("no one may remove " + mount + ": a file system is mounted there\n",
+                    Cli.run("why", "--for", "d", mount).text());
+            assertEquals("root may remove " + path("m m/rw/link") + "\n",
+                    Cli.done("why", "--for", "d", path("m m/rw/link")).text());
+        } finally {
+            // With all that is mounted upon them, hidden or not.
+            Tool.sh("cd \"$1\"; for mount in 'm m' hidden hidden/in; do umount -l \"$mount\"; done 2>&1; true",
+                    dir.toString());
+        }
+    }
+
+    private boolean mayMount() throws Exception {
+        return Tool.sh("mount -t tmpfs none \"$1\" 2>/dev/null && umount \"$1\" && echo yes || true",
+                dir.toString()).equals("yes\n");
+    }
+
+    @Test
+    void itIsSaidInPlainWords() throws Exception {
+        Tool.sh("cd $1; mkdir closed; echo x > closed/f; chmod 700 closed; echo y > f; chmod 640 f;"
+                + " setfacl -m u:nobody:rw,m::- f", dir.toString());
+        Cli run = Cli.run("why", "--as", "daemon", path("closed/f"));
+        assertEquals(Exit.DENIED, run.code);
+        assertEquals("", run.err);
+        assertTrue(run.text().startsWith("daemon may not search " + path("closed")
+                + " (drwx------ root root): "), run.text());
+        assertTrue(run.text().endsWith("  to permit it: zolt acl modify u:daemon:--x " + path("closed")
+                + "\n"), run.text());
+        Tool.sh("cd $1; mkdir -m 1777 sticky; touch sticky/mine; chown bin sticky/mine", dir.toString());
+        run = Cli.run("why", "--as", "daemon", "--for", "d", path("sticky/mine"));
+        assertEquals(Exit.DENIED, run.code);
+        assertEquals("daemon may not remove " + path("sticky/mine") + " from " + path("sticky")
+                + " (drwxrwxrwt root root): the directory is sticky, and daemon owns neither it nor what is to"
+                + " be removed, which is bin's\n", run.text());
+        run = Cli.run("why", "--as", "daemon", "--for", "d", path("f"));
+        assertTrue(run.text().startsWith("daemon may not remove anything from " + dir + " (drwxr-xr-x "),
+                run.text());
+        Tool.raw("setfacl", "-m", "u:nobody:rw,m::r", path("f"));
+        run = Cli.run("why", "--as", "nobody", "--for", "w", path("f"));
+        assertTrue(run.text().contains("the entry user:nobody:rw- permits it, but the mask takes it away"),
+                run.text());
+        assertEquals("nobody may read " + path("f") + "\n",
+                Cli.done("why", "--as", "nobody", path("f")).text());
+        run = Cli.run("why", path("no/f"));
+        assertEquals(Exit.NOT_FOUND, run.code);
+        assertEquals(path("no") + " does not exist\n", run.text());
+        Cli.fails(Exit.NOT_FOUND, "no-such-user: unknown user", "why", "--as", "no-such-user", "/");
+    }
+}

@@ -1,0 +1,117 @@
+package zolt.cli.doctor;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.file.FileSystemException;
+import java.nio.file.Files;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import org.junit.jupiter.api.Assumptions;
+import org.junit.jupiter.api.Test;
+import zolt.cli.Cli;
+import zolt.cli.CliFixture;
+import zolt.cli.Tool;
+import zolt.cli.Value;
+import zolt.cli.output.Exit;
+
+class DoctorTest extends CliFixture {
+    private static Map<String, Map<String, Object>> findings(Cli run) {
+        Map<String, Map<String, Object>> findings = new LinkedHashMap<>();
+        for (String line : run.lines()) {
+            Map<String, Object> finding = Value.object(line);
+            findings.put((String) finding.get("check"), finding);
+            boolean mended = !finding.get("verdict").equals("ok");
+            assertEquals(mended, finding.get("mend") != null, line);
+        }
+        return findings;
+    }
+
+    @Test
+    void aGoodPlaceIsFoundGoodAndLeftAsItWas() throws Exception {
+        Map<String, Map<String, Object>> found =
+                findings(Cli.done("doctor", "--json", dir.toString()));
+        for (String check : List.of("library", "libacl", "identity", "nobody", "superuser", "log level",
+                "status", "mount", "listing", "attributes", "ACLs", "leases", "blocks")) {
+            assertNotNull(found.get(check), check);
+            assertEquals("ok", found.get(check).get("verdict"), found.get(check).toString());
+        }
+        assertEquals("warn", found.get("client").get("verdict"), "the embedded client is one to know of");
+        assertEquals("", Tool.raw("ls", "-A", dir.toString()));
+        assertTrue(found.get("library").get("found").toString().endsWith(", version 1.0.0"));
+    }
+
+    @Test
+    void aFileSystemWithoutAttributesFails() {
+        Cli run = Cli.run("doctor", "--json", "/proc");
+        assertEquals("fail", findings(run).get("writing").get("verdict"));
+        assertEquals(Exit.FAILED, run.code);
+        assertFalse(run.text().contains("zolt why"), "nothing refuses there: " + run.text());
+        run = Cli.run("doctor", "--json", path("no"));
+        assertEquals(Exit.FAILED, run.code);
+        assertEquals("fail", findings(run).get("status").get("verdict"));
+    }
+
+    @Test
+    void aPlaceThatIsNotOnesOwnIsNotTried() throws Exception {
+        Map<String, Map<String, Object>> found =
+                findings(Cli.done("doctor", "--as", "nobody", "--json", dir.toString()));
+        assertEquals("warn", found.get("writing").get("verdict"));
+        assertEquals(null, found.get("attributes"));
+        String file = file("file");
+        assertEquals(Exit.FAILED, Cli.run("doctor", file).code);
+        assertTrue(Files.exists(dir.resolve("file")));
+    }
+
+    @Test
+    void aFileSystemThatIsFullFails() throws Exception {
+        Map<String, String> kinds = Map.of("size=4k", "no space is left on ", "nr_inodes=1",
+                "no inodes are left \\([0-9]+ bytes of space are\\) on ");
+        for (Map.Entry<String, String> kind : kinds.entrySet()) {
+            String full = dir.resolve("full").toString();
+            Assumptions.assumeTrue(new ProcessBuilder("sh", "-c", "mkdir -p \"$1\" && mount -t tmpfs -o \"$2\" none"
+                    + " \"$1\" && { head -c 8192 /dev/zero >\"$1/fill\"; :; } 2>/dev/null", "sh", full, kind.getKey())
+                    .start().waitFor() == 0, "this process may not mount");
+            try {
+                Cli run = Cli.run("doctor", "--json", full);
+                Map<String, Object> writing = findings(run).get("writing");
+                assertEquals("fail", writing.get("verdict"));
+                assertTrue(writing.get("found").toString().matches(".*" + full + ".*: " + kind.getValue() + full + ".*"),
+                        writing.toString());
+                assertEquals(Shortage.MEND, writing.get("mend"));
+                assertEquals(Exit.FAILED, run.code);
+            } finally {
+                Tool.raw("umount", full);
+            }
+        }
+        assertEquals("the quota of this user is used up",
+                Shortage.of(new FileSystemException("/f", null, "Disk quota exceeded"), "/"));
+        assertEquals("the quota of this user is used up",
+                Shortage.of(new IOException("Disk quota exceeded: setxattr failed for user.a"), "/"));
+    }
+
+    @Test
+    void aRunningServiceIsExamined() throws Exception {
+        long self = ProcessHandle.current().pid();
+        Map<String, Map<String, Object>> found = findings(Cli.run("doctor", "--json", "--pid", String.valueOf(self)));
+        assertTrue(found.get("libzolthadoop").get("found").toString().endsWith("/libzolthadoop.so.1.0.0"));
+        for (String check : List.of("process", "libzolt", "libacl", "groups")) {
+            assertEquals("ok", found.get(check).get("verdict"), found.get(check).toString());
+        }
+        assertTrue(found.get("open files").get("found").toString().matches("[0-9]+ of up to .*"));
+
+        Cli.fails(Exit.NOT_FOUND, "4194305: no such process", "doctor", "--pid", "4194305"); // more than there may be
+    }
+
+    @Test
+    void peopleSeeColumnsAndHowToMend() {
+        String text = Cli.done("doctor").text();
+        assertTrue(text.contains("ok   libacl           /"), text);
+        assertTrue(text.contains("warn client           /"), text);
+        assertTrue(text.contains("\n                      mend: "), text);
+    }
+}
