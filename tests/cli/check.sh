@@ -110,6 +110,11 @@ for signal in TERM HUP; do
 done
 script -qec "$zolt chmod -R 640 $work/tree $work/tree $work/tree $work/tree" /dev/null </dev/null |
   grep -qE '[0-9]+ entries, in .*/tree' || fail 'no progress of a change on a terminal'
+trees=$(printf "$work/tree %.0s" {1..20})
+for call in 'find -name none' leases; do
+  script -qec "$zolt $call $trees" /dev/null </dev/null | grep -qE '[0-9]+ entries, in .*/tree' ||
+    fail "no progress of $call on a terminal"
+done
 rm -r "$work/tree"
 
 # Colour and progress are for terminals.

@@ -146,8 +146,9 @@ final class Diagnosis {
 
     private PathFailure.Reason obstacleOfFlags(Probe.Answer answer) {
         if (Probe.isFlagged(component.real)) {
-            return answer == Probe.Answer.FORBIDDEN_TO_ALL ? PathFailure.Reason.IMMUTABLE
-                    : PathFailure.Reason.APPEND_ONLY;
+            return mount != null && mount.hasFixedFlags() ? PathFailure.Reason.FILE_SYSTEM
+                    : answer == Probe.Answer.FORBIDDEN_TO_ALL ? PathFailure.Reason.IMMUTABLE
+                            : PathFailure.Reason.APPEND_ONLY;
         }
         if (walk.removed != null && Probe.isFlagged(walk.removed)) {
             component = Component.named(walk.removed);

@@ -143,6 +143,11 @@ final class Mount {
         return options.contains("nodev");
     }
 
+    /** Whether the flags of chattr(1) are the kernel's own there, as of what proc(5) shows, and cannot be changed. */
+    boolean hasFixedFlags() {
+        return type.equals("proc");
+    }
+
     /** Whether what is written may count against a limit that only the kernel knows. */
     boolean hasQuotas() {
         return superOptions.stream().anyMatch(option -> QUOTA.matcher(option).matches());

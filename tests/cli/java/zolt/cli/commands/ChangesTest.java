@@ -6,6 +6,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
 import zolt.cli.Cli;
 import zolt.cli.CliFixture;
 import zolt.cli.Tool;
@@ -131,6 +133,24 @@ class ChangesTest extends CliFixture {
         Cli.fails(Exit.DENIED, path + ": Operation not permitted", "chmod", "--as", "nobody", "644", path);
         assertEquals("{\"path\":\"" + path + "\",\"mode\":\"0644\"}\n",
                 Cli.done("chmod", "--json", "644", path).text());
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"755", "0750", "1777", "0", "00755", "000000"})
+    void numbersTakeFromDirectoriesWhatThoseOfChmodTake(String mode) throws Exception {
+        for (String kind : List.of("mkdir", "touch")) {
+            String ours = path(kind + "-ours");
+            String theirs = path(kind + "-theirs");
+            Tool.sh("$1 \"$2\" \"$3\"; chmod 6711 \"$2\" \"$3\"; chmod \"$4\" \"$3\"", kind, ours, theirs, mode);
+            assertEquals(kind.equals("mkdir") && mode.length() < 5 ? Integer.parseInt(mode, 8) | 06000
+                    : Integer.parseInt(mode, 8), Integer.parseInt(Tool.text("stat", "-c", "%a", theirs).trim(), 8));
+            Cli.done("chmod", mode, ours);
+            assertEquals(Tool.text("stat", "-c", "%a", theirs), Tool.text("stat", "-c", "%a", ours), kind);
+        }
+        Tool.raw("chmod", "02711", path("mkdir-ours"));
+        Cli.fails(Exit.DENIED, path("mkdir-ours") + ": Operation not permitted", "chmod", "--as", "nobody", "755",
+                path("mkdir-ours"));
+        assertEquals("2711\n", Tool.text("stat", "-c", "%a", path("mkdir-ours")));
     }
 
     @Test

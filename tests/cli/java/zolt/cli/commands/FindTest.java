@@ -185,6 +185,22 @@ class FindTest extends CliFixture {
                 Cli.done(Tool.with(roots, Tool.with(List.of(words), "du"))).raw());
     }
 
+    @ParameterizedTest
+    @ValueSource(strings = {"a a/b", "a/b a", "a a/s0", "a/s0 a", "a/s0 a/s0", "a a", "a/b/../s0 a d a", ". a"})
+    void whatLiesInAnotherPathCountsOnce(String trees) throws Exception {
+        makeTree();
+        List<String> roots = new ArrayList<>();
+        for (String tree : trees.split(" ")) {
+            roots.add(path(tree));
+        }
+        for (String options : List.of("-c", "-ac", "-sc", "-c0")) {
+            assertEquals(Tool.raw(Tool.with(roots, "du", "-b", options)),
+                    Cli.done(Tool.with(roots, "du", options)).raw(), options);
+            assertEquals(Tool.raw(Tool.with(roots, "du", "-b", options)), Cli.fed(String.join(options.endsWith("0")
+                    ? "\0" : "\n", roots), "du", options, "-").raw(), options);
+        }
+    }
+
     @Test
     void copiesCountInSums() throws Exception {
         Tool.sh("mkdir \"$1/t\"; truncate -s 1000 \"$1/t/two\" \"$1/t/three\"", dir.toString());
@@ -239,6 +255,8 @@ class FindTest extends CliFixture {
         assertEquals(List.of("-\t" + path("d/t59"), "alive\t" + path("d/t10"), "dead\t" + path("a/s0"),
                 "dead\t" + path("a/s512")), found);
         assertEquals(2, Cli.done("leases", "--holder", "dead", dir.toString()).lines().size());
+        assertEquals(Cli.done("leases", dir.toString()).raw().replace('\n', '\0'),
+                Cli.done("leases", "-0", dir.toString()).raw());
         assertEquals(0, Cli.done("leases", "--older", "1h", dir.toString()).lines().size());
         Map<String, Object> object = Value.object(Cli.done("leases", "--json", path("d/t10")).text().trim());
         assertEquals("alive", object.get("holder"));

@@ -154,6 +154,17 @@ class RecursiveTest extends CliFixture {
     }
 
     @Test
+    void aRestoringThatIsInterruptedEndsAfterAPath() throws Exception {
+        String form = "# file: %s\nuser::r--\ngroup::---\nother::---\n\n";
+        String first = file("first");
+        String second = file("second");
+        Tool.raw("chmod", "644", first, second);
+        Cli run = Cli.stopped(String.format(form, first), String.format(form, second), "acl", "restore", "-");
+        assertEquals("zolt: 1 restored, and then stopped by a signal\n", run.err);
+        assertEquals("400\n644\n", Tool.text("stat", "-c", "%a", first, second));
+    }
+
+    @Test
     void attributesAndCopiesReachAllFilesOfATree() throws Exception {
         String tree = tree("tree");
         assertEquals("zolt: 12 changed, 4 left alone, 0 failed",

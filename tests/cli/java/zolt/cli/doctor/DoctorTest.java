@@ -56,6 +56,20 @@ class DoctorTest extends CliFixture {
         assertEquals("fail", findings(run).get("status").get("verdict"));
     }
 
+    /** The kernel has made it immutable, and chattr(1) cannot change that. */
+    @Test
+    void whatProcKeepsFromEveryoneIsNotToBeMended() {
+        Cli run = Cli.run("doctor", "--json", "/proc/self");
+        Map<String, Object> writing = findings(run).get("writing");
+        assertEquals("fail", writing.get("verdict"));
+        assertEquals("name a directory of a file system that keeps files", writing.get("mend"));
+        run = Cli.run("why", "--for", "w", "--json", "/proc/self");
+        Map<String, Object> why = Value.object(run.text().trim());
+        assertEquals("file_system", why.get("reason"));
+        assertEquals(null, why.get("remedy"));
+        assertEquals(Exit.DENIED, run.code);
+    }
+
     @Test
     void aPlaceThatIsNotOnesOwnIsNotTried() throws Exception {
         Map<String, Map<String, Object>> found =

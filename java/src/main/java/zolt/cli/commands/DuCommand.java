@@ -3,6 +3,7 @@ package zolt.cli.commands;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayDeque;
 import java.util.Collections;
@@ -24,7 +25,8 @@ import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
 @Command(name = "du", description = {"Sum up the sizes of directories and what is in them, in bytes, as du -b"
-    + " does: of files with several names one counts. What the disks hold is not known: see --copies."},
+    + " does: of files with several names one counts, and what lies in two PATHs counts once. What the disks hold"
+    + " is not known: see --copies."},
         footer = {"", "Examples: zolt du -sh /srv/data", "          zolt du --copies -d 1 /srv"})
 final class DuCommand extends Action {
     @Option(names = {"-s", "--summarize"}, description = "Only the sum of each PATH.")
@@ -48,7 +50,10 @@ final class DuCommand extends Action {
     @Parameters(paramLabel = "PATH", arity = "0..*", description = "Trees; \".\" if omitted.")
     List<String> paths;
 
+    /** What is not to count again, by device and inode: files with several names, and see {@link #mayOverlap}. */
     private final Set<String> seen = new HashSet<>();
+    /** With several PATHs one may lie in another: then directories, and files that are named, count once too. */
+    private boolean mayOverlap;
     /** Of the directories on the way down, and of all at the bottom. */
     private final Deque<long[]> sums = new ArrayDeque<>();
 
@@ -64,6 +69,7 @@ final class DuCommand extends Action {
             throw new Failure(Exit.USAGE, "-s and -a exclude each other");
         }
         depth = summarize ? 0 : depth;
+        mayOverlap = paths != null && (paths.size() > 1 || paths.contains(STANDARD_INPUT));
         FileStatus reader = new FileStatus();
         sums.push(new long[1]);
         try (TreeWalk walk = new TreeWalk(session, new TreeWalk.Visitor() {
@@ -90,13 +96,14 @@ final class DuCommand extends Action {
 
     private boolean add(TreeWalk.Node node, FileStatus reader) throws IOException {
         if (node.isDirectory()) {
-            sums.push(new long[1]);
+            sums.push(new long[1]); // also where what follows fails: the walk enters and leaves it
         }
         // The library's record has no number of names.
-        Map<String, Object> found = Files.readAttributes(Paths.get(node.path), "unix:size,nlink,ino,dev",
-                LinkOption.NOFOLLOW_LINKS);
-        if (!node.isDirectory() && (Integer) found.get("nlink") > 1
-                && !seen.add(found.get("dev") + " " + found.get("ino"))) {
+        Map<String, Object> found = attributes(Paths.get(node.path));
+        if (hasCounted(node, found)) {
+            if (node.isDirectory()) {
+                sums.pop();
+            }
             return false;
         }
         long size = (Long) found.get("size");
@@ -109,6 +116,28 @@ final class DuCommand extends Action {
             print(node.path, node.depth, size);
         }
         return true;
+    }
+
+    private static Map<String, Object> attributes(Path path) throws IOException {
+        return Files.readAttributes(path, "unix:size,nlink,ino,dev", LinkOption.NOFOLLOW_LINKS);
+    }
+
+    private static String id(Map<String, Object> attributes) {
+        return attributes.get("dev") + " " + attributes.get("ino");
+    }
+
+    /** Whether it is counted already. A file with one name, of which there are many, is not remembered by itself. */
+    private boolean hasCounted(TreeWalk.Node node, Map<String, Object> found) throws IOException {
+        String id = id(found);
+        if (node.isDirectory() ? mayOverlap : (Integer) found.get("nlink") > 1) {
+            return !seen.add(id);
+        }
+        if (!mayOverlap || node.isDirectory()) {
+            return false;
+        }
+        return node.depth > 0 ? seen.contains(id)
+                : !seen.add(id) || seen.contains(id(attributes(Paths.get(node.path).toAbsolutePath().getParent()
+                        .toRealPath())));
     }
 
     private void print(String path, int at, long bytes) {

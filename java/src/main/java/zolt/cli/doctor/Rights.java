@@ -57,6 +57,11 @@ public final class Rights {
         return who.effectiveUid() == 0;
     }
 
+    /** Whether the thread may change the mode of what a user owns. */
+    public boolean mayChange(long owner) {
+        return who.uid() == owner || has(FOWNER);
+    }
+
     /**
      * The capabilities that acting for another user would leave to that user: all but those that the
      * kernel takes, and those that switch.
