@@ -16,6 +16,7 @@ LIBRARY := build/lib/libzolthadoop.so.1.0.0
 CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
+JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*.java' 'tests/*.java' 'bench/*.java')
 
 N ?= 300
 
@@ -142,11 +143,12 @@ bench-count: build ## instructions of the core's hot paths against bench/counts.
 bench-hdfs: hdfs ## Hadoop's own NameNode and the HDFS service side by side (PARTS=, FILES=100000, OPERATIONS=10000)
 	@FILES='$(FILES)' OPERATIONS='$(OPERATIONS)' hdfs/bench.sh build $(PARTS)
 
-lint: format tidy ## formatting, house rules; what differs from main by clang and clang-tidy (ALL=1: everything)
+lint: format tidy ## formatting and style, house rules; what differs from main by clang and clang-tidy (ALL=1: everything)
 
 format:
 	@scripts/deps.sh lint
 	@clang-format --dry-run -Werror $(SOURCES)
+	@out=$$(checkstyle -c .checkstyle.xml $(JAVA_SOURCES)) || { echo "$$out"; exit 1; }
 	@scripts/house_rules.py
 
 tidy:

@@ -60,6 +60,7 @@ for set in "$@"; do
     lint)
       need clang-format clang-format
       need clang-tidy clang-tidy
+      need checkstyle checkstyle
       need python3 python3
       need clang++ clang
       need git git

@@ -5,7 +5,9 @@ import java.util.TreeSet;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** Loads the library, and prints where the process has it and its client from. */
-public class Loaded {
+public final class Loaded {
+    private Loaded() {}
+
     public static void main(String[] args) throws Exception {
         ZOLTNative.getINum("/", true);
         TreeSet<String> files = new TreeSet<>();

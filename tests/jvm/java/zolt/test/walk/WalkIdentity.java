@@ -1,6 +1,5 @@
 package zolt.test;
 
-import static zolt.test.Place.ALICE;
 import static zolt.test.Place.ALICES;
 import static zolt.test.Rule.answer;
 import static zolt.test.Rule.error;

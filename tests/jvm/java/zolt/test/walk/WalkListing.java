@@ -3,7 +3,6 @@ package zolt.test;
 import static zolt.test.Rule.answer;
 import static zolt.test.Rule.error;
 import static zolt.test.Rule.neutral;
-import static zolt.test.Rule.same;
 import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;

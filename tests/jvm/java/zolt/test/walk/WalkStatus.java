@@ -1,8 +1,6 @@
 package zolt.test;
 
-import static zolt.test.Place.AS_ALICE;
 import static zolt.test.Place.AS_DAEMON;
-import static zolt.test.Rule.answer;
 import static zolt.test.Rule.error;
 import static zolt.test.Rule.openError;
 import static zolt.test.Rule.requestError;

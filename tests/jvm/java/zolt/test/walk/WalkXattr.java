@@ -7,7 +7,6 @@ import static zolt.test.Rule.noMemory;
 import static zolt.test.Rule.same;
 import static zolt.test.Rule.vmError;
 import static zolt.test.Rule.xattrError;
-import static zolt.test.Scenario.harmless;
 import static zolt.test.Scenario.step;
 import static zolt.test.Scenario.string;
 

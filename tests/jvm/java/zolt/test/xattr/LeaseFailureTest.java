@@ -12,7 +12,6 @@ import java.nio.file.AccessDeniedException;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
-import org.junit.jupiter.api.function.Executable;
 
 /** Leases where the clock, the virtual machine or the logger fails. */
 class LeaseFailureTest extends LeaseFixture {
