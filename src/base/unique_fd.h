@@ -30,21 +30,28 @@ class UniqueFd {
   int fd_;
 };
 
-/// Opens what a path names for reading, with the flags given beside; the descriptor, or -1 with
+/// What `opens` opens for reading with the flags that it is given; the descriptor, or -1 with
 /// errno.
 ///
 /// A terminal does not become the process's own, and a FIFO is not waited for: both may lie in the
 /// namespace. A lease that another process has taken on the file and has to give back first
 /// (fcntl(2), F_SETLEASE; file servers take them) is waited for, as a plain open does.
-inline UniqueFd openToReadAt(int directory, const char* path, int flags) noexcept {
+template <class Opens>
+UniqueFd openedToRead(Opens opens, int flags) noexcept {
   const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
-  int fd = openat(directory, path, all | O_NONBLOCK);
-  if (fd < 0 && errno == EAGAIN) fd = openat(directory, path, all);
+  int fd = opens(all | O_NONBLOCK);
+  if (fd < 0 && errno == EAGAIN) fd = opens(all);
   return UniqueFd(fd);
 }
 
+/// open(2) to read, with the flags given beside.
 inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
-  return openToReadAt(AT_FDCWD, path, flags);
+  return openedToRead([path](int all) { return open(path, all); }, flags);
+}
+
+/// openat(2) to read: for a path relative to a directory that is held open.
+inline UniqueFd openToReadAt(int directory, const char* path, int flags) noexcept {
+  return openedToRead([=](int all) { return openat(directory, path, all); }, flags);
 }
 
 }  // namespace zolt
