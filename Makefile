@@ -140,7 +140,7 @@ bench-count: build ## instructions of the core's hot paths against bench/counts.
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_counts 2>&1) || { echo "$$out"; exit 1; }
 	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
 
-bench-hdfs: hdfs ## Hadoop's own NameNode and the HDFS service side by side (PARTS=, FILES=100000, OPERATIONS=10000)
+bench-hdfs: hdfs ## Hadoop's own NameNode and the HDFS service side by side (PARTS=, FILES=100000, OPERATIONS=5000)
 	@FILES='$(FILES)' OPERATIONS='$(OPERATIONS)' hdfs/bench.sh build $(PARTS)
 
 lint: format tidy ## formatting and style, house rules; what differs from main by clang and clang-tidy (ALL=1: everything)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Hadoop's own NameNode and this one side by side: bench.sh BUILD [PART...], with PART one of operations, listing, size
-# and data; all of them by default. FILES=100000 says how many files "listing" and "size" make, OPERATIONS=10000 how
+# and data; all of them by default. FILES=100000 says how many files "listing" and "size" make, OPERATIONS=5000 how
 # many calls "operations" counts at a time. It runs as root, in a mount namespace of its own.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
@@ -22,5 +22,5 @@ unshare --mount --propagation private -- bash -c '
   mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
   cd "$work"
   exec java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Dhadoop.tmp.dir="$work/tmp" \
-    -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-10000}" \
+    -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-5000}" \
     -cp "$(cat "$build/hdfs/test-classpath")" zolt.hdfs.bench.Bench "$@"' bench "$@"

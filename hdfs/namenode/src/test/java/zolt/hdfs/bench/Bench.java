@@ -15,7 +15,6 @@ import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.fs.RemoteIterator;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
-import org.apache.hadoop.hdfs.protocol.HdfsConstants.SafeModeAction;
 import org.apache.hadoop.security.UserGroupInformation;
 
 /** Hadoop's own NameNode and this one side by side, the same clients on both: see hdfs/bench.sh. */
@@ -30,7 +29,8 @@ public final class Bench {
     private static final int MEGABYTES = 256;
     private static final int MB = 1 << 20;
     private static final double START_SECONDS = 3;
-    private static final double GROWTH_MEGABYTES = 8;
+    /** What is remembered of names, paths and files is bounded. */
+    private static final double GROWTH_MEGABYTES = 32;
     private static final Path FILLED = new Path("/filled");
 
     private final Table table = new Table();

@@ -7,6 +7,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.concurrent.TimeUnit;
+import java.util.stream.Stream;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
@@ -26,10 +27,17 @@ final class Operations {
     private static final long MOST_SECONDS = 120;
     /** Readers of the namespace are to be faster, all else no slower. */
     private static final Map<String, Double> GOALS = Map.of("open", 1.2, "fileStatus", 1.2);
-    private static final List<String> NAMES = List.of("create", "open", "fileStatus", "rename", "delete", "mkdirs");
+    private static final List<String> NAMES = List.of("create", "open", "fileStatus", "rename", "mkdirs");
+    /** Last of all: a file system takes longer to make files when many have been removed lately. */
+    private static final String LAST = "delete";
+
+    private static final List<String> ALL = Stream.concat(NAMES.stream(), Stream.of(LAST)).toList();
+
+    private static final int WARM_UP_THREADS = 16;
 
     private final UserGroupInformation user;
     private final int operations;
+    private int bases;
 
     Operations(UserGroupInformation user, int operations) {
         this.user = user;
@@ -46,7 +54,7 @@ final class Operations {
                 files.mkdirs(new Path(BASE));
                 files.setOwner(new Path(BASE), user.getShortUserName(), null);
             }
-            all(server, 4, Math.max(200, operations / 5), new HashMap<>());  // compiles
+            all(server, WARM_UP_THREADS, operations, new HashMap<>());
         }
         for (int round = 0; round < ROUNDS; round++) {
             for (int threads : THREADS) {
@@ -54,16 +62,21 @@ final class Operations {
                 all(own, threads, operations, best);
             }
         }
+        for (int threads : THREADS) {
+            for (Server server : List.of(stock, own)) {
+                note(best, server, LAST, threads, measure(server, arguments(LAST, threads, operations, newBase())));
+            }
+        }
         table.head("Calls a second, as " + user.getShortUserName());
         for (int threads : THREADS) {
-            for (String operation : NAMES) {
+            for (String operation : ALL) {
                 table.more(operation + ", " + threads + " threads", best.get(key(stock, operation, threads)).perSecond,
                         best.get(key(own, operation, threads)).perSecond, GOALS.getOrDefault(operation, 1.0));
             }
         }
         table.head("Processor time of the NameNode a call, µs");
         for (int threads : THREADS) {
-            for (String operation : NAMES) {
+            for (String operation : ALL) {
                 table.less(operation + ", " + threads + " threads", best.get(key(stock, operation, threads)).cpuMicros,
                         best.get(key(own, operation, threads)).cpuMicros, GOALS.getOrDefault(operation, 1.0));
             }
@@ -74,36 +87,41 @@ final class Operations {
         return server.name() + " " + operation + " " + threads;
     }
 
-    /** All operations, each on the files that the one before has left where it can be. */
+    private String newBase() {
+        return BASE + "/" + bases++;
+    }
+
+    /** All operations that leave files, each on those that the one before has left where it can be. */
     private void all(Server server, int threads, int count, Map<String, Result> best) throws Exception {
+        String base = newBase();
         String before = null;
         for (String operation : NAMES) {
-            List<String> arguments = new ArrayList<>(List.of("-op", operation, "-threads", Integer.toString(threads),
-                    operation.equals("mkdirs") ? "-dirs" : "-files", Integer.toString(count), "-nonSuperUser"));
-            switch (operation) {
-                case "create":
-                    arguments.addAll(List.of("-close", "-keepResults"));
-                    break;
-                case "open": case "fileStatus": case "rename":
-                    move(server, before, operation);
-                    arguments.add("-useExisting");
-                    if (!operation.equals("rename")) {
-                        arguments.add("-keepResults");
-                    }
-                    break;
-                default:
-                    break;
+            List<String> arguments = arguments(operation, threads, count, base);
+            arguments.add("-keepResults");
+            if (operation.equals("create")) {
+                arguments.add("-close");
+            } else if (!operation.equals("mkdirs")) {
+                move(server, base + "/" + before, base + "/" + operation);
+                arguments.add("-useExisting");
             }
-            Result result = measure(server, arguments);
-            best.merge(key(server, operation, threads), result,
-                    (one, other) -> one.perSecond >= other.perSecond ? one : other);
+            note(best, server, operation, threads, measure(server, arguments));
             before = operation;
         }
     }
 
+    private static List<String> arguments(String operation, int threads, int count, String base) {
+        return new ArrayList<>(List.of("-op", operation, "-threads", Integer.toString(threads),
+                operation.equals("mkdirs") ? "-dirs" : "-files", Integer.toString(count), "-nonSuperUser",
+                "-baseDirName", base));
+    }
+
+    private static void note(Map<String, Result> best, Server server, String operation, int threads, Result result) {
+        best.merge(key(server, operation, threads), result, (one, other) -> one.perSecond >= other.perSecond ? one : other);
+    }
+
     private static void move(Server server, String from, String to) throws IOException {
         try (FileSystem files = FileSystem.newInstance(server.conf())) {
-            if (!files.rename(new Path(BASE, from), new Path(BASE, to))) {
+            if (!files.rename(new Path(from), new Path(to))) {
                 throw new IOException("cannot rename " + from);
             }
         }
