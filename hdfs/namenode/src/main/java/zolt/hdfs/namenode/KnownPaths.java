@@ -10,30 +10,33 @@ final class KnownPaths {
     private static final int MOST = 100_000;
     private static final float LOAD = 0.75f;
 
-    private final Map<Long, HdfsPath> paths = new LinkedHashMap<>(16, LOAD, true) {
+    private final Map<Long, String> paths = new LinkedHashMap<>(16, LOAD, true) {
         private static final long serialVersionUID = 1;
 
         @Override
-        protected boolean removeEldestEntry(Map.Entry<Long, HdfsPath> eldest) {
+        protected boolean removeEldestEntry(Map.Entry<Long, String> eldest) {
             return size() > MOST;
         }
     };
 
     synchronized void put(long inode, HdfsPath path) {
-        paths.put(inode, path);
+        paths.put(inode, path.toString());
     }
 
     /** Null for an inode that nobody asked about lately. */
     synchronized HdfsPath get(long inode) {
-        return paths.get(inode);
+        String path = paths.get(inode);
+        return path == null ? null : HdfsPath.of(path);
     }
 
     /** An entry has another path now, and so has all below it. */
     synchronized void moved(HdfsPath from, Renaming.Renamed where) {
-        paths.computeIfPresent(where.entry().inode(), (inode, path) -> where.to());
+        String to = where.to().toString();
+        paths.computeIfPresent(where.entry().inode(), (inode, path) -> to);
         if (where.entry().isDirectory()) {
-            paths.replaceAll((inode, path) -> path.isBelow(from)
-                    ? HdfsPath.joined(where.to(), path, from.depth()) : path);
+            String before = from.toString();
+            String below = before + "/";
+            paths.replaceAll((inode, path) -> path.startsWith(below) ? to + path.substring(before.length()) : path);
         }
     }
 }

@@ -105,13 +105,6 @@ public final class HdfsPath {
         return new HdfsPath(longer);
     }
 
-    /** A path, and below it the components of another from one on. */
-    public static HdfsPath joined(HdfsPath path, HdfsPath other, int from) {
-        List<String> longer = new ArrayList<>(path.components);
-        longer.addAll(other.components.subList(from, other.depth()));
-        return new HdfsPath(longer);
-    }
-
     /** Whether the path lies below another one. */
     public boolean isBelow(HdfsPath other) {
         if (depth() <= other.depth()) {

@@ -4,10 +4,10 @@ import java.util.concurrent.TimeUnit;
 
 /**
  * The details of files that have not changed since: a change of any of them gives the file another change time. There
- * is room for a fixed number of files, each in the place that its inode number gives it.
+ * is room for a fixed number of files, each in one of the two places that its inode number gives it.
  */
 final class KnownDetails {
-    private static final int PLACES = 1 << 17;
+    private static final int PAIRS = 1 << 17;
     private static final int LOCKS = 64;
 
     private static final int INODE = 0;
@@ -26,48 +26,61 @@ final class KnownDetails {
     /** Within a tick of the file system's clock, of up to two seconds, two changes have the same time. */
     private static final long SETTLED_MILLIS = TimeUnit.SECONDS.toMillis(3);
 
-    private final long[] words = new long[PLACES * WORDS];
+    private final long[] words = new long[PAIRS * 2 * WORDS];
     private final Object[] locks = new Object[LOCKS];
 
     KnownDetails() {
         java.util.Arrays.setAll(locks, i -> new Object());
     }
 
-    private static int placeOf(Entry entry) {
-        return (int) (entry.inode() ^ entry.device() * 0x9E3779B97F4A7C15L >>> 40) & PLACES - 1;
+    /** The first of the two places of a file, as a number of words. */
+    private static int pairOf(Entry entry) {
+        return ((int) (entry.inode() ^ entry.device() * 0x9E3779B97F4A7C15L >>> 40) & PAIRS - 1) * 2 * WORDS;
+    }
+
+    private Object lockOf(int pair) {
+        return locks[pair / (2 * WORDS) % LOCKS];
+    }
+
+    private boolean isOf(int at, Entry entry) {
+        return words[at + INODE] == entry.inode() && words[at + DEVICE] == entry.device();
     }
 
     /** Null where they are not known. */
     Details get(Entry entry) {
-        int place = placeOf(entry);
-        int at = place * WORDS;
-        long value;
-        synchronized (locks[place % LOCKS]) {
-            if (words[at + INODE] != entry.inode() || words[at + DEVICE] != entry.device()
-                    || words[at + CHANGE_NANOS] != entry.changeNanos()
-                    || words[at + UNTIL] < System.currentTimeMillis()) {
-                return null;
-            }
-            value = words[at + VALUE];
+        int pair = pairOf(entry);
+        synchronized (lockOf(pair)) {
+            int at = isOf(pair, entry) ? pair : pair + WORDS;
+            return isOf(at, entry) && words[at + CHANGE_NANOS] == entry.changeNanos()
+                    && words[at + UNTIL] >= System.currentTimeMillis() ? unpacked(words[at + VALUE]) : null;
         }
+    }
+
+    private static Details unpacked(long value) {
         return new Details(value & 0xFFFFFFFFL, (int) (value >> REPLICATION_AT) & 0xFFFF, value >> ACL_AT != 0);
     }
 
-    /** Keeps the details of just this version of a file. */
+    private static long packed(Details details) {
+        return details.blockSize() | (long) details.replication() << REPLICATION_AT
+                | (details.hasAcl() ? 1L << ACL_AT : 0);
+    }
+
+    /** Keeps the details of just this version of a file; what is older in its two places goes. */
     void put(Entry entry, Details details) {
         long now = System.currentTimeMillis();
         if (now - TimeUnit.NANOSECONDS.toMillis(entry.changeNanos()) < SETTLED_MILLIS) {
             return;
         }
-        int place = placeOf(entry);
-        int at = place * WORDS;
-        synchronized (locks[place % LOCKS]) {
+        int pair = pairOf(entry);
+        synchronized (lockOf(pair)) {
+            boolean second = isOf(pair + WORDS, entry)
+                    || !isOf(pair, entry) && words[pair + WORDS + UNTIL] < words[pair + UNTIL];
+            int at = second ? pair + WORDS : pair;
             words[at + INODE] = entry.inode();
             words[at + DEVICE] = entry.device();
             words[at + CHANGE_NANOS] = entry.changeNanos();
             words[at + UNTIL] = now + HOLDS_MILLIS;
-            words[at + VALUE] = details.blockSize() | (long) details.replication() << REPLICATION_AT
-                    | (details.hasAcl() ? 1L << ACL_AT : 0);
+            words[at + VALUE] = packed(details);
         }
     }
 }
