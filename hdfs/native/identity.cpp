@@ -33,10 +33,20 @@ int failure() {
   return -(errno != 0 ? errno : EIO);
 }
 
+// What the thread is permitted and hands on, asked once for each: nothing in this process gives
+// that away. Where something has, the kernel refuses to set more than is left.
+const Capabilities* capabilitiesOfThread() {
+  thread_local bool known = false;
+  thread_local Capabilities capabilities;
+  if (!known) known = syscall(SYS_capget, &capabilities.header, capabilities.data.data()) == 0;
+  return known ? &capabilities : nullptr;
+}
+
 // Puts exactly these in effect, as far as the thread is permitted them.
 int setEffective(uint64_t wanted) {
-  Capabilities now;
-  if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
+  const Capabilities* permitted = capabilitiesOfThread();
+  if (permitted == nullptr) return failure();
+  Capabilities now = *permitted;
   constexpr int WORD_BITS = 32;
   now.data[0].effective = static_cast<uint32_t>(wanted) & now.data[0].permitted;
   now.data[1].effective = static_cast<uint32_t>(wanted >> WORD_BITS) & now.data[1].permitted;
@@ -80,14 +90,14 @@ int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups) {
   if (const int error = setEffective(ON_FILES | TO_SWITCH); error != 0) return error;
   int error = setIds(uid, gid, groups);
   if (error == 0) error = setEffective(uid == 0 ? ON_FILES : 0);
-  if (error != 0) actAsService();
+  if (error != 0) actAsService(false);
   return error;
 }
 
-int actAsService() {
+int actAsService(bool administrator) {
   if (const int error = setEffective(TO_SWITCH); error != 0) return error;
   if (const int error = setIds(geteuid(), getegid(), ownGroups()); error != 0) return error;
-  return setEffective(ON_FILES);
+  return administer(administrator);
 }
 
 int administer(bool effective) {

@@ -20,8 +20,8 @@ int confineToData();
 int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups);
 
 /// Switches the thread back to the process's ids and groups, with the capabilities on files in
-/// effect. 0 or -errno.
-int actAsService();
+/// effect, and CAP_SYS_ADMIN where it is asked for. 0 or -errno.
+int actAsService(bool administrator);
 
 /// Puts CAP_SYS_ADMIN in effect or out of effect. 0 or -errno.
 int administer(bool effective);

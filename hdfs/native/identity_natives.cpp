@@ -103,8 +103,9 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAs(JNIEnv* env, j
   return raised(env, jint{0});
 }
 
-JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAsService(JNIEnv*, jclass) {
-  return zolt::hdfs::actAsService();
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAsService(JNIEnv*, jclass,
+                                                                         jboolean administrator) {
+  return zolt::hdfs::actAsService(administrator != JNI_FALSE);
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_administer(JNIEnv*, jclass,

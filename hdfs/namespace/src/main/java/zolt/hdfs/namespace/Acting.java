@@ -18,8 +18,8 @@ public final class Acting implements AutoCloseable {
             if (!caller.superuser()) {
                 return NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups());
             }
-            int result = now.caller.superuser() ? 0 : NativeFiles.actAsService();
-            return result == 0 && (administrator || now.administrator) ? NativeFiles.administer(administrator) : result;
+            return now.caller.superuser() ? NativeFiles.administer(administrator)
+                    : NativeFiles.actAsService(administrator);
         }
 
         boolean areThoseOf(Rights other) {

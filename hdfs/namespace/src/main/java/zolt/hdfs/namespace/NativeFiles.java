@@ -195,13 +195,13 @@ public final class NativeFiles {
     /** Gives the thread an identity for its file accesses, with no capability in effect. */
     public static native int actAs(int uid, int gid, int[] groups);
 
-    /** Gives the thread the identity of the process back, and its capabilities on files. */
-    public static native int actAsService();
-
     /**
-     * Puts the capability of an administrator (CAP_SYS_ADMIN, which trusted attributes need) in effect on
-     * the calling thread, or out of effect.
+     * Gives the thread the identity of the process back, and its capabilities on files; that of an administrator
+     * (CAP_SYS_ADMIN, which trusted attributes need) where it is asked for.
      */
+    public static native int actAsService(boolean administrator);
+
+    /** Puts the capability of an administrator in effect on a thread that acts as the service, or out of effect. */
     public static native int administer(boolean effective);
 
     /** Sets the process's mask for new files; answers the old one. */

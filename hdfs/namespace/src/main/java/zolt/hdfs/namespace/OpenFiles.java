@@ -209,11 +209,13 @@ public final class OpenFiles {
 
         /** Ends the writing of a client that has not been given any block, and so has written nothing. */
         public void completeUnwritten() throws IOException {
-            long size = start();
-            if (entry.size() > size) {
-                complete(size);
-            } else {
-                leases.end(name);
+            try (Acting own = Acting.service()) {
+                long size = start();
+                if (entry.size() > size) {
+                    complete(size);
+                } else {
+                    leases.end(name);
+                }
             }
         }
 

@@ -2,7 +2,10 @@ package zolt.hdfs.namespace;
 
 import java.io.IOException;
 
-/** A system call that failed, with its errno: what decides the exception that a client gets. */
+/**
+ * A system call that failed, with its errno: what decides the exception that a client gets. Many of them are the
+ * expected answer, that a path is not there: they are made without a stack, and their text only when it is asked for.
+ */
 public final class SystemCallException extends IOException {
     private static final long serialVersionUID = 1;
 
@@ -29,11 +32,22 @@ public final class SystemCallException extends IOException {
     public static final int EDQUOT = 122;
 
     private final int errno;
+    private final String what;
 
     /** A failure of {@code what}, which may be a path. */
     public SystemCallException(int errno, String what) {
-        super(NativeFiles.errorText(errno) + ": " + what);
         this.errno = errno;
+        this.what = what;
+    }
+
+    @Override
+    public String getMessage() {
+        return NativeFiles.errorText(errno) + ": " + what;
+    }
+
+    @Override
+    public synchronized Throwable fillInStackTrace() {
+        return this;
     }
 
     /** The number. */
