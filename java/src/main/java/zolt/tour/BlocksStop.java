@@ -29,13 +29,28 @@ final class BlocksStop {
         stop.page.title("Where the blocks of a file lie");
         ZoltLibrary.setDefaults(4 * fsBlock, 1);
         draw(stop, file, BlockLocations.Form.FILE_SYSTEM, "as the file system keeps them");
-        FileOperations.setReplication(file, 1, true);
-        draw(stop, file, BlockLocations.Form.FILE_SYSTEM, "with a single copy, after a restripe");
-        FileOperations.setReplication(file, 3, true);
-        draw(stop, file, BlockLocations.Form.RANKED, "three copies, as HDFS blocks of the default size;"
+        if (isChanged(stop, file, 1)) {
+            draw(stop, file, BlockLocations.Form.FILE_SYSTEM, "with a single copy, after a restripe");
+        }
+        isChanged(stop, file, 3);
+        draw(stop, file, BlockLocations.Form.RANKED, "as HDFS blocks of the default size;"
                 + " each with the nodes that hold most of it");
         FileOperations.setBlockGroupFactor(file, 2);
         draw(stop, file, BlockLocations.Form.RANKED, "the same with a block group factor of 2");
+    }
+
+    /** A file system need not change the number of copies of what is there; then it says so. */
+    private static boolean isChanged(Stop stop, String file, int copies) {
+        String refusal = Stop.outcome(() -> {
+            FileOperations.setReplication(file, copies, true);
+            return "";
+        });
+        if (!refusal.isEmpty()) {
+            stop.page.line("");
+            stop.page.line("asked for copies: " + copies);
+            stop.page.line(refusal);
+        }
+        return refusal.isEmpty();
     }
 
     private static void draw(Stop stop, String file, BlockLocations.Form form, String what)

@@ -5,6 +5,7 @@ import java.io.PrintStream;
 import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.Paths;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.Comparator;
 import java.util.List;
@@ -35,7 +36,7 @@ public final class Tour {
             throws IOException, InterruptedException {
         Page page = new Page(out, coloured, shown);
         ListingStop.visit(page, directory);
-        Path own = Files.createTempDirectory("zolt-tour-");
+        Path own = room(directory);
         Ending ending = new Ending(own);
         Runtime.getRuntime().addShutdownHook(ending);
         try {
@@ -46,6 +47,19 @@ public final class Tour {
             }
             remove(own);
         }
+    }
+
+    /** On the file system that is shown, where that may be written to; else where temporary files are. */
+    private static Path room(Path directory) throws IOException {
+        try {
+            Path temporary = Paths.get(System.getProperty("java.io.tmpdir"));
+            if (!Files.getFileStore(directory).equals(Files.getFileStore(temporary))) {
+                return Files.createTempDirectory(directory, ".zolt-tour-");
+            }
+        } catch (IOException e) {
+            // the tour takes place all the same
+        }
+        return Files.createTempDirectory("zolt-tour-");
     }
 
     /** What a signal starts: it removes the directory while the tour may still work in it. */
