@@ -20,8 +20,9 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 
 N ?= 300
 
-.PHONY: help demo test hdfs walk hostile fuzz fuzzers soak deps build javadoc asan tsan coverage mutants
-.PHONY: bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy install packages clean
+.PHONY: help demo test cephfs hdfs walk hostile fuzz fuzzers soak deps build javadoc
+.PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
+.PHONY: install packages clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -60,6 +61,12 @@ hdfs: build ## the HDFS service, with Maven
 	@scripts/deps.sh hadoop
 	@echo 'Building build/hdfs/'
 	@why=$$(hdfs/build.sh build/hdfs) || { echo "No HDFS service: $$why"; exit 1; }
+
+cephfs: deps ## libzolt.so for CephFS, in build/client/cephfs
+	@scripts/deps.sh test cephfs
+	@cmake --preset cephfs >/dev/null
+	@echo 'Building build/client/cephfs/'
+	@out=$$(cmake --build --preset cephfs -j $(JOBS) --target zolt_cephfs 2>&1) || { echo "$$out"; exit 1; }
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

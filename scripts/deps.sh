@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, packages, bench, profile, hadoop, lint, mutants, coverage) need and
-# the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, cephfs, cluster, packages, bench, profile, hadoop, lint, mutants,
+# coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -39,6 +39,20 @@ for set in "$@"; do
       need fuse2fs fuse2fs
       need clang++ clang
       need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" libclang-rt-14-dev
+      ;;
+    cephfs)
+      need /usr/include/rados/librados.h librados-dev
+      need /usr/include/nlohmann/json.hpp nlohmann-json3-dev
+      ;;
+    cluster)
+      need ceph-mon ceph-mon
+      need ceph-osd ceph-osd
+      need ceph-mds ceph-mds
+      need ceph-fuse ceph-fuse
+      need ceph ceph-common
+      need /usr/lib/python3/dist-packages/rados.cpython-*.so python3-rados
+      need ip iproute2
+      need unshare util-linux
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev
