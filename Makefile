@@ -20,7 +20,7 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 
 N ?= 300
 
-.PHONY: help demo test cephfs hdfs walk hostile fuzz fuzzers soak deps build javadoc
+.PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
 .PHONY: install packages clean
 
@@ -67,6 +67,14 @@ cephfs: deps ## libzolt.so for CephFS, in build/client/cephfs
 	@cmake --preset cephfs >/dev/null
 	@echo 'Building build/client/cephfs/'
 	@out=$$(cmake --build --preset cephfs -j $(JOBS) --target zolt_cephfs 2>&1) || { echo "$$out"; exit 1; }
+
+demo-cephfs: build cephfs ## a CephFS of its own: the tour on it, and where the blocks of a file lie on three OSDs
+	@scripts/deps.sh cluster
+	@CLIENT=$(CURDIR)/build/client/cephfs scripts/cephfs.sh tests/cephfs/demo.sh bin/zolt
+
+test-cephfs: build cephfs ## the client for CephFS, on clusters of its own
+	@scripts/deps.sh cluster
+	@tests/cephfs/run.sh build
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build

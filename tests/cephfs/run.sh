@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# run.sh BUILD: the client for CephFS by itself, then on clusters that end with their test: a fresh one each.
+set -u
+cd "$(dirname "$0")/../.."
+build=$1
+export CLIENT=$PWD/$build/client/cephfs LD_LIBRARY_PATH=$PWD/$build/client/cephfs
+began=$SECONDS failed=0
+attempt() { echo "== ${*##*/}"; "$@" || { failed=1; echo "FAILED: $*"; }; }
+
+cmake --build --preset cephfs --target cephfs_tests >"$build/cephfs.log" 2>&1 || { cat "$build/cephfs.log"; exit 1; }
+attempt "$build/tests/cephfs/cephfs_tests" --gtest_brief=1
+# shellcheck disable=SC2016  # for the shell beside the cluster
+for test in 'tests/cephfs/map.py $CLIENT/libzolt.so $MOUNT' 'tests/cephfs/listing.py bin/zolt $MOUNT'; do
+  attempt scripts/cephfs.sh bash -c "/usr/bin/python3 $test"
+done
+attempt scripts/cephfs.sh tests/cephfs/demo.sh bin/zolt
+echo "$((SECONDS - began)) s"
+exit $failed
