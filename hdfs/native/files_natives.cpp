@@ -90,12 +90,6 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_makeDirectory(JNIEnv
   return raised(env, jint{0});
 }
 
-JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_own(JNIEnv*, jclass, jint descriptor,
-                                                                jint uid, jint gid) {
-  return answer(
-      fchownat(descriptor, "", static_cast<uid_t>(uid), static_cast<gid_t>(gid), AT_EMPTY_PATH));
-}
-
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_unlink(JNIEnv* env, jclass,
                                                                    jint directory, jbyteArray name,
                                                                    jboolean isDirectory) try {

@@ -86,10 +86,10 @@ int confineToData() {
   return setEffective(bit(CAP_DAC_OVERRIDE) | bit(CAP_DAC_READ_SEARCH));
 }
 
-int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups) {
+int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, bool superuser) {
   if (const int error = setEffective(ON_FILES | TO_SWITCH); error != 0) return error;
   int error = setIds(uid, gid, groups);
-  if (error == 0) error = setEffective(uid == 0 ? ON_FILES : 0);
+  if (error == 0) error = setEffective(superuser ? ON_FILES : 0);
   if (error != 0) actAsService(false);
   return error;
 }

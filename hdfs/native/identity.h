@@ -15,9 +15,10 @@ namespace zolt::hdfs {
 int confine();
 int confineToData();
 
-/// Switches the thread to a caller's ids and groups, with nothing in effect. 0 or -errno; after a
-/// failure the thread has the service's identity again.
-int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups);
+/// Switches the thread to a caller's ids and groups, with nothing in effect, or to a superuser with
+/// the capabilities on files. 0 or -errno; after a failure the thread has the service's identity
+/// again.
+int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, bool superuser);
 
 /// Switches the thread back to the process's ids and groups, with the capabilities on files in
 /// effect, and CAP_SYS_ADMIN where it is asked for. 0 or -errno.

@@ -94,11 +94,13 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_confineToData(JNIEnv
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAs(JNIEnv* env, jclass, jint uid,
-                                                                  jint gid, jintArray groups) try {
+                                                                  jint gid, jintArray groups,
+                                                                  jboolean superuser) try {
   std::vector<uint32_t> ids(static_cast<size_t>(env->GetArrayLength(groups)));
   env->GetIntArrayRegion(groups, 0, static_cast<jsize>(ids.size()),
                          reinterpret_cast<jint*>(ids.data()));
-  return zolt::hdfs::actAs(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids);
+  return zolt::hdfs::actAs(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids,
+                           superuser != JNI_FALSE);
 } catch (...) {
   return raised(env, jint{0});
 }

@@ -1,6 +1,7 @@
 package zolt.hdfs.namespace;
 
 import java.io.IOException;
+import java.util.Arrays;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 
@@ -11,24 +12,40 @@ import org.slf4j.LoggerFactory;
 public final class Acting implements AutoCloseable {
     private static final Logger LOG = LoggerFactory.getLogger(Acting.class);
 
-    /** Whose rights a thread has, and whether those of an administrator are with them. */
-    private record Rights(Caller caller, boolean administrator) {
+    private static final int OWN_GROUP = -1;
+
+    /**
+     * Whose rights a thread has.
+     *
+     * @param administrator whether those of an administrator are with them
+     * @param group what the thread makes has this group, and its owner is the caller; OWN_GROUP for the usual
+     */
+    private record Rights(Caller caller, boolean administrator, int group) {
+        /** Whether the thread has the service's own identity. */
+        boolean isService() {
+            return caller.superuser() && group == OWN_GROUP;
+        }
+
         /** Changes to these rights from those that the thread has. */
         int take(Rights now) {
-            if (!caller.superuser()) {
-                return NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups());
+            if (group != OWN_GROUP) {
+                int[] groups = Arrays.copyOf(caller.groups(), caller.groups().length + 1);
+                groups[groups.length - 1] = caller.gid();
+                return NativeFiles.actAs(caller.uid(), group, groups, caller.superuser());
             }
-            return now.caller.superuser() ? NativeFiles.administer(administrator)
-                    : NativeFiles.actAsService(administrator);
+            if (!isService()) {
+                return NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups(), false);
+            }
+            return now.isService() ? NativeFiles.administer(administrator) : NativeFiles.actAsService(administrator);
         }
 
         boolean areThoseOf(Rights other) {
-            return caller.superuser() && other.caller.superuser() && administrator == other.administrator;
+            return isService() && other.isService() && administrator == other.administrator;
         }
     }
 
-    private static final Rights OWN = new Rights(Caller.SERVICE, false);
-    private static final Rights RECORDS = new Rights(Caller.SERVICE, true);
+    private static final Rights OWN = new Rights(Caller.SERVICE, false, OWN_GROUP);
+    private static final Rights RECORDS = new Rights(Caller.SERVICE, true, OWN_GROUP);
     private static final ThreadLocal<Rights> NOW = ThreadLocal.withInitial(() -> OWN);
 
     private final Rights before = NOW.get();
@@ -46,7 +63,7 @@ public final class Acting implements AutoCloseable {
 
     /** Acts with a caller's rights. */
     public static Acting as(Caller caller) throws IOException {
-        return new Acting(new Rights(caller, false));
+        return new Acting(new Rights(caller, false, OWN_GROUP));
     }
 
     /**
@@ -55,6 +72,11 @@ public final class Acting implements AutoCloseable {
      */
     public static Acting service() throws IOException {
         return new Acting(RECORDS);
+    }
+
+    /** Goes on acting for the same caller, so that what the thread makes has its uid and this group. */
+    static Acting withGroup(int group) throws IOException {
+        return new Acting(new Rights(now(), false, group));
     }
 
     /** For whom the thread acts. */

@@ -27,54 +27,70 @@ public final class Making {
 
     /** Makes a directory; one that is there already will do. */
     public void directory(HdfsPath path, FsPermission mode, boolean parents) throws IOException {
-        try {
-            makeOne(path, mode);
-        } catch (SystemCallException e) {
-            if (e.errno() == SystemCallException.EEXIST) {
-                requireDirectory(path, mode);
-            } else if (e.errno() == SystemCallException.ENOENT && !path.isHidden()) {
-                above(path, mode, parents);
-                directory(path, mode, false);
-            } else {
-                throw folder.refusalToCreate(path, e, FsAction.WRITE);
+        if (!isMade(path, mode)) {
+            above(path, mode, parents);
+            if (!isMade(path, mode)) {
+                throw missing(path.parent());
             }
-        }
-    }
-
-    private void requireDirectory(HdfsPath path, FsPermission mode) throws IOException {
-        Entry there = folder.findToCreate(path);
-        if (there == null) {
-            directory(path, mode, false);
-        } else if (there.isLink()) {
-            throw folder.link(path);
-        } else if (!there.isDirectory()) {
-            throw new FileAlreadyExistsException("Path is not a directory: " + path);
         }
     }
 
     /**
      * Makes what is missing above a path, so that its maker can go on below: with the right to write and search for
-     * the owner, whatever the mode.
+     * the owner, whatever the mode. First up to what is there, then down again: a path has up to 1,000 levels.
      */
     void above(HdfsPath path, FsPermission mode, boolean wanted) throws IOException {
-        HdfsPath parent = path.parent();
         if (!wanted || path.isHidden()) {
-            throw new FileNotFoundException("Parent directory doesn't exist: " + parent);
+            throw missing(path.parent());
         }
-        directory(parent, widened(mode), true);
+        FsPermission widened = widened(mode);
+        int depth = path.depth() - 1;
+        while (depth > 0 && !isMade(path.prefix(depth), widened)) {
+            depth--;
+        }
+        while (++depth < path.depth()) {
+            if (!isMade(path.prefix(depth), widened)) {
+                throw missing(path.prefix(depth - 1));
+            }
+        }
+    }
+
+    private static FileNotFoundException missing(HdfsPath parent) {
+        return new FileNotFoundException("Parent directory doesn't exist: " + parent);
+    }
+
+    /** Whether the directory is there now, made or found; false where the one above it is missing. */
+    private boolean isMade(HdfsPath path, FsPermission wanted) throws IOException {
+        try {
+            int mode = mode(path, wanted);
+            Group.make(folder, path, name -> NativeFiles.makeDirectory(name, mode));
+            return true;
+        } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.EEXIST) {
+                return isDirectory(path);
+            } else if (e.errno() == SystemCallException.ENOENT && !path.isHidden()) {
+                return false;
+            }
+            throw folder.refusalToCreate(path, e, FsAction.WRITE);
+        }
+    }
+
+    private boolean isDirectory(HdfsPath path) throws IOException {
+        Entry there = folder.findToCreate(path);
+        if (there == null) {
+            return false;
+        } else if (there.isLink()) {
+            throw folder.link(path);
+        } else if (!there.isDirectory()) {
+            throw new FileAlreadyExistsException("Path is not a directory: " + path);
+        }
+        return true;
     }
 
     private static FsPermission widened(FsPermission mode) {
         FsPermission masked = new FsPermission((short) (mode.toShort() | OWNER_WRITE_SEARCH));
         return mode.getUnmasked() == null ? masked
                 : FsCreateModes.create(masked, new FsPermission((short) (mode.getUnmasked().toShort() | OWNER_WRITE_SEARCH)));
-    }
-
-    private void makeOne(HdfsPath path, FsPermission wanted) throws IOException {
-        try (Place place = folder.place(path)) {
-            SystemCallException.check(NativeFiles.makeDirectory(place.bytes(), mode(path, wanted)), path.toString());
-            Group.inherit(folder, path, place.descriptor(), Acting.now());
-        }
     }
 
     /**
@@ -101,9 +117,8 @@ public final class Making {
 
     /** Makes a link to what is not looked at. */
     public void link(HdfsPath path, String target, FsPermission parentMode, boolean parents) throws IOException {
-        try (Place place = folder.place(path)) {
-            SystemCallException.check(NativeFiles.makeLink(target.getBytes(StandardCharsets.UTF_8), place.bytes()),
-                    path.toString());
+        try {
+            Group.make(folder, path, name -> NativeFiles.makeLink(target.getBytes(StandardCharsets.UTF_8), name));
         } catch (IOException e) {
             int errno = Errors.of(e);
             if (errno == SystemCallException.ENOENT) {

@@ -130,9 +130,6 @@ public final class NativeFiles {
     /** Makes a directory; what the process's mask forbids, its mode lacks. */
     public static native int makeDirectory(byte[] path, int mode);
 
-    /** Gives what a descriptor names to a user and a group; -1 leaves one as it is. O_PATH will do. */
-    public static native int own(int descriptor, int uid, int gid);
-
     /** Removes an entry of a directory; a directory where {@code isDirectory} says so. */
     public static native int unlink(int directory, byte[] name, boolean isDirectory);
 
@@ -192,8 +189,12 @@ public final class NativeFiles {
      */
     public static native int confineToData();
 
-    /** Gives the thread an identity for its file accesses, with no capability in effect. */
-    public static native int actAs(int uid, int gid, int[] groups);
+    /**
+     * Gives the thread an identity for its file accesses.
+     *
+     * @param superuser whether the capabilities on files are in effect; else none is
+     */
+    public static native int actAs(int uid, int gid, int[] groups, boolean superuser);
 
     /**
      * Gives the thread the identity of the process back, and its capabilities on files; that of an administrator

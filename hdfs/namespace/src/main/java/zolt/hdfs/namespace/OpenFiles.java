@@ -68,9 +68,7 @@ public final class OpenFiles {
     }
 
     private Opened begin(HdfsPath path, WritableFile file, Creation how, Writer writer) throws IOException {
-        Caller maker = Acting.now();
         try (Acting own = Acting.service()) {
-            Group.inherit(folder, path, file.descriptor(), maker);
             leases.take(file, writer.client(), "Failed to CREATE_FILE " + path + " for " + writer.client());
             Details details = setLayout(file, how);
             return new Opened(file.entry(), details);

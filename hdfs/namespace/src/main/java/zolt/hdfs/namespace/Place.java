@@ -20,6 +20,7 @@ final class Place implements AutoCloseable {
     private final String name;
     private int way = -1;
     private int itself = -1;
+    private int directory = -1;
 
     private Place(Root root, HdfsPath path) throws SystemCallException {
         what = path.toString();
@@ -88,6 +89,28 @@ final class Place implements AutoCloseable {
         return itself;
     }
 
+    /** A descriptor on the directory in which the entry stands, or shall; it is closed with this place. */
+    int directory() throws SystemCallException {
+        if (directory < 0) {
+            directory = open(NativeFiles.NO_DIRECTORY, name.substring(0, lastSlash() + 1) + ".");
+        }
+        return directory;
+    }
+
+    /** The name of that directory, which stays that whatever becomes of its path. */
+    byte[] directoryName() throws SystemCallException {
+        return utf8(nameOf(directory()));
+    }
+
+    /** The name of the entry in that directory. */
+    byte[] inDirectory() throws SystemCallException {
+        return utf8(nameOf(directory()) + name.substring(lastSlash()));
+    }
+
+    private int lastSlash() {
+        return name.lastIndexOf('/');
+    }
+
     /** A name for what the path holds now, which stays that whatever becomes of the path. */
     String pinned() throws SystemCallException {
         return nameOf(descriptor());
@@ -110,7 +133,9 @@ final class Place implements AutoCloseable {
     public void close() {
         NativeFiles.close(way);
         NativeFiles.close(itself);
+        NativeFiles.close(directory);
         way = -1;
         itself = -1;
+        directory = -1;
     }
 }

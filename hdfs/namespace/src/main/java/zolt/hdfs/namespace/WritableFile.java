@@ -22,12 +22,9 @@ final class WritableFile implements AutoCloseable {
     }
 
     /** Makes a file that does not exist; the raw failure. */
-    static WritableFile create(Folder folder, HdfsPath path, int mode) throws SystemCallException {
-        try (Place place = folder.place(path)) {
-            return new WritableFile(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY, place.bytes(),
-                    NativeFiles.O_WRONLY | NativeFiles.O_CREAT | NativeFiles.O_EXCL | NativeFiles.O_NOFOLLOW, mode),
-                    path.toString()));
-        }
+    static WritableFile create(Folder folder, HdfsPath path, int mode) throws IOException {
+        return new WritableFile(Group.make(folder, path, name -> NativeFiles.open(NativeFiles.NO_DIRECTORY, name,
+                NativeFiles.O_WRONLY | NativeFiles.O_CREAT | NativeFiles.O_EXCL | NativeFiles.O_NOFOLLOW, mode)));
     }
 
     int descriptor() {
