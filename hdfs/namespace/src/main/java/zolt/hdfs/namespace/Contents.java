@@ -2,12 +2,12 @@ package zolt.hdfs.namespace;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.util.ArrayDeque;
+import java.util.Queue;
+import org.apache.hadoop.fs.permission.FsAction;
 
 /** How much is in a tree, as far as the caller may see it. */
 public final class Contents {
-    private static final byte[] FROM_THE_START = {};
-    private static final int PAGE = 1000;
-
     private final Folder folder;
     private final Listings listings;
     private final Statuses statuses;
@@ -55,30 +55,61 @@ public final class Contents {
             throw new FileNotFoundException("File does not exist: " + path);
         }
         Sum sum = new Sum();
-        add(path, entry, entry.isFile() ? statuses.details(path, entry) : Details.NONE, sum);
+        if (entry.isDirectory()) {
+            TreeWalk.go(folder, path, new Adding(sum, path.isRoot()));
+        } else {
+            add(entry, entry.isFile() ? statuses.details(path, entry) : Details.NONE, sum);
+        }
         return sum;
     }
 
-    private void add(HdfsPath path, Entry entry, Details details, Sum sum) throws IOException {
+    private static void add(Entry entry, Details details, Sum sum) {
         if (entry.isLink()) {
             sum.links++;
-        } else if (!entry.isDirectory()) {
-            sum.files++;
-            if (entry.isFile()) {
-                sum.length += entry.size();
-                sum.copies += entry.size() * details.replication();
-            }
         } else {
+            sum.files++;
+        }
+        if (entry.isFile()) {
+            sum.length += entry.size();
+            sum.copies += entry.size() * details.replication();
+        }
+    }
+
+    private final class Adding implements TreeWalk.Visitor {
+        private final Sum sum;
+        private final boolean isWhole;
+
+        Adding(Sum sum, boolean isWhole) {
+            this.sum = sum;
+            this.isWhole = isWhole;
+        }
+
+        @Override
+        public Queue<byte[]> enter(TreeWalk walk) throws IOException {
             sum.directories++;
-            byte[] last = FROM_THE_START;
-            Listings.Page page;
-            do {
-                page = listings.list(path, last, PAGE);
-                for (Listings.Item item : page.items()) {
-                    add(path.child(item.text()), item.entry(), item.details(), sum);
-                    last = item.name();
-                }
-            } while (page.remaining() > 0);
+            Queue<byte[]> directories = new ArrayDeque<>();
+            try {
+                listings.visit(walk.directory(), isWhole && walk.isAtTop(), item -> {
+                    if (item.entry().isDirectory()) {
+                        directories.add(item.name());
+                    } else {
+                        add(item.entry(), item.details(), sum);
+                    }
+                });
+            } catch (SystemCallException e) {
+                throw refused(walk.here(), e);
+            }
+            return directories;
+        }
+
+        @Override
+        public void leave(TreeWalk walk, byte[] name) {
+            // Was added when it was entered.
+        }
+
+        @Override
+        public IOException refused(HdfsPath path, SystemCallException e) {
+            return folder.refusal(path, e, FsAction.READ_EXECUTE);
         }
     }
 }

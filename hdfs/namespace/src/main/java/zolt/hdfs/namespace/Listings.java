@@ -6,6 +6,7 @@ import java.nio.charset.StandardCharsets;
 import java.time.Duration;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.function.Consumer;
 import org.apache.hadoop.fs.permission.FsAction;
 
 /** Directories, a page at a time in the order of the names. */
@@ -91,6 +92,16 @@ public final class Listings {
             at = end;
         }
         return new Page(items, names.size() - at);
+    }
+
+    /** All entries of an open directory. */
+    void visit(int directory, boolean isRoot, Consumer<Item> visitor) throws IOException {
+        NamesOfDirectory names = NamesOfDirectory.read(directory, isRoot);
+        for (int at = 0; at < names.size(); at += MOST_AT_ONCE) {
+            List<Item> items = new ArrayList<>();
+            add(names.from(at, Math.min(names.size(), at + MOST_AT_ONCE)), directory, items, ATTEMPTS);
+            items.forEach(visitor);
+        }
     }
 
     /** Adds what some names stand for. A name that stands for something else than a moment ago is tried again. */

@@ -1,7 +1,8 @@
 package zolt.hdfs.namespace;
 
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
+import java.util.ArrayDeque;
+import java.util.Queue;
 import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
 import org.apache.hadoop.fs.permission.FsAction;
 
@@ -62,60 +63,56 @@ public final class Removing {
 
     /** From the leaves up: there is no call that removes a tree. A failure leaves what was not reached. */
     private void removeTree(HdfsPath path) throws IOException {
-        try (Place place = folder.place(path)) {
-            int directory = open(NativeFiles.NO_DIRECTORY, place.bytes());
-            try {
-                empty(directory, path);
-            } finally {
-                NativeFiles.close(directory);
-            }
-            removeOne(path, true);
-        } catch (IOException e) {
-            if (Errors.of(e) != SystemCallException.ENOENT) {
-                throw e instanceof SystemCallException ? refusal(path, e) : e;
-            }
-        }
-    }
-
-    private static int open(int directory, byte[] name) throws SystemCallException {
-        return SystemCallException.check(NativeFiles.open(directory, name,
-                NativeFiles.O_RDONLY | NativeFiles.O_DIRECTORY | NativeFiles.O_NOFOLLOW, 0), "a directory");
-    }
-
-    /** Removes what is in an open directory, by the bytes of the names: some of them no path can express. */
-    private void empty(int directory, HdfsPath path) throws IOException {
-        NamesOfDirectory names = NamesOfDirectory.read(directory, false);
-        for (int i = 0; i < names.size(); i++) {
-            byte[] name = names.name(i);
-            int result = NativeFiles.unlink(directory, name, false);
-            if (result == -SystemCallException.EISDIR) {
-                result = removeDirectory(directory, name, path);
-            }
-            if (result < 0 && result != -SystemCallException.ENOENT) {
-                throw refusal(path.child(text(name)), new SystemCallException(-result, path + "/" + text(name)));
-            }
-        }
-    }
-
-    private int removeDirectory(int parent, byte[] name, HdfsPath path) throws IOException {
-        int result = NativeFiles.unlink(parent, name, true);
-        if (result != -SystemCallException.ENOTEMPTY) {
-            return result;
-        }
-        int directory = NativeFiles.open(parent, name,
-                NativeFiles.O_RDONLY | NativeFiles.O_DIRECTORY | NativeFiles.O_NOFOLLOW, 0);
-        if (directory < 0) {
-            return directory;
-        }
+        TreeWalk.go(folder, path, new Emptying());
         try {
-            empty(directory, path.child(text(name)));
-        } finally {
-            NativeFiles.close(directory);
+            removeOne(path, true);
+        } catch (SystemCallException e) {
+            if (e.errno() != SystemCallException.ENOENT) {
+                throw refusal(path, e);
+            }
         }
-        return NativeFiles.unlink(parent, name, true);
     }
 
-    private static String text(byte[] name) {
-        return new String(name, StandardCharsets.UTF_8);
+    /** Removes what is in directories, by the bytes of the names: some of them no path can express. */
+    private final class Emptying implements TreeWalk.Visitor {
+        @Override
+        public Queue<byte[]> enter(TreeWalk walk) throws IOException {
+            NamesOfDirectory names;
+            try {
+                names = NamesOfDirectory.read(walk.directory(), false);
+            } catch (SystemCallException e) {
+                throw refusal(walk.here(), e);
+            }
+            Queue<byte[]> full = new ArrayDeque<>();
+            for (int i = 0; i < names.size(); i++) {
+                byte[] name = names.name(i);
+                int result = NativeFiles.unlink(walk.directory(), name, false);
+                if (result == -SystemCallException.EISDIR) {
+                    result = NativeFiles.unlink(walk.directory(), name, true);
+                }
+                if (result == -SystemCallException.ENOTEMPTY) {
+                    full.add(name);
+                } else {
+                    check(result, walk, name);
+                }
+            }
+            return full;
+        }
+
+        @Override
+        public void leave(TreeWalk walk, byte[] name) throws IOException {
+            check(NativeFiles.unlink(walk.directory(), name, true), walk, name);
+        }
+
+        private void check(int result, TreeWalk walk, byte[] name) throws IOException {
+            if (result < 0 && result != -SystemCallException.ENOENT) {
+                throw refused(walk.path(name), new SystemCallException(-result, walk.path(name).toString()));
+            }
+        }
+
+        @Override
+        public IOException refused(HdfsPath path, SystemCallException e) {
+            return refusal(path, e);
+        }
     }
 }
