@@ -47,7 +47,7 @@ final class TreeCalls {
             renamed = done(from, to);
         }
         if (renamed.isPresent()) {
-            paths.moved(from, renamed.get());
+            paths.moved(from, renamed.get().to());
         }
         return renamed.isPresent();
     }
@@ -56,9 +56,10 @@ final class TreeCalls {
     void rename2(String src, String dst, Rename... options) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
-        Optional<Renaming.Renamed> done = done(from, to);
-        paths.moved(from, done.isPresent() ? done.get()
-                : parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE)));
+        if (done(from, to).isEmpty()) {
+            parts.renaming().rename(from, to, Arrays.asList(options).contains(Rename.OVERWRITE));
+        }
+        paths.moved(from, to);
     }
 
     private Optional<Renaming.Renamed> done(HdfsPath from, HdfsPath to) throws IOException {

@@ -24,15 +24,18 @@ import org.apache.hadoop.io.EnumSetWritable;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
+import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.OpenFiles;
+import zolt.hdfs.namespace.Statuses;
 
 /**
  * The calls of a client that writes. Who may write on is told by the file itself, and where a block starts by
  * the block before it, so that any NameNode answers each of them.
  */
 final class WriteCalls {
+    private final Statuses statuses;
     private final OpenFiles open;
     private final Holders holders;
     private final Blocks blocks;
@@ -41,6 +44,7 @@ final class WriteCalls {
     private final KnownPaths paths;
 
     WriteCalls(Parts parts, Blocks blocks, Generations generations, FileStatuses forms, KnownPaths paths) {
+        statuses = parts.statuses();
         open = parts.open();
         holders = parts.holders();
         this.blocks = blocks;
@@ -103,10 +107,20 @@ final class WriteCalls {
         return written;
     }
 
-    /** A file may have another name since it was opened. */
+    /** A file may have another name since it was opened: the one at which it was last seen, if it still is there. */
     private HdfsPath where(String src, long fileId) throws IOException {
+        HdfsPath path = HdfsPath.of(src);
         HdfsPath known = fileId > 0 ? paths.get(fileId) : null;
-        return known != null ? known : HdfsPath.of(src);
+        return known != null && !known.equals(path) && isAt(known, fileId) ? known : path;
+    }
+
+    private boolean isAt(HdfsPath path, long inode) {
+        try {
+            Entry there = statuses.getLink(path);
+            return there != null && there.inode() == inode;
+        } catch (IOException e) {
+            return false;
+        }
     }
 
     /** Nothing to forget: the next block starts at the same place, and complete cuts what is behind the end. */

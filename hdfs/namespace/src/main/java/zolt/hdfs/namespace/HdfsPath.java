@@ -105,6 +105,11 @@ public final class HdfsPath {
         return new HdfsPath(longer);
     }
 
+    /** The path of components that came from one. */
+    public static HdfsPath of(List<String> components) {
+        return new HdfsPath(List.copyOf(components));
+    }
+
     /** Whether the path lies below another one. */
     public boolean isBelow(HdfsPath other) {
         if (depth() <= other.depth()) {
