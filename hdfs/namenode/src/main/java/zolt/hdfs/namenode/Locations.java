@@ -15,10 +15,12 @@ final class Locations {
     private final Statuses statuses;
     private final OpenFiles open;
     private final Blocks blocks;
+    private final BlockLimits limits;
     private final Generations generations;
     private final KnownPaths paths;
 
-    Locations(Parts parts, Blocks blocks, Generations generations, KnownPaths paths) {
+    Locations(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, KnownPaths paths) {
+        this.limits = limits;
         folder = parts.folder();
         statuses = parts.statuses();
         open = parts.open();
@@ -46,7 +48,8 @@ final class Locations {
         long inode = file.entry().inode();
         paths.put(inode, path);
         int generation = generations.of(file.descriptor());
-        FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), statuses.details(file).blockSize());
+        FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), statuses.details(file).blockSize(),
+                limits);
         return blocks.of(cut, offset, length, open.isWritten(path, file), Requests.machine(), signed);
     }
 }

@@ -131,10 +131,12 @@ public final class NameNodeServer implements AutoCloseable {
         KnownPaths paths = new KnownPaths();
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
         Generations generations = root.withDescriptor(open -> Generations.of(open, open));
-        Locations locations = new Locations(parts, blocks, generations, paths);
+        BlockLimits limits = BlockLimits.of(conf);
+        Locations locations = new Locations(parts, blocks, limits, generations, paths);
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
-                new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts), new WriteCalls(parts, blocks, generations, forms, paths),
+                new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts),
+                new WriteCalls(parts, blocks, limits, generations, forms, paths),
                 new ServiceCalls(conf, defaults, datanodes, new Space(root), safeMode));
     }
 

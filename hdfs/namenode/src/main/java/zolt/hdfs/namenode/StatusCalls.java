@@ -109,14 +109,30 @@ final class StatusCalls {
         }
         Listings.Page page = listings.list(path, after(startAfter), pageSize);
         java.util.List<HdfsFileStatus> items = new java.util.ArrayList<>(page.items().size());
+        int left = page.items().size() + page.remaining();
+        int locations = pageSize;
         for (Listings.Item item : page.items()) {
+            if (locations <= 0) {
+                break;
+            }
+            left--;
             try {
-                items.add(status(path.child(item.text()), item.name(), item.entry(), item.details(), needLocation, false));
+                HdfsFileStatus status = status(path.child(item.text()), item.name(), item.entry(), item.details(),
+                        needLocation, false);
+                items.add(status);
+                locations -= blocksIn(status);
             } catch (FileNotFoundException | java.nio.file.NoSuchFileException e) {
                 continue;  // removed since the directory was read
             }
         }
-        return new DirectoryListing(items.toArray(new HdfsFileStatus[0]), page.remaining());
+        return new DirectoryListing(items.toArray(new HdfsFileStatus[0]), left);
+    }
+
+    /** A page has at most so many blocks too, as with Hadoop's own NameNode, and those of one more file. */
+    private static int blocksIn(HdfsFileStatus status) {
+        LocatedBlocks blocks = status instanceof HdfsLocatedFileStatus
+                ? ((HdfsLocatedFileStatus) status).getLocatedBlocks() : null;
+        return blocks == null ? 0 : blocks.locatedBlockCount() * status.getReplication();
     }
 
     /** A client that goes on by inode number names the last entry by its whole path. */

@@ -39,15 +39,17 @@ final class WriteCalls {
     private final OpenFiles open;
     private final Holders holders;
     private final Blocks blocks;
+    private final BlockLimits limits;
     private final Generations generations;
     private final FileStatuses forms;
     private final KnownPaths paths;
 
-    WriteCalls(Parts parts, Blocks blocks, Generations generations, FileStatuses forms, KnownPaths paths) {
+    WriteCalls(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, FileStatuses forms, KnownPaths paths) {
         statuses = parts.statuses();
         open = parts.open();
         holders = parts.holders();
         this.blocks = blocks;
+        this.limits = limits;
         this.generations = generations;
         this.forms = forms;
         this.paths = paths;
@@ -58,6 +60,7 @@ final class WriteCalls {
             boolean createParent, short replication, long blockSize, CryptoProtocolVersion[] supportedVersions,
             String ecPolicyName, String storagePolicy) throws IOException {
         HdfsPath path = HdfsPath.toCreate(src);
+        limits.checkSize(blockSize);
         EnumSet<CreateFlag> flags = flag.get();
         OpenFiles.Creation how = new OpenFiles.Creation(masked, flags.contains(CreateFlag.CREATE),
                 flags.contains(CreateFlag.OVERWRITE), createParent, replication, blockSize);
@@ -84,6 +87,7 @@ final class WriteCalls {
             paths.put(file.entry().inode(), path);
             WriteBlock next = previous == null ? new WriteBlock(file.entry().inode(), 0, file.start(), 0)
                     : own(file, previous).next(previous.getNumBytes());
+            limits.checkNumber(next.sequence());
             List<DatanodeInfoWithStorage> nodes = blocks.datanodes().choose(Blocks.WRITERS, Requests.machine(),
                     excludeNodes == null ? List.of() : Arrays.asList(excludeNodes));
             if (nodes.isEmpty()) {

@@ -5,6 +5,7 @@ import java.net.URI;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.security.PrivilegedExceptionAction;
+import java.util.function.Consumer;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
@@ -48,10 +49,20 @@ public final class Service implements AutoCloseable {
     }
 
     static Service start(String folder) throws Exception {
+        return start(folder, conf -> { });
+    }
+
+    /** With other settings than usual. */
+    static Service start(Consumer<Configuration> settings) throws Exception {
+        return start(FOLDER, settings);
+    }
+
+    private static Service start(String folder, Consumer<Configuration> settings) throws Exception {
         SystemCallException.check(NativeFiles.confine(), "capabilities");
         NativeFiles.umask(0);
         DefaultMetricsSystem.setMiniClusterMode(true);  // more than one in a process
         Service service = new Service(folder);
+        settings.accept(service.conf);
         service.startNameNode("127.0.0.1:0");
         service.startDataNode();
         return service;
@@ -61,6 +72,7 @@ public final class Service implements AutoCloseable {
         Configuration conf = new HdfsConfiguration();
         conf.setBoolean(DFSConfigKeys.DFS_BLOCK_ACCESS_TOKEN_ENABLE_KEY, true);
         conf.setInt(DFSConfigKeys.DFS_LIST_LIMIT, 10);
+        conf.setLong(DFSConfigKeys.DFS_NAMENODE_MIN_BLOCK_SIZE_KEY, 1);
         conf.setBoolean("fs.hdfs.impl.disable.cache", true);
         conf.set("zolt.hdfs.folder", folder);
         conf.set(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY, "127.0.0.1:0");
