@@ -20,7 +20,7 @@ for module in namespace datanode namenode; do
 done
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
-export work scan pattern build
+export work scan pattern build launcher="$here/../bin/zolt-hdfs"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
   mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
@@ -28,7 +28,7 @@ unshare --mount --propagation private -- bash -c '
   exec java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
     -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
     -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
-    -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
+    -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
     -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
     ${scan} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
     --reports-dir "$build/hdfs/reports"' >"$build/hdfs/test.log" 2>&1

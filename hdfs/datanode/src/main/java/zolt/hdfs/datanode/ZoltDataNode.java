@@ -22,7 +22,7 @@ public final class ZoltDataNode {
         StringUtils.startupShutdownMessage(DataNode.class, arguments, LOG);
         try {
             SystemCallException.check(NativeFiles.confineToData(), "giving up capabilities");
-            Configuration conf = new HdfsConfiguration();
+            Configuration conf = configuration();
             configure(conf);
             DataNode datanode = DataNode.createDataNode(arguments, conf);
             while (datanode != null && datanode.isDatanodeUp()) {
@@ -34,6 +34,13 @@ public final class ZoltDataNode {
         }
     }
 
+    /** Hadoop's configuration, and what 'zolt hdfs start' was given for this folder. */
+    public static HdfsConfiguration configuration() {
+        HdfsConfiguration.init();
+        Configuration.addDefaultResource("zolt-site.xml");
+        return new HdfsConfiguration();
+    }
+
     /** What the dataset needs a DataNode to be told. */
     public static void configure(Configuration conf) {
         conf.set(DFSConfigKeys.DFS_DATANODE_FSDATASET_FACTORY_KEY, ZoltDatasetFactory.class.getName());
@@ -43,7 +50,5 @@ public final class ZoltDataNode {
         conf.setLong(DFSConfigKeys.DFS_BLOCK_SCANNER_VOLUME_BYTES_PER_SECOND, 0);
         // Whoever closes a file finds its bytes on the disk, also where NameNode and DataNode are different machines.
         conf.setIfUnset(DFSConfigKeys.DFS_DATANODE_SYNCONCLOSE_KEY, "true");
-        // The DataNode would read ahead by the offset in the block, which is not that in the file; the kernel does it right.
-        conf.setIfUnset(DFSConfigKeys.DFS_DATANODE_READAHEAD_BYTES_KEY, "0");
     }
 }

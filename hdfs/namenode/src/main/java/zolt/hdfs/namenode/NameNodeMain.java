@@ -5,6 +5,7 @@ import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.security.UserGroupInformation;
 import org.apache.hadoop.security.SecurityUtil;
+import zolt.hdfs.datanode.ZoltDataNode;
 import zolt.hdfs.namespace.NativeFiles;
 import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SystemCallException;
@@ -31,7 +32,7 @@ public final class NameNodeMain {
         SystemCallException.check(NativeFiles.confine(), "the capabilities of the service");
         // Modes are the client's, which has a mask of its own.
         NativeFiles.umask(0);
-        HdfsConfiguration conf = new HdfsConfiguration();
+        HdfsConfiguration conf = ZoltDataNode.configuration();
         NameNodeServer.chooseAmongNameNodes(conf);
         UserGroupInformation.setConfiguration(conf);
         SecurityUtil.login(conf, DFSConfigKeys.DFS_NAMENODE_KEYTAB_FILE_KEY,
