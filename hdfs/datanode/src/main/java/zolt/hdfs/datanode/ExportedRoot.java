@@ -4,15 +4,15 @@ import java.io.Closeable;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.FileAlreadyExistsException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.attribute.PosixFilePermissions;
 import java.util.OptionalInt;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.ServiceFolder;
 import zolt.hdfs.namespace.SystemCallException;
 
 /** The exported folder: its files by handle or by path, each compared with what was asked for. */
@@ -98,35 +98,20 @@ final class ExportedRoot implements Closeable {
         return file;
     }
 
-    /** What tells generations apart, asked for with a file made for it. */
+    /** What tells generations apart, asked for with a file made for it, where one can be made. */
     private Generations askForGenerations() throws IOException {
-        Path sample = null;
-        int opened = descriptor;
-        try {
-            sample = Files.createTempFile(serviceFolder(), "handle", null);
-            opened = NativeFiles.open(NativeFiles.NO_DIRECTORY, bytes(sample.toString()), NativeFiles.O_PATH, 0);
-        } catch (IOException e) {
-            LOG.info("No file can be made in {} ({}): its handles are tried with the folder alone", folder, e.toString());
-        }
-        try {
-            return Generations.of(descriptor, opened);
-        } finally {
-            if (opened != descriptor) {
+        try (ServiceFolder service = new ServiceFolder(folder.toString())) {
+            Path sample = Files.createTempFile(service.path(), "handle", null);
+            int opened = NativeFiles.open(NativeFiles.NO_DIRECTORY, bytes(sample.toString()), NativeFiles.O_PATH, 0);
+            try {
+                return Generations.of(descriptor, opened);
+            } finally {
                 NativeFiles.close(opened);
+                Files.deleteIfExists(sample);
             }
-            if (sample != null) {
-                sample.toFile().delete();
-            }
-        }
-    }
-
-    /** The services' own folder: the NameNode keeps it from clients. */
-    private Path serviceFolder() throws IOException {
-        Path path = folder.resolve(".zolt");
-        try {
-            return Files.createDirectory(path, PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rwx------")));
-        } catch (FileAlreadyExistsException e) {
-            return path;
+        } catch (SystemCallException | FileSystemException e) {
+            LOG.info("No file can be made in {} ({}): its handles are tried with the folder alone", folder, e.toString());
+            return Generations.of(descriptor, descriptor);
         }
     }
 

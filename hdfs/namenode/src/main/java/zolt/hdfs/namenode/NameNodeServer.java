@@ -75,6 +75,7 @@ public final class NameNodeServer implements AutoCloseable {
 
     private static final long HOUSEKEEPING_SECONDS = 60;
 
+    private final ServiceFolder service;
     private final RPC.Server server;
     private final StatusPage page;
     private final Calls calls = new Calls();
@@ -84,7 +85,7 @@ public final class NameNodeServer implements AutoCloseable {
     public NameNodeServer(Configuration conf, Root root) throws IOException {
         Duration accounts = Duration.ofSeconds(conf.getInt(ACCOUNTS_KEY, ACCOUNTS_DEFAULT));
         Folder folder = new Folder(root, new Names(accounts));
-        ServiceFolder service = new ServiceFolder(root);
+        service = new ServiceFolder(root);
         Holders holders = new Holders(service);
         OpenFiles.Limits limits = new OpenFiles.Limits(Duration.ofMillis(HdfsConstants.LEASE_SOFTLIMIT_PERIOD),
                 Duration.ofSeconds(conf.getLong(DFSConfigKeys.DFS_LEASE_HARDLIMIT_KEY,
@@ -244,5 +245,6 @@ public final class NameNodeServer implements AutoCloseable {
         housekeeper.shutdownNow();
         server.stop();
         page.close();
+        service.close();
     }
 }

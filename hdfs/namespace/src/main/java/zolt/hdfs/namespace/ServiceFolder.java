@@ -5,37 +5,70 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.UUID;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
 
-/** What all services on a folder share: it lies in the folder, hidden from clients, and is the service's alone. */
-public final class ServiceFolder {
+/**
+ * What all services on a folder share: it lies in the folder, hidden from clients, and is the service's alone. Who may
+ * write the folder may rename it there, so it is looked up once, and held as long as the service lives.
+ */
+public final class ServiceFolder implements AutoCloseable {
+    private static final Logger LOG = LoggerFactory.getLogger(ServiceFolder.class);
     private static final int OWNER_ONLY = 0700;
     private static final int OWNER_FILE = 0600;
+    private static final int OTHERS_WRITE = 022;
+    private static final int STICKY = 01000;
 
+    private final List<Integer> descriptors = new ArrayList<>();
     private final Path path;
 
-    public ServiceFolder(Root root) throws IOException {
-        path = Path.of(root.path(), HdfsPath.SERVICE_FOLDER);
-        make(path);
+    /**
+     * That of an exported folder; it is made when it is not there.
+     *
+     * @throws IOException when another user made it
+     */
+    public ServiceFolder(String folder) throws IOException {
+        int mode = Entry.of(folder).permissions();
+        if ((mode & OTHERS_WRITE) != 0 && (mode & STICKY) == 0) {
+            LOG.warn("Others than its owner may rename what is in {}, and so the service's own folder in it, of which the next"
+                    + " start of a service would make another one: chmod +t {}", folder, folder);
+        }
+        path = held(Path.of(folder, HdfsPath.SERVICE_FOLDER));
     }
 
-    private static void make(Path directory) throws IOException {
-        try {
-            Files.createDirectory(directory, Making.permissions(OWNER_ONLY));
-        } catch (FileAlreadyExistsException e) {
-            Entry entry = Entry.of(directory.toString());
-            if (!entry.isDirectory() || entry.uid() != Entry.of("/proc/self/").uid()) {
-                throw new IOException(directory + " is not a folder of the service's own user", e);
-            }
-            Files.setPosixFilePermissions(directory, Making.permissions(OWNER_ONLY).value());
+    public ServiceFolder(Root root) throws IOException {
+        this(root.path());
+    }
+
+    private Path held(Path directory) throws IOException {
+        byte[] name = directory.toString().getBytes(StandardCharsets.UTF_8);
+        int made = NativeFiles.makeDirectory(name, OWNER_ONLY);
+        if (made != -SystemCallException.EEXIST) {
+            SystemCallException.check(made, directory.toString());
         }
+        int descriptor = NativeFiles.open(NativeFiles.NO_DIRECTORY, name,
+                NativeFiles.O_RDONLY | NativeFiles.O_DIRECTORY | NativeFiles.O_NOFOLLOW, 0);
+        if (descriptor < 0 || Entry.of(descriptor).uid() != Entry.of("/proc/self/").uid()) {
+            NativeFiles.close(descriptor);
+            throw new IOException(directory + " is not a folder of the service's own user");
+        }
+        descriptors.add(descriptor);
+        Path held = Path.of(Place.nameOf(descriptor));
+        Files.setPosixFilePermissions(held, Making.permissions(OWNER_ONLY).value());
+        return held;
+    }
+
+    /** The name of the folder in this process. */
+    public Path path() {
+        return path;
     }
 
     /** A folder in it, which is made when it is not there. */
     Path directory(String name) throws IOException {
-        Path directory = path.resolve(name);
-        make(directory);
-        return directory;
+        return held(path.resolve(name));
     }
 
     /**
@@ -55,5 +88,11 @@ public final class ServiceFolder {
             Files.deleteIfExists(mine);
         }
         return Files.readString(file, StandardCharsets.UTF_8).trim();
+    }
+
+    @Override
+    public void close() {
+        descriptors.forEach(NativeFiles::close);
+        descriptors.clear();
     }
 }
