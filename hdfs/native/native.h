@@ -24,8 +24,8 @@ jint answer(Result result) {
 /// behind which the kernel would not look.
 std::string bytesOf(JNIEnv* env, jbyteArray array);
 
-/// Turns the C++ exception in flight into the pending Java exception: NullPointerException for a
-/// null argument, OutOfMemoryError, IllegalArgumentException, RuntimeException.
+/// Turns the C++ exception in flight into the pending Java exception: IllegalArgumentException
+/// for a null argument too, OutOfMemoryError, RuntimeException.
 [[gnu::cold]] void raiseInJava(JNIEnv* env) noexcept;
 
 template <class Result>
