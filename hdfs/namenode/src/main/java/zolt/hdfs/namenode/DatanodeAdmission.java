@@ -7,7 +7,6 @@ import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.HDFSPolicyProvider;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeProtocol;
 import org.apache.hadoop.ipc.Server;
-import org.apache.hadoop.security.AccessControlException;
 import org.apache.hadoop.security.UserGroupInformation;
 import org.apache.hadoop.security.authorize.ServiceAuthorizationManager;
 import zolt.hdfs.namespace.Caller;
@@ -41,9 +40,8 @@ final class DatanodeAdmission implements Dispatch.Admission {
     Caller admit(UserGroupInformation user, InetAddress from) throws IOException {
         if (hasPrincipal) {
             lists.authorize(user, DatanodeProtocol.class, conf, from);
-        } else if (!callers.of(user.getShortUserName()).superuser()) {
-            throw new AccessControlException("Access denied for user " + user.getShortUserName()
-                    + ". A DataNode has to be the superuser's");
+        } else {
+            callers.of(user.getShortUserName()).requireSuperuser();
         }
         return Caller.SERVICE;
     }

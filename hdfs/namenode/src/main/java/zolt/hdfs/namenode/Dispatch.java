@@ -18,7 +18,6 @@ import org.apache.hadoop.io.retry.AtMostOnce;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.ipc.RetryCache.CacheEntryWithPayload;
 import org.apache.hadoop.ipc.Server;
-import org.apache.hadoop.security.AccessControlException;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Caller;
 import zolt.hdfs.namespace.SafeMode;
@@ -118,9 +117,8 @@ final class Dispatch implements InvocationHandler {
                     + ": its namespace is that of a file system");
         }
         Caller caller = admission.caller();
-        if (target.superuser() && !caller.superuser()) {
-            throw new AccessControlException("Access denied for user " + caller.user()
-                    + ". Superuser privilege is required");
+        if (target.superuser()) {
+            caller.requireSuperuser();
         }
         if (target.changes() && state.safeMode().isOn()) {
             throw new SafeModeException("Cannot " + method.getName() + ". Name node is in safe mode.");

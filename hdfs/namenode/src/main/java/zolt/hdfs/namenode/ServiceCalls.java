@@ -25,7 +25,6 @@ import org.apache.hadoop.hdfs.server.blockmanagement.BlockStoragePolicySuite;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeStorageReport;
 import org.apache.hadoop.io.Text;
 import org.apache.hadoop.ipc.RpcNoSuchMethodException;
-import org.apache.hadoop.security.AccessControlException;
 import org.apache.hadoop.security.token.Token;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.SafeMode;
@@ -91,10 +90,7 @@ final class ServiceCalls {
         if (action == SafeModeAction.SAFEMODE_GET) {
             return safeMode.isOn();
         }
-        if (!Acting.now().superuser()) {
-            throw new AccessControlException("Access denied for user " + Acting.now().user()
-                    + ". Superuser privilege is required");
-        }
+        Acting.now().requireSuperuser();
         safeMode.set(action == SafeModeAction.SAFEMODE_ENTER);
         return safeMode.isOn();
     }

@@ -162,9 +162,7 @@ final class StatusCalls {
 
     /** For a DataNode on a file system without handles. */
     private String pathOfInode(String src) throws IOException {
-        if (!Acting.now().superuser()) {
-            throw new AccessControlException("Superuser privilege is required for " + src);
-        }
+        Acting.now().requireSuperuser();
         HdfsPath path = paths.get(inode(src));
         Entry entry = path == null ? null : statuses.getLink(path);
         if (entry == null || entry.inode() != inode(src)) {

@@ -1,14 +1,23 @@
 package zolt.hdfs.namespace;
 
+import org.apache.hadoop.security.AccessControlException;
+
 /**
  * For whom a request is done: ids as the user database had them when last asked.
  *
  * @param user the name
- * @param superuser whether the rights are the service's own, and the ids are not used
+ * @param superuser whether the rights are the service's own; the ids are then those of what it makes alone
  */
 public record Caller(String user, int uid, int gid, int[] groups, boolean superuser) {
     /** The service itself. */
     public static final Caller SERVICE = new Caller(System.getProperty("user.name"), 0, 0, new int[0], true);
+
+    /** Refuses everybody but a superuser, in Hadoop's words. */
+    public void requireSuperuser() throws AccessControlException {
+        if (!superuser) {
+            throw new AccessControlException("Access denied for user " + user + ". Superuser privilege is required");
+        }
+    }
 
     /** Whether the user is in a group. */
     public boolean isIn(int group) {
