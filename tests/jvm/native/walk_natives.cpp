@@ -10,12 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "base/errno_text.h"
 #include "hooked_env.h"
 #include "jni/native.h"
 #include "taken.h"
 #include "text.h"
-#include "zolt_test_Walk.h"
+#include "zolt_test_walk_Walk.h"
 
 using namespace zolt;
 using test::counted;
@@ -113,9 +112,9 @@ jobjectArray strings(JNIEnv* env, const std::vector<std::string>& texts) {
 
 }  // namespace
 
-JNIEXPORT jthrowable JNICALL Java_zolt_test_Walk_run(JNIEnv* env, jclass, jobject body,
-                                                     jint failing, jint error, jint altered,
-                                                     jint failingMemory, jint failingToo) {
+JNIEXPORT jthrowable JNICALL Java_zolt_test_walk_Walk_run(JNIEnv* env, jclass, jobject body,
+                                                          jint failing, jint error, jint altered,
+                                                          jint failingMemory, jint failingToo) {
   jmethodID method = env->GetMethodID(env->GetObjectClass(body), "run", "()V");
   taken = {};
   {
@@ -133,18 +132,18 @@ JNIEXPORT jthrowable JNICALL Java_zolt_test_Walk_run(JNIEnv* env, jclass, jobjec
   return thrown;
 }
 
-JNIEXPORT jobjectArray JNICALL Java_zolt_test_Walk_steps(JNIEnv* env, jclass) {
+JNIEXPORT jobjectArray JNICALL Java_zolt_test_walk_Walk_steps(JNIEnv* env, jclass) {
   std::vector<std::string> names;
   for (int step = 0; step < zolt_walk_steps(); ++step)
     names.emplace_back(zolt_walk_step_name(step));
   return strings(env, names);
 }
 
-JNIEXPORT jint JNICALL Java_zolt_test_Walk_allocations(JNIEnv*, jclass) {
+JNIEXPORT jint JNICALL Java_zolt_test_walk_Walk_allocations(JNIEnv*, jclass) {
   return zolt_walk_allocations();
 }
 
-JNIEXPORT jintArray JNICALL Java_zolt_test_Walk_left(JNIEnv* env, jclass) {
+JNIEXPORT jintArray JNICALL Java_zolt_test_walk_Walk_left(JNIEnv* env, jclass) {
   std::vector<jint> left;
   for (int what = 0; what < static_cast<int>(faults::Holding::count); ++what)
     left.push_back(zolt_walk_left(what));
@@ -153,12 +152,8 @@ JNIEXPORT jintArray JNICALL Java_zolt_test_Walk_left(JNIEnv* env, jclass) {
   return ints(env, left);
 }
 
-JNIEXPORT jstring JNICALL Java_zolt_test_Walk_errnoText(JNIEnv* env, jclass, jint error) {
-  return env->NewStringUTF(ErrnoText(error).c_str());
-}
-
 // An id of -1 is refused, and the present one answered (setfsuid(2)).
-JNIEXPORT jintArray JNICALL Java_zolt_test_Walk_identity(JNIEnv* env, jclass) {
+JNIEXPORT jintArray JNICALL Java_zolt_test_walk_Walk_identity(JNIEnv* env, jclass) {
   std::vector<gid_t> groups(static_cast<size_t>(getgroups(0, nullptr)));
   getgroups(static_cast<int>(groups.size()), groups.data());
   std::vector<jint> identity{setfsuid(static_cast<uid_t>(-1)), setfsgid(static_cast<gid_t>(-1))};
@@ -166,7 +161,8 @@ JNIEXPORT jintArray JNICALL Java_zolt_test_Walk_identity(JNIEnv* env, jclass) {
   return ints(env, identity);
 }
 
-JNIEXPORT jobjectArray JNICALL Java_zolt_test_Walk_entries(JNIEnv* env, jclass, jstring directory) {
+JNIEXPORT jobjectArray JNICALL Java_zolt_test_walk_Walk_entries(JNIEnv* env, jclass,
+                                                                jstring directory) {
   std::vector<std::string> names;
   DIR* stream = opendir(test::text(env, directory).c_str());
   while (const dirent* entry = readdir(stream))
@@ -175,7 +171,7 @@ JNIEXPORT jobjectArray JNICALL Java_zolt_test_Walk_entries(JNIEnv* env, jclass, 
   return strings(env, names);
 }
 
-JNIEXPORT void JNICALL Java_zolt_test_Walk_becomeDaemon(JNIEnv*, jclass) {
+JNIEXPORT void JNICALL Java_zolt_test_walk_Walk_becomeDaemon(JNIEnv*, jclass) {
   setfsuid(geteuid());
   setfsgid(getegid());
 }

@@ -1,14 +1,16 @@
 package zolt.soak;
 
-import static zolt.soak.AclBytes.ACCESS;
-import static zolt.soak.AclBytes.DEFAULT;
+import static zolt.test.acl.AclBytes.ACCESS;
+import static zolt.test.acl.AclBytes.DEFAULT;
 
 import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import zolt.soak.AclBytes.Entry;
+import zolt.test.Faults;
+import zolt.test.acl.AclBytes;
+import zolt.test.acl.AclBytes.Entry;
 
 /** Access control lists: replaced as a whole, changed entry by entry, and what they let in. */
 final class AclCalls {
@@ -29,7 +31,7 @@ final class AclCalls {
         if (scene.mayActAs(owner)) {
             answer.value();
         } else {
-            answer.mustThrow(Failure.EPERM, path);
+            answer.mustThrow(Faults.EPERM, path);
         }
     }
 
@@ -152,7 +154,7 @@ final class AclCalls {
         if (may || mayOrNot && answer.thrown == null) {
             answer.mustBe(scene.tree.inode(path));
         } else {
-            answer.mustThrow(Failure.EACCES, "stat failed for " + path);
+            answer.mustThrow(Faults.EACCES, "stat failed for " + path);
         }
     }
 }

@@ -1,13 +1,14 @@
 package zolt.soak;
 
-import static zolt.soak.AclBytes.ACCESS;
-import static zolt.soak.AclBytes.DEFAULT;
+import static zolt.test.acl.AclBytes.ACCESS;
+import static zolt.test.acl.AclBytes.DEFAULT;
 
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
 import java.util.stream.Collectors;
-import zolt.soak.AclBytes.Entry;
+import zolt.test.acl.AclBytes;
+import zolt.test.acl.AclBytes.Entry;
 
 /**
  * The lists that are set as a whole. All permissions in one but the owner's and the others' are the

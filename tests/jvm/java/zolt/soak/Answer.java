@@ -2,6 +2,7 @@ package zolt.soak;
 
 import java.util.Arrays;
 import java.util.Objects;
+import zolt.test.Failure;
 
 /** What one call of a native came to: a value or an exception, and the words for a report of it. */
 final class Answer<T> {
@@ -25,13 +26,13 @@ final class Answer<T> {
                 && Objects.equals(thrown.getMessage(), message);
     }
 
-    boolean threw(Failure failure, String said) {
-        return thrown != null && threw(failure.type, failure.text + ": " + said);
+    boolean threw(int errno, String said) {
+        Failure failure = Failure.of(errno, said);
+        return threw(failure.type(), failure.message());
     }
 
-    void mustThrow(Failure failure, String said) {
-        check(threw(failure, said), failure.type.getSimpleName() + " \"" + failure.text + ": "
-                + said + "\"");
+    void mustThrow(int errno, String said) {
+        check(threw(errno, said), Failure.of(errno, said).toString());
     }
 
     /** The value; an exception is none. */

@@ -9,6 +9,7 @@ import java.util.Map;
 import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Block locations, replication and block group factor. */
 final class BlockCalls {
@@ -116,7 +117,7 @@ final class BlockCalls {
         if (scene.mayActAs(user)) {
             answer.mustBe(true);
         } else {
-            answer.mustThrow(Failure.EACCES, "failed to set replication for " + path);
+            answer.mustThrow(Faults.EACCES, "failed to set replication for " + path);
         }
     }
 
@@ -127,11 +128,11 @@ final class BlockCalls {
         Answer<Boolean> answer =
                 scene.ask("setBGF", () -> ZOLTNative.setBGF(path, bgf), path, bgf);
         if (bgf == 0) {
-            answer.mustThrow(Failure.EINVAL, "Invalid BGF(0)");
+            answer.mustThrow(Faults.EINVAL, "Invalid BGF(0)");
         } else if (scene.mayActAs(user)) {
             answer.mustBe(true);
         } else {
-            answer.mustThrow(Failure.EACCES, "Failed to set BGF(" + bgf + ") for " + path);
+            answer.mustThrow(Faults.EACCES, "Failed to set BGF(" + bgf + ") for " + path);
         }
     }
 }

@@ -16,6 +16,7 @@ import java.util.TreeSet;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.acl.AclBytes;
 
 /**
  * Kills one virtual machine after the other in the middle of its work, and looks at what each has

@@ -3,6 +3,7 @@ package zolt.soak;
 import java.util.Arrays;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Leases that are taken, stamped, found expired and given up side by side. */
 final class LeaseCalls {
@@ -50,9 +51,9 @@ final class LeaseCalls {
         Answer<Void> answer = scene.tell("setFileLeaseNative",
                 () -> ZOLTNative.setFileLeaseNative(path, true, holder), path, holder);
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "setxattr failed for " + HOLDER);
-        } else if (!answer.threw(Failure.EEXIST, HOLDER + " already exists")
-                && !answer.threw(Failure.EEXIST, UPDATE + " already exists")) {
+            answer.mustThrow(Faults.EACCES, "setxattr failed for " + HOLDER);
+        } else if (!answer.threw(Faults.EEXIST, HOLDER + " already exists")
+                && !answer.threw(Faults.EEXIST, UPDATE + " already exists")) {
             answer.value();
         }
     }
@@ -62,12 +63,12 @@ final class LeaseCalls {
         int room = scene.random.nextInt(8) == 0 ? TOO_SMALL : ROOM;
         Answer<byte[]> answer = scene.ask("getFileLeaseNative",
                 () -> ZOLTNative.getFileLeaseNative(path, true, room, NEVER), path, room, NEVER);
-        if (answer.threw(Failure.ENODATA, UPDATE + " does not exist")
-                || answer.threw(Failure.ENODATA, HOLDER + " does not exist")) {
+        if (answer.threw(Faults.ENODATA, UPDATE + " does not exist")
+                || answer.threw(Faults.ENODATA, HOLDER + " does not exist")) {
             return;
         }
         if (room == TOO_SMALL) {
-            answer.mustThrow(Failure.ERANGE, "getxattr failed for " + HOLDER);
+            answer.mustThrow(Faults.ERANGE, "getxattr failed for " + HOLDER);
         } else {
             answer.check(XattrCalls.isOne(HOLDERS, answer.value()), "one of the holders");
         }
@@ -78,12 +79,12 @@ final class LeaseCalls {
         String path = path(scene, user);
         Answer<byte[]> answer = scene.ask("getFileLeaseNative", () -> ZOLTNative.getFileLeaseNative(
                 path, true, ROOM, LONG_AGO), path, ROOM, LONG_AGO);
-        if (answer.threw(Failure.ENODATA, UPDATE + " does not exist")) {
+        if (answer.threw(Faults.ENODATA, UPDATE + " does not exist")) {
             return;
         }
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "removexattr failed for " + BOTH);
-        } else if (!answer.threw(Failure.ENODATA, BOTH + " does not exist")) {
+            answer.mustThrow(Faults.EACCES, "removexattr failed for " + BOTH);
+        } else if (!answer.threw(Faults.ENODATA, BOTH + " does not exist")) {
             answer.mustBe(null);
         }
     }
@@ -96,7 +97,7 @@ final class LeaseCalls {
         if (scene.mayActAs(user)) {
             answer.value();
         } else {
-            answer.mustThrow(Failure.EACCES, "setxattr failed for " + UPDATE);
+            answer.mustThrow(Faults.EACCES, "setxattr failed for " + UPDATE);
         }
     }
 
@@ -106,8 +107,8 @@ final class LeaseCalls {
         Answer<Void> answer = scene.tell("removeFileLeaseNative",
                 () -> ZOLTNative.removeFileLeaseNative(path, true), path);
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "removexattr failed for " + BOTH);
-        } else if (!answer.threw(Failure.ENODATA, BOTH + " does not exist")) {
+            answer.mustThrow(Faults.EACCES, "removexattr failed for " + BOTH);
+        } else if (!answer.threw(Faults.ENODATA, BOTH + " does not exist")) {
             answer.value();
         }
     }
@@ -120,9 +121,9 @@ final class LeaseCalls {
         Answer<Boolean> answer =
                 scene.ask("removeXAttr", () -> ZOLTNative.removeXAttr(path, name), path, name);
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "removexattr failed for " + name);
-        } else if (!answer.threw(Failure.ENODATA, name + " does not exist")) {
-            answer.mustThrow(Failure.EINVAL, "It's not allowed to remove " + name);
+            answer.mustThrow(Faults.EACCES, "removexattr failed for " + name);
+        } else if (!answer.threw(Faults.ENODATA, name + " does not exist")) {
+            answer.mustThrow(Faults.EINVAL, "It's not allowed to remove " + name);
         }
     }
 }

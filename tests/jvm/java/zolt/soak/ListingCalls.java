@@ -1,12 +1,12 @@
 package zolt.soak;
 
 import java.nio.ByteBuffer;
-import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.dirents.Dirents;
 
 /** Listings, one buffer a call with other calls in between, and counts. */
 final class ListingCalls {
@@ -71,22 +71,17 @@ final class ListingCalls {
 
     private static void take(Scene scene, Answer<Integer> answer, ByteBuffer buffer) {
         Progress listing = scene.listing;
-        buffer.clear();
-        for (int count = buffer.getInt(); count > 0; count--) {
-            long inode = buffer.getLong();
-            int type = buffer.getShort();
-            byte[] bytes = new byte[buffer.getInt()];
-            buffer.get(bytes);
-            String name = new String(bytes, StandardCharsets.UTF_8);
+        for (Dirents.Entry entry : Dirents.parse(buffer)) {
+            String name = entry.name();
             listing.names.add(name);
             if (name.startsWith("keep")) {
-                answer.check(type == 8 && inode == scene.tree.inode(listing.path + "/" + name),
-                        name + " as it is, not type " + type + " inode " + inode);
+                answer.check(entry.type() == 8 && entry.inode() == scene.tree.inode(listing.path + "/" + name),
+                        name + " as it is, not " + entry);
             } else {
                 answer.check(!listing.still && ChurnCalls.isName(name)
-                        && type == ChurnCalls.typeOf(name), "no " + name + " of type " + type);
+                        && entry.type() == ChurnCalls.typeOf(name), "no " + entry);
             }
-            answer.check(!listing.dirOnly || type == 4, "directories only, no " + name);
+            answer.check(!listing.dirOnly || entry.type() == 4, "directories only, no " + name);
         }
     }
 

@@ -3,6 +3,7 @@ package zolt.soak;
 import java.util.Arrays;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Configuration, always the same, and the names and ids of users. */
 final class OtherCalls {
@@ -32,7 +33,7 @@ final class OtherCalls {
         scene.ask("getFsName", () -> ZOLTNative.getFsName("/proc", "proc"), "/proc", "proc")
                 .mustBe("proc");
         scene.ask("getFsName", () -> ZOLTNative.getFsName("/proc", "zolt"), "/proc", "zolt")
-                .mustThrow(Failure.ENOENT, "zolt");
+                .mustThrow(Faults.ENOENT, "zolt");
     }
 
     private static void names(Scene scene) {
@@ -44,6 +45,6 @@ final class OtherCalls {
         scene.ask("getUser", () -> ZOLTNative.getUser(id), id).mustBe(name);
         scene.ask("getGroup", () -> ZOLTNative.getGroup(id), id).mustBe(name);
         scene.ask("getUid", () -> ZOLTNative.getUid("soak-nobody"), "soak-nobody")
-                .mustThrow(Failure.EINVAL, "Unknown user \"soak-nobody\"" + ADVICE);
+                .mustThrow(Faults.EINVAL, "Unknown user \"soak-nobody\"" + ADVICE);
     }
 }

@@ -5,6 +5,7 @@ import java.nio.charset.StandardCharsets;
 import java.util.List;
 import java.util.function.IntPredicate;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Status records, links, and the setters of modes and times. */
 final class StatusCalls {
@@ -115,7 +116,7 @@ final class StatusCalls {
         byte[] target = "fixed".substring(0, Math.min(length, 5)).getBytes(StandardCharsets.UTF_8);
         scene.ask("getLinkTargetNative", () -> ZOLTNative.getLinkTargetNative(path, length), path,
                 length).mustBe(target);
-        full(scene, path, false).mustThrow(Failure.ELOOP, path);
+        full(scene, path, false).mustThrow(Faults.ELOOP, path);
     }
 
     private static void inode(Scene scene) {
@@ -162,14 +163,14 @@ final class StatusCalls {
         if (name.startsWith("l")) {
             Answer<byte[]> target = scene.ask("getLinkTargetNative",
                     () -> ZOLTNative.getLinkTargetNative(path, 100), path);
-            if (!target.threw(Failure.ENOENT, "")) {
+            if (!target.threw(Faults.ENOENT, "")) {
                 target.mustBe(ChurnCalls.TARGET.getBytes(StandardCharsets.UTF_8));
             }
             return;
         }
         Answer<Integer> answer = scene.random.nextBoolean() ? fast(scene, path)
                 : full(scene, path, false);
-        if (!answer.threw(Failure.ENOENT, path)) {
+        if (!answer.threw(Faults.ENOENT, path)) {
             int mode = name.startsWith("d") ? DIRECTORY | 0755 : REGULAR | 0644;
             expectRecord(answer, scene.buffers.status(), null, 0, found -> found == mode,
                     acl -> acl == 0);
@@ -185,7 +186,7 @@ final class StatusCalls {
         if (scene.mayActAs(user)) {
             answer.mustBe(true);
         } else {
-            answer.mustThrow(Failure.EPERM, path);
+            answer.mustThrow(Faults.EPERM, path);
         }
     }
 
@@ -199,7 +200,7 @@ final class StatusCalls {
         if (scene.mayActAs(user)) {
             answer.mustBe(true);
         } else {
-            answer.mustThrow(Failure.EPERM, path);
+            answer.mustThrow(Faults.EPERM, path);
         }
         scene.ask("setTimes", () -> ZOLTNative.setTimes(path, -1, -1), path, -1, -1).mustBe(true);
     }

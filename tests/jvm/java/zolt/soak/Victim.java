@@ -5,7 +5,8 @@ import java.util.List;
 import java.util.SplittableRandom;
 import java.util.concurrent.CountDownLatch;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import zolt.soak.AclBytes.Entry;
+import zolt.test.acl.AclBytes;
+import zolt.test.acl.AclBytes.Entry;
 
 /**
  * A virtual machine that sets lists, attributes and leases until it is killed. It says when it has

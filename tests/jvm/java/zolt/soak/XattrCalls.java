@@ -6,6 +6,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Set;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Attributes, each of which holds one of a few values as a whole, or is not there. */
 final class XattrCalls {
@@ -54,9 +55,9 @@ final class XattrCalls {
                 () -> ZOLTNative.setExtendedAttribute(path, name, value, flags), path, name, value,
                 flags);
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "setxattr failed for " + name);
-        } else if (!(flags == 1 && answer.threw(Failure.EEXIST, name + " already exists")
-                || flags == 2 && answer.threw(Failure.ENODATA, name + " does not exist"))) {
+            answer.mustThrow(Faults.EACCES, "setxattr failed for " + name);
+        } else if (!(flags == 1 && answer.threw(Faults.EEXIST, name + " already exists")
+                || flags == 2 && answer.threw(Faults.ENODATA, name + " does not exist"))) {
             answer.mustBe(true);
         }
     }
@@ -66,7 +67,7 @@ final class XattrCalls {
         String name = scene.oneOf(NAMES);
         Answer<byte[]> answer =
                 scene.ask("getXAttr", () -> ZOLTNative.getXAttr(path, name), path, name);
-        if (name.equals(EVEN) || !answer.threw(Failure.ERANGE, "getxattr failed for " + name)) {
+        if (name.equals(EVEN) || !answer.threw(Faults.ERANGE, "getxattr failed for " + name)) {
             byte[] value = answer.value();
             answer.check(value == null || isOne(valuesOf(name), value), "one of the values set");
         }
@@ -90,7 +91,7 @@ final class XattrCalls {
         String path = scene.tree.path(scene.somebody(), "attr");
         Answer<HashMap<String, byte[]>> answer =
                 scene.ask("dumpXAttrs", () -> ZOLTNative.dumpXAttrs(path), path);
-        if (!answer.threw(Failure.ERANGE, "listxattr failed")) {
+        if (!answer.threw(Faults.ERANGE, "listxattr failed")) {
             expectKnown(answer);
         }
     }
@@ -102,8 +103,8 @@ final class XattrCalls {
         Answer<Boolean> answer =
                 scene.ask("removeXAttr", () -> ZOLTNative.removeXAttr(path, name), path, name);
         if (!scene.mayActAs(user)) {
-            answer.mustThrow(Failure.EACCES, "removexattr failed for " + name);
-        } else if (!answer.threw(Failure.ENODATA, name + " does not exist")) {
+            answer.mustThrow(Faults.EACCES, "removexattr failed for " + name);
+        } else if (!answer.threw(Faults.ENODATA, name + " does not exist")) {
             answer.mustBe(true);
         }
     }

@@ -1,7 +1,7 @@
 package zolt.test;
 
 /** The binding cache and the load of the library's second copy, with what can fail in them. */
-final class Binding {
+public final class Binding {
     private Binding() {}
 
     static {
@@ -13,31 +13,31 @@ final class Binding {
     // its error class exists"; or "nothing". Before it, the cache is empty.
 
     /** JniUtil::init; its result to out[0]. */
-    static native void init(String failing, int nth, int[] out);
+    public static native void init(String failing, int nth, int[] out);
 
     /**
      * JNI_OnLoad, with libacl not bound before; the version that it answers to out[0], the threshold
      * afterwards to out[1], and whether libacl is bound (1) or not to out[2].
      */
-    static native void load(String failing, int nth, int[] out);
+    public static native void load(String failing, int nth, int[] out);
 
-    static void load() {
+    public static void load() {
         load("nothing", 0, new int[3]);
     }
 
     /** The entries that were released, in that order. */
-    static native int[] uninit();
+    public static native int[] uninit();
 
     /** Which entries are set, in the order of their resolution. */
-    static native boolean[] set();
+    public static native boolean[] set();
 
     // A lookup that fails with another result than -1 takes its exception back.
 
-    static native int findClass(String name);
+    public static native int findClass(String name);
 
     // 98 where a lookup fails so or leaves an id; 99 where it succeeds without one.
 
-    static native int methodId(Class<?> cls, String name, String signature, boolean instance);
+    public static native int methodId(Class<?> cls, String name, String signature, boolean instance);
 
-    static native int fieldId(Class<?> cls, String name, String signature, boolean instance);
+    public static native int fieldId(Class<?> cls, String name, String signature, boolean instance);
 }

@@ -4,7 +4,7 @@ import java.io.IOException;
 
 /** A runnable that calls natives, and lets out what they throw. */
 @FunctionalInterface
-interface Body extends Runnable {
+public interface Body extends Runnable {
     void call() throws IOException;
 
     @Override

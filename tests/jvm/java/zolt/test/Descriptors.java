@@ -8,10 +8,10 @@ import java.nio.file.Path;
 import java.util.stream.Stream;
 
 /** The process's open descriptors, of files below a directory: the VM opens others as it likes. */
-final class Descriptors {
+public final class Descriptors {
     private Descriptors() {}
 
-    static long under(Path dir) throws IOException {
+    public static long under(Path dir) throws IOException {
         Path root = dir.toRealPath();
         try (Stream<Path> list = Files.list(Path.of("/proc/self/fd"))) {
             return list.filter(fd -> isUnder(fd, root)).count();
@@ -26,12 +26,12 @@ final class Descriptors {
         }
     }
 
-    static void expectNone(Path dir) throws IOException {
+    public static void expectNone(Path dir) throws IOException {
         assertEquals(0, under(dir), "descriptors left");
     }
 
     /** A Java thread counts as ended a little before the system's thread has released what is its. */
-    static void awaitNone(Path dir) throws Exception {
+    public static void awaitNone(Path dir) throws Exception {
         for (int tries = 0; tries < 500 && under(dir) != 0; tries++) {
             Thread.sleep(10);
         }

@@ -3,7 +3,7 @@ package zolt.test;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** The library in a virtual machine that runs out of memory, or is watched in what it holds of it. */
-final class Failing {
+public final class Failing {
     private Failing() {}
 
     static {
@@ -21,20 +21,20 @@ final class Failing {
      * OutOfMemoryError pending. Strings made for log lines do not count; theirs is the function
      * "a log line's NewStringUTF".
      */
-    static native void run(String jniFunction, int nth, Body body);
+    public static native void run(String jniFunction, int nth, Body body);
 
     /**
      * What a body took from the VM: local references made, held at a time and left at the end;
      * characters of strings and elements of byte arrays, taken and not given back; and the times
      * that elements were given back in another way than "nothing was changed".
      */
-    record Taken(int references, int most, int referencesLeft, int strings, int stringsLeft,
+    public record Taken(int references, int most, int referencesLeft, int strings, int stringsLeft,
             int arrays, int arraysLeft, int arraysWrittenBack) {}
 
     private static native int[] count(Body body);
 
     /** Runs the body twice and counts the second time: the first may load classes. */
-    static Taken takenBy(Body body) {
+    public static Taken takenBy(Body body) {
         body.run();
         int[] counts = count(body);
         return new Taken(counts[0], counts[1], counts[2], counts[3], counts[4], counts[5],
@@ -42,11 +42,11 @@ final class Failing {
     }
 
     /** How many references were left of those made in the last body that run() ended, however. */
-    static native int heldReferences();
+    public static native int heldReferences();
 
     /**
      * Runs the body; what became of the byte arrays that Java lent it, in order: "lent", "released
      * MODE", and "thrown" for an exception, each "at" the number of calls of lsetxattr until then.
      */
-    static native String lendings(Body body);
+    public static native String lendings(Body body);
 }

@@ -2,20 +2,21 @@ package zolt.test;
 
 /** Failure injection for calls that the library makes on the current thread; see faults.h. */
 public final class Faults {
-    static final int EPERM = 1;
-    static final int ENOENT = 2;
-    static final int EIO = 5;
-    static final int EAGAIN = 11;
-    static final int ENOMEM = 12;
-    static final int EACCES = 13;
-    static final int EEXIST = 17;
-    static final int ENOTDIR = 20;
-    static final int EINVAL = 22;
-    static final int EMFILE = 24;
-    static final int ERANGE = 34;
-    static final int ENOSYS = 38;
-    static final int ENODATA = 61;
-    static final int EOPNOTSUPP = 95;
+    public static final int EPERM = 1;
+    public static final int ENOENT = 2;
+    public static final int EIO = 5;
+    public static final int EAGAIN = 11;
+    public static final int ENOMEM = 12;
+    public static final int EACCES = 13;
+    public static final int EEXIST = 17;
+    public static final int ENOTDIR = 20;
+    public static final int EINVAL = 22;
+    public static final int EMFILE = 24;
+    public static final int ERANGE = 34;
+    public static final int ENOSYS = 38;
+    public static final int ELOOP = 40;
+    public static final int ENODATA = 61;
+    public static final int EOPNOTSUPP = 95;
 
     private Faults() {}
 
@@ -24,36 +25,36 @@ public final class Faults {
     }
 
     /** Fails calls number first to last, from 1, of a C function. */
-    static native void arm(String function, int first, int last, int errno);
+    public static native void arm(String function, int first, int last, int errno);
 
     /** Fails the next call. */
-    static void arm(String function, int errno) {
+    public static void arm(String function, int errno) {
         arm(function, 1, 1, errno);
     }
 
-    static native int calls(String function);
+    public static native int calls(String function);
 
-    static native void clear();
+    public static native void clear();
 
     /** What is read for "/etc/mtab"; null for the real one. */
-    static native void mountTable(String file);
+    public static native void mountTable(String file);
 
     /** The size that stat reports for directories; 0 for the real one. */
-    static native void directorySize(long size);
+    public static native void directorySize(long size);
 
     /** The attribute names that every path seems to have; null for the real ones. */
-    static native void xattrNames(byte[] names);
+    public static native void xattrNames(byte[] names);
 
     /** The lengths that a value and a list of names seem to have before they are read; -1: the real. */
-    static native void xattrLengths(long value, long list);
+    public static native void xattrLengths(long value, long list);
 
     /** Sets an attribute whose name no Java string may hold. */
-    static native void storeXattr(String path, byte[] name, byte[] value);
+    public static native void storeXattr(String path, byte[] name, byte[] value);
 
-    static native void removeXattr(String path, byte[] name);
+    public static native void removeXattr(String path, byte[] name);
 
     /** The time at which the real-time clock stands, until the next clear. */
-    static native void realtime(long seconds, int nanoseconds);
+    public static native void realtime(long seconds, int nanoseconds);
 
     /** One more user on this thread, whose record takes that many bytes at least. */
     public static native void user(String name, int uid, int gid, long bytes);
@@ -65,5 +66,5 @@ public final class Faults {
     static native void slowLookups(int milliseconds);
 
     /** The value that the client's attribute records hold at an offset. */
-    static native void attribute(int offset, int size, long value);
+    public static native void attribute(int offset, int size, long value);
 }

@@ -15,8 +15,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.function.Executable;
 
 /** The identity that the kernel has for the calling thread. */
-record Identity(long fsuid, long fsgid, List<Long> groups) {
-    static Identity now() {
+public record Identity(long fsuid, long fsgid, List<Long> groups) {
+    public static Identity now() {
         List<String> status;
         try {
             status = Files.readAllLines(Path.of("/proc/thread-self/status"));
@@ -37,7 +37,7 @@ record Identity(long fsuid, long fsgid, List<Long> groups) {
     }
 
     /** Runs a body on a thread of its own, since groups that it sets stay with the thread. */
-    static void onThread(Executable body) throws Throwable {
+    public static void onThread(Executable body) throws Throwable {
         FutureTask<Void> task = new FutureTask<>(() -> {
             try {
                 body.execute();
@@ -60,7 +60,7 @@ record Identity(long fsuid, long fsgid, List<Long> groups) {
      * What a call comes to with the rights of a user. The body should not do more: what Java loads on
      * the way is loaded with these rights too.
      */
-    static <T> T as(String user, Callable<T> body) throws Exception {
+    public static <T> T as(String user, Callable<T> body) throws Exception {
         long handle = ZOLTNative.setFsUid(user);
         assertNotEquals(0, handle);
         try {

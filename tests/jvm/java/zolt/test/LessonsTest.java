@@ -23,10 +23,12 @@ import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
+import zolt.test.acl.AclBytes;
+import zolt.test.acl.AclFixture;
 
 /** What has gone wrong in other libraries of this kind. */
 class LessonsTest {
-    private static final int ACCESS = 32768;
+    private static final int ACCESS = AclBytes.ACCESS;
     private static final byte[] TWO_OF_A_KIND = AclFixture.ints(6, ACCESS, 1, 7, ACCESS, 4, 7, ACCESS,
             32, 7, ACCESS, 2, 1, 7, ACCESS, 2, 1, 4, ACCESS, 16, 7);
 

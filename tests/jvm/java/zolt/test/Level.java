@@ -9,7 +9,7 @@ public enum Level {
     ERROR,
     OFF;
 
-    boolean passes(Level message) {
+    public boolean passes(Level message) {
         return this != OFF && ordinal() <= message.ordinal();
     }
 }

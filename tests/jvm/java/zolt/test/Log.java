@@ -31,13 +31,13 @@ public final class Log {
 
     private Log() {}
 
-    record Line(Level level, String text) {
+    public record Line(Level level, String text) {
         /** The text without "@function:line "; only the list of a thread's groups has none. */
-        String body() {
+        public String body() {
             return text.contains("(dump group ids):") ? text : part(2);
         }
 
-        String function() {
+        public String function() {
             return part(1);
         }
 
@@ -48,12 +48,12 @@ public final class Log {
         }
     }
 
-    static Level javaLevel() {
+    public static Level javaLevel() {
         return JAVA_LEVEL;
     }
 
     /** The threshold that the library takes from the level: at INFO it is WARN. */
-    static Level nativeThreshold() {
+    public static Level nativeThreshold() {
         return JAVA_LEVEL == Level.INFO ? Level.WARN : JAVA_LEVEL;
     }
 
@@ -73,7 +73,7 @@ public final class Log {
     }
 
     /** From now on, the logger answers so on this thread, and takes such lines; null ends that. */
-    static void answering(Predicate<Level> answers) {
+    public static void answering(Predicate<Level> answers) {
         if (answers == null) {
             ANSWERS.remove();
         } else {
@@ -87,22 +87,22 @@ public final class Log {
     }
 
     /** The levels that the library asked for since the last clear, in that order. */
-    static List<Level> questions() {
+    public static List<Level> questions() {
         return List.copyOf(QUESTIONS.get());
     }
 
     /** From now on, logging on this thread throws; null ends that. */
-    static void throwing(RuntimeException thrown) {
+    public static void throwing(RuntimeException thrown) {
         throwing(0, thrown);
     }
 
     /** What is being thrown; null for nothing. */
-    static RuntimeException throwing() {
+    public static RuntimeException throwing() {
         return TO_THROW.get();
     }
 
     /** The same for one line, counted from 1 since the last clear; 0: every one. */
-    static void throwing(int line, RuntimeException thrown) {
+    public static void throwing(int line, RuntimeException thrown) {
         TO_THROW.set(thrown);
         ONLY_LINE.set(line);
     }
@@ -113,11 +113,11 @@ public final class Log {
         QUESTIONS.get().clear();
     }
 
-    static List<Line> lines() {
+    public static List<Line> lines() {
         return List.copyOf(LINES.get());
     }
 
-    static List<String> bodies(Level level) {
+    public static List<String> bodies(Level level) {
         return lines().stream()
                 .filter(line -> line.level() == level)
                 .map(Line::body)
@@ -125,22 +125,22 @@ public final class Log {
     }
 
     /** Exactly these bodies at that level where it is on; none where it is off. */
-    static void expect(Level level, String... bodies) {
+    public static void expect(Level level, String... bodies) {
         assertEquals(nativeThreshold().passes(level) ? List.of(bodies) : List.of(), bodies(level));
     }
 
     /** Among the lines of that level one with this body, where it is on; no such line otherwise. */
-    static void expectAmong(Level level, String body) {
+    public static void expectAmong(Level level, String body) {
         assertEquals(nativeThreshold().passes(level), bodies(level).contains(body), () -> "" + lines());
     }
 
     /** The same with a regular expression for the whole body. */
-    static void expectMatch(Level level, String regex) {
+    public static void expectMatch(Level level, String regex) {
         assertEquals(nativeThreshold().passes(level),
                 bodies(level).stream().anyMatch(body -> body.matches(regex)), () -> "" + lines());
     }
 
-    static void expectNothingAbove(Level level) {
+    public static void expectNothingAbove(Level level) {
         assertTrue(lines().stream().allMatch(line -> line.level().ordinal() <= level.ordinal()),
                 () -> "" + lines());
     }

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -15,6 +15,8 @@ import javax.tools.ToolProvider;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Log;
+import zolt.test.Preload;
 
 /** The load of the library beside a libacl that is there, is none, or lacks something. */
 class AclBindingTest extends AclFixture {

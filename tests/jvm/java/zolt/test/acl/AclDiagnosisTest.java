@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
@@ -17,6 +17,10 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** What a failed getAclStatus tells an administrator at trace level: who refused it. */
 class AclDiagnosisTest {

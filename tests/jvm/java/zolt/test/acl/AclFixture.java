@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
@@ -18,11 +18,13 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Faults;
+import zolt.test.Log;
 
 /** A file and a directory with known lists, and the system's own tools. */
-abstract class AclFixture {
-    static final int ACCESS = 32768;
-    static final int DEFAULT = 16384;
+public abstract class AclFixture {
+    public static final int ACCESS = AclBytes.ACCESS;
+    public static final int DEFAULT = AclBytes.DEFAULT;
 
     @TempDir Path dir;
 
@@ -37,7 +39,7 @@ abstract class AclFixture {
         Faults.clear();
     }
 
-    static byte[] ints(int... values) {
+    public static byte[] ints(int... values) {
         ByteBuffer buffer = ByteBuffer.allocate(4 * values.length).order(ByteOrder.nativeOrder());
         Arrays.stream(values).forEach(buffer::putInt);
         return buffer.array();
@@ -51,7 +53,7 @@ abstract class AclFixture {
     }
 
     /** Runs a command against the system's own libraries. */
-    static String run(String... command) throws Exception {
+    public static String run(String... command) throws Exception {
         ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
         builder.environment().keySet().removeAll(List.of("LD_LIBRARY_PATH", "LD_PRELOAD"));
         Process process = builder.start();

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
@@ -7,6 +7,9 @@ import java.util.LinkedHashMap;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Body;
+import zolt.test.Failing;
+import zolt.test.Faults;
 
 /** The lists where the virtual machine is short of memory, and what the natives hold of it. */
 class AclMemoryTest extends AclFixture {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -16,6 +16,9 @@ import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 class AclTest extends AclFixture {
     private static final Map<Integer, Class<? extends Exception>> CLASSES = Map.of(

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.blocks;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -13,6 +13,10 @@ import java.nio.ByteOrder;
 import java.nio.file.AccessDeniedException;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** The two buffers of a location query, and its failures. */
 class BlockBuffersTest extends Blocks {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.blocks;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -19,6 +19,8 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Where blocks lie. */
 class BlockLocationsTest extends Blocks {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.blocks;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -15,6 +15,9 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Log;
 
 /** A file of ten blocks on the embedded client's 8 nodes, and buffers to ask about it with. */
 abstract class Blocks {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.blocks;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -13,6 +13,10 @@ import java.util.ArrayList;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
+import zolt.test.Preload;
 
 /** Replication and block group factor. */
 class PlacementTest extends Blocks {

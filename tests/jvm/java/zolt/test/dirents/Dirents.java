@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.dirents;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 
@@ -12,20 +12,20 @@ import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** Listings through direct buffers, and what these then hold. */
-final class Dirents {
+public final class Dirents {
     private Dirents() {}
 
-    record Entry(long inode, int type, String name) {}
+    public record Entry(long inode, int type, String name) {}
 
     static ByteBuffer direct(int size) {
         return ByteBuffer.allocateDirect(size).order(ByteOrder.nativeOrder());
     }
 
-    static List<Entry> parse(ByteBuffer filled) {
+    public static List<Entry> parse(ByteBuffer filled) {
         return parse(filled, UTF_8);
     }
 
-    static List<Entry> parse(ByteBuffer filled, Charset charset) {
+    public static List<Entry> parse(ByteBuffer filled, Charset charset) {
         ByteBuffer buffer = filled.duplicate().order(ByteOrder.nativeOrder());
         buffer.clear();
         List<Entry> entries = new ArrayList<>();
@@ -50,7 +50,7 @@ final class Dirents {
     }
 
     /** Ends this thread's listing. */
-    static void end() throws IOException {
+    public static void end() throws IOException {
         ZOLTNative.getDirentsNative("", null, false, true);
     }
 }

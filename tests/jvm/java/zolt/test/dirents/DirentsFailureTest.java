@@ -1,11 +1,11 @@
-package zolt.test;
+package zolt.test.dirents;
 
 import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertThrowsExactly;
-import static zolt.test.Dirents.direct;
+import static zolt.test.dirents.Dirents.direct;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
@@ -22,6 +22,12 @@ import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Body;
+import zolt.test.Descriptors;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Listings and counts that fail, and what they leave behind. */
 class DirentsFailureTest {

@@ -1,11 +1,11 @@
-package zolt.test;
+package zolt.test.dirents;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
-import static zolt.test.Dirents.direct;
-import static zolt.test.Dirents.parse;
+import static zolt.test.dirents.Dirents.direct;
+import static zolt.test.dirents.Dirents.parse;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
@@ -28,7 +28,12 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
-import zolt.test.Dirents.Entry;
+import zolt.test.Body;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
+import zolt.test.dirents.Dirents.Entry;
 
 class DirentsTest {
     @TempDir Path dir;

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.hostile;
 
 import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
@@ -10,7 +10,7 @@ import java.util.function.Function;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** The natives with their parameters, what a parameter may be given, and what that must come to. */
-final class Hostile {
+public final class Hostile {
     static final byte FILLER = (byte) 0xee;
 
     private Hostile() {}

@@ -1,27 +1,31 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import static zolt.test.Hostile.FLAG;
+import static zolt.test.hostile.Hostile.FLAG;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.function.ToIntFunction;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Parameter;
-import zolt.test.Hostile.Value;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.acl.AclBytes;
+import zolt.test.acl.AclBytes.Entry;
+import zolt.test.acl.AclFixture;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Parameter;
+import zolt.test.hostile.Hostile.Value;
 
 /** Access control lists, by libacl's own calls and by the rules of a specification. */
 final class HostileAcls {
-    private static final int ACCESS = 32768;
-    private static final int DEFAULT = 16384;
-    private static final int NAMED_AND_MASK = 2 | 8 | 16;
+    private static final int ACCESS = AclBytes.ACCESS;
+    private static final int DEFAULT = AclBytes.DEFAULT;
+    private static final int NAMED_AND_MASK = AclBytes.USER | AclBytes.GROUP | AclBytes.MASK;
     private static final int THE_USER = 7; // who has an entry in every list of the stage that is one
 
     /** A whole list, which any list of the stage becomes by merging it too. */
     private static final String WHOLE = "u::rwx,u:7:r--,g::r-x,m::rwx,o::--x";
-    private static final int[] WHOLE_ENTRIES = {1, -1, 7, 2, 7, 4, 4, -1, 5, 16, -1, 7, 32, -1, 1};
 
     /** A list of no path is stored nowhere, and one without entries is not even valid. */
     private static final Outcome ENOENT_OF_NO_PATH = Outcome.error(Faults.ENOENT, "");
@@ -51,16 +55,9 @@ final class HostileAcls {
     }
 
     private static byte[] whole(int scope) {
-        List<Integer> all = new ArrayList<>(List.of(WHOLE_ENTRIES.length / 3));
-        for (int i = 0; i < WHOLE_ENTRIES.length; i += 3) {
-            all.add(scope);
-            all.add(WHOLE_ENTRIES[i]);
-            if (WHOLE_ENTRIES[i + 1] != -1) {
-                all.add(WHOLE_ENTRIES[i + 1]);
-            }
-            all.add(WHOLE_ENTRIES[i + 2]);
-        }
-        return ints(all.stream().mapToInt(Integer::intValue).toArray());
+        return AclBytes.specification(new Entry(scope, AclBytes.USER_OBJ, 7),
+                new Entry(scope, AclBytes.USER, THE_USER, 4), new Entry(scope, AclBytes.GROUP_OBJ, 5),
+                new Entry(scope, AclBytes.MASK, 7), new Entry(scope, AclBytes.OTHER, 1));
     }
 
     /** A valid one cut at every byte, and what is none at any of its places. */

@@ -1,8 +1,8 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import static zolt.test.Hostile.FLAG;
-import static zolt.test.Hostile.parameter;
-import static zolt.test.HostileValues.LONGS;
+import static zolt.test.hostile.Hostile.FLAG;
+import static zolt.test.hostile.Hostile.parameter;
+import static zolt.test.hostile.HostileValues.LONGS;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
@@ -11,10 +11,12 @@ import java.util.ArrayList;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Parameter;
-import zolt.test.Hostile.Value;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Parameter;
+import zolt.test.hostile.Hostile.Value;
 
 /** Extended attributes and leases, by the kernel's own calls. */
 final class HostileAttributes {

@@ -1,17 +1,19 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import static zolt.test.Hostile.FLAG;
-import static zolt.test.HostileValues.SHORTS;
+import static zolt.test.hostile.Hostile.FLAG;
+import static zolt.test.hostile.HostileValues.SHORTS;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Lent;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Parameter;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Lent;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Parameter;
 
 /** Listings, block locations, replication and block group factor. */
 final class HostileFiles {

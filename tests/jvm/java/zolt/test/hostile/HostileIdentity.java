@@ -1,10 +1,10 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import static zolt.test.Hostile.FLAG;
-import static zolt.test.Hostile.parameter;
-import static zolt.test.HostileValues.INTS;
-import static zolt.test.HostileValues.LONGS;
-import static zolt.test.HostileValues.texts;
+import static zolt.test.hostile.Hostile.FLAG;
+import static zolt.test.hostile.Hostile.parameter;
+import static zolt.test.hostile.HostileValues.INTS;
+import static zolt.test.hostile.HostileValues.LONGS;
+import static zolt.test.hostile.HostileValues.texts;
 
 import java.io.IOException;
 import java.nio.file.Files;
@@ -12,9 +12,11 @@ import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Parameter;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Parameter;
 
 /** Configuration, names and ids, and the identity of a thread. */
 final class HostileIdentity {

@@ -1,16 +1,18 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import static zolt.test.Hostile.FLAG;
-import static zolt.test.HostileValues.LONGS;
-import static zolt.test.HostileValues.SHORTS;
+import static zolt.test.hostile.Hostile.FLAG;
+import static zolt.test.hostile.HostileValues.LONGS;
+import static zolt.test.hostile.HostileValues.SHORTS;
 
 import java.nio.ByteBuffer;
 import java.util.Arrays;
 import java.util.List;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Lent;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Parameter;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Lent;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Parameter;
 
 /** Status, links, permissions and times, from the kernel's own answers. */
 final class HostileStatus {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.hostile;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -19,9 +19,14 @@ import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
-import zolt.test.Hostile.Call;
-import zolt.test.Hostile.Native;
-import zolt.test.Hostile.Value;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Kernel;
+import zolt.test.Log;
+import zolt.test.dirents.Dirents;
+import zolt.test.hostile.Hostile.Call;
+import zolt.test.hostile.Hostile.Native;
+import zolt.test.hostile.Hostile.Value;
 
 /** Ordinary calls at hostile times: under interruptions, and on what changes while it is read. */
 @Tag("hostile")

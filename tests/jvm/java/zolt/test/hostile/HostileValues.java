@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.hostile;
 
 import java.io.RandomAccessFile;
 import java.nio.ByteBuffer;
@@ -10,12 +10,12 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.Random;
 import java.util.function.Consumer;
-import zolt.test.Hostile.Lent;
-import zolt.test.Hostile.Parameter;
-import zolt.test.Hostile.Value;
+import zolt.test.hostile.Hostile.Lent;
+import zolt.test.hostile.Hostile.Parameter;
+import zolt.test.hostile.Hostile.Value;
 
 /** What is given to the natives: texts, paths of a stage, bytes, buffers, numbers. */
-final class HostileValues {
+public final class HostileValues {
     static final long SEED = 20211121;
     private static final int LARGE = 70 * 1024;
     /** U+1F600 and its first half alone. */

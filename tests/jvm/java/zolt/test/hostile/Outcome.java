@@ -1,13 +1,11 @@
-package zolt.test;
+package zolt.test.hostile;
 
-import java.io.IOException;
 import java.nio.BufferOverflowException;
-import java.nio.file.AccessDeniedException;
-import java.nio.file.NoSuchFileException;
 import java.util.Arrays;
 import java.util.Map;
 import java.util.TreeMap;
 import java.util.stream.Collectors;
+import zolt.test.Failure;
 
 /** What a call comes to: a value, or one exception with its class and text. Equal as text. */
 record Outcome(String text) {
@@ -30,18 +28,15 @@ record Outcome(String text) {
 
     /** The exception of an errno. */
     static Outcome error(int errno, String message) {
-        return thrown(classOf(errno), Kernel.strerror(errno) + ": " + message);
+        return thrown(Failure.of(errno, message));
     }
 
     static Outcome attributeError(int errno, String operation, String name) {
-        if (name.isEmpty()) {
-            return error(errno, operation + " failed");
-        }
-        return switch (errno) {
-            case Faults.EEXIST -> error(errno, name + " already exists");
-            case Faults.ENODATA -> error(errno, name + " does not exist");
-            default -> error(errno, operation + " failed for " + name);
-        };
+        return thrown(Failure.ofAttribute(errno, operation, name));
+    }
+
+    private static Outcome thrown(Failure failure) {
+        return thrown(failure.type(), failure.message());
     }
 
     static Outcome overflow() {
@@ -50,15 +45,6 @@ record Outcome(String text) {
 
     boolean isThrown() {
         return text.startsWith("throws ");
-    }
-
-    private static Class<?> classOf(int errno) {
-        return switch (errno) {
-            case Faults.EPERM, Faults.EACCES -> AccessDeniedException.class;
-            case Faults.ENOENT -> NoSuchFileException.class;
-            case Faults.ENOMEM -> RuntimeException.class;
-            default -> IOException.class;
-        };
     }
 
     private static String show(Object value) {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.identity;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
@@ -14,6 +14,11 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Level;
+import zolt.test.Log;
+import zolt.test.status.StatusFixture;
 
 class IdentityTest {
     private static final String USER_ADVICE =

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.identity;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
@@ -17,6 +17,11 @@ import java.util.concurrent.Future;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Many threads that act as many users at once: each sees its own rights, all the time. */
 class ManyCallersTest {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -10,6 +10,9 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Binding;
+import zolt.test.Frame;
+import zolt.test.Log;
 
 /** The binding cache: each row failing in its turn, and the lookups themselves. */
 class BindingTest {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static java.nio.charset.StandardCharsets.UTF_8;
@@ -18,6 +18,11 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Frame;
+import zolt.test.Level;
+import zolt.test.Log;
 
 class ConfigTest {
     @TempDir Path dir;

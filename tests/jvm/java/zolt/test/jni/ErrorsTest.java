@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -15,6 +15,10 @@ import java.util.Map;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Failing;
+import zolt.test.Frame;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** From errno and from C++ exceptions to Java exceptions. */
 class ErrorsTest {

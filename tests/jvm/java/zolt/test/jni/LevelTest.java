@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -10,6 +10,11 @@ import java.util.Map;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import zolt.test.Binding;
+import zolt.test.Failing;
+import zolt.test.Frame;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** The threshold that the library derives from the Java logger, and what then gets through. */
 class LevelTest {

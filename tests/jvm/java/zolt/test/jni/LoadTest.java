@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -14,6 +14,7 @@ import javax.tools.JavaCompiler;
 import javax.tools.ToolProvider;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Preload;
 
 /** Loading, in virtual machines of their own, with what a broken installation may look like. */
 class LoadTest {

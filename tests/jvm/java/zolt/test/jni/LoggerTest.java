@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
@@ -12,6 +12,11 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Frame;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** What a log line may and may not change for the call that it reports on. */
 class LoggerTest {

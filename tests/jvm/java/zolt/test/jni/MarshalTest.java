@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.jni;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static java.nio.charset.StandardCharsets.UTF_8;
@@ -9,6 +9,10 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import java.util.HexFormat;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import zolt.test.Body;
+import zolt.test.Failing;
+import zolt.test.Frame;
+import zolt.test.Log;
 
 /** Strings and byte arrays across the border. */
 class MarshalTest {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.status;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
@@ -23,6 +23,10 @@ import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Link targets, permissions and times. */
 class SettersTest {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.status;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
@@ -15,6 +15,11 @@ import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Status that cannot be had: arguments, rights, system calls, the logger. */
 class StatusFailureTest extends StatusFixture {

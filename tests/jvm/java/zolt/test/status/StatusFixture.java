@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.status;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
@@ -16,19 +16,21 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Faults;
+import zolt.test.Log;
 
 /** What the tests of a file's status share: a file, a buffer for its record, and what is in it. */
-abstract class StatusFixture {
+public abstract class StatusFixture {
     static final int INODE = 0;
     static final int SIZE = 8;
     static final int UID = 16;
     static final int GID = 20;
     static final int MODE = 24;
-    static final int BLOCK_SIZE = 28;
+    public static final int BLOCK_SIZE = 28;
     static final int MTIME = 48;
     static final int CTIME = 64;
     static final int ACL = 80;
-    static final int REPLICATION = 82;
+    public static final int REPLICATION = 82;
     static final int LEASE = 84;
     static final byte FILLER = (byte) 0xee;
 
@@ -81,7 +83,7 @@ abstract class StatusFixture {
                 () -> ZOLTNative.getFileStatusFastNative(path, true, to, 0, 0));
     }
 
-    static Throwable thrown(Executable call) {
+    public static Throwable thrown(Executable call) {
         try {
             call.execute();
             return null;

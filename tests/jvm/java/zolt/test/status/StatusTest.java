@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.status;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -17,6 +17,9 @@ import java.nio.file.attribute.FileTime;
 import java.time.Instant;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 class StatusTest extends StatusFixture {
     private static final int[] TABLE = {0, 8, 8, 8, 16, 4, 20, 4, 24, 4, 28, 4, 32, 16, 48, 16, 64,

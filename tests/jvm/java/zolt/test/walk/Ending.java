@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.walk;
 
 import java.util.Arrays;
 import java.util.HexFormat;

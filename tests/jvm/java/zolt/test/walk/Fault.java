@@ -1,9 +1,10 @@
-package zolt.test;
+package zolt.test.walk;
 
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
+import zolt.test.Faults;
 
 /**
  * A way in which a step of a native can go wrong: with an errno (0: without one), or with another

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.walk;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
@@ -10,9 +10,10 @@ import java.nio.file.attribute.PosixFilePermissions;
 import java.nio.file.attribute.UserDefinedFileAttributeView;
 import java.util.Map;
 import java.util.TreeMap;
+import zolt.test.Faults;
 
 /** What the scenarios of a walk work on: files of their own, and buffers. */
-record Place(Path dir) {
+public record Place(Path dir) {
     static final int ALICE = 70001;
     static final int ALICES = 70002;
     /** Alice's identity, and the service's own, on a thread on which Alice was the last user. */

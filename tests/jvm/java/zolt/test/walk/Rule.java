@@ -1,16 +1,16 @@
-package zolt.test;
+package zolt.test.walk;
 
-import java.io.IOException;
-import java.nio.file.AccessDeniedException;
-import java.nio.file.NoSuchFileException;
+import java.util.function.IntFunction;
 import java.util.function.UnaryOperator;
+import zolt.test.Failure;
+import zolt.test.Faults;
 
 /**
  * What becomes of a call in which one step goes wrong: {@code undisturbed} is how it ends otherwise,
  * {@code before} how things stood.
  */
 @FunctionalInterface
-interface Rule {
+public interface Rule {
     Ending ending(Fault fault, Ending undisturbed, Ending before);
 
     /** It makes no difference. */
@@ -23,25 +23,27 @@ interface Rule {
         return (fault, undisturbed, before) -> before.answering(Ending.thrown(type, message));
     }
 
-    /** The exception for an errno: its text, ": " and the message. */
+    /** The exception for an errno. */
     static Rule error(int errno, String message) {
-        Class<?> type = switch (errno) {
-            case Faults.EPERM, Faults.EACCES -> AccessDeniedException.class;
-            case Faults.ENOENT -> NoSuchFileException.class;
-            case Faults.ENOMEM -> RuntimeException.class;
-            default -> IOException.class;
-        };
-        return thrown(type, Walk.errnoText(errno) + ": " + message);
+        return thrown(Failure.of(errno, message));
+    }
+
+    private static Rule thrown(Failure failure) {
+        return thrown(failure.type(), failure.message());
     }
 
     /** The exception for the errno with which the step failed; EIO where it left none. */
     static Rule error(String message) {
+        return failing(errno -> Failure.of(errno, message));
+    }
+
+    private static Rule failing(IntFunction<Failure> failure) {
         return (fault, undisturbed, before) -> {
             if (fault.isAltered()) {
                 throw new AssertionError("nothing said of " + fault);
             }
             int errno = fault.equals(Fault.SILENT) ? Faults.EIO : fault.errno();
-            return error(errno, message).ending(fault, undisturbed, before);
+            return thrown(failure.apply(errno)).ending(fault, undisturbed, before);
         };
     }
 
@@ -62,9 +64,7 @@ interface Rule {
 
     /** The exception for a failure with an extended attribute. */
     static Rule xattrError(String operation, String name) {
-        return error(operation + " failed for " + name)
-                .on(Fault.errno(Faults.EEXIST), error(name + " already exists"))
-                .on(Fault.errno(Faults.ENODATA), error(name + " does not exist"));
+        return failing(errno -> Failure.ofAttribute(errno, operation, name));
     }
 
     /** The virtual machine is short of memory and the library says so. */

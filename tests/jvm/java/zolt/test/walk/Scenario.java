@@ -1,14 +1,16 @@
-package zolt.test;
+package zolt.test.walk;
 
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.Callable;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /**
  * A call of a native in given circumstances, and every step of it in order with what becomes of the
  * call when that step goes wrong.
  */
-final class Scenario {
+public final class Scenario {
     interface Action {
         void run() throws Exception;
     }

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.walk;
 
 import java.util.Arrays;
 
@@ -57,8 +57,6 @@ final class Walk {
 
     /** The names in a directory in the order in which the system lists them, "." and ".." too. */
     static native String[] entries(String directory);
-
-    static native String errnoText(int errno);
 
     /** The calling thread's identity as "fsuid:fsgid groups". */
     static String identityNow() {

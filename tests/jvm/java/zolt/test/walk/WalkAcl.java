@@ -1,13 +1,13 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.noMemory;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.all;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.noMemory;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.all;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.file.Files;
@@ -18,6 +18,10 @@ import java.util.Collections;
 import java.util.List;
 import java.util.function.UnaryOperator;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
+import zolt.test.acl.AclFixture;
 
 /**
  * Access control lists. A call of libacl that fails ends the native with its errno and the call's

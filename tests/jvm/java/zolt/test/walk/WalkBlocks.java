@@ -1,21 +1,23 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.noMemory;
-import static zolt.test.Rule.openError;
-import static zolt.test.Rule.requestError;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.statError;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.noMemory;
+import static zolt.test.walk.Rule.openError;
+import static zolt.test.walk.Rule.requestError;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.statError;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.file.Path;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
+import zolt.test.status.StatusFixture;
 
 /** Block locations of every kind, replication and the block group factor. */
 final class WalkBlocks {

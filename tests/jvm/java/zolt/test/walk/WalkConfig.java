@@ -1,17 +1,18 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.noMemory;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.noMemory;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** The settings and the mount table. */
 final class WalkConfig {

@@ -1,18 +1,19 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Place.ALICES;
-import static zolt.test.Rule.answer;
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.noMemory;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Place.ALICES;
+import static zolt.test.walk.Rule.answer;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.noMemory;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Names, ids, and the switch of a thread's identity and its end. */
 final class WalkIdentity {

@@ -1,11 +1,11 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Rule.answer;
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.neutral;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Rule.answer;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.neutral;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
@@ -15,6 +15,8 @@ import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
+import zolt.test.dirents.Dirents;
 
 /** Counting a directory's entries, and listing them in one call or several. */
 final class WalkListing {

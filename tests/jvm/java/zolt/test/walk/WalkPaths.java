@@ -1,14 +1,14 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Place.AS_ALICE;
-import static zolt.test.Rule.answer;
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.all;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Place.AS_ALICE;
+import static zolt.test.walk.Rule.answer;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.all;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.file.Files;
@@ -17,6 +17,8 @@ import java.nio.file.attribute.FileTime;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Links, permissions and times, and the diagnosis of a path. */
 final class WalkPaths {

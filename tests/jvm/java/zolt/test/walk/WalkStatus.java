@@ -1,21 +1,24 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Place.AS_DAEMON;
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.openError;
-import static zolt.test.Rule.requestError;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.statError;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Scenario.harmless;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Place.AS_DAEMON;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.openError;
+import static zolt.test.walk.Rule.requestError;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.statError;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Scenario.harmless;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.file.Path;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** The status of a file, in its full and its fast form, and what else a stat tells. */
 final class WalkStatus {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.walk;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -23,6 +23,10 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.TestFactory;
 import org.junit.jupiter.api.TestInstance;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Descriptors;
+import zolt.test.Faults;
+import zolt.test.Identity;
+import zolt.test.Log;
 
 /**
  * Every native in every scenario with every step of it going wrong in every way that it can: the

@@ -1,14 +1,14 @@
-package zolt.test;
+package zolt.test.walk;
 
-import static zolt.test.Rule.answer;
-import static zolt.test.Rule.error;
-import static zolt.test.Rule.neutral;
-import static zolt.test.Rule.noMemory;
-import static zolt.test.Rule.same;
-import static zolt.test.Rule.vmError;
-import static zolt.test.Rule.xattrError;
-import static zolt.test.Scenario.step;
-import static zolt.test.Scenario.string;
+import static zolt.test.walk.Rule.answer;
+import static zolt.test.walk.Rule.error;
+import static zolt.test.walk.Rule.neutral;
+import static zolt.test.walk.Rule.noMemory;
+import static zolt.test.walk.Rule.same;
+import static zolt.test.walk.Rule.vmError;
+import static zolt.test.walk.Rule.xattrError;
+import static zolt.test.walk.Scenario.step;
+import static zolt.test.walk.Scenario.string;
 
 import java.io.IOException;
 import java.nio.file.Path;
@@ -17,6 +17,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.TreeMap;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Faults;
 
 /** Extended attributes, one by one and all at once. */
 final class WalkXattr {

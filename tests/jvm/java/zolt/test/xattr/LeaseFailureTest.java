@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -12,6 +12,11 @@ import java.nio.file.AccessDeniedException;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Body;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Leases where the clock, the virtual machine or the logger fails. */
 class LeaseFailureTest extends LeaseFixture {

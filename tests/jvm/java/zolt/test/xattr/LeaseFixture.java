@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -9,11 +9,11 @@ import java.nio.ByteOrder;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /** A file that may have a lease. */
-abstract class LeaseFixture extends XattrFixture {
+public abstract class LeaseFixture extends XattrFixture {
     static final String HOLDER = "the holder";
     static final byte[] ME = bytes(HOLDER);
 
-    static String stamp(long clock) {
+    public static String stamp(long clock) {
         return new String(ByteBuffer.allocate(Long.BYTES).order(ByteOrder.nativeOrder())
                 .putLong(clock).array(), ISO_8859_1);
     }

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -13,6 +13,7 @@ import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.TimeUnit;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Preload;
 
 /** Two virtual machines after the same leases. */
 class LeaseRaceTest {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import java.io.BufferedReader;
 import java.io.IOException;

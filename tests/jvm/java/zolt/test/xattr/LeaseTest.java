@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
@@ -16,6 +16,9 @@ import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Leases. What a native says it did is looked at without it. */
 class LeaseTest extends LeaseFixture {

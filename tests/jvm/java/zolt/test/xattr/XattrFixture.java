@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -16,6 +16,8 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Faults;
+import zolt.test.Log;
 
 /**
  * A file whose attributes are looked at by Java's own library, and texts that stand for values, one

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
@@ -13,6 +13,11 @@ import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Body;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** What the natives of attributes log, and what a logger that throws changes. */
 class XattrLogTest extends XattrFixture {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
@@ -15,6 +15,11 @@ import java.util.List;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Body;
+import zolt.test.Failing;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Attributes where the virtual machine is short of memory, and what the natives hold of it. */
 class XattrMemoryTest extends XattrFixture {

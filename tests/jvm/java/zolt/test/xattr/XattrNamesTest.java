@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
@@ -10,6 +10,7 @@ import java.util.List;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Faults;
 
 /** Which bytes the name of an attribute is. */
 class XattrNamesTest extends XattrFixture {

@@ -1,4 +1,4 @@
-package zolt.test;
+package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
@@ -18,6 +18,9 @@ import java.util.HashMap;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.Test;
+import zolt.test.Faults;
+import zolt.test.Level;
+import zolt.test.Log;
 
 /** Extended attributes. What a native says it did is looked at without it. */
 class XattrTest extends XattrFixture {

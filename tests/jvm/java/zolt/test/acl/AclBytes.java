@@ -1,4 +1,4 @@
-package zolt.soak;
+package zolt.test.acl;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
@@ -7,26 +7,26 @@ import java.util.Arrays;
 import java.util.List;
 
 /** Access control lists as the natives take and give them. */
-final class AclBytes {
-    static final int ACCESS = 32768;
-    static final int DEFAULT = 16384;
-    static final int USER_OBJ = 1;
-    static final int USER = 2;
-    static final int GROUP_OBJ = 4;
-    static final int GROUP = 8;
-    static final int MASK = 16;
-    static final int OTHER = 32;
-    static final int NO_ID = -1;
+public final class AclBytes {
+    public static final int ACCESS = 32768;
+    public static final int DEFAULT = 16384;
+    public static final int USER_OBJ = 1;
+    public static final int USER = 2;
+    public static final int GROUP_OBJ = 4;
+    public static final int GROUP = 8;
+    public static final int MASK = 16;
+    public static final int OTHER = 32;
+    public static final int NO_ID = -1;
 
     private AclBytes() {}
 
-    record Entry(int scope, int tag, int id, int permission) {
-        Entry(int scope, int tag, int permission) {
+    public record Entry(int scope, int tag, int id, int permission) {
+        public Entry(int scope, int tag, int permission) {
             this(scope, tag, NO_ID, permission);
         }
     }
 
-    static byte[] specification(List<Entry> entries) {
+    public static byte[] specification(List<Entry> entries) {
         ByteBuffer buffer = ByteBuffer.allocate(4 + 16 * entries.size())
                 .order(ByteOrder.nativeOrder()).putInt(entries.size());
         for (Entry entry : entries) {
@@ -39,11 +39,11 @@ final class AclBytes {
         return Arrays.copyOf(buffer.array(), buffer.position());
     }
 
-    static byte[] specification(Entry... entries) {
+    public static byte[] specification(Entry... entries) {
         return specification(List.of(entries));
     }
 
-    static List<Entry> status(byte[] bytes) {
+    public static List<Entry> status(byte[] bytes) {
         ByteBuffer buffer = ByteBuffer.wrap(bytes).order(ByteOrder.nativeOrder());
         List<Entry> entries = new ArrayList<>();
         while (buffer.hasRemaining()) {
