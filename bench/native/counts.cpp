@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "acl/acl.h"
@@ -125,14 +126,15 @@ void count(const char* name, const Call& call) {
 void countStatus(const std::string& path) {
   char bytes[88];
   const zolt::StatusBuffer buffer{static_cast<char*>(bytes), sizeof bytes};
+  bool written = false;
   count("fast status, changed", [&] {
-    zolt::getFileStatusFast(path.c_str(), true, {0, 0}, buffer);
+    std::ignore = zolt::getFileStatusFast(path.c_str(), true, {0, 0}, buffer, written);
   });
   count("fast status, unchanged", [&] {
-    zolt::getFileStatusFast(path.c_str(), true, {2000, 0}, buffer);
+    std::ignore = zolt::getFileStatusFast(path.c_str(), true, {2000, 0}, buffer, written);
   });
   count("full status", [&] {
-    zolt::getFileStatus(path.c_str(), true, true, {0, 0}, {0, 0}, buffer);
+    std::ignore = zolt::getFileStatus(path.c_str(), true, true, {0, 0}, {0, 0}, buffer, written);
   });
   count("stat", [&] {
     struct stat st;
@@ -140,10 +142,10 @@ void countStatus(const std::string& path) {
   });
   count("isCMTimeChanged", [&] {
     bool changed = false;
-    zolt::isCMTimeChanged(path.c_str(), true, {LONG_MAX, 0}, {LONG_MAX, 0}, changed);
+    std::ignore = zolt::isCMTimeChanged(path.c_str(), true, {LONG_MAX, 0}, {LONG_MAX, 0}, changed);
   });
-  count("setPermission", [&] { zolt::setPermission(path.c_str(), 0644); });
-  count("setTimes", [&] { zolt::setTimes(path.c_str(), 1500, 1500); });
+  count("setPermission", [&] { std::ignore = zolt::setPermission(path.c_str(), 0644); });
+  count("setTimes", [&] { std::ignore = zolt::setTimes(path.c_str(), 1500, 1500); });
   count("set ids", [] { const zolt::FSAccount daemon{zolt::FSAccount::DaemonAtEnd()}; });
 }
 
@@ -160,7 +162,10 @@ void countListings(const std::string& directory) {
       } while (more == 1);
     });
   }
-  count("count of 1000", [&] { zolt::getDirentCount(directory); });
+  count("count of 1000", [&] {
+    int found = 0;
+    std::ignore = zolt::getDirentCount(directory, found);
+  });
 }
 
 void countAttributes(const std::string& path) {
@@ -168,12 +173,14 @@ void countAttributes(const std::string& path) {
   count("setxattr",
         [&] { zolt::zolt_setxattr(path.c_str(), false, "user.a", value.data(), value.size(), 0); });
   count("getxattr", [&] {
-    std::unique_ptr<char[]> read;
-    zolt::readXattr(path.c_str(), false, "user.a", read);
+    zolt::XattrValue read;
+    std::ignore = zolt::readXattr(path.c_str(), false, "user.a", read);
   });
-  zolt::setLeaseHolder(path.c_str(), true, value, 1);
-  zolt::setLeaseUpdate(path.c_str(), true, 1);
-  count("lease read", [&] { zolt::getLease(path.c_str(), true, 64, LONG_MAX, 1); });
+  std::ignore = zolt::setLease(path.c_str(), true, value, 1, [] {});
+  count("lease read", [&] {
+    zolt::XattrValue holder;
+    std::ignore = zolt::getLease(path.c_str(), true, 64, LONG_MAX, 1, holder);
+  });
   count("listxattr", [&] {
     char* list = nullptr;
     zolt::zolt_listxattrs(path.c_str(), false, &list);

@@ -95,8 +95,9 @@ jint readDetails(int descriptor, jlong* record) {
 }
 
 jint readDetails(int directory, const char* name, jlong* record) {
-  const zolt::UniqueFd file = zolt::openToReadAt(directory, name, O_NOFOLLOW);
-  return file.get() < 0 ? answer(-1) : readDetails(file.get(), record);
+  zolt::UniqueFd file;
+  const zolt::Errno error = zolt::openToReadAt(directory, name, O_NOFOLLOW, file);
+  return error ? -error.value() : readDetails(file.get(), record);
 }
 
 // Records in Java's memory, and the name of each.

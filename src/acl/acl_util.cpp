@@ -117,7 +117,7 @@ const Symbol symbols[] = {
 
 bool callable = false;  // bound, and what is got of libacl can be given back
 
-void close(void*& handle) {
+void closeLibrary(void*& handle) {
   dlclose(handle);
   handle = nullptr;
   callable = false;
@@ -132,7 +132,7 @@ bool ACLUtil::init() {
   std::string error;
   for (const Symbol& each : symbols) {
     if (loadSym(each.name, each.slot, error)) continue;
-    close(libacl_handle);
+    closeLibrary(libacl_handle);
     ZOLT_DEBUG("failed to resolve: " << error);
     return false;
   }
@@ -156,7 +156,7 @@ bool ACLUtil::loadSym(const char* name, void** slot, std::string& error) {
 
 void ACLUtil::uninit() {
   if (libacl_handle == nullptr) return;
-  close(libacl_handle);
+  closeLibrary(libacl_handle);
   ZOLT_DEBUG("libacl.so unloaded");
 }
 

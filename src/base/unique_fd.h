@@ -14,6 +14,7 @@ namespace zolt {
 /// Closes its descriptor, if it is one (not negative), and keeps errno.
 class UniqueFd {
  public:
+  UniqueFd() noexcept = default;
   explicit UniqueFd(int fd) noexcept : fd_(fd) {}
   ~UniqueFd() {
     const ErrnoKeeper keeper;
@@ -26,32 +27,31 @@ class UniqueFd {
 
   int release() noexcept { return std::exchange(fd_, -1); }
 
+  /// Owns the descriptor that `open(flags)` answers, where it owns none yet.
+  template <class Open>
+  Errno openToRead(int flags, const Open& open) noexcept {
+    const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
+    fd_ = open(all | O_NONBLOCK);
+    if (fd_ < 0 && errno == EAGAIN) fd_ = open(all);
+    return fd_ < 0 ? Errno::ofFailure() : Errno();
+  }
+
  private:
-  int fd_;
+  int fd_ = -1;
 };
 
-/// What `opens` opens for reading with the flags that it is given; the descriptor, or -1 with
-/// errno.
+/// Opens what a path names for reading, with the flags given beside. `file` must own nothing yet.
 ///
 /// A terminal does not become the process's own, and a FIFO is not waited for: both may lie in the
 /// namespace. A lease that another process has taken on the file and has to give back first
 /// (fcntl(2), F_SETLEASE; file servers take them) is waited for, as a plain open does.
-template <class Opens>
-UniqueFd openedToRead(Opens opens, int flags) noexcept {
-  const int all = O_RDONLY | O_CLOEXEC | O_NOCTTY | flags;
-  int fd = opens(all | O_NONBLOCK);
-  if (fd < 0 && errno == EAGAIN) fd = opens(all);
-  return UniqueFd(fd);
+inline Errno openToRead(const char* path, int flags, UniqueFd& file) noexcept {
+  return file.openToRead(flags, [path](int all) { return open(path, all); });
 }
 
-/// open(2) to read, with the flags given beside.
-inline UniqueFd openToRead(const char* path, int flags = 0) noexcept {
-  return openedToRead([path](int all) { return open(path, all); }, flags);
-}
-
-/// openat(2) to read: for a path relative to a directory that is held open.
-inline UniqueFd openToReadAt(int directory, const char* path, int flags) noexcept {
-  return openedToRead([=](int all) { return openat(directory, path, all); }, flags);
+/// The same, from an open directory (openat(2)).
+inline Errno openToReadAt(int directory, const char* path, int flags, UniqueFd& file) noexcept {
+  return file.openToRead(flags, [=](int all) { return openat(directory, path, all); });
 }
 
 }  // namespace zolt

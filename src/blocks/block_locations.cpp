@@ -9,44 +9,33 @@
 
 #include "base/unique_fd.h"
 #include "status/stat.h"
+#include "status/status_record.h"
 
 namespace zolt {
 
 namespace {
 
+static_assert(BLOCK_HEADER_AT > sizeof(StatusRecord));
+
 constexpr const char* NATIVE = ZOLT_NATIVE(getBlockLocationsNative);
 
-// What of a status record matters here.
-struct StatusFacts {
-  uint64_t inode;
-  uint64_t filelen;
-  uint64_t uidAndGid;
-  uint32_t mode;
-  uint32_t blksize;
-};
-static_assert(offsetof(StatusFacts, inode) == 0);
-static_assert(offsetof(StatusFacts, filelen) == 8);
-static_assert(offsetof(StatusFacts, mode) == 24);
-static_assert(offsetof(StatusFacts, blksize) == 28);
-
 void takeFacts(const char* status, locationplus& loc) {
-  StatusFacts facts;
-  std::memcpy(&facts, status, sizeof facts);
-  loc.inode = facts.inode;
-  loc.filelen = facts.filelen;
-  loc.isRegular = S_ISREG(facts.mode);
-  loc.blksize = facts.blksize;
+  StatusRecord record;
+  std::memcpy(&record, status, sizeof record);
+  loc.inode = record.inode;
+  loc.filelen = static_cast<uint64_t>(record.size);
+  loc.isRegular = S_ISREG(record.mode);
+  loc.blksize = record.blockSize;
 }
 
-int takeFacts(const std::string& path, bool followLink, locationplus& loc) {
+Errno askFacts(const std::string& path, bool followLink, locationplus& loc) {
   struct stat st;
-  const int error = getStat(path.c_str(), followLink, st);
-  if (error != 0) return error;
+  if (const Errno error{getStat(path.c_str(), followLink, st)}) return error;
   loc.inode = st.st_ino;
   loc.filelen = static_cast<uint64_t>(st.st_size);
   loc.isRegular = S_ISREG(st.st_mode);
   loc.blksize = static_cast<uint64_t>(st.st_blksize);
-  return 0;
+  return {};
 }
 
 void wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
@@ -63,21 +52,20 @@ void wrap(const std::optional<LentMemory>& locations, Buffer<int>& out) {
   out.setBuffer(reinterpret_cast<int*>(locations->address), locations->bytes / sizeof(int));
 }
 
-int locate(const std::string& path, StorageType type, bool followLink, locationplus& loc,
-           Buffer<int>& out) {
-  const UniqueFd fd = openToRead(path.c_str(), followLink ? 0 : O_NOFOLLOW);
-  if (fd.get() < 0) {
-    const int error = errnoOfFailure();
-    ZOLT_ERROR_AS(NATIVE, "open failed with " << error);
+Errno locate(const std::string& path, StorageType type, bool followLink, locationplus& loc,
+             Buffer<int>& out) {
+  UniqueFd file;
+  if (const Errno error = openToRead(path.c_str(), followLink ? 0 : O_NOFOLLOW, file)) {
+    ZOLT_ERROR_AS(NATIVE, "open failed with " << error.value());
     return error;
   }
-  const int error = getBlkLocationInt(fd.get(), type, loc, out);
-  if (error == 0) out.fillRest(-1);
+  const Errno error(getBlkLocationInt(file.get(), type, loc, out));
+  if (!error) out.fillRest(-1);
   return error;
 }
 
-int locateRange(const std::string& path, StorageType type, bool followLink, int64_t offset,
-                int64_t length, locationplus& loc, const std::optional<LentMemory>& locations) {
+Errno locateRange(const std::string& path, StorageType type, bool followLink, int64_t offset,
+                  int64_t length, locationplus& loc, const std::optional<LentMemory>& locations) {
   std::array<int, 6> unwanted;  // room for one block of three replicas
   Buffer<int> out;
   if (offset == 0 && length == 0) {
@@ -92,13 +80,13 @@ int locateRange(const std::string& path, StorageType type, bool followLink, int6
 
 }  // namespace
 
-int getBlockLocations(const std::string& path, StorageType type, bool followLink, int64_t offset,
-                      int64_t length, std::optional<LentMemory> status,
-                      std::optional<LentMemory> locations) {
+Errno getBlockLocations(const std::string& path, StorageType type, bool followLink, int64_t offset,
+                        int64_t length, std::optional<LentMemory> status,
+                        std::optional<LentMemory> locations) {
   // What Java may not pass is refused whatever the file is, and before anything of it is looked at.
-  if (status && status->address == nullptr) return EINVAL;
-  if (locations && locations->address == nullptr) return EINVAL;
-  if (offset < 0) return EINVAL;
+  if (status && status->address == nullptr) return Errno(EINVAL);
+  if (locations && locations->address == nullptr) return Errno(EINVAL);
+  if (offset < 0) return Errno(EINVAL);
 
   locationplus loc{};
   std::optional<Buffer<char>> header;
@@ -106,17 +94,17 @@ int getBlockLocations(const std::string& path, StorageType type, bool followLink
     header.emplace().setBuffer(status->address, status->bytes);
     header->seek(BLOCK_HEADER_AT);
     takeFacts(status->address, loc);
-  } else if (const int error = takeFacts(path, followLink, loc); error != 0) {
+  } else if (const Errno error = askFacts(path, followLink, loc)) {
     return error;
   }
   ZOLT_DEBUG_AS(NATIVE, joined(" ", path, "inode", loc.inode, "offset", offset, "length", length,
                                "filelen", loc.filelen));
   if (loc.isRegular) {
-    const int error = locateRange(path, type, followLink, offset, length, loc, locations);
-    if (error != 0) return error;
+    const Errno error = locateRange(path, type, followLink, offset, length, loc, locations);
+    if (error) return error;
   }
   if (header) header->store(loc.blocksize).store(loc.nreplica);
-  return 0;
+  return {};
 }
 
 }  // namespace zolt

@@ -25,12 +25,11 @@ inline constexpr unsigned long BLOCK_HEADER_AT = 90;
 /// length are both 0 only the header is wanted and it is left alone. What is no regular file has
 /// the header 0 and 0, and nothing in `locations`.
 ///
-/// 0, or an errno: also EINVAL for a negative offset and for lent memory without an address,
-/// whatever the file is. std::out_of_range for a status buffer of fewer than 91 bytes,
-/// std::length_error for locations of no whole number of words, std::overflow_error when the words
-/// or the header do not fit.
-int getBlockLocations(const std::string& path, StorageType type, bool followLink, int64_t offset,
-                      int64_t length, std::optional<LentMemory> status,
-                      std::optional<LentMemory> locations);
+/// EINVAL for a negative offset and for lent memory without an address, whatever the file is.
+/// std::out_of_range for a status buffer of fewer than 91 bytes, std::length_error for locations of
+/// no whole number of words, std::overflow_error when the words or the header do not fit.
+Errno getBlockLocations(const std::string& path, StorageType type, bool followLink, int64_t offset,
+                        int64_t length, std::optional<LentMemory> status,
+                        std::optional<LentMemory> locations);
 
 }  // namespace zolt

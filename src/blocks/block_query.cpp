@@ -12,79 +12,64 @@ namespace zolt {
 
 namespace {
 
-int fail(int error) {
-  errno = error;
-  return -1;
-}
+// Whom the log lines speak for.
+constexpr const char* BGF = "getBlkBGF";
+constexpr const char* BLOCKS = "getBlkLocation";
+constexpr const char* RANKING = "getBlkLocation_sort";
 
-int getSizesOnly(int fd, locationplus& loc, Buffer<int>& out) {
-  const int result = getBlkBGF(fd, loc);
-  loc.nreplica = std::max(static_cast<uint32_t>(defaultReplication), loc.nreplica);
-  out.fillRest(-1);
-  return result;
-}
-
-using LocationQuery = int (*)(int fd, locationplus& loc, Buffer<int>& out);
-
-int getHdfsBlocks(int fd, locationplus& loc, Buffer<int>& out, LocationQuery query) {
-  const int result = getBlkBGF(fd, loc);
-  return result == 0 && loc.length != 0 ? query(fd, loc, out) : result;
-}
-
-}  // namespace
-
-int getBlkBGF(int fd, location& loc) {
-  if (fd < 0) return fail(EBADF);
+Errno readBlockSize(int fd, location& loc) {
+  if (fd < 0) return Errno(EBADF);
   const uint64_t fsblk = loc.blocksize;
   loc.nblock = 0;
   loc.nreplica = 1;
   loc.blocksize = 0;
-  if (fsblk == 0) return fail(EINVAL);
+  if (fsblk == 0) return Errno(EINVAL);
 
   BgfRequest request{headerFor<BgfRequest>(), {}, readBgfRecord()};
   request.replication.length = sizeof request.replication;
   request.replication.type = ZOLT_READ_REPLICATION;
-  if (send(zolt_fcntl, fd, request) < 0) return -1;
+  if (const Errno error = ask(zolt_fcntl, fd, request, Failing::NEGATIVE)) return error;
 
   if (request.attribute.status != 0) {
     loc.blocksize = defaultBlockSize;
-    ZOLT_DEBUG("bgf is not set, uses default block size: " << loc.blocksize);
+    ZOLT_DEBUG_AS(BGF, "bgf is not set, uses default block size: " << loc.blocksize);
   } else {
     const int bgf = bgfIn(request.attribute);
-    ZOLT_DEBUG("bgf: " << bgf);
+    ZOLT_DEBUG_AS(BGF, "bgf: " << bgf);
     loc.blocksize = static_cast<uint64_t>(int64_t{bgf}) * fsblk;
   }
   if (const uint64_t excess = loc.blocksize % fsblk; excess != 0) {
     loc.blocksize += fsblk - excess;
-    ZOLT_DEBUG("fs blocksize " << fsblk << " returns aligned blocksize " << loc.blocksize);
+    ZOLT_DEBUG_AS(BGF, "fs blocksize " << fsblk << " returns aligned blocksize " << loc.blocksize);
   }
   loc.nreplica = request.replication.dataReplicas;
-  return 0;
+  return {};
 }
 
-int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
+Errno readBlocks(int fd, locationplus& loc, Buffer<int>& out) {
   loc.nblock = 0;
   loc.nreplica = 0;
-  if (fd < 0) return fail(EBADF);
+  if (fd < 0) return Errno(EBADF);
 
   LocationWalk walk(fd, loc.filelen, loc.offset, loc.length);
   if (loc.blocksize != 0) walk.align(loc.blocksize);
   walk.coverOffset();
   uint32_t blocks = 0;
   do {
-    if (!walk.read()) return -1;
+    if (const Errno error = walk.read()) return error;
     const int64_t metaBlockSize = walk.metaBlockSize();
     if (walk.skip() == 0) {
       if (metaBlockSize >= 1) {
         loc.blocksize = static_cast<uint64_t>(metaBlockSize);
         walk.align(loc.blocksize);
       } else if (walk.blocks() != 0) {  // without blocks there is nothing to count
-        return fail(EIO);
+        return Errno(EIO);
       }
     } else if (walk.skip() != static_cast<uint64_t>(metaBlockSize)) {
-      ZOLT_DEBUG("skipfactor(" << walk.skip() << ") != metaBlockSize(" << metaBlockSize << ")");
+      ZOLT_DEBUG_AS(BLOCKS,
+                    "skipfactor(" << walk.skip() << ") != metaBlockSize(" << metaBlockSize << ")");
     }
-    walk.logReply("getBlkLocation");
+    walk.logReply(BLOCKS);
     const auto replies =
         static_cast<unsigned long>(walk.replicas()) * static_cast<unsigned long>(walk.blocks());
     out.append(walk.words(), 2 * replies);
@@ -92,31 +77,31 @@ int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
   } while (walk.advance());
   loc.nblock = blocks;
   loc.nreplica = static_cast<uint32_t>(walk.replicas());
-  return 0;
+  return {};
 }
 
-int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
+Errno rankNodes(int fd, locationplus& loc, Buffer<int>& out) {
   const uint64_t skip = loc.blksize;
-  if (skip == 0) return fail(EINVAL);
+  if (skip == 0) return Errno(EINVAL);
   if (loc.blocksize == 0) {
-    ZOLT_WARN("input blocksize=" << loc.blocksize << " fs blksize=" << skip
-                                 << " inode=" << loc.inode);
-    return fail(EINVAL);
+    ZOLT_WARN_AS(RANKING, "input blocksize=" << loc.blocksize << " fs blksize=" << skip
+                                             << " inode=" << loc.inode);
+    return Errno(EINVAL);
   }
   loc.nblock = 0;
   loc.nreplica = 0;
   loc.blocksize -= loc.blocksize % skip;
   const uint64_t group = loc.blocksize / skip;
-  if (group == 0) return fail(EINVAL);
-  if (fd < 0) return fail(EBADF);
+  if (group == 0) return Errno(EINVAL);
+  if (fd < 0) return Errno(EBADF);
 
   LocationWalk walk(fd, loc.filelen, loc.offset, loc.length);
   walk.align(skip);
   NodeCounts nodes;
   uint32_t emitted = 0;
   do {
-    if (!walk.read()) return -1;
-    walk.logReply("getBlkLocation_sort");
+    if (const Errno error = walk.read()) return error;
+    walk.logReply(RANKING);
     // Every reply begins a group of its own, but what the last one left uncounted is carried into
     // it: a reply that ends inside a group shifts the groups of the next.
     const int32_t* words = walk.words();
@@ -136,9 +121,38 @@ int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
   }
   loc.nreplica = static_cast<uint32_t>(walk.replicas());
   loc.nblock = emitted;
-  ZOLT_DEBUG("inode=" << loc.inode << " fs blksize=" << skip << " hdfs blksize=" << loc.blocksize
-                      << " group blknum=" << group << " blknum=" << loc.nblock);
-  return 0;
+  ZOLT_DEBUG_AS(RANKING, "inode=" << loc.inode << " fs blksize=" << skip
+                                  << " hdfs blksize=" << loc.blocksize << " group blknum=" << group
+                                  << " blknum=" << loc.nblock);
+  return {};
+}
+
+Errno readSizes(int fd, locationplus& loc, Buffer<int>& out) {
+  const Errno error = readBlockSize(fd, loc);
+  loc.nreplica = std::max(static_cast<uint32_t>(defaultReplication), loc.nreplica);
+  out.fillRest(-1);
+  return error;
+}
+
+using LocationQuery = Errno (*)(int fd, locationplus& loc, Buffer<int>& out);
+
+Errno readHdfsBlocks(int fd, locationplus& loc, Buffer<int>& out, LocationQuery query) {
+  const Errno error = readBlockSize(fd, loc);
+  return !error && loc.length != 0 ? query(fd, loc, out) : error;
+}
+
+}  // namespace
+
+int getBlkBGF(int fd, location& loc) {
+  return readBlockSize(fd, loc).asSystemCall();
+}
+
+int getBlkLocation(int fd, locationplus& loc, Buffer<int>& out) {
+  return readBlocks(fd, loc, out).asSystemCall();
+}
+
+int getBlkLocation_sort(int fd, locationplus& loc, Buffer<int>& out) {
+  return rankNodes(fd, loc, out).asSystemCall();
 }
 
 int getBlkLocationInt(int fd, StorageType type, locationplus& loc, Buffer<int>& out) {
@@ -149,35 +163,33 @@ int getBlkLocationInt(int fd, StorageType type, locationplus& loc, Buffer<int>& 
   loc.blocksize = loc.blksize;
   if (!loc.isRegular) return 0;
 
-  int result = 0;
+  Errno error;
   switch (type) {
     case FS_BLOCKS:
       loc.blocksize = 0;
-      result = getBlkLocation(fd, loc, out);
+      error = readBlocks(fd, loc, out);
       break;
     case SIZES_ONLY:
-      result = getSizesOnly(fd, loc, out);
+      error = readSizes(fd, loc, out);
       break;
     case HDFS_BLOCKS:
-      result = getHdfsBlocks(fd, loc, out, getBlkLocation);
+      error = readHdfsBlocks(fd, loc, out, readBlocks);
       break;
     case RANKED_NODES:
-      result = getHdfsBlocks(fd, loc, out, getBlkLocation_sort);
+      error = readHdfsBlocks(fd, loc, out, rankNodes);
       break;
     default:
       ZOLT_ERROR("Unknown storage type " << type);
   }
-  if (result != 0) {
-    const int error = errnoOfFailure();
+  if (error) {
     ZOLT_ERROR("failed to get extended stat for " << fd);
-    return error;
+    return error.value();
   }
   if (loc.nblock == 0 && loc.filelen != 0) {
-    ZOLT_DEBUG("No location map returned. ret="
-               << result << ", StorageType=" << type << ", inode=" << loc.inode
-               << ", block.offset=" << loc.offset << ", block.length=" << loc.length
-               << ", block.blocksize=" << loc.blocksize << ", block.nreplica=" << loc.nreplica
-               << ", block.nblock=" << loc.nblock);
+    ZOLT_DEBUG("No location map returned. ret=0, StorageType="
+               << type << ", inode=" << loc.inode << ", block.offset=" << loc.offset
+               << ", block.length=" << loc.length << ", block.blocksize=" << loc.blocksize
+               << ", block.nreplica=" << loc.nreplica << ", block.nblock=" << loc.nblock);
   }
   return 0;
 }

@@ -51,12 +51,10 @@ void LocationWalk::fillRequest() {
   record.metaBlockSizeHalf[1] = 0;
 }
 
-bool LocationWalk::read() {
+Errno LocationWalk::read() {
   fillRequest();
-  if (send(zolt_fcntl, fd_, request_) != 0) return false;
-  if (isPossible(reply())) return true;
-  errno = EIO;
-  return false;
+  if (const Errno error = ask(zolt_fcntl, fd_, request_)) return error;
+  return isPossible(reply()) ? Errno() : Errno(EIO);
 }
 
 // Each half is a signed number of its own.

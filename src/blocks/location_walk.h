@@ -13,7 +13,7 @@ namespace zolt {
 ///     LocationWalk walk(fd, filelen, offset, length);
 ///     walk.align(blocksize);
 ///     do {
-///       if (!walk.read()) return -1;
+///       if (const Errno error = walk.read()) return error;
 ///       ... walk.words() ...
 ///     } while (walk.advance());
 class LocationWalk {
@@ -30,8 +30,8 @@ class LocationWalk {
   /// Makes an empty range of a file with data one byte long, so that it stands for a block.
   void coverOffset();
 
-  /// Gets the next reply. False with errno: the client's, or EIO for a reply that cannot be.
-  bool read();
+  /// Gets the next reply. The client's error, or EIO for a reply that cannot be.
+  Errno read();
 
   /// The block size that the client says it counted in.
   int64_t metaBlockSize() const;

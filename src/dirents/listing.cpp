@@ -147,7 +147,8 @@ void closeDirents(const std::string& path) {
   listingUnderWay.reset();
 }
 
-DirentCount getDirentCount(const std::string& path) {
+Errno getDirentCount(const std::string& path, int& count) {
+  count = 0;
   warnOfLargeDirectory(path, COUNT);
   const DirStream stream(opendir(path.c_str()));
   if (stream == nullptr) {
@@ -155,12 +156,11 @@ DirentCount getDirentCount(const std::string& path) {
     if (error == ENOENT || error == EACCES) return {};
     throw IOException("failed to open directory " + path, error);
   }
-  DirentCount found;
   while (nextEntry(stream.get()) != nullptr)
-    ++found.count;
-  found.error = errno;
-  if (found.error != 0) ZOLT_DEBUG_AS(COUNT, "readdir error, errno=" << found.error);
-  return found;
+    ++count;
+  const Errno error(errno);
+  if (error) ZOLT_DEBUG_AS(COUNT, "readdir error, errno=" << error.value());
+  return error;
 }
 
 }  // namespace zolt

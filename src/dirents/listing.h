@@ -39,15 +39,10 @@ int getDirents(const std::string& path, Buffer<char>& out, bool dirOnly);
 /// Ends the thread's listing, if it has one. A listing also ends with its thread.
 void closeDirents(const std::string& path);
 
-/// What counting found: the entries read, and the errno of the readdir that stopped it, or 0.
-struct DirentCount {
-  int count = 0;
-  int error = 0;
-};
-
 /// Counts the entries of a directory, whatever listing the thread has under way. A directory that
 /// does not exist or may not be read has none. Any other failure to open is an IOException with
-/// errno and "failed to open directory " + path.
-DirentCount getDirentCount(const std::string& path);
+/// errno and "failed to open directory " + path. A readdir that fails stops it, and what was
+/// counted before stays counted.
+Errno getDirentCount(const std::string& path, int& count);
 
 }  // namespace zolt

@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <cerrno>
 #include <initializer_list>
 #include <string_view>
 
@@ -13,12 +14,12 @@ enum class JavaException { RuntimeException, IOException, NoSuchFile, AccessDeni
 /// The Java class that stands for an errno value.
 constexpr JavaException javaExceptionFor(int errnum) {
   switch (errnum) {
-    case 1:   // EPERM
-    case 13:  // EACCES
+    case EPERM:
+    case EACCES:
       return JavaException::AccessDenied;
-    case 2:  // ENOENT
+    case ENOENT:
       return JavaException::NoSuchFile;
-    case 12:  // ENOMEM
+    case ENOMEM:
       return JavaException::RuntimeException;
     default:
       return JavaException::IOException;

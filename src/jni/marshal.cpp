@@ -19,20 +19,20 @@ jclass readOnlyBuffer = nullptr;
 
 StringChars::StringChars(JNIEnv* env, jstring string) : env_(env), string_(string) {
   if (string == nullptr) {
-    error_ = EINVAL;
+    error_ = Errno(EINVAL);
     return;
   }
   const AfterLog afterLog(env);
   chars_ = env->GetStringUTFChars(string, nullptr);
   if (chars_ != nullptr) return;
-  error_ = ENOMEM;
+  error_ = Errno(ENOMEM);
   handle_error(env, ENOMEM, "");
 }
 
 int getString(JNIEnv* env, jstring javaString, std::string& out) {
   const StringChars chars(env, javaString);
-  if (chars.error() == 0) out = chars.get();
-  return chars.error();
+  if (!chars.error()) out = chars.get();
+  return chars.error().value();
 }
 
 ByteArrayElements::ByteArrayElements(JNIEnv* env, jbyteArray array) : env_(env), array_(array) {

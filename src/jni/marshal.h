@@ -11,6 +11,8 @@
 #include <sstream>
 #include <string>
 
+#include "base/errno_text.h"
+
 namespace zolt {
 
 /// The bytes of a Java string, terminated, as the VM lends them for the length of a scope: for the
@@ -24,9 +26,9 @@ class StringChars {
   StringChars(const StringChars&) = delete;
   StringChars& operator=(const StringChars&) = delete;
 
-  /// 0; 22 for a null string, with nothing pending; 12 when the VM has no memory for the
-  /// characters, with the RuntimeException of handle_error(12, "") pending.
-  int error() const { return error_; }
+  /// EINVAL for a null string, with nothing pending; ENOMEM when the VM has no memory for the
+  /// characters, with the RuntimeException of handle_error(ENOMEM, "") pending.
+  Errno error() const { return error_; }
   /// Null only after an error.
   const char* get() const { return chars_; }
 
@@ -34,10 +36,10 @@ class StringChars {
   JNIEnv* env_;
   jstring string_;
   const char* chars_ = nullptr;
-  int error_ = 0;
+  Errno error_;
 };
 
-/// Copies a Java string. The same results.
+/// Copies a Java string. 0, or the value of the same errors.
 int getString(JNIEnv* env, jstring javaString, std::string& out);
 
 /// Copies a Java byte array, embedded zeros included. The same results.

@@ -25,10 +25,10 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getBlockLocationsNative(
     jlong offset, jlong length, jobject status, jobject locations) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return;
-  const int error =
+  const Errno error =
       getBlockLocations(path, static_cast<StorageType>(storageType), followLink != JNI_FALSE,
                         offset, length, lent(env, status), lent(env, locations));
-  if (error != 0) handle_error(env, error, path);
+  if (error) handle_error(env, error.value(), path);
 } catch (const std::logic_error& error) {
   // A buffer of a wrong size is Java's to hear of, and nobody else's: no line at error.
   throw_io_exception(env, error.what());
@@ -40,7 +40,7 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jshort replication, jboolean restripe) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  setReplication(path, replication, restripe != JNI_FALSE);
+  changeReplication(path, replication, restripe != JNI_FALSE);
   return JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
@@ -50,7 +50,7 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jint bgf) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  setBGF(path, bgf);
+  changeBGF(path, bgf);
   return JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();

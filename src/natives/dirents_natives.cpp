@@ -10,9 +10,10 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
     JNIEnv* env, jclass /*cls*/, jstring javaPath) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return 0;
-  const DirentCount found = getDirentCount(path);
-  if (found.error != 0) handle_error(env, found.error, "failed to readdir");
-  return found.count;
+  int count = 0;
+  const Errno error = getDirentCount(path, count);
+  if (error) handle_error(env, error.value(), "failed to readdir");
+  return count;
 } catch (...) {
   return raised<jint>();
 }

@@ -1,5 +1,7 @@
 // ZOLTNative: setFileLeaseNative, getFileLeaseNative, renewFileLeaseNative, removeFileLeaseNative.
 #include <cerrno>
+#include <optional>
+#include <utility>
 
 #include "jni/errors.h"
 #include "jni/marshal.h"
@@ -12,13 +14,13 @@ namespace {
 
 // False when the clock cannot be read, which is then reported.
 bool leaseClockNow(JNIEnv* env, int64_t& now) {
-  const int error = readLeaseClock(now);
-  if (error != 0) handle_error(env, error, "clock_gettime");
-  return error == 0;
+  const Errno error = readLeaseClock(now);
+  if (error) handle_error(env, error.value(), "clock_gettime");
+  return !error;
 }
 
-void report(JNIEnv* env, const LeaseFailure& failure) {
-  if (failure.error != 0) handle_xattr_error(env, failure.error, failure.operation, failure.name);
+void report(JNIEnv* env, const XattrError& failed) {
+  if (failed) handle_xattr_error(env, failed.error.value(), failed.operation, failed.name);
 }
 
 }  // namespace
@@ -26,25 +28,20 @@ void report(JNIEnv* env, const LeaseFailure& failure) {
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jbyteArray javaHolder) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return;
+  if (path.error()) return;
   if (javaHolder == nullptr) {
     handle_error(env, EINVAL, "");
     return;
   }
-  const bool follow = followLink != JNI_FALSE;
-  int64_t now = 0;
-  LeaseFailure failure;
-  {  // Java has its bytes back as soon as the file has them.
-    const ByteArrayElements holder(env, javaHolder);
-    if (holder.data() == nullptr) {
-      handle_error(env, ENOMEM, "");
-      return;
-    }
-    if (!leaseClockNow(env, now)) return;
-    failure = setLeaseHolder(path.get(), follow, {holder.data(), holder.size()}, now);
+  std::optional<ByteArrayElements> holder(std::in_place, env, javaHolder);
+  if (holder->data() == nullptr) {
+    handle_error(env, ENOMEM, "");
+    return;
   }
-  if (failure.error == 0) failure = setLeaseUpdate(path.get(), follow, now);
-  report(env, failure);
+  int64_t now = 0;
+  if (!leaseClockNow(env, now)) return;
+  report(env, setLease(path.get(), followLink != JNI_FALSE, {holder->data(), holder->size()}, now,
+                       [&holder] { holder.reset(); }));
 } catch (...) {
   raiseInJava();
 }
@@ -54,13 +51,13 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jint holderSize,
     jlong limit) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return nullptr;
+  if (path.error()) return nullptr;
   int64_t now = 0;
   if (!leaseClockNow(env, now)) return nullptr;
-  const LeaseRead lease = getLease(path.get(), followLink != JNI_FALSE, holderSize, limit, now);
-  report(env, lease.failure);
-  if (lease.holder == nullptr) return nullptr;
-  return convertChar2byteArray(env, lease.length, lease.holder.get());
+  XattrValue holder;
+  report(env, getLease(path.get(), followLink != JNI_FALSE, holderSize, limit, now, holder));
+  if (holder.bytes == nullptr) return nullptr;
+  return convertChar2byteArray(env, holder.length, holder.bytes.get());
 } catch (...) {
   return raised<jbyteArray>();
 }
@@ -68,7 +65,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileLeaseNative(
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_renewFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return;
+  if (path.error()) return;
   int64_t now = 0;
   if (!leaseClockNow(env, now)) return;
   report(env, renewLease(path.get(), followLink != JNI_FALSE, now));
@@ -79,7 +76,7 @@ JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_re
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeFileLeaseNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return;
+  if (path.error()) return;
   report(env, removeLease(path.get(), followLink != JNI_FALSE));
 } catch (...) {
   raiseInJava();

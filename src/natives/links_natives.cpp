@@ -12,14 +12,13 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getLinkTargetNative(JNIEn
                                                                            jstring javaPath,
                                                                            jint length) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return nullptr;
-  TargetBuffer target;
-  const int count = readTarget(path.get(), length, target);
-  if (count < 0) {
-    handle_error(env, -count, "");
+  if (path.error()) return nullptr;
+  LinkTarget target;
+  if (const Errno error = readTarget(path.get(), length, target)) {
+    handle_error(env, error.value(), "");
     return nullptr;
   }
-  return convertChar2byteArray(env, count, target.data());
+  return convertChar2byteArray(env, target.length, target.bytes.data());
 } catch (...) {
   return raised<jbyteArray>();
 }

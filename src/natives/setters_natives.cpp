@@ -9,10 +9,10 @@ using namespace zolt;
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setPermission(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jshort permission) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return JNI_FALSE;
-  const int error = setPermission(path.get(), permission);
-  if (error != 0) handle_error(env, error, path.get());
-  return error == 0 ? JNI_TRUE : JNI_FALSE;
+  if (path.error()) return JNI_FALSE;
+  const Errno error = setPermission(path.get(), permission);
+  if (error) handle_error(env, error.value(), path.get());
+  return error ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }
@@ -20,10 +20,10 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setTimes(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jlong mtime, jlong atime) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return JNI_FALSE;
-  const int error = setTimes(path.get(), mtime, atime);
-  if (error != 0) handle_error(env, error, path.get());
-  return error == 0 ? JNI_TRUE : JNI_FALSE;
+  if (path.error()) return JNI_FALSE;
+  const Errno error = setTimes(path.get(), mtime, atime);
+  if (error) handle_error(env, error.value(), path.get());
+  return error ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }

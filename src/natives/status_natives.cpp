@@ -22,9 +22,10 @@ std::string tableText() {
   return text.str();
 }
 
-jint report(JNIEnv* env, const StatusAnswer& answer, const StringChars& path) {
-  if (answer.error != 0) handle_error(env, answer.error, path.get());
-  return answer.written ? 1 : 0;
+// What both status natives end with: 1 with a record written, 0 without.
+jint answer(JNIEnv* env, const StringChars& path, Errno error, bool written) {
+  if (error) handle_error(env, error.value(), path.get());
+  return written ? 1 : 0;
 }
 
 }  // namespace
@@ -42,14 +43,14 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jboolean withLease,
     jobject javaBuffer, jlong ctimeSec, jlong ctimeNsec, jlong mtimeSec, jlong mtimeNsec) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return 0;
+  if (path.error()) return 0;
   const DirectBuffer buffer = directBuffer(env, javaBuffer);
-  if (buffer.address == nullptr) return report(env, {.error = EINVAL}, path);
-  return report(env,
-                getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
-                              {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec},
-                              {buffer.address, buffer.capacity}),
-                path);
+  if (buffer.address == nullptr) return answer(env, path, Errno(EINVAL), false);
+  bool written = false;
+  const Errno error = getFileStatus(path.get(), followLink != JNI_FALSE, withLease != JNI_FALSE,
+                                    {ctimeSec, ctimeNsec}, {mtimeSec, mtimeNsec},
+                                    {buffer.address, buffer.capacity}, written);
+  return answer(env, path, error, written);
 } catch (...) {
   return raised<jint>();
 }
@@ -59,13 +60,13 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFileStatusFastNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jobject javaBuffer,
     jlong ctimeSec, jlong ctimeNsec) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return 0;
+  if (path.error()) return 0;
   const DirectBuffer buffer = directBuffer(env, javaBuffer);
-  if (buffer.address == nullptr) return report(env, {.error = EINVAL}, path);
-  return report(env,
-                getFileStatusFast(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
-                                  {buffer.address, buffer.capacity}),
-                path);
+  if (buffer.address == nullptr) return answer(env, path, Errno(EINVAL), false);
+  bool written = false;
+  const Errno error = getFileStatusFast(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
+                                        {buffer.address, buffer.capacity}, written);
+  return answer(env, path, error, written);
 } catch (...) {
   return raised<jint>();
 }
@@ -75,11 +76,11 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_isCMTimeChangedNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink, jlong ctimeSec,
     jlong ctimeNsec, jlong mtimeSec, jlong mtimeNsec) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return JNI_FALSE;
+  if (path.error()) return JNI_FALSE;
   bool changed = false;
-  const int error = isCMTimeChanged(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
-                                    {mtimeSec, mtimeNsec}, changed);
-  if (error != 0) handle_error(env, error, path.get());
+  const Errno error = isCMTimeChanged(path.get(), followLink != JNI_FALSE, {ctimeSec, ctimeNsec},
+                                      {mtimeSec, mtimeNsec}, changed);
+  if (error) handle_error(env, error.value(), path.get());
   return changed ? JNI_TRUE : JNI_FALSE;
 } catch (...) {
   return raised<jboolean>();
@@ -88,7 +89,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_isCMTimeChangedNative(
 JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getINum(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return 0;
+  if (path.error()) return 0;
   struct stat st;
   if (const int error = getStat(path.get(), followLink != JNI_FALSE, st)) {
     handle_error(env, error, {"stat failed for ", path.get()});
@@ -102,7 +103,7 @@ JNIEXPORT jlong JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_g
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getFailedPathNative(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean followLink) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return;
+  if (path.error()) return;
   getFailedPath(path.get(), followLink != JNI_FALSE);
 } catch (...) {
   raiseInJava();

@@ -1,7 +1,6 @@
 // ZOLTNative: setExtendedAttribute, getXAttr, getXAttrs, dumpXAttrs, removeXAttr. None of them
 // follows a symbolic link at the end of the path.
 #include <cerrno>
-#include <cstring>
 #include <optional>
 
 #include "base/logger2.h"
@@ -19,15 +18,6 @@ jsize lengthOf(JNIEnv* env, jarray array) {
   return array != nullptr ? env->GetArrayLength(array) : 0;
 }
 
-// Puts an attribute into the map under `key`, unless it cannot be read: then it is left out. False
-// only with a Java exception pending.
-template <class Key>
-bool putXattr(HashMap& map, Key key, const char* path, const char* name) {
-  std::unique_ptr<char[]> value;
-  const int length = readXattr(path, false, name, value);
-  return length < 0 || map.put(key, length, value.get());
-}
-
 }  // namespace
 
 JNIEXPORT jboolean JNICALL
@@ -35,14 +25,14 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName, jbyteArray javaValue,
     jshort javaFlags) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return JNI_FALSE;
+  if (path.error()) return JNI_FALSE;
   const StringChars name(env, javaName);
-  if (name.error() != 0) return JNI_FALSE;
+  if (name.error()) return JNI_FALSE;
   const int flags = javaFlags;
   ZOLT_TRACE(
       joined(" ", path.get(), name.get(), "length", lengthOf(env, javaValue), "flags", flags));
 
-  int result = 0;
+  Errno error;
   {  // Java has its bytes back before the outcome is reported.
     std::optional<ByteArrayElements> bytes;
     std::string_view value;
@@ -55,10 +45,11 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
       value = {bytes->data(), bytes->size()};
     }
     ZOLT_DEBUG(joined(" ", path.get(), name.get(), value, value.size(), flags));
-    result = zolt_setxattr(path.get(), false, name.get(), value.data(), value.size(), flags);
+    error = Errno::ofNegative(
+        zolt_setxattr(path.get(), false, name.get(), value.data(), value.size(), flags));
   }
-  if (result < 0) handle_xattr_error(env, -result, "setxattr", name.get());
-  return result < 0 ? JNI_FALSE : JNI_TRUE;
+  if (error) handle_xattr_error(env, error.value(), "setxattr", name.get());
+  return error ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }
@@ -66,16 +57,15 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setExtendedAttribute(
 JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttr(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return nullptr;
+  if (path.error()) return nullptr;
   const StringChars name(env, javaName);
-  if (name.error() != 0) return nullptr;
+  if (name.error()) return nullptr;
   ZOLT_TRACE(joined(" ", path.get(), name.get()));
-  if (isLeaseName(name.get())) return nullptr;
 
-  std::unique_ptr<char[]> value;
-  const int length = readXattr(path.get(), false, name.get(), value);
-  if (length >= 0) return convertChar2byteArray(env, length, value.get());
-  if (length != -ENODATA) handle_xattr_error(env, -length, "getxattr", name.get());
+  XattrValue value;
+  const Errno error = readVisibleXattr(path.get(), false, name.get(), value);
+  if (!error) return convertChar2byteArray(env, value.length, value.bytes.get());
+  if (error != ENODATA) handle_xattr_error(env, error.value(), "getxattr", name.get());
   return nullptr;
 } catch (...) {
   return raised<jbyteArray>();
@@ -84,7 +74,7 @@ JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNat
 JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getXAttrs(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jobjectArray javaNames) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return nullptr;
+  if (path.error()) return nullptr;
   const jsize count = lengthOf(env, javaNames);
   ZOLT_TRACE(joined(" ", path.get(), "names", count));
   if (javaNames == nullptr) {
@@ -100,9 +90,10 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
   for (jsize i = 0; i < count; ++i) {
     const LocalRef<jstring> javaName(env, stringAt(env, javaNames, i));
     const StringChars name(env, javaName.get());
-    if (name.error() != 0) return nullptr;
-    if (isLeaseName(name.get())) continue;
-    if (!putXattr(map, javaName.get(), path.get(), name.get())) return nullptr;
+    if (name.error()) return nullptr;
+    XattrValue value;
+    if (readVisibleXattr(path.get(), false, name.get(), value)) continue;
+    if (!map.put(javaName.get(), value.length, value.bytes.get())) return nullptr;
   }
   return map.release();
 } catch (...) {
@@ -112,14 +103,12 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
 JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_dumpXAttrs(
     JNIEnv* env, jclass /*cls*/, jstring javaPath) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return nullptr;
+  if (path.error()) return nullptr;
   ZOLT_TRACE(path.get());
 
-  char* list = nullptr;
-  const int length = zolt_listxattrs(path.get(), false, &list);
-  const std::unique_ptr<char[]> owner(list);
-  if (length < 0) {
-    handle_xattr_error(env, -length, "listxattr", "");
+  XattrNames names;
+  if (const Errno error = listXattrs(path.get(), false, names)) {
+    handle_xattr_error(env, error.value(), "listxattr", "");
     return nullptr;
   }
   HashMap map(env);
@@ -127,14 +116,11 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
     ZOLT_ERROR("ObjectArray create failed");
     return nullptr;
   }
-  for (const char* name = list; name < list + length; name += strlen(name) + 1) {
-    if (*name == '\0' || isLeaseName(name)) {
-      ZOLT_WARN("Ignore EA: " << name);
-    } else if (!putXattr(map, name, path.get(), name)) {
-      return nullptr;
-    }
-  }
-  return map.release();
+  const bool isWhole = takeVisibleXattrs(path.get(), false, names,
+                                         [&map](const char* name, const XattrValue& value) {
+                                           return map.put(name, value.length, value.bytes.get());
+                                         });
+  return isWhole ? map.release() : nullptr;
 } catch (...) {
   return raised<jobject>();
 }
@@ -142,18 +128,18 @@ JNIEXPORT jobject JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
 JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeXAttr(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jstring javaName) try {
   const StringChars path(env, javaPath);
-  if (path.error() != 0) return JNI_FALSE;
+  if (path.error()) return JNI_FALSE;
   const StringChars name(env, javaName);
-  if (name.error() != 0) return JNI_FALSE;
+  if (name.error()) return JNI_FALSE;
   ZOLT_TRACE(joined(" ", path.get(), name.get()));
   // The caller learns that this was not for it to do; the attribute is removed all the same.
   if (isLeaseName(name.get())) {
     handle_error(env, EINVAL, {"It's not allowed to remove ", name.get()});
   }
 
-  const int result = zolt_removexattr(path.get(), false, name.get());
-  if (result < 0) handle_xattr_error(env, -result, "removexattr", name.get());
-  return result < 0 ? JNI_FALSE : JNI_TRUE;
+  const auto error = Errno::ofNegative(zolt_removexattr(path.get(), false, name.get()));
+  if (error) handle_xattr_error(env, error.value(), "removexattr", name.get());
+  return error ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }

@@ -52,14 +52,19 @@ constexpr zolt_request_header headerFor() {
   return {sizeof(AnyRequest), ZOLT_REQUEST_VERSION, 0, 0};
 }
 
-/// The result of the client's call (zolt_fcntl, zolt_restripe_file). When that is not 0, errno is
-/// what the call left, never what was there before it; EIO for a client that left none.
+/// Which answers of the client are failures. A positive one to a request that sets the block group
+/// factor, or that reads it with the replica count, has always passed for success.
+enum class Failing { NOT_ZERO, NEGATIVE };
+
+/// Asks the client by one of its calls (zolt_fcntl, zolt_restripe_file). The error is what the call
+/// left in errno, never what was there before it.
 template <class AnyRequest>
-int send(int (*call)(int, void*), int fd, AnyRequest& request) {
+Errno ask(int (*call)(int, void*), int fd, AnyRequest& request,
+          Failing failing = Failing::NOT_ZERO) {
   errno = 0;
-  const int result = call(fd, &request);
-  if (result != 0) errno = errnoOfFailure();
-  return result;
+  const int answer = call(fd, &request);
+  const bool failed = failing == Failing::NEGATIVE ? answer < 0 : answer != 0;
+  return failed ? Errno::ofFailure() : Errno();
 }
 
 /// The record that reads (ZOLT_READ_ATTRIBUTE) or writes (ZOLT_WRITE_ATTRIBUTE) the block group

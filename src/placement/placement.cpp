@@ -14,50 +14,53 @@ namespace {
 constexpr const char* REPLICATION = ZOLT_NATIVE(setReplication);
 constexpr const char* BGF = ZOLT_NATIVE(setBGF);
 
-// With errno as the failed call left it: making the text must not change it.
 template <class... Pieces>
-[[noreturn, gnu::cold]] void fail(const Pieces&... pieces) {
-  const int error = errnoOfFailure();
-  throw IOException(joined("", pieces...), error);
+[[noreturn, gnu::cold]] void fail(Errno error, const Pieces&... pieces) {
+  throw IOException(joined("", pieces...), error.value());
 }
 
 // A file open for the length of a scope. One that got descriptor 0 stays open, deliberately.
 class OpenFile {
  public:
-  explicit OpenFile(const std::string& path) : fd_(openToRead(path.c_str())) {
-    if (fd_.get() < 0) fail("failed to open ", path);
+  explicit OpenFile(const std::string& path) {
+    if (const Errno error = openToRead(path.c_str(), 0, file_)) {
+      fail(error, "failed to open ", path);
+    }
   }
   ~OpenFile() {
-    if (fd_.get() == 0) fd_.release();
+    if (file_.get() == 0) file_.release();
   }
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
-  int fd() const { return fd_.get(); }
+  int fd() const { return file_.get(); }
 
  private:
-  UniqueFd fd_;
+  UniqueFd file_;
 };
 
 }  // namespace
 
-void setReplication(const std::string& path, short replication, bool restripe) try {
+void changeReplication(const std::string& path, short replication, bool restripe) try {
   ZOLT_TRACE_AS(REPLICATION, path << " replication " << replication);
   const OpenFile file(path);
-  if (setReplication(file.fd(), replication) != 0) fail("failed to set replication for ", path);
-  if (restripe && restripeFile(file.fd()) != 0) fail("failed to restripe file ", path);
+  if (setReplication(file.fd(), replication) != 0) {
+    fail(Errno::ofFailure(), "failed to set replication for ", path);
+  }
+  if (restripe && restripeFile(file.fd()) != 0) {
+    fail(Errno::ofFailure(), "failed to restripe file ", path);
+  }
 } catch (const IOException& error) {
   ZOLT_ERROR_AS(REPLICATION, error.what());
   throw;
 }
 
-void setBGF(const std::string& path, int bgf) try {
-  if (bgf < 1 || bgf > LARGEST_BGF) {
-    errno = EINVAL;
-    fail("Invalid BGF(", bgf, ")");
-  }
+void changeBGF(const std::string& path, int bgf) try {
+  if (bgf < 1 || bgf > LARGEST_BGF) fail(Errno(EINVAL), "Invalid BGF(", bgf, ")");
   const OpenFile file(path);
-  if (setBGF(file.fd(), bgf) < 0) fail("Failed to set BGF(", bgf, ") for ", path);
+  if (setBGF(file.fd(), bgf) < 0) {
+    fail(Errno::ofFailure(), "Failed to set BGF(", bgf, ") for ", path);
+  }
 } catch (const IOException& error) {
   ZOLT_ERROR_AS(BGF, error.what());
   throw;

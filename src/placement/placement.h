@@ -9,11 +9,11 @@ namespace zolt {
 
 /// Sets how many copies of its data the file is to have; with `restripe` its data follows at once.
 /// A restripe that fails leaves the count changed.
-void setReplication(const std::string& path, short replication, bool restripe);
+void changeReplication(const std::string& path, short replication, bool restripe);
 
 inline constexpr int LARGEST_BGF = 1024;
 
 /// Sets the block group factor, from 1 to LARGEST_BGF: EINVAL otherwise.
-void setBGF(const std::string& path, int bgf);
+void changeBGF(const std::string& path, int bgf);
 
 }  // namespace zolt

@@ -1,7 +1,5 @@
 #include "placement/replication.h"
 
-#include <cerrno>
-
 #include "placement/directives.h"
 
 namespace zolt {
@@ -9,13 +7,13 @@ namespace zolt {
 int getBGF(int fd) {
   if (fd < 0) return -1;
   AttributeRequest request{headerFor<AttributeRequest>(), readBgfRecord()};
-  if (send(zolt_fcntl, fd, request) != 0) return -errnoOfFailure();
+  if (const Errno error = ask(zolt_fcntl, fd, request)) return -error.value();
   return request.record.status == 0 ? bgfIn(request.record) : 0;
 }
 
 int setBGF(int fd, int bgf) {
   AttributeRequest request{headerFor<AttributeRequest>(), writeBgfRecord(bgf)};
-  return send(zolt_fcntl, fd, request) < 0 ? -1 : 0;
+  return ask(zolt_fcntl, fd, request, Failing::NEGATIVE).asSystemCall();
 }
 
 int setReplication(int fd, short replication) {
@@ -23,7 +21,7 @@ int setReplication(int fd, short replication) {
   request.record.length = sizeof request.record;
   request.record.type = ZOLT_SET_REPLICATION;
   request.record.dataReplicas = replication;
-  return send(zolt_fcntl, fd, request) == 0 ? 0 : -1;
+  return ask(zolt_fcntl, fd, request).asSystemCall();
 }
 
 int restripeFile(int fd) {
@@ -31,7 +29,7 @@ int restripeFile(int fd) {
   request.record.length = sizeof request.record;
   request.record.type = ZOLT_RESTRIPE;
   request.record.option = ZOLT_RESTRIPE_OPTION;
-  return send(zolt_restripe_file, fd, request) == 0 ? 0 : -1;
+  return ask(zolt_restripe_file, fd, request).asSystemCall();
 }
 
 }  // namespace zolt

@@ -40,44 +40,44 @@ std::string textOf(const FileTime& time) {
   return std::to_string(time.seconds) + "," + std::to_string(time.nanoseconds);
 }
 
-// 0 when the thread's own identity may stat the path.
-int checkAsCaller(const char* path, bool followLink) {
+// Whether the thread's own identity may stat the path.
+Errno checkAsCaller(const char* path, bool followLink) {
   struct stat st;
-  if ((followLink ? stat(path, &st) : lstat(path, &st)) == 0) return 0;
-  const int error = errnoOfFailure();
+  if ((followLink ? stat(path, &st) : lstat(path, &st)) == 0) return {};
+  const auto error = Errno::ofFailure();
   if (error == EACCES) dump_gid("getStat error");
-  ZOLT_DEBUG_AS(FULL,
-                joined(" ", "stat failed with", error, "for", path, "followLink", followLink));
+  ZOLT_DEBUG_AS(
+      FULL, joined(" ", "stat failed with", error.value(), "for", path, "followLink", followLink));
   return reportedStatError(error);
 }
 
-int checkCapacity(const StatusBuffer& buffer, const char* native) {
-  if (buffer.capacity >= sizeof(StatusRecord)) return 0;
+Errno checkCapacity(const StatusBuffer& buffer, const char* native) {
+  if (buffer.capacity >= sizeof(StatusRecord)) return {};
   ZOLT_ERROR_AS(native, joined(" ", "Direct ByteBuffer length error: length", buffer.capacity,
                                "type size", sizeof(StatusRecord)));
-  return EINVAL;
+  return Errno(EINVAL);
 }
 
-int setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
+Errno setBlockSize(const char* path, int blockSize, int bgf, StatusRecord& record) {
   if (bgf < 0) {
-    const int error = bgf != INT_MIN ? -bgf : EIO;
-    ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", error, "for", path));
+    const Errno error(bgf != INT_MIN ? -bgf : EIO);
+    ZOLT_ERROR_AS(FULL, joined(" ", "getBGF faied with", error.value(), "for", path));
     return error;
   }
-  if (bgf == 0 && blockSize <= 0) return EIO;
+  if (bgf == 0 && blockSize <= 0) return Errno(EIO);
   record.blockSize = hdfsBlockSize(blockSize, bgf);
-  return 0;
+  return {};
 }
 
-int setLeaseLength(const char* path, int fd, StatusRecord& record) {
+Errno setLeaseLength(const char* path, int fd, StatusRecord& record) {
   const ssize_t length = fgetxattr(fd, USER_LEASE_HOLDER, nullptr, 0);
   if (length >= 0) {
     record.leaseLength = static_cast<uint16_t>(length);
-    return 0;
+    return {};
   }
-  const int error = errnoOfFailure();
-  if (error == ENODATA) return 0;
-  ZOLT_ERROR_AS(FULL, joined(" ", "fgetxattr faied with", error, "for", path));
+  const auto error = Errno::ofFailure();
+  if (error == ENODATA) return {};
+  ZOLT_ERROR_AS(FULL, joined(" ", "fgetxattr faied with", error.value(), "for", path));
   return error;
 }
 
@@ -90,33 +90,34 @@ void traceStatus(const char* path, const StatusRecord& record, int bgf, const ch
 }
 
 // Everything of the full form once the file is open with the superuser's rights.
-StatusAnswer readStatus(const char* path, int fd, bool followLink, bool withLease,
-                        const FileTime& ctime, const FileTime& mtime, const StatusBuffer& buffer) {
+Errno readStatus(const char* path, int fd, bool followLink, bool withLease, const FileTime& ctime,
+                 const FileTime& mtime, const StatusBuffer& buffer, bool& written) {
   zolt_iattr64 attr;
-  if (const int error = getStatX(fd, attr)) {
+  if (const Errno error{getStatX(fd, attr)}) {
     getFailedPath(path, followLink);
-    return {.error = error};
+    return error;
   }
   if (!timeOf(attr.ia_mtime).laterThan(mtime) || !timeOf(attr.ia_ctime).laterThan(ctime)) {
     ZOLT_TRACE_AS(FULL, joined(" ", "not changed:", path, "mtime:", textOf(timeOf(attr.ia_mtime)),
                                "ctime:", textOf(timeOf(attr.ia_ctime))));
     return {};
   }
-  if (const int error = checkCapacity(buffer, FULL)) return {.error = error};
+  if (const Errno error = checkCapacity(buffer, FULL)) return error;
 
   StatusRecord record = commonStatus(attr);
   int bgf = 0;
-  int error = 0;
+  Errno error;
   if (S_ISREG(record.mode)) {
     record.replication = attr.ia_replication;
     bgf = getBGF(fd);
     error = setBlockSize(path, attr.ia_blocksize, bgf, record);
-    if (error == 0 && withLease) error = setLeaseLength(path, fd, record);
+    if (!error && withLease) error = setLeaseLength(path, fd, record);
   }
   storeStatus(record, buffer.address);
-  if (error != 0) return {.error = error};
+  if (error) return error;
   traceStatus(path, record, bgf, FULL);
-  return {.written = true};
+  written = true;
+  return {};
 }
 
 }  // namespace
@@ -127,47 +128,49 @@ uint32_t hdfsBlockSize(int blockSize, int bgf) {
   return static_cast<uint32_t>((defaultBlockSize + unit - 1) / unit * unit);
 }
 
-StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
-                           const FileTime& mtime, const StatusBuffer& buffer) {
+Errno getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
+                    const FileTime& mtime, const StatusBuffer& buffer, bool& written) {
+  written = false;
   if (!alwaysSuper) {
-    if (const int error = checkAsCaller(path, followLink)) return {.error = error};
+    if (const Errno error = checkAsCaller(path, followLink)) return error;
   }
   const FSAccount superuser{FSAccount::Superuser{.askedBy = FULL}};
-  const UniqueFd file = openToRead(path, followLink ? 0 : O_NOFOLLOW);
-  if (file.get() < 0) {
-    const int error = errnoOfFailure();
-    ZOLT_DEBUG_AS(FULL, joined(" ", "open failed with", error, "for", path));
-    return {.error = error};
+  UniqueFd file;
+  if (const Errno error = openToRead(path, followLink ? 0 : O_NOFOLLOW, file)) {
+    ZOLT_DEBUG_AS(FULL, joined(" ", "open failed with", error.value(), "for", path));
+    return error;
   }
-  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, buffer);
+  return readStatus(path, file.get(), followLink, withLease, ctime, mtime, buffer, written);
 }
 
-StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
-                               const StatusBuffer& buffer) {
+Errno getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
+                        const StatusBuffer& buffer, bool& written) {
+  written = false;
   zolt_iattr64 attr;
-  if (const int error = getStatX(path, attr)) {
+  if (const Errno error{getStatX(path, attr)}) {
     getFailedPath(path, followLink);
-    return {.error = error};
+    return error;
   }
   if (!timeOf(attr.ia_ctime).laterThan(ctime)) return {};
-  if (const int error = checkCapacity(buffer, FAST)) return {.error = error};
+  if (const Errno error = checkCapacity(buffer, FAST)) return error;
 
   const StatusRecord record = commonStatus(attr);
   storeFastStatus(record, buffer.address);
   traceStatus(path, record, 0, FAST);
-  return {.written = true};
+  written = true;
+  return {};
 }
 
-int isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime, const FileTime& mtime,
-                    bool& changed) {
+Errno isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime,
+                      const FileTime& mtime, bool& changed) {
   struct stat st;
-  if (const int error = getStat(path, followLink, st)) return error;
+  if (const Errno error{getStat(path, followLink, st)}) return error;
   changed = timeOf(st.st_ctim).laterThan(ctime) || timeOf(st.st_mtim).laterThan(mtime);
   if (changed) {
     ZOLT_TRACE_AS(CHANGED, joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
                                   "ctime:", textOf(timeOf(st.st_ctim))));
   }
-  return 0;
+  return {};
 }
 
 }  // namespace zolt

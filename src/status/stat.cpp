@@ -35,8 +35,8 @@ int getStatX(const Ask& ask, zolt_iattr64& attr) {
 
 }  // namespace
 
-int reportedStatError(int error) {
-  return error == ENOTDIR ? ENOENT : error;
+Errno reportedStatError(Errno error) {
+  return error == ENOTDIR ? Errno(ENOENT) : error;
 }
 
 int getStat(const char* path, bool followLink, struct stat& st) {
@@ -45,13 +45,13 @@ int getStat(const char* path, bool followLink, struct stat& st) {
     const int error = path == nullptr ? EFAULT : errnoOfFailure();
     if (error == EACCES) dump_gid("getStat error");
     ZOLT_DEBUG("lstat for " << orNull(path) << " error " << error << " resolveLink " << followLink);
-    return reportedStatError(error);
+    return reportedStatError(Errno(error)).value();
   }
   if (followLink && S_ISLNK(st.st_mode) && stat(path, &st) != 0) {
     const int error = errnoOfFailure();
     ZOLT_DEBUG("link target is invalid, stat for " << path << " error " << error << " resolveLink "
                                                    << followLink);
-    return reportedStatError(error);
+    return reportedStatError(Errno(error)).value();
   }
   ZOLT_TRACE("path: " << path << " ino: " << st.st_ino << " uid: " << st.st_uid << " gid: "
                       << st.st_gid << " mtime: " << st.st_mtim.tv_sec << "," << st.st_mtim.tv_nsec

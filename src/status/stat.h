@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 
+#include "base/errno_text.h"
 #include "zolt.h"
 
 namespace zolt {
@@ -20,8 +21,8 @@ inline constexpr uint16_t ACL_FLAG = 0x1000;
 /// path that goes on below a file (ENOTDIR) is a missing one (ENOENT).
 int getStat(const char* path, bool followLink, struct stat& st);
 
-/// What a failed stat's errno is reported as: ENOENT for ENOTDIR.
-int reportedStatError(int error);
+/// What a failed stat is reported as: ENOENT for ENOTDIR.
+Errno reportedStatError(Errno error);
 
 /// The extended attributes, links followed. 0; 5 (EIO) for a record of another version; or errno.
 int getStatX(const char* path, zolt_iattr64& attr);

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "base/logger2.h"
-#include "xattr/xattr.h"
 
 namespace zolt {
 
@@ -51,74 +50,65 @@ std::string firstBytes(std::string_view bytes) {
 
 }  // namespace
 
-int readLeaseClock(int64_t& now) {
+Errno readLeaseClock(int64_t& now) {
   timespec time{};
-  if (clock_gettime(CLOCK_REALTIME, &time) != 0) return errnoOfFailure();
+  if (clock_gettime(CLOCK_REALTIME, &time) != 0) return Errno::ofFailure();
   now = leaseClock(time);
-  return 0;
-}
-
-LeaseFailure setLeaseHolder(const char* path, bool follow, std::string_view holder, int64_t now) {
-  ZOLT_TRACE_AS(SET,
-                "lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
-  const int result =
-      zolt_setxattr(path, follow, USER_LEASE_HOLDER, holder.data(), holder.size(), XATTR_CREATE);
-  if (result < 0) return {-result, "setxattr", USER_LEASE_HOLDER};
   return {};
 }
 
-LeaseFailure setLeaseUpdate(const char* path, bool follow, int64_t now) {
-  const int result = writeStamp(path, follow, now, XATTR_CREATE);
+XattrError setLease(const char* path, bool follow, std::string_view holder, int64_t now,
+                    const std::function<void()>& giveBack) {
+  ZOLT_TRACE_AS(SET,
+                "lease update " << now << " lease holder " << holder.size() << firstBytes(holder));
+  int result =
+      zolt_setxattr(path, follow, USER_LEASE_HOLDER, holder.data(), holder.size(), XATTR_CREATE);
+  giveBack();
+  if (result < 0) return {Errno::ofNegative(result), "setxattr", USER_LEASE_HOLDER};
+  result = writeStamp(path, follow, now, XATTR_CREATE);
   if (result >= 0) return {};
   zolt_removexattr(path, follow, USER_LEASE_HOLDER);
-  return {-result, "setxattr", USER_LEASE_UPDATE};
+  return {Errno::ofNegative(result), "setxattr", USER_LEASE_UPDATE};
 }
 
-LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now) {
-  LeaseRead lease;
+XattrError getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now,
+                    XattrValue& holder) {
   int64_t last = 0;
   if (const int result = readStamp(path, follow, last); result < 0) {
     ZOLT_TRACE_AS(GET, "lease overdue now " << now << " last update " << last << " limit " << limit
                                             << " overdue " << leaseAge(now, last));
-    lease.failure = {-result, "getxattr", USER_LEASE_UPDATE};
-    return lease;
+    return {Errno::ofNegative(result), "getxattr", USER_LEASE_UPDATE};
   }
-  if (leaseAge(now, last) > limit) {
-    lease.failure = removeLease(path, follow);
-    return lease;
-  }
+  if (leaseAge(now, last) > limit) return removeLease(path, follow);
 
   // No value is longer than XATTR_SIZE_MAX, so more room than that changes no answer. With none the
   // read is EINVAL.
   const auto size = static_cast<size_t>(std::clamp(holderSize, 0, XATTR_SIZE_MAX));
-  auto holder = std::make_unique<char[]>(size);
-  char* bytes = holder.get();
+  auto room = std::make_unique<char[]>(size);
+  char* bytes = room.get();
   const int length = zolt_getxattr(path, follow, USER_LEASE_HOLDER, bytes, size);
-  if (length < 0) {
-    lease.failure = {-length, "getxattr", USER_LEASE_HOLDER};
-    return lease;
-  }
+  if (length < 0) return {Errno::ofNegative(length), "getxattr", USER_LEASE_HOLDER};
   ZOLT_TRACE_AS(GET, "now " << now << " lease last update " << last << " lease limit " << limit
                             << " lease overdue " << leaseAge(now, last) << " lease holder "
                             << length << firstBytes({bytes, size}));
-  lease.holder = std::move(holder);
-  lease.length = length;
-  return lease;
-}
-
-LeaseFailure renewLease(const char* path, bool follow, int64_t now) {
-  ZOLT_TRACE_AS(RENEW, path << " " << now);
-  const int result = writeStamp(path, follow, now, 0);
-  if (result < 0) return {-result, "setxattr", USER_LEASE_UPDATE};
+  holder.bytes = std::move(room);
+  holder.length = length;
   return {};
 }
 
-LeaseFailure removeLease(const char* path, bool follow) {
+XattrError renewLease(const char* path, bool follow, int64_t now) {
+  ZOLT_TRACE_AS(RENEW, path << " " << now);
+  const int result = writeStamp(path, follow, now, 0);
+  if (result < 0) return {Errno::ofNegative(result), "setxattr", USER_LEASE_UPDATE};
+  return {};
+}
+
+XattrError removeLease(const char* path, bool follow) {
   ZOLT_TRACE_AS(REMOVE, path);
   const int holder = zolt_removexattr(path, follow, USER_LEASE_HOLDER);
   const int update = zolt_removexattr(path, follow, USER_LEASE_UPDATE);
   const int result = holder < 0 ? holder : update;
-  if (result < 0) return {-result, "removexattr", USER_LEASE};
+  if (result < 0) return {Errno::ofNegative(result), "removexattr", USER_LEASE};
   return {};
 }
 

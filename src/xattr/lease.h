@@ -8,8 +8,10 @@
 
 #include <cstdint>
 #include <ctime>
-#include <memory>
+#include <functional>
 #include <string_view>
+
+#include "xattr/xattr.h"
 
 namespace zolt {
 
@@ -27,40 +29,27 @@ constexpr int64_t leaseAge(int64_t now, int64_t last) {
   return static_cast<int64_t>(static_cast<uint64_t>(now) - static_cast<uint64_t>(last));
 }
 
-/// Reads the lease clock. 0, or the errno value of clock_gettime(2).
-int readLeaseClock(int64_t& now);
+/// Reads the lease clock (clock_gettime(2)).
+Errno readLeaseClock(int64_t& now);
 
-/// The attribute call that ended an operation on a lease; error 0 when none did.
-struct LeaseFailure {
-  int error = 0;               // errno value
-  const char* operation = "";  // "setxattr", "getxattr" or "removexattr"
-  const char* name = "";       // the attribute, or USER_LEASE for the pair
-};
-
-/// The first half of taking the lease. EEXIST when it is held. `now` is only for the log.
-LeaseFailure setLeaseHolder(const char* path, bool follow, std::string_view holder, int64_t now);
-
-/// The second half, without which there is no lease: where the update cannot be written (one left
-/// over without a holder is EEXIST), the holder is removed again.
-LeaseFailure setLeaseUpdate(const char* path, bool follow, int64_t now);
-
-/// What getLease found. `holder` has at least `length` bytes; it is null after a failure and where
-/// the lease has expired.
-struct LeaseRead {
-  LeaseFailure failure;
-  std::unique_ptr<char[]> holder;
-  int length = 0;
-};
+/// Takes the lease: writes the holder, then the update, without which there is no lease. EEXIST
+/// when the lease is held. Where the update cannot be written (one left over without a holder is
+/// EEXIST), the holder is removed again. `giveBack` is called as soon as the bytes of the holder
+/// are no longer needed, whatever has become of them.
+XattrError setLease(const char* path, bool follow, std::string_view holder, int64_t now,
+                    const std::function<void()>& giveBack);
 
 /// Reads the holder of the lease, at most `holderSize` bytes: ERANGE for a longer one, EINVAL for a
 /// size below 1. A lease older than `limit` units of the lease clock is removed instead, and the
-/// failure is that of the removal. ENODATA without a lease.
-LeaseRead getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now);
+/// error is that of the removal. ENODATA without a lease. `holder` is null after an error and where
+/// the lease has expired.
+XattrError getLease(const char* path, bool follow, int holderSize, int64_t limit, int64_t now,
+                    XattrValue& holder);
 
 /// Stamps the lease, whoever holds it; without one, the stamp stands alone.
-LeaseFailure renewLease(const char* path, bool follow, int64_t now);
+XattrError renewLease(const char* path, bool follow, int64_t now);
 
-/// Removes both attributes, the second even where the first failed; the failure is the first one.
-LeaseFailure removeLease(const char* path, bool follow);
+/// Removes both attributes, the second even where the first failed; the error is the first one.
+XattrError removeLease(const char* path, bool follow);
 
 }  // namespace zolt

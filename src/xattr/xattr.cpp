@@ -2,7 +2,9 @@
 
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <new>
 
 #include "base/logger2.h"
@@ -49,12 +51,17 @@ int zolt_getxattr(const char* path, bool follow, const char* name, char*& value,
   return static_cast<int>(length);
 }
 
-int readXattr(const char* path, bool follow, const char* name,
-              std::unique_ptr<char[]>& value) noexcept {
+Errno readXattr(const char* path, bool follow, const char* name, XattrValue& value) noexcept {
   char* bytes = nullptr;
   const int length = zolt_getxattr(path, follow, name, bytes, 0);
-  value.reset(bytes);
-  return length;
+  value.bytes.reset(bytes);
+  value.length = std::max(length, 0);
+  return Errno::ofNegative(length);
+}
+
+Errno readVisibleXattr(const char* path, bool follow, const char* name,
+                       XattrValue& value) noexcept {
+  return isLeaseName(name) ? Errno(ENODATA) : readXattr(path, follow, name, value);
 }
 
 int zolt_setxattr(const char* path, bool follow, const char* name, const char* value, size_t size,
@@ -86,6 +93,29 @@ int zolt_listxattrs(const char* path, bool follow, char** list) noexcept {
   }
   *list = made.release();
   return static_cast<int>(length);
+}
+
+Errno listXattrs(const char* path, bool follow, XattrNames& names) noexcept {
+  char* list = nullptr;
+  const int length = zolt_listxattrs(path, follow, &list);
+  names.list.reset(list);
+  names.length = std::max(length, 0);
+  return Errno::ofNegative(length);
+}
+
+bool takeVisibleXattrs(const char* path, bool follow, const XattrNames& names,
+                       const TakeXattr& take) {
+  const char* const end = names.list.get() + names.length;
+  for (const char* name = names.list.get(); name < end; name += strlen(name) + 1) {
+    if (*name == '\0' || isLeaseName(name)) {
+      ZOLT_WARN_AS(ZOLT_NATIVE(dumpXAttrs), "Ignore EA: " << name);
+      continue;
+    }
+    XattrValue value;
+    if (readXattr(path, follow, name, value)) continue;
+    if (!take(name, value)) return false;
+  }
+  return true;
 }
 
 int zolt_removexattr(const char* path, bool follow, const char* name) noexcept {

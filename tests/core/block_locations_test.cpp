@@ -192,8 +192,9 @@ TEST_F(BlockLocationsTest, WhatMayNotBePassedIsRefusedFirst) {
 
 TEST_F(BlockLocationsTest, TheHeaderAloneHasRoomForThreeReplicas) {
   client.next(locations({4, 1, 512, {1, 2, 3, 4, 5, 6, 7, 8}}));
-  EXPECT_EQ(thrown<std::overflow_error>(
-                [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 0, status(), words()); }),
+  EXPECT_EQ(thrown<std::overflow_error>([&] {
+              static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 0, status(), words()));
+            }),
             "Buffer overflow: claim 8 remaining 6");
   EXPECT_TRUE(noHeader());
 }
@@ -229,9 +230,11 @@ TEST_F(BlockLocationsTest, AStatusBufferThatEndsBeforeTheHeaderIsOutOfRange) {
   ASSERT_EQ(mprotect(page + 4096, 4096, PROT_NONE), 0);
   for (const unsigned long bytes : {0UL, 1UL, 31UL, 88UL, 90UL}) {
     const LentMemory tooShort{page + 4096 - bytes, bytes};
-    EXPECT_EQ(thrown<std::out_of_range>(
-                  [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 1, tooShort, words()); }),
-              "Buffer overflow: current pos 0 seek 90");
+    EXPECT_EQ(
+        thrown<std::out_of_range>([&] {
+          static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 1, tooShort, words()));
+        }),
+        "Buffer overflow: current pos 0 seek 90");
   }
   munmap(page, 8192);
   EXPECT_EQ(locationWords, untouched);
@@ -240,8 +243,9 @@ TEST_F(BlockLocationsTest, AStatusBufferThatEndsBeforeTheHeaderIsOutOfRange) {
 
 TEST_F(BlockLocationsTest, AStatusBufferThatEndsInsideTheHeaderOverflows) {
   const auto overflow = [this](unsigned long bytes) {
-    return thrown<std::overflow_error>(
-        [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(bytes), words()); });
+    return thrown<std::overflow_error>([&] {
+      static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(bytes), words()));
+    });
   };
   EXPECT_EQ(overflow(91), "Buffer overflow: claim 8 remaining 1");
   EXPECT_EQ(overflow(97), "Buffer overflow: claim 8 remaining 7");
@@ -258,8 +262,9 @@ TEST_F(BlockLocationsTest, LocationsOfNoWholeNumberOfWordsAreALengthError) {
   for (const unsigned long bytes : {1UL, 10UL, 11UL, 13UL}) {
     const LentMemory odd{words().address, bytes};
     EXPECT_EQ(
-        thrown<std::length_error>(
-            [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), odd); }),
+        thrown<std::length_error>([&] {
+          static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), odd));
+        }),
         "Direct ByteBuffer length error: length " + std::to_string(bytes) + " buffer type size 4");
   }
   EXPECT_EQ(locationWords, untouched);
@@ -269,12 +274,15 @@ TEST_F(BlockLocationsTest, LocationsOfNoWholeNumberOfWordsAreALengthError) {
 
 TEST_F(BlockLocationsTest, LocationsThatAreTooSmallOverflow) {
   const LentMemory five{words().address, 20};
-  EXPECT_EQ(thrown<std::overflow_error>(
-                [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), five); }),
+  EXPECT_EQ(thrown<std::overflow_error>([&] {
+              static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), five));
+            }),
             "Buffer overflow: claim 6 remaining 5");
-  EXPECT_EQ(thrown<std::overflow_error>(
-                [&] { getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), std::nullopt); }),
-            "Buffer overflow: claim 6 remaining 0");
+  EXPECT_EQ(
+      thrown<std::overflow_error>([&] {
+        static_cast<void>(getBlockLocations(path, FS_BLOCKS, true, 0, 1, status(), std::nullopt));
+      }),
+      "Buffer overflow: claim 6 remaining 0");
   EXPECT_TRUE(noHeader());
   EXPECT_EQ(getBlockLocations(path, SIZES_ONLY, true, 0, 1, status(), std::nullopt), 0);
   EXPECT_EQ(header(), Header(2 * MIB, 3));

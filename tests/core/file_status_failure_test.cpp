@@ -165,14 +165,14 @@ TEST_F(FileStatusFailureTest, EveryFailureLeavesTheCallersIdentityAndNoDescripto
         const long before = openDescriptors();
         zolt_fault_arm(failure.call, 1, 1, failure.error);
         std::optional<int> thrown;
-        StatusAnswer answer;
+        StatusAnswer answer{.written = false, .error = {}};
         try {
           answer = full(link);
         } catch (const IOException& error) {
           thrown = -error.code();
         }
         EXPECT_FALSE(answer.written);
-        EXPECT_EQ(failure.reported, thrown.value_or(answer.error)) << failure.call;
+        EXPECT_EQ(failure.reported, thrown.value_or(answer.error.value())) << failure.call;
         EXPECT_EQ(70001U, identity().fsuid) << failure.call;
         EXPECT_EQ(70002U, identity().fsgid) << failure.call;
         EXPECT_EQ(before, openDescriptors()) << failure.call;

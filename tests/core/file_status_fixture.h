@@ -46,6 +46,28 @@ class Memory {
 
 class FileStatusFixture : public testing::Test {
  protected:
+  // What a call says of a file's status.
+  struct StatusAnswer {
+    bool written = true;
+    Errno error;
+  };
+
+  static StatusAnswer getFileStatus(const char* path, bool followLink, bool withLease,
+                                    const FileTime& ctime, const FileTime& mtime,
+                                    const StatusBuffer& buffer) {
+    StatusAnswer answer;
+    answer.error =
+        zolt::getFileStatus(path, followLink, withLease, ctime, mtime, buffer, answer.written);
+    return answer;
+  }
+
+  static StatusAnswer getFileStatusFast(const char* path, bool followLink, const FileTime& ctime,
+                                        const StatusBuffer& buffer) {
+    StatusAnswer answer;
+    answer.error = zolt::getFileStatusFast(path, followLink, ctime, buffer, answer.written);
+    return answer;
+  }
+
   void SetUp() override {
     zolt_fault_clear();
     zolt_fault_user("alice", 70001, 70002, 0);

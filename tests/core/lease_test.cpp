@@ -62,30 +62,42 @@ struct LeaseTest : ::testing::Test {
   }
 
   // A failure in one line: "17 setxattr user.lease.holder", or "" for none.
-  static std::string text(const LeaseFailure& failure) {
-    if (failure.error == 0) return "";
-    return std::to_string(failure.error) + " " + failure.operation + " " + failure.name;
+  static std::string text(const XattrError& failed) {
+    if (!failed) return "";
+    return std::to_string(failed.error.value()) + " " + failed.operation + " " + failed.name;
   }
 
-  // Both halves, as the native does it.
-  static LeaseFailure setLease(const std::string& path, bool follow, const std::string& who,
-                               int64_t now) {
-    const LeaseFailure failure = setLeaseHolder(path.c_str(), follow, who, now);
-    return failure.error != 0 ? failure : setLeaseUpdate(path.c_str(), follow, now);
+  static XattrError setLease(const char* path, bool follow, const std::string& who, int64_t now) {
+    int givenBack = 0;
+    const XattrError failed = zolt::setLease(path, follow, who, now, [&] { ++givenBack; });
+    EXPECT_EQ(givenBack, 1);
+    return failed;
   }
   std::string set(const std::string& who, int64_t now) const {
-    return text(setLease(file, true, who, now));
+    return text(setLease(file.c_str(), true, who, now));
+  }
+
+  // What a read answers.
+  struct LeaseRead {
+    XattrError failure;
+    XattrValue holder;
+  };
+  static LeaseRead getLease(const char* path, bool follow, int size, int64_t limit, int64_t now) {
+    LeaseRead lease;
+    lease.failure = zolt::getLease(path, follow, size, limit, now, lease.holder);
+    return lease;
   }
 
   // What a read finds: the holder in brackets, the failure, or "expired".
   std::string get(int size, int64_t limit, int64_t now) const {
     const LeaseRead lease = getLease(file.c_str(), true, size, limit, now);
-    if (lease.failure.error != 0) {
-      EXPECT_EQ(lease.holder, nullptr);
+    const char* bytes = lease.holder.bytes.get();
+    if (lease.failure) {
+      EXPECT_EQ(bytes, nullptr);
       return text(lease.failure);
     }
-    if (lease.holder == nullptr) return "expired";
-    return "[" + std::string(lease.holder.get(), static_cast<size_t>(lease.length)) + "]";
+    if (bytes == nullptr) return "expired";
+    return "[" + std::string(bytes, static_cast<size_t>(lease.holder.length)) + "]";
   }
 
   TempDir dir;
@@ -165,7 +177,7 @@ TEST_F(LeaseTest, TheHolderIsTakenBackAsItWasWritten) {
     zolt_fault_arm(follow ? "setxattr" : "lsetxattr", 2, 2, ENOSPC);
     zolt_fault_arm("removexattr", 0, 0, 0);
     zolt_fault_arm("lremovexattr", 0, 0, 0);
-    EXPECT_EQ(text(setLease(file, follow, "me", 5)), "28 setxattr user.lease.update");
+    EXPECT_EQ(text(setLease(file.c_str(), follow, "me", 5)), "28 setxattr user.lease.update");
     EXPECT_EQ(zolt_fault_calls("removexattr"), follow ? 1 : 0);
     EXPECT_EQ(zolt_fault_calls("lremovexattr"), follow ? 0 : 1);
     EXPECT_EQ(holder(), "none");
@@ -330,25 +342,25 @@ TEST_F(LeaseTest, OfTwoFailuresTheHoldersIsReported) {
 TEST_F(LeaseTest, EveryCallFollowsALinkOrDoesNot) {
   const std::string link = dir / "link";
   ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
-  EXPECT_EQ(text(setLease(link, false, "me", 5)), "1 setxattr user.lease.holder");
+  EXPECT_EQ(text(setLease(link.c_str(), false, "me", 5)), "1 setxattr user.lease.holder");
   EXPECT_EQ(text(renewLease(link.c_str(), false, 5)), "1 setxattr user.lease.update");
   EXPECT_EQ(holder() + update(), "nonenone");
 
-  EXPECT_EQ(text(setLease(link, true, "me", 5)), "");
+  EXPECT_EQ(text(setLease(link.c_str(), true, "me", 5)), "");
   EXPECT_EQ(text(renewLease(link.c_str(), true, 6)), "");
   EXPECT_EQ(text(getLease(link.c_str(), false, 16, 0, 6).failure), "61 getxattr user.lease.update");
   EXPECT_EQ(text(removeLease(link.c_str(), false)), "1 removexattr user.lease.*");
   EXPECT_EQ(holder() + update(), "me" + stamp(6));
-  EXPECT_EQ(getLease(link.c_str(), true, 16, 0, 6).length, 2);
+  EXPECT_EQ(getLease(link.c_str(), true, 16, 0, 6).holder.length, 2);
   EXPECT_EQ(text(removeLease(link.c_str(), true)), "");
   EXPECT_EQ(holder() + update(), "nonenone");
 
   // A lease of the file itself needs no following.
   for (const char* call : {"getxattr", "setxattr", "removexattr"})
     zolt_fault_arm(call, 1, INT_MAX, EIO);
-  EXPECT_EQ(text(setLease(file, false, "me", 5)), "");
+  EXPECT_EQ(text(setLease(file.c_str(), false, "me", 5)), "");
   EXPECT_EQ(text(renewLease(file.c_str(), false, 5)), "");
-  EXPECT_EQ(getLease(file.c_str(), false, 16, 0, 5).length, 2);
+  EXPECT_EQ(getLease(file.c_str(), false, 16, 0, 5).holder.length, 2);
   EXPECT_EQ(text(getLease(file.c_str(), false, 16, 0, 6).failure), "");
   zolt_fault_clear();
   EXPECT_EQ(holder() + update(), "nonenone");
@@ -393,8 +405,8 @@ TEST_F(LeaseTest, AReadIsTraced) {
 
 TEST_F(LeaseTest, RenewingAndRemovingAreTraced) {
   const LogCapture log;
-  renewLease(file.c_str(), true, 42);
-  removeLease(file.c_str(), true);
+  EXPECT_EQ(text(renewLease(file.c_str(), true, 42)), "");
+  EXPECT_EQ(text(removeLease(file.c_str(), true)), "61 removexattr user.lease.*");
   EXPECT_EQ(log.bodies(LOG_TRACE), (std::vector<std::string>{file + " 42", file}));
 }
 

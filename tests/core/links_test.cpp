@@ -29,11 +29,11 @@ class LinksTest : public testing::Test {
 
   // What reading answers: the bytes, or "errno N".
   static std::string read(const std::string& path, int length) {
-    TargetBuffer target;
-    target.fill('#');
-    const int count = readTarget(path.c_str(), length, target);
-    if (count < 0) return "errno " + std::to_string(-count);
-    return {target.data(), static_cast<size_t>(count)};
+    LinkTarget target;
+    target.bytes.fill('#');
+    const Errno error = readTarget(path.c_str(), length, target);
+    if (error) return "errno " + std::to_string(error.value());
+    return {target.bytes.data(), static_cast<size_t>(target.length)};
   }
 
   TempDir dir_;

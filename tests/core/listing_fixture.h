@@ -70,6 +70,17 @@ struct ListingFixture : ::testing::Test {
     return getDirents(dir.path(), out, dirOnly);
   }
 
+  /// What counting finds, before it fails or to the end.
+  struct DirentCount {
+    int count = -1;
+    Errno error;
+  };
+  static DirentCount getDirentCount(const std::string& path) {
+    DirentCount found;
+    found.error = zolt::getDirentCount(path, found.count);
+    return found;
+  }
+
   /// A whole listing through buffers of that size; how many it took goes to `calls`.
   Entries listAll(size_t size, bool dirOnly = false) {
     Entries all;

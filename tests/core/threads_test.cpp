@@ -80,7 +80,9 @@ class Worker {
       records += parse(memory).size();
     }
     EXPECT_EQ(records, 2U * THREADS);
-    EXPECT_EQ(getDirentCount(dir_.path()).count, 2 * THREADS);
+    int count = 0;
+    EXPECT_EQ(getDirentCount(dir_.path(), count), 0);
+    EXPECT_EQ(count, 2 * THREADS);
   }
 
   void identity() {
@@ -98,25 +100,27 @@ class Worker {
   void status() {
     Memory memory;
     const FileTime never{-1, 0};
-    EXPECT_TRUE(getFileStatus(file_.c_str(), true, true, never, never, memory).written);
+    bool written = false;
+    EXPECT_EQ(getFileStatus(file_.c_str(), true, true, never, never, memory, written), 0);
+    EXPECT_TRUE(written);
     EXPECT_EQ(memory.at<int64_t>(8), number_ + 1);
-    EXPECT_TRUE(getFileStatusFast(file_.c_str(), true, never, memory).written);
+    EXPECT_EQ(getFileStatusFast(file_.c_str(), true, never, memory, written), 0);
+    EXPECT_TRUE(written);
     EXPECT_EQ(memory.at<int64_t>(8), number_ + 1);
     bool changed = false;
     EXPECT_EQ(isCMTimeChanged(file_.c_str(), true, never, never, changed), 0);
     EXPECT_TRUE(changed);
-    EXPECT_EQ(getFileStatus((own_ + "/none").c_str(), true, true, never, never, memory).error,
-              ENOENT);
+    const std::string none = own_ + "/none";
+    EXPECT_EQ(getFileStatus(none.c_str(), true, true, never, never, memory, written), ENOENT);
     getFailedPath((own_ + "/none").c_str(), true);
   }
 
   void attributes() {
     const std::string value = user_ + "'s";
     EXPECT_EQ(zolt_setxattr(own_.c_str(), false, "user.name", value.data(), value.size(), 0), 0);
-    std::unique_ptr<char[]> found;
-    const int length = readXattr(own_.c_str(), false, "user.name", found);
-    ASSERT_EQ(length, static_cast<int>(value.size()));
-    EXPECT_EQ(std::string(found.get(), value.size()), value);
+    XattrValue found;
+    ASSERT_EQ(readXattr(own_.c_str(), false, "user.name", found), 0);
+    EXPECT_EQ(std::string(found.bytes.get(), static_cast<size_t>(found.length)), value);
     char* list = nullptr;
     EXPECT_GT(zolt_listxattrs(own_.c_str(), false, &list), 0);
     delete[] list;
@@ -128,12 +132,12 @@ class Worker {
     int64_t now = 0;
     ASSERT_EQ(readLeaseClock(now), 0);
     const std::string holder = user_ + "#" + std::to_string(round);
-    EXPECT_EQ(setLeaseHolder(file_.c_str(), true, holder, now).error, 0);
-    EXPECT_EQ(setLeaseUpdate(file_.c_str(), true, now).error, 0);
+    EXPECT_EQ(setLease(file_.c_str(), true, holder, now, [] {}).error, 0);
     EXPECT_EQ(renewLease(file_.c_str(), true, now).error, 0);
-    const LeaseRead lease = getLease(file_.c_str(), true, 100, 1000, now);
-    ASSERT_NE(lease.holder, nullptr);
-    EXPECT_EQ(std::string(lease.holder.get(), static_cast<size_t>(lease.length)), holder);
+    XattrValue found;
+    EXPECT_EQ(getLease(file_.c_str(), true, 100, 1000, now, found).error, 0);
+    ASSERT_NE(found.bytes, nullptr);
+    EXPECT_EQ(std::string(found.bytes.get(), static_cast<size_t>(found.length)), holder);
     EXPECT_EQ(removeLease(file_.c_str(), true).error, 0);
   }
 
@@ -159,8 +163,8 @@ class Worker {
   }
 
   void blocks() {
-    setReplication(file_, short{2}, true);
-    setBGF(file_, 1 + number_);
+    changeReplication(file_, short{2}, true);
+    changeBGF(file_, 1 + number_);
     for (const StorageType type : {FS_BLOCKS, SIZES_ONLY, HDFS_BLOCKS, RANKED_NODES}) {
       std::array<int, 16> words{};
       const LentMemory lent{reinterpret_cast<char*>(words.data()), sizeof words};

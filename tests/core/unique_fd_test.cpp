@@ -23,8 +23,8 @@ struct OpenToReadTest : testing::Test {
 };
 
 TEST_F(OpenToReadTest, TheDescriptorIsTheLibrarysOwnAndNeverWaits) {
-  const UniqueFd fd = openToRead(file.c_str());
-  ASSERT_GE(fd.get(), 0);
+  UniqueFd fd;
+  ASSERT_EQ(openToRead(file.c_str(), 0, fd), 0);
   EXPECT_EQ(fcntl(fd.get(), F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDONLY | O_NONBLOCK);
   EXPECT_EQ(fcntl(fd.get(), F_GETFD), FD_CLOEXEC);
 }
@@ -32,13 +32,15 @@ TEST_F(OpenToReadTest, TheDescriptorIsTheLibrarysOwnAndNeverWaits) {
 TEST_F(OpenToReadTest, AFifoIsNotWaitedFor) {
   const std::string fifo = dir / "fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
-  EXPECT_GE(openToRead(fifo.c_str()).get(), 0);
+  UniqueFd fd;
+  EXPECT_EQ(openToRead(fifo.c_str(), 0, fd), 0);
 }
 
 TEST_F(OpenToReadTest, FlagsAreAdded) {
   ASSERT_EQ(symlink("file", (dir / "link").c_str()), 0);
-  EXPECT_EQ(openToRead((dir / "link").c_str(), O_NOFOLLOW).get(), -1);
-  EXPECT_EQ(errno, ELOOP);
+  UniqueFd fd;
+  EXPECT_EQ(openToRead((dir / "link").c_str(), O_NOFOLLOW, fd), ELOOP);
+  EXPECT_EQ(fd.get(), -1);
 }
 
 // The kernel asks the holder with a signal to give the lease back; it does so while the open waits.
@@ -50,14 +52,15 @@ TEST_F(OpenToReadTest, ALeaseThatIsBeingBrokenIsWaitedFor) {
   ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &broken, &before), 0);
   const UniqueFd leased(open(file.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(fcntl(leased.get(), F_SETLEASE, F_WRLCK), 0);
-  int result = -1;
-  std::thread reader([&] { result = openToRead(file.c_str()).get(); });
+  UniqueFd fd;
+  Errno error(EINTR);
+  std::thread reader([&] { error = openToRead(file.c_str(), 0, fd); });
   const timespec limit{20, 0};
   EXPECT_EQ(sigtimedwait(&broken, nullptr, &limit), SIGIO);
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_EQ(fcntl(leased.get(), F_SETLEASE, F_UNLCK), 0);
   reader.join();
-  EXPECT_GE(result, 0);
+  EXPECT_EQ(error, 0);
   // each open that met the lease has sent its signal
   const timespec none{0, 0};
   while (sigtimedwait(&broken, nullptr, &none) == SIGIO)
@@ -67,15 +70,17 @@ TEST_F(OpenToReadTest, ALeaseThatIsBeingBrokenIsWaitedFor) {
 
 TEST_F(OpenToReadTest, AnOpenThatWouldWaitIsMadeAgainAndWaits) {
   zolt_fault_arm("open", 1, 1, EAGAIN);
-  EXPECT_GE(openToRead(file.c_str()).get(), 0);
+  UniqueFd fd;
+  EXPECT_EQ(openToRead(file.c_str(), 0, fd), 0);
   EXPECT_EQ(zolt_fault_calls("open"), 2);
 }
 
 TEST_F(OpenToReadTest, AnyOtherErrorIsTheAnswer) {
   for (const int error : {EINTR, EACCES, EMFILE}) {
     zolt_fault_arm("open", 1, 1, error);
-    EXPECT_EQ(openToRead(file.c_str()).get(), -1);
-    EXPECT_EQ(errno, error);
+    UniqueFd fd;
+    EXPECT_EQ(openToRead(file.c_str(), 0, fd), error);
+    EXPECT_EQ(fd.get(), -1);
     EXPECT_EQ(zolt_fault_calls("open"), 1);
   }
 }

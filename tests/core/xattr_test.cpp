@@ -34,10 +34,10 @@ struct XattrTest : ::testing::Test {
 
   // The value by the wrapper's own buffer, or "error N".
   static std::string get(const std::string& path, const char* name, bool follow = true) {
-    std::unique_ptr<char[]> value;
-    const int length = readXattr(path.c_str(), follow, name, value);
-    if (length < 0) return "error " + std::to_string(-length);
-    return std::string(value.get(), value.get() + length);
+    XattrValue value;
+    const Errno error = readXattr(path.c_str(), follow, name, value);
+    if (error) return "error " + std::to_string(error.value());
+    return std::string(value.bytes.get(), value.bytes.get() + value.length);
   }
 
   TempDir dir;
@@ -215,8 +215,8 @@ TEST_F(XattrTest, EachFormMakesItsOwnCall) {
   const Form forms[] = {
       {"getxattr", "lgetxattr",
        [&](bool follow) {
-         std::unique_ptr<char[]> value;
-         return readXattr(file.c_str(), follow, "user.a", value);
+         XattrValue value;
+         return -readXattr(file.c_str(), follow, "user.a", value).value();
        }},
       {"setxattr", "lsetxattr",
        [&](bool follow) { return zolt_setxattr(file.c_str(), follow, "user.a", "", 0, 0); }},

@@ -14,7 +14,7 @@ namespace {
 
 Attributes* current = nullptr;
 
-ssize_t failing(Errno error) {
+ssize_t failing(int error) {
   errno = error;
   return -1;
 }

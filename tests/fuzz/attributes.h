@@ -8,15 +8,12 @@
 
 namespace zolt::fuzz {
 
-/// What one attribute call comes to when it fails: an errno; 0: it does not fail.
-using Errno = int;
-
 /// How a value is answered: its length, to the question for that alone, then the value itself,
-/// which may have changed in between.
+/// which may have changed in between. Each error, here and below, is an errno value; 0: none.
 struct Value {
-  Errno probeError;
+  int probeError;
   size_t probed;
-  Errno readError;
+  int readError;
   std::string bytes;
 };
 
@@ -26,8 +23,8 @@ class Attributes {
  public:
   Value names;                // the list; each name should end with a NUL, and need not
   std::vector<Value> values;  // one of them for each name, see of()
-  Errno setError = 0;
-  Errno removeError = 0;
+  int setError = 0;
+  int removeError = 0;
   std::vector<std::string> removed;
 
   Attributes();

@@ -140,7 +140,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (call.hasLocations) lent = {locations.data(), locations.size()};
   try {
     found.error = getBlockLocations("/dev/null", call.type, input.flag(), call.offset, call.length,
-                                    LentMemory{status.data(), status.size()}, lent);
+                                    LentMemory{status.data(), status.size()}, lent)
+                      .value();
   } catch (const std::overflow_error& error) {
     found.thrown = error.what();
   } catch (const std::logic_error& error) {

@@ -79,15 +79,16 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   attributes.values.back() = someValue(input, 64);
 
   const Expected expected = byTheRules(attributes, holderSize, limit, now);
-  const LeaseRead found = getLease("path", follow, holderSize, limit, now);
-  REQUIRE(found.failure.error == expected.error);
+  XattrValue holder;
+  const XattrError failed = getLease("path", follow, holderSize, limit, now, holder);
+  REQUIRE(failed.error == expected.error);
   if (expected.error != 0) {
-    REQUIRE(found.failure.operation == expected.operation);
-    REQUIRE(found.failure.name == expected.name);
+    REQUIRE(failed.operation == expected.operation);
+    REQUIRE(failed.name == expected.name);
   }
-  REQUIRE((found.holder != nullptr) == expected.held);
+  REQUIRE((holder.bytes != nullptr) == expected.held);
   if (expected.held) {
-    REQUIRE(std::string(found.holder.get(), static_cast<size_t>(found.length)) == expected.holder);
+    REQUIRE(std::string(holder.bytes.get(), static_cast<size_t>(holder.length)) == expected.holder);
   }
   REQUIRE(attributes.removed == expected.removed);
   return 0;

@@ -17,7 +17,7 @@ namespace {
 
 using Map = std::map<std::string, std::string>;
 
-Errno someErrno(Input& input) {
+int someErrno(Input& input) {
   const uint8_t byte = input.byte();
   return byte < 232 ? 0 : byte < 240 ? ENODATA : 1 + byte % 8;
 }
