@@ -18,7 +18,8 @@ inline constexpr int LOG_OFF = 5;
 
 namespace logger2 {
 
-/// The threshold: a site of level L speaks when currentLevel <= L. Written once, at load.
+/// The threshold: a site of level L speaks when currentLevel <= L. Written once, at load, before
+/// there is a second thread; an atomic number would cost each site an instruction.
 extern int currentLevel;
 
 /// Delivers one finished message to the logger. A level outside 0..4 reaches no logger method.

@@ -12,7 +12,7 @@ constexpr const char* NATIVE = ZOLT_NATIVE(setDefaultBlockSizeReplication);
 
 uint64_t defaultBlockSize = 0;
 int defaultReplication = 1;
-bool alwaysSuper = false;
+constinit std::atomic<bool> alwaysSuper{false};
 
 void setDefaultBlockSizeReplication(int64_t blockSize, int replication) {
   if (blockSize > 0) {

@@ -62,14 +62,14 @@ std::string superuserName(const char* askedBy) {
 }  // namespace
 
 FSAccount::FSAccount(const std::string& user) {
-  if (alwaysSuper) return;
+  if (alwaysSuper.load(std::memory_order_relaxed)) return;
   const Ids ids = idsOfOrNobody(user);
   if (ids.gid != daemonGid) setgroups(user.c_str(), ids.gid);
   setfsid(ids.uid, ids.gid);
 }
 
 FSAccount::FSAccount(Superuser superuser) {
-  if (alwaysSuper) return;
+  if (alwaysSuper.load(std::memory_order_relaxed)) return;
   if (daemonGid != 0) setgroups(superuserName(superuser.askedBy).c_str(), 0);
   setfsid(0, 0);
 }
@@ -115,7 +115,7 @@ void FSAccount::end(FSAccount* account) {
 }
 
 void FSAccount::restore() {
-  if (!alwaysSuper) setfsid(savedFsuid_, savedFsgid_);
+  if (!alwaysSuper.load(std::memory_order_relaxed)) setfsid(savedFsuid_, savedFsgid_);
 }
 
 }  // namespace zolt

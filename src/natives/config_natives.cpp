@@ -21,7 +21,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setDefaultBlockSizeReplic
 JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFSConfig(
     JNIEnv* /*env*/, jclass /*cls*/, jboolean always) try {
   ZOLT_INFO(" alwaysSuper " << (always != JNI_FALSE));
-  alwaysSuper = always != JNI_FALSE;
+  alwaysSuper.store(always != JNI_FALSE, std::memory_order_relaxed);
   return 1;
 } catch (...) {
   return raised<jint>();

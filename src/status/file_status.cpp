@@ -131,7 +131,7 @@ uint32_t hdfsBlockSize(int blockSize, int bgf) {
 Errno getFileStatus(const char* path, bool followLink, bool withLease, const FileTime& ctime,
                     const FileTime& mtime, const StatusBuffer& buffer, bool& written) {
   written = false;
-  if (!alwaysSuper) {
+  if (!alwaysSuper.load(std::memory_order_relaxed)) {
     if (const Errno error = checkAsCaller(path, followLink)) return error;
   }
   const FSAccount superuser{FSAccount::Superuser{.askedBy = FULL}};
