@@ -9,6 +9,45 @@
 
 namespace zolt {
 
+// The functions of libacl in the order in which they are resolved. All are required, those that
+// nothing calls too.
+#define ZOLT_LIBACL(EACH) \
+  EACH(acl_init)          \
+  EACH(acl_dup)           \
+  EACH(acl_copy_int)      \
+  EACH(acl_free)          \
+  EACH(acl_create_entry)  \
+  EACH(acl_copy_entry)    \
+  EACH(acl_delete_entry)  \
+  EACH(acl_get_entry)     \
+  EACH(acl_valid)         \
+  EACH(acl_add_perm)      \
+  EACH(acl_clear_perms)   \
+  EACH(acl_delete_perm)   \
+  EACH(acl_get_permset)   \
+  EACH(acl_set_permset)   \
+  EACH(acl_calc_mask)     \
+  EACH(acl_get_qualifier) \
+  EACH(acl_set_qualifier) \
+  EACH(acl_get_tag_type)  \
+  EACH(acl_set_tag_type)  \
+  EACH(acl_get_file)      \
+  EACH(acl_set_file)      \
+  EACH(acl_get_fd)        \
+  EACH(acl_set_fd)        \
+  EACH(acl_from_text)     \
+  EACH(acl_to_text)       \
+  EACH(acl_size)          \
+  EACH(acl_copy_ext)      \
+  EACH(acl_entries)       \
+  EACH(acl_cmp)           \
+  EACH(acl_check)         \
+  EACH(acl_equiv_mode)    \
+  EACH(acl_get_perm)      \
+  EACH(acl_from_mode)     \
+  EACH(acl_to_any_text)   \
+  EACH(acl_error)
+
 /// The functions of libacl, one slot each under the function's own name. Written at load, only read
 /// afterwards. Unless bound(), the slots hold nothing that may be called.
 class ACLUtil {
@@ -32,43 +71,11 @@ class ACLUtil {
   /// IOException 95 (EOPNOTSUPP) "libacl.so.1 is not available" unless libacl is bound.
   static void require();
 
-  static void* libacl_handle;  // what dlopen(3) gave; null: not bound
+  static inline void* libacl_handle = nullptr;  // what dlopen(3) gave; null: not bound
 
-  static decltype(&::acl_init) acl_init;
-  static decltype(&::acl_dup) acl_dup;
-  static decltype(&::acl_copy_int) acl_copy_int;
-  static decltype(&::acl_free) acl_free;
-  static decltype(&::acl_create_entry) acl_create_entry;
-  static decltype(&::acl_copy_entry) acl_copy_entry;
-  static decltype(&::acl_delete_entry) acl_delete_entry;
-  static decltype(&::acl_get_entry) acl_get_entry;
-  static decltype(&::acl_valid) acl_valid;
-  static decltype(&::acl_add_perm) acl_add_perm;
-  static decltype(&::acl_clear_perms) acl_clear_perms;
-  static decltype(&::acl_delete_perm) acl_delete_perm;
-  static decltype(&::acl_get_permset) acl_get_permset;
-  static decltype(&::acl_set_permset) acl_set_permset;
-  static decltype(&::acl_calc_mask) acl_calc_mask;
-  static decltype(&::acl_get_qualifier) acl_get_qualifier;
-  static decltype(&::acl_set_qualifier) acl_set_qualifier;
-  static decltype(&::acl_get_tag_type) acl_get_tag_type;
-  static decltype(&::acl_set_tag_type) acl_set_tag_type;
-  static decltype(&::acl_get_file) acl_get_file;
-  static decltype(&::acl_set_file) acl_set_file;
-  static decltype(&::acl_get_fd) acl_get_fd;
-  static decltype(&::acl_set_fd) acl_set_fd;
-  static decltype(&::acl_from_text) acl_from_text;
-  static decltype(&::acl_to_text) acl_to_text;
-  static decltype(&::acl_size) acl_size;
-  static decltype(&::acl_copy_ext) acl_copy_ext;
-  static decltype(&::acl_entries) acl_entries;
-  static decltype(&::acl_cmp) acl_cmp;
-  static decltype(&::acl_check) acl_check;
-  static decltype(&::acl_equiv_mode) acl_equiv_mode;
-  static decltype(&::acl_get_perm) acl_get_perm;
-  static decltype(&::acl_from_mode) acl_from_mode;
-  static decltype(&::acl_to_any_text) acl_to_any_text;
-  static decltype(&::acl_error) acl_error;
+#define ZOLT_SLOT(function) static inline decltype(&::function) function = nullptr;
+  ZOLT_LIBACL(ZOLT_SLOT)
+#undef ZOLT_SLOT
 };
 
 }  // namespace zolt

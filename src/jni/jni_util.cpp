@@ -6,35 +6,6 @@
 
 namespace zolt::JniUtil {
 
-JavaVM* javaVM = nullptr;
-
-jclass RuntimeException = nullptr;
-jclass IOException = nullptr;
-jclass NoSuchFileException = nullptr;
-jclass BufferOverflowException = nullptr;
-jclass AccessDeniedException = nullptr;
-
-jclass ZOLTNative = nullptr;
-jfieldID ZOLTNative_LOG = nullptr;
-jobject ZOLTNative_LOG_jobj = nullptr;
-
-jclass Log = nullptr;
-jmethodID Log_isTraceEnabled = nullptr;
-jmethodID Log_isDebugEnabled = nullptr;
-jmethodID Log_isWarnEnabled = nullptr;
-jmethodID Log_isInfoEnabled = nullptr;
-jmethodID Log_isErrorEnabled = nullptr;
-jmethodID Log_trace = nullptr;
-jmethodID Log_debug = nullptr;
-jmethodID Log_info = nullptr;
-jmethodID Log_warn = nullptr;
-jmethodID Log_error = nullptr;
-
-jclass HASHMAP_CLS = nullptr;
-jmethodID MTHID_HASHMAP_C_0 = nullptr;
-jmethodID MTHID_HASHMAP_PUT_0 = nullptr;
-jclass CLSID_STRING = nullptr;
-
 namespace {
 
 // One lookup of the cache: a class, or a member of a class resolved by an earlier row.

@@ -10,34 +10,34 @@ inline constexpr jint JNI_VERSION = JNI_VERSION_1_6;  // 0x10006
 
 namespace JniUtil {
 
-extern JavaVM* javaVM;
+inline JavaVM* javaVM = nullptr;
 
-extern jclass RuntimeException;
-extern jclass IOException;
-extern jclass NoSuchFileException;
-extern jclass BufferOverflowException;
-extern jclass AccessDeniedException;
+inline jclass RuntimeException = nullptr;
+inline jclass IOException = nullptr;
+inline jclass NoSuchFileException = nullptr;
+inline jclass BufferOverflowException = nullptr;
+inline jclass AccessDeniedException = nullptr;
 
-extern jclass ZOLTNative;
-extern jfieldID ZOLTNative_LOG;
-extern jobject ZOLTNative_LOG_jobj;
+inline jclass ZOLTNative = nullptr;
+inline jfieldID ZOLTNative_LOG = nullptr;
+inline jobject ZOLTNative_LOG_jobj = nullptr;
 
-extern jclass Log;
-extern jmethodID Log_isTraceEnabled;
-extern jmethodID Log_isDebugEnabled;
-extern jmethodID Log_isWarnEnabled;
-extern jmethodID Log_isInfoEnabled;
-extern jmethodID Log_isErrorEnabled;
-extern jmethodID Log_trace;
-extern jmethodID Log_debug;
-extern jmethodID Log_info;
-extern jmethodID Log_warn;
-extern jmethodID Log_error;
+inline jclass Log = nullptr;
+inline jmethodID Log_isTraceEnabled = nullptr;
+inline jmethodID Log_isDebugEnabled = nullptr;
+inline jmethodID Log_isWarnEnabled = nullptr;
+inline jmethodID Log_isInfoEnabled = nullptr;
+inline jmethodID Log_isErrorEnabled = nullptr;
+inline jmethodID Log_trace = nullptr;
+inline jmethodID Log_debug = nullptr;
+inline jmethodID Log_info = nullptr;
+inline jmethodID Log_warn = nullptr;
+inline jmethodID Log_error = nullptr;
 
-extern jclass HASHMAP_CLS;
-extern jmethodID MTHID_HASHMAP_C_0;
-extern jmethodID MTHID_HASHMAP_PUT_0;
-extern jclass CLSID_STRING;
+inline jclass HASHMAP_CLS = nullptr;
+inline jmethodID MTHID_HASHMAP_C_0 = nullptr;
+inline jmethodID MTHID_HASHMAP_PUT_0 = nullptr;
+inline jclass CLSID_STRING = nullptr;
 
 /// Resolves every entry in its prescribed order. 0, or -1 at the first failure with a Java error
 /// pending; the entries after the failing one stay null. Called once, from JNI_OnLoad.
