@@ -36,8 +36,9 @@ class NodeCounts {
   void emit(int replicas, Buffer<int>& out);
 
  private:
-  // A known node, and 1 more than it has blocks in this group. Where there is none, 0 and a node
-  // that belongs elsewhere: so a node that is found where it belongs is one that is known.
+  // A place of the hash table. Where a node is known, blocksAndOne is its blocks in this group plus
+  // 1. An empty place has blocksAndOne 0, and holds a node whose home is another place: add() can
+  // then tell by the number of the node alone that the node is known.
   struct Slot {
     int node = 0;
     int blocksAndOne = 0;
