@@ -1,6 +1,7 @@
 // Files by the bytes of their names, by descriptor and by handle.
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -50,6 +51,14 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_entries(JNIEnv* env,
       getdents64(directory, memory, static_cast<size_t>(env->GetDirectBufferCapacity(buffer))));
 } catch (...) {
   return raised(env, jint{0});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_lock(JNIEnv*, jclass, jint descriptor) {
+  int result = 0;
+  do {
+    result = flock(descriptor, LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  return answer(result);
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, jclass,

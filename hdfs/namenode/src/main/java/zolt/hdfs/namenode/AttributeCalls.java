@@ -33,10 +33,15 @@ final class AttributeCalls {
 
     @Dispatch.Changes
     boolean setReplication(String src, short replication) throws IOException {
+        return attributes.replication(HdfsPath.of(src), requireCopies(src, replication));
+    }
+
+    /** A number of copies that a file may have. */
+    static short requireCopies(String src, short replication) {
         if (replication < 1 || replication > MOST_COPIES) {
             throw new HadoopIllegalArgumentException("Requested replication factor of " + replication
                     + " is not in the range 1 to " + MOST_COPIES + " for " + src);
         }
-        return attributes.replication(HdfsPath.of(src), replication);
+        return replication;
     }
 }

@@ -50,6 +50,6 @@ final class Locations {
         int generation = generations.of(file.descriptor());
         FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), statuses.details(file).blockSize(),
                 limits);
-        return blocks.of(cut, offset, length, open.isWritten(path, file), Requests.machine(), signed);
+        return blocks.of(cut, offset, length, open.isWritten(file), Requests.machine(), signed);
     }
 }

@@ -57,6 +57,7 @@ import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.Callers;
 import zolt.hdfs.namespace.Folder;
 import zolt.hdfs.namespace.Holders;
+import zolt.hdfs.namespace.Locks;
 import zolt.hdfs.namespace.Names;
 import zolt.hdfs.namespace.NativeFiles;
 import zolt.hdfs.namespace.OpenFiles;
@@ -90,7 +91,7 @@ public final class NameNodeServer implements AutoCloseable {
         OpenFiles.Limits limits = new OpenFiles.Limits(Duration.ofMillis(HdfsConstants.LEASE_SOFTLIMIT_PERIOD),
                 Duration.ofSeconds(conf.getLong(DFSConfigKeys.DFS_LEASE_HARDLIMIT_KEY,
                         DFSConfigKeys.DFS_LEASE_HARDLIMIT_DEFAULT)));
-        Parts parts = Parts.of(folder, holders, limits);
+        Parts parts = Parts.of(folder, holders, new Locks(service), limits);
         NamespaceInfo namespace = namespace(service);
         Datanodes datanodes = new Datanodes(conf);
         BlockKeys keys = new BlockKeys(conf, namespace.getBlockPoolID());

@@ -1,6 +1,7 @@
 package zolt.hdfs.namenode;
 
 import java.io.IOException;
+import java.util.HexFormat;
 import org.apache.hadoop.ipc.Server;
 import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.namespace.OpenFiles.Writer;
@@ -27,6 +28,11 @@ final class Requests {
     }
 
     static Writer writer(String client) {
-        return new Writer(client, machine(), isRetry());
+        return new Writer(client, machine(), call());
+    }
+
+    /** Tells this call from all others; a client that asks again, perhaps another NameNode, names it by the same. */
+    private static String call() {
+        return HexFormat.of().formatHex(Server.getClientId()) + ":" + Server.getCallId();
     }
 }

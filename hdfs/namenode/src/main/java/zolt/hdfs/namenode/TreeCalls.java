@@ -73,8 +73,8 @@ final class TreeCalls {
         for (String src : srcs) {
             sources.add(HdfsPath.of(src));
         }
-        new Joining(parts.folder(), parts.open(), parts.removing()).join(HdfsPath.of(trg), sources,
-                Requests.writer("concat"));
+        new Joining(parts.folder(), parts.open(), parts.holders(), parts.removing()).join(HdfsPath.of(trg), sources,
+                Requests.machine());
     }
 
     @Dispatch.Changes

@@ -63,8 +63,7 @@ final class WriteCalls {
         limits.checkSize(blockSize);
         EnumSet<CreateFlag> flags = flag.get();
         OpenFiles.Creation how = new OpenFiles.Creation(masked, flags.contains(CreateFlag.CREATE),
-                flags.contains(CreateFlag.OVERWRITE), createParent, replication, blockSize);
-        holders.touch(clientName);
+                flags.contains(CreateFlag.OVERWRITE), createParent, AttributeCalls.requireCopies(src, replication), blockSize);
         OpenFiles.Opened opened = open.create(path, how, Requests.writer(clientName));
         paths.put(opened.entry().inode(), path);
         return forms.ofWritten(path, opened);
@@ -73,7 +72,6 @@ final class WriteCalls {
     @Dispatch.Changes
     LastBlockWithStatus append(String src, String clientName, EnumSetWritable<CreateFlag> flag) throws IOException {
         HdfsPath path = HdfsPath.of(src);
-        holders.touch(clientName);
         OpenFiles.Opened opened = open.append(path, Requests.writer(clientName));
         paths.put(opened.entry().inode(), path);
         return new LastBlockWithStatus(null, forms.ofWritten(path, opened));
@@ -85,7 +83,7 @@ final class WriteCalls {
         HdfsPath path = where(src, fileId);
         try (OpenFiles.Written file = open.written(path, clientName, fileId)) {
             paths.put(file.entry().inode(), path);
-            WriteBlock next = previous == null ? new WriteBlock(file.entry().inode(), 0, file.start(), 0)
+            WriteBlock next = previous == null ? new WriteBlock(file.entry().inode(), 0, file.session().start(), 0)
                     : own(file, previous).next(previous.getNumBytes());
             limits.checkNumber(next.sequence());
             List<DatanodeInfoWithStorage> nodes = blocks.datanodes().choose(Blocks.WRITERS, Requests.machine(),
@@ -107,6 +105,9 @@ final class WriteCalls {
         WriteBlock written = blocks.written(block);
         if (written.inode() != file.entry().inode()) {
             throw new IOException("Block " + block + " belongs to another file");
+        }
+        if (written.start() < file.session().start()) {
+            throw new IOException("Block " + block + " lies before the writing of the file began");
         }
         return written;
     }
@@ -154,11 +155,7 @@ final class WriteCalls {
             return true;
         }
         try (OpenFiles.Written file = written.get()) {
-            if (last == null) {
-                file.completeUnwritten();
-                return true;
-            }
-            long size = own(file, last).start() + last.getNumBytes();
+            long size = last == null ? file.session().start() : own(file, last).start() + last.getNumBytes();
             if (file.entry().size() < size) {
                 return false;
             }

@@ -14,13 +14,16 @@ public final class Acting implements AutoCloseable {
 
     private static final int OWN_GROUP = -1;
 
+    /** How much of the service's rights is in effect. */
+    private enum Reach { FILES, RECORDS, DATA }
+
     /**
      * Whose rights a thread has.
      *
-     * @param administrator whether those of an administrator are with them
+     * @param reach of the service's own identity
      * @param group what the thread makes has this group, and its owner is the caller; OWN_GROUP for the usual
      */
-    private record Rights(Caller caller, boolean administrator, int group) {
+    private record Rights(Caller caller, Reach reach, int group) {
         /** Whether the thread has the service's own identity. */
         boolean isService() {
             return caller.superuser() && group == OWN_GROUP;
@@ -36,16 +39,21 @@ public final class Acting implements AutoCloseable {
             if (!isService()) {
                 return NativeFiles.actAs(caller.uid(), caller.gid(), caller.groups(), false);
             }
-            return now.isService() ? NativeFiles.administer(administrator) : NativeFiles.actAsService(administrator);
+            if (!now.isService()) {
+                int result = NativeFiles.actAsService(reach == Reach.RECORDS);
+                return result == 0 && reach == Reach.DATA ? NativeFiles.confineToData() : result;
+            }
+            return reach == Reach.DATA ? NativeFiles.confineToData() : NativeFiles.administer(reach == Reach.RECORDS);
         }
 
         boolean areThoseOf(Rights other) {
-            return isService() && other.isService() && administrator == other.administrator;
+            return isService() && other.isService() && reach == other.reach;
         }
     }
 
-    private static final Rights OWN = new Rights(Caller.SERVICE, false, OWN_GROUP);
-    private static final Rights RECORDS = new Rights(Caller.SERVICE, true, OWN_GROUP);
+    private static final Rights OWN = new Rights(Caller.SERVICE, Reach.FILES, OWN_GROUP);
+    private static final Rights RECORDS = new Rights(Caller.SERVICE, Reach.RECORDS, OWN_GROUP);
+    private static final Rights DATA = new Rights(Caller.SERVICE, Reach.DATA, OWN_GROUP);
     private static final ThreadLocal<Rights> NOW = ThreadLocal.withInitial(() -> OWN);
 
     private final Rights before = NOW.get();
@@ -63,7 +71,7 @@ public final class Acting implements AutoCloseable {
 
     /** Acts with a caller's rights. */
     public static Acting as(Caller caller) throws IOException {
-        return new Acting(new Rights(caller, false, OWN_GROUP));
+        return new Acting(new Rights(caller, Reach.FILES, OWN_GROUP));
     }
 
     /**
@@ -74,9 +82,17 @@ public final class Acting implements AutoCloseable {
         return new Acting(RECORDS);
     }
 
+    /**
+     * Acts with the service's rights to what is in files: the kernel takes the set-user-id bit from a file that is changed,
+     * as it does for the caller.
+     */
+    static Acting onData() throws IOException {
+        return new Acting(DATA);
+    }
+
     /** Goes on acting for the same caller, so that what the thread makes has its uid and this group. */
     static Acting withGroup(int group) throws IOException {
-        return new Acting(new Rights(now(), false, group));
+        return new Acting(new Rights(now(), Reach.FILES, group));
     }
 
     /** For whom the thread acts. */

@@ -9,6 +9,8 @@ public final class Entry {
     private static final int REGULAR = 0100000;
     private static final int LINK = 0120000;
 
+    /** The sticky bit. */
+    static final int UNBEGUN = 01000;
     private static final int PERMISSION_BITS = 01777;
     private static final byte[] ITSELF = {};
 
@@ -69,6 +71,14 @@ public final class Entry {
     /** The sticky bit and the nine of read, write and execute: what HDFS knows of a mode. */
     public int permissions() {
         return (int) word(NativeFiles.MODE) & PERMISSION_BITS;
+    }
+
+    /**
+     * Whether a file has the sticky bit. It says nothing of a file to Linux; the service makes files with it, and takes
+     * it away when they have their lease.
+     */
+    boolean isUnbegun() {
+        return isFile() && (permissions() & UNBEGUN) != 0;
     }
 
     /** Whether what is made in the directory gets its group from the kernel already. */

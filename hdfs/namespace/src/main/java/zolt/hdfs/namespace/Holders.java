@@ -43,6 +43,13 @@ public final class Holders {
         noted.put(client, true);
     }
 
+    /** A client will not be heard of again. */
+    void forget(String client) throws IOException {
+        try (Acting own = Acting.service()) {
+            Files.deleteIfExists(record(client));
+        }
+    }
+
     /** When a client was last heard of, in milliseconds; 0 for never, or not for long. */
     long lastSeen(String client) throws IOException {
         try (Acting own = Acting.service()) {

@@ -118,6 +118,9 @@ public final class NativeFiles {
      */
     public static native int entries(int directory, ByteBuffer buffer);
 
+    /** Waits for an open file's lock (flock(2), LOCK_EX), which ends when the file is closed. */
+    public static native int lock(int descriptor);
+
     /** Renames, with flags of renameat2(2). */
     public static native int rename(byte[] from, byte[] to, int flags);
 

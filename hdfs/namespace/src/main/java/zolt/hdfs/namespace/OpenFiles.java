@@ -3,6 +3,8 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.channels.FileChannel;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
 import java.util.Optional;
@@ -18,24 +20,42 @@ import zolt.fs.FileOperations;
 public final class OpenFiles {
     private static final int MOST_GROUP_FACTOR = 1024;
     private static final int ATTEMPTS = 10;
+    private static final int MOST_NAME = 255;
 
     private final Folder folder;
     private final Making making;
     private final Leases leases;
 
-    public OpenFiles(Folder folder, Making making, Holders holders, Limits limits) {
+    public OpenFiles(Folder folder, Making making, Holders holders, Locks locks, Limits limits) {
         this.folder = folder;
         this.making = making;
-        leases = new Leases(holders, limits.soft(), limits.hard());
+        leases = new Leases(holders, locks, limits.soft(), limits.hard());
+    }
+
+    Leases leases() {
+        return leases;
     }
 
     /** How long a writer may be silent until another one, or anybody, ends its lease. */
     public record Limits(java.time.Duration soft, java.time.Duration hard) {}
 
     /**
-     * Who writes: the name of the client, where it runs, and whether it has asked before and heard no answer.
+     * Who writes.
+     *
+     * @param client the name of the client, which it chooses itself
+     * @param machine where it runs
+     * @param call tells a call from all others; one that is repeated, because no answer was heard, is the same
      */
-    public record Writer(String client, String machine, boolean isRetry) {}
+    public record Writer(String client, String machine, String call) {
+        /** @throws HadoopIllegalArgumentException for a name that a file system need not keep */
+        public Writer {
+            int length = client.getBytes(StandardCharsets.UTF_8).length;
+            if (length == 0 || length > MOST_NAME) {
+                throw new HadoopIllegalArgumentException("The name of a client that writes has 1 to " + MOST_NAME
+                        + " bytes, not " + length);
+            }
+        }
+    }
 
     /** How a file is to be made. */
     public record Creation(FsPermission mode, boolean create, boolean overwrite, boolean parents, int replication,
@@ -50,8 +70,8 @@ public final class OpenFiles {
             throw new FileNotFoundException("Can't overwrite non-existent " + path);
         }
         for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
-            try (WritableFile file = WritableFile.create(folder, path, making.mode(path, how.mode()))) {
-                return begin(path, file, how, writer);
+            try (WritableFile file = WritableFile.create(folder, path, making.mode(path, how.mode()) | Entry.UNBEGUN)) {
+                return beginOrUnmake(path, file, how, writer);
             } catch (SystemCallException e) {
                 if (e.errno() == SystemCallException.ENOENT) {
                     making.above(path, how.mode(), how.parents());
@@ -67,12 +87,37 @@ public final class OpenFiles {
         throw new FileAlreadyExistsException(path + " is made again and again by others");
     }
 
+    private Opened beginOrUnmake(HdfsPath path, WritableFile file, Creation how, Writer writer) throws IOException {
+        try {
+            return begin(path, file, how, writer);
+        } catch (IOException | RuntimeException e) {
+            try {
+                unmake(path, file);
+            } catch (IOException unmaking) {
+                e.addSuppressed(unmaking);
+            }
+            throw e;
+        }
+    }
+
+    /** Gives a file that has no lease yet all that it shall have; the sticky bit goes last. */
     private Opened begin(HdfsPath path, WritableFile file, Creation how, Writer writer) throws IOException {
         try (Acting own = Acting.service()) {
-            leases.take(file, writer.client(), "Failed to CREATE_FILE " + path + " for " + writer.client());
             Details details = setLayout(file, how);
+            leases.take(file.descriptor(), writer, false, "Failed to CREATE_FILE " + path + " for " + writer.client());
+            Files.setAttribute(Path.of(file.name()), "unix:mode", file.entry().permissions() & ~Entry.UNBEGUN);
             return new Opened(file.entry(), details);
         }
+    }
+
+    /** Nothing stays of what could not be begun, unless another call has begun it meanwhile. */
+    private void unmake(HdfsPath path, WritableFile file) throws IOException {
+        leases.unlessLeased(file.descriptor(), () -> {
+            Entry there = folder.find(path);
+            if (there != null && there.isSameAs(file.entry())) {
+                new Removing(folder, null).remove(path, false);
+            }
+        });
     }
 
     /** What the file system has for HDFS's copies and block size: the nearest that it can. */
@@ -100,35 +145,43 @@ public final class OpenFiles {
         if (there.isDirectory()) {
             throw new FileAlreadyExistsException(path + " already exists as a directory");
         }
-        if (writer.isRetry() && there.size() == 0 && holder(path).equals(Optional.of(writer.client()))) {
-            return reopened(path);
+        Opened own = there.isFile() && there.size() == 0 ? resume(path, there, how, writer) : null;
+        if (own != null) {
+            return own;
         }
         if (how.overwrite()) {
             WritableFile.open(folder, path).close();
             new Removing(folder, null).remove(path, false);
             return null;
         }
-        if (there.isFile()) {
+        if (there.isFile() && holder(path).isPresent()) {
             refuseWhileWritten(path, writer);
         }
         throw new FileAlreadyExistsException(path + " for client " + writer.machine() + " already exists");
     }
 
-    private Opened reopened(HdfsPath path) throws IOException {
-        try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
-            return new Opened(file.entry(), Statuses.detailsNow(file));
+    /**
+     * What this very call has made before, and what a call of the same user was broken off at before it had its lease.
+     * Null for any other file.
+     */
+    private Opened resume(HdfsPath path, Entry there, Creation how, Writer writer) throws IOException {
+        Caller caller = Acting.now();
+        try (Acting own = Acting.service(); WritableFile file = WritableFile.open(folder, path)) {
+            Entry now = file.entry();
+            Optional<HeldLease> held = leases.of(file.descriptor());
+            boolean isUnbegun = now.isUnbegun() && held.isEmpty() && (caller.superuser() || caller.uid() == now.uid());
+            boolean isMine = now.isSameAs(there) && (isUnbegun || held.isPresent() && held.get().isOf(writer));
+            return isMine ? begin(path, file, how, writer) : null;
+        } catch (FileNotFoundException e) {
+            return null;  // removed meanwhile
         }
     }
 
     /** A file that is being written answers with that, which tells the client to wait. */
     private void refuseWhileWritten(HdfsPath path, Writer writer) throws IOException {
-        if (holder(path).isEmpty()) {
-            return;
-        }
         try (WritableFile file = WritableFile.open(folder, path)) {
-            String what = "Failed to CREATE_FILE " + path + " for " + writer.client() + " on " + writer.machine();
-            leases.take(file, writer.client(), what);
-            leases.end(file.name());
+            leases.whileUnwritten(file.descriptor(), writer, "Failed to CREATE_FILE " + path + " for " + writer.client()
+                    + " on " + writer.machine(), Leases.Change.NONE);
         }
     }
 
@@ -136,33 +189,21 @@ public final class OpenFiles {
     public Opened append(HdfsPath path, Writer writer) throws IOException {
         folder.requireFile(path);
         try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
-            Entry entry = file.entry();
-            boolean mine = writer.isRetry() && leases.holder(file.name()).equals(Optional.of(writer.client()));
-            if (!mine) {
-                leases.take(file, writer.client(), "Failed to APPEND_FILE " + path + " for " + writer.client() + " on "
-                        + writer.machine());
-                entry = file.entry();
-                leases.setStart(file.name(), entry.size());
-            }
-            return new Opened(entry, Statuses.detailsNow(file));
+            leases.take(file.descriptor(), writer, false, "Failed to APPEND_FILE " + path + " for " + writer.client()
+                    + " on " + writer.machine());
+            return new Opened(file.entry(), Statuses.detailsNow(file));
         }
     }
 
     /** Whether a file is being written: told to a reader by the file itself, with the reader's own rights. */
-    public boolean isWritten(HdfsPath path, OpenedFile file) throws IOException {
-        return !(file.isReadable() && leases.isFree(Place.nameOf(file.descriptor()))) && holder(path).isPresent();
+    public boolean isWritten(OpenedFile file) throws IOException {
+        return !(file.isReadable() && leases.isFree(file.descriptor())) && leases.look(file.descriptor()).isPresent();
     }
 
     /** Who writes a file; one whose writer is dead for long is closed by this look. */
     public Optional<String> holder(HdfsPath path) throws IOException {
-        try (Acting own = Acting.service(); Place place = folder.place(path)) {
-            String file = place.pinned();
-            Optional<String> holder = leases.holder(file);
-            if (holder.isPresent() && leases.isDead(Entry.of(place.descriptor()), holder.get())) {
-                leases.end(file);
-                return Optional.empty();
-            }
-            return holder;
+        try (Place place = folder.place(path)) {
+            return leases.look(place.descriptor()).map(HeldLease::holder);
         }
     }
 
@@ -170,11 +211,10 @@ public final class OpenFiles {
     public final class Written implements AutoCloseable {
         private final Place place;
         private final Entry entry;
-        private final String name;
+        private Optional<HeldLease> lease = Optional.empty();
 
         private Written(Place place) throws IOException {
             this.place = place;
-            name = place.pinned();
             entry = Entry.of(place.descriptor());
         }
 
@@ -187,42 +227,43 @@ public final class OpenFiles {
             return place.descriptor();
         }
 
-        /** Where the writer's first block starts. */
-        public long start() throws IOException {
-            return leases.start(name);
+        /** The writer's session. */
+        public Session session() throws IOException {
+            return lease.orElseThrow().known();
         }
 
         /** Ends the writing at a size: cuts what is behind it, forces the file to the disk, gives the lease back. */
         public void complete(long size) throws IOException {
-            try (Acting own = Acting.service()) {
-                try (FileChannel channel = FileChannel.open(Path.of(name), StandardOpenOption.WRITE)) {
+            Session session = session();
+            if (size < session.start()) {
+                throw new IOException("The writing of the file began at " + session.start() + " and cannot end at " + size);
+            }
+            if (entry.size() == session.start()) {
+                try (Acting own = Acting.service()) {
+                    leases.end(descriptor(), session, Leases.Change.NONE);
+                }
+                return;
+            }
+            try (Acting own = Acting.onData(); FileChannel channel = channel()) {
+                channel.force(true);
+                leases.end(descriptor(), session, () -> {
                     if (size < channel.size()) {
                         channel.truncate(size);
+                        channel.force(true);
                     }
-                    channel.force(true);
-                }
-                leases.end(name);
-            }
-        }
-
-        /** Ends the writing of a client that has not been given any block, and so has written nothing. */
-        public void completeUnwritten() throws IOException {
-            try (Acting own = Acting.service()) {
-                long size = start();
-                if (entry.size() > size) {
-                    complete(size);
-                } else {
-                    leases.end(name);
-                }
+                });
             }
         }
 
         /** Forces what has been written to the disk. */
         public void force() throws IOException {
-            try (Acting own = Acting.service();
-                    FileChannel channel = FileChannel.open(Path.of(name), StandardOpenOption.WRITE)) {
+            try (Acting own = Acting.onData(); FileChannel channel = channel()) {
                 channel.force(true);
             }
+        }
+
+        private FileChannel channel() throws IOException {
+            return FileChannel.open(Path.of(place.pinned()), StandardOpenOption.WRITE);
         }
 
         @Override
@@ -247,7 +288,8 @@ public final class OpenFiles {
         Written file = find(path, client, inode);
         boolean isWriters = false;
         try {
-            Optional<String> holder = leases.holder(file.name);
+            file.lease = leases.of(file.descriptor());
+            Optional<String> holder = file.lease.map(HeldLease::holder);
             isWriters = holder.equals(Optional.of(client));
             if (holder.isPresent() && !isWriters) {
                 throw new LeaseExpiredException("Client (=" + client + ") is not the lease owner (=" + holder.get() + ": "
@@ -287,8 +329,8 @@ public final class OpenFiles {
     private void checkWriter(HdfsPath path, Written file) throws SystemCallException {
         Caller caller = Acting.now();
         if (!caller.superuser() && caller.uid() != file.entry.uid()) {
-            SystemCallException.check(NativeFiles.mayAccess(file.name.getBytes(), FsAction.WRITE.ordinal()),
-                    path.toString());
+            SystemCallException.check(NativeFiles.mayAccess(file.place.pinned().getBytes(StandardCharsets.US_ASCII),
+                    FsAction.WRITE.ordinal()), path.toString());
         }
     }
 
@@ -299,37 +341,19 @@ public final class OpenFiles {
     /** Cuts a file that nobody writes. */
     public void truncate(HdfsPath path, long size, Writer writer) throws IOException {
         folder.requireFile(path);
-        try (WritableFile file = WritableFile.open(folder, path)) {
-            whileLeased(path, file, writer, () -> cut(file, size));
-        }
-    }
-
-    private static void cut(WritableFile file, long size) throws IOException {
-        try (Acting own = Acting.service();
-                FileChannel channel = FileChannel.open(Path.of(file.name()), StandardOpenOption.WRITE)) {
-            if (size > channel.size()) {
-                throw new HadoopIllegalArgumentException("Cannot truncate to a larger file size. Current size: "
-                        + channel.size() + ", truncate size: " + size + ".");
-            }
-            channel.truncate(size);
+        try (WritableFile file = WritableFile.open(folder, path); FileChannel channel = file.channel()) {
+            leases.whileUnwritten(file.descriptor(), writer, "Failed to TRUNCATE_FILE " + path + " for " + writer.client()
+                    + " on " + writer.machine(), () -> cut(channel, size));
             channel.force(true);
         }
     }
 
-    /** A change of a file that nobody else may write meanwhile. */
-    @FunctionalInterface
-    interface Change {
-        void run() throws IOException;
-    }
-
-    void whileLeased(HdfsPath path, WritableFile file, Writer writer, Change change) throws IOException {
-        leases.take(file, writer.client(), "Failed to change " + path + " for " + writer.client() + " on "
-                + writer.machine());
-        try {
-            change.run();
-        } finally {
-            leases.end(file.name());
+    private static void cut(FileChannel channel, long size) throws IOException {
+        if (size > channel.size()) {
+            throw new HadoopIllegalArgumentException("Cannot truncate to a larger file size. Current size: "
+                    + channel.size() + ", truncate size: " + size + ".");
         }
+        channel.truncate(size);
     }
 
     /**
@@ -340,12 +364,11 @@ public final class OpenFiles {
     public boolean recover(HdfsPath path) throws IOException {
         folder.requireFile(path);
         try (WritableFile file = WritableFile.open(folder, path)) {
-            if (leases.holder(file.name()).isPresent()) {
-                try (Acting own = Acting.service();
-                        FileChannel channel = FileChannel.open(Path.of(file.name()), StandardOpenOption.WRITE)) {
+            if (leases.of(file.descriptor()).isPresent()) {
+                try (FileChannel channel = file.channel()) {
                     channel.force(true);
-                    leases.end(file.name());
                 }
+                leases.endAny(file.descriptor());
             }
         }
         return true;

@@ -1,7 +1,10 @@
 package zolt.hdfs.namespace;
 
-import org.apache.hadoop.fs.permission.FsAction;
 import java.io.IOException;
+import java.nio.channels.FileChannel;
+import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
+import org.apache.hadoop.fs.permission.FsAction;
 
 /** A file that the kernel has let the caller open for writing: what the service then does to it, the caller may ask for. */
 final class WritableFile implements AutoCloseable {
@@ -38,6 +41,11 @@ final class WritableFile implements AutoCloseable {
     /** A name that stays that of this file, whatever becomes of its path. */
     String name() {
         return Place.nameOf(descriptor);
+    }
+
+    /** The bytes, to write; opened with the thread's rights. */
+    FileChannel channel() throws IOException {
+        return FileChannel.open(Path.of(name()), StandardOpenOption.WRITE);
     }
 
     @Override
