@@ -16,8 +16,8 @@ public final class SignedBlock {
 
     private SignedBlock() {}
 
-    /** Who may write: the holder of the lease, into the file of a generation. */
-    public record Writer(int generation, String holder) {}
+    /** Who may write: the session that has the lease, into the file of a generation. */
+    public record Writer(int generation, String session) {}
 
     /** The storage ids of a token to read a block with that stamp, which says the generation and the range. */
     public static String[] toRead(String[] storageIds, long stamp) {
@@ -26,7 +26,7 @@ public final class SignedBlock {
 
     /** The storage ids of a token to write. */
     public static String[] toWrite(String[] storageIds, Writer writer) {
-        return with(storageIds, WRITER + Integer.toHexString(writer.generation) + " " + writer.holder);
+        return with(storageIds, WRITER + Integer.toHexString(writer.generation) + " " + writer.session);
     }
 
     /** The stamp in the storage ids of a token. */

@@ -5,8 +5,8 @@ import java.io.FileDescriptor;
 import java.io.FileInputStream;
 import java.io.IOException;
 import java.io.RandomAccessFile;
-import java.nio.charset.StandardCharsets;
-import java.util.Arrays;
+import java.util.Optional;
+import zolt.hdfs.namespace.HeldLease;
 import zolt.hdfs.namespace.NativeFiles;
 import zolt.hdfs.namespace.SystemCallException;
 
@@ -16,10 +16,8 @@ import zolt.hdfs.namespace.SystemCallException;
  */
 final class BlockFile implements Closeable {
     private static final byte[] ITSELF = {};
-    private static final byte[] HOLDER = "user.lease.holder".getBytes(StandardCharsets.US_ASCII);
     private static final int MODE_TYPE = 0170000;
     private static final int MODE_REGULAR = 0100000;
-    private static final int FIRST_HOLDER_ROOM = 256;
 
     private final int descriptor;
     private final long inode;
@@ -71,22 +69,12 @@ final class BlockFile implements Closeable {
         }
     }
 
-    /** The client that holds the lease of the file; null when there is no lease. */
-    synchronized byte[] leaseHolder() throws IOException {
+    /** The lease of the file; nothing when nobody writes it. */
+    synchronized Optional<HeldLease> lease() throws IOException {
         if (closed) {
             throw new IOException("The file of " + this + " is closed");
         }
-        byte[] path = magicLink().getBytes(StandardCharsets.US_ASCII);
-        byte[] holder = new byte[FIRST_HOLDER_ROOM];
-        int length = NativeFiles.getAttribute(path, HOLDER, holder);
-        if (length == -SystemCallException.ERANGE) {
-            holder = new byte[1 << 16];
-            length = NativeFiles.getAttribute(path, HOLDER, holder);
-        }
-        if (length == -SystemCallException.ENODATA) {
-            return null;
-        }
-        return Arrays.copyOf(holder, SystemCallException.check(length, "the lease of " + this));
+        return HeldLease.of(descriptor);
     }
 
     @Override

@@ -2,27 +2,26 @@ package zolt.hdfs.datanode;
 
 import java.io.FileOutputStream;
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
-import java.util.Arrays;
 import java.util.Optional;
+import zolt.hdfs.namespace.HeldLease;
 
 /**
  * The bytes of a block into its file, in place, as long as the lease that the file had at the start lasts. A DataNode
- * may hang with packets in its buffers while the client goes on without it; when it wakes up, the file
- * may long be another client's. The lease is looked at before each packet, so such a node writes nothing.
+ * may hang with packets in its buffers while the client goes on without it; when it wakes up, the file may long be
+ * another client's, or the same one's in another session. The lease is looked at before each packet.
  */
 final class LeasedOutput extends FileOutputStream {
     private final BlockFile file;
-    private final byte[] holder;
+    private final Optional<HeldLease> lease;
     private final Runnable closed;
     private long end;
     private boolean isClosed;
 
     /** Takes over the file. */
-    private LeasedOutput(BlockFile file, long position, byte[] holder, Runnable closed) throws IOException {
+    private LeasedOutput(BlockFile file, long position, Optional<HeldLease> lease, Runnable closed) throws IOException {
         super(file.write(position));
         this.file = file;
-        this.holder = holder;
+        this.lease = lease;
         this.closed = closed;
         end = position;
     }
@@ -30,21 +29,21 @@ final class LeasedOutput extends FileOutputStream {
     /**
      * Opens a file for writing from a position on.
      *
-     * @param writer the client that may write; nothing for whichever holds the lease
+     * @param session the session that may write; nothing for whichever has the lease
      * @param file is closed with the stream, and when it cannot be opened
      * @param closed is run when the stream is closed
      */
-    static LeasedOutput open(BlockFile file, long position, Optional<String> writer, Runnable closed)
+    static LeasedOutput open(BlockFile file, long position, Optional<String> session, Runnable closed)
             throws IOException {
         try {
-            byte[] holder = file.leaseHolder();
-            if (holder == null) {
+            Optional<HeldLease> lease = file.lease();
+            if (lease.isEmpty()) {
                 throw new IOException("No client has a lease of " + file + ", so nothing is written to it");
             }
-            if (writer.isPresent() && !Arrays.equals(holder, writer.get().getBytes(StandardCharsets.UTF_8))) {
-                throw new IOException("The lease of " + file + " is not that of " + writer.get());
+            if (session.isPresent() && !lease.get().isOf(session.get())) {
+                throw new IOException("The lease of " + file + " is not that of session " + session.get());
             }
-            return new LeasedOutput(file, position, holder, closed);
+            return new LeasedOutput(file, position, lease, closed);
         } catch (IOException | RuntimeException e) {
             file.close();
             throw e;
@@ -58,7 +57,7 @@ final class LeasedOutput extends FileOutputStream {
 
     @Override
     public void write(byte[] bytes, int offset, int count) throws IOException {
-        if (!Arrays.equals(holder, file.leaseHolder())) {
+        if (!lease.equals(file.lease())) {
             throw new IOException("The lease of " + file + " is another's by now, so nothing more is written to it");
         }
         super.write(bytes, offset, count);

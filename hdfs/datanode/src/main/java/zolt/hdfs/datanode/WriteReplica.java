@@ -58,7 +58,7 @@ final class WriteReplica implements ReplicaInPipeline {
             }
             checksum = requested;
             LeasedOutput out = LeasedOutput.open(files.of(block), block.start() + written,
-                    SignedTokens.writer(block.id()).map(SignedBlock.Writer::holder), ended);
+                    SignedTokens.writer(block.id()).map(SignedBlock.Writer::session), ended);
             return new BlockStreams(out, requested, volume, block.start());
         } catch (FileNotFoundException e) {
             ended.run();

@@ -254,18 +254,25 @@ final class FakeNameNode implements AutoCloseable {
                 .toList();
     }
 
-    String holder(String src) throws IOException {
-        ByteBuffer holder = ByteBuffer.allocate(1000);
-        attributes(file(src)).read("lease.holder", holder);
-        return StandardCharsets.UTF_8.decode(holder.flip()).toString();
+    private String session(String src) throws IOException {
+        ByteBuffer session = ByteBuffer.allocate(1000);
+        attributes(file(src)).read("zolt.session", session);
+        String text = StandardCharsets.UTF_8.decode(session.flip()).toString();
+        return text.substring(text.indexOf(' ') + 1);
     }
 
     Path file(String src) {
         return folder.resolve(src.substring(1));
     }
 
+    /** A lease whose session has the client's name. */
     static void lease(Path file, String client) throws IOException {
-        attributes(file).write("lease.holder", ByteBuffer.wrap(client.getBytes(StandardCharsets.UTF_8)));
+        attributes(file).write("lease.holder", StandardCharsets.UTF_8.encode(client));
+        session(file, client);
+    }
+
+    static void session(Path file, String id) throws IOException {
+        attributes(file).write("zolt.session", StandardCharsets.UTF_8.encode("0 " + id));
     }
 
     static UserDefinedFileAttributeView attributes(Path file) {
@@ -304,7 +311,7 @@ final class FakeNameNode implements AutoCloseable {
         LocatedBlock located = new LocatedBlock(block, nodes.toArray(DatanodeInfo[]::new), storageIds, types, start, false, null);
         if (withTokens) {
             String[] signed = mode == AccessMode.READ ? SignedBlock.toRead(storageIds, block.getGenerationStamp())
-                    : SignedBlock.toWrite(storageIds, new SignedBlock.Writer(generation(src), holder(src)));
+                    : SignedBlock.toWrite(storageIds, new SignedBlock.Writer(generation(src), session(src)));
             located.setBlockToken(tokens.generateToken("tester", block, EnumSet.of(mode), types, signed));
         }
         return located;

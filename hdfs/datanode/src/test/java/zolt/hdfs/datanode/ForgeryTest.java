@@ -179,8 +179,9 @@ class ForgeryTest {
             assertEquals("SUCCESS", write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation));
             assertNotEquals("SUCCESS",
                     write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation + 1));
-            // Nor is it worth anything while another client has the file open.
-            FakeNameNode.attributes(file).delete("lease.holder");
+            // Nor is it worth anything while the same client has the file open anew, or another has.
+            FakeNameNode.session(file, "anew");
+            assertNotEquals("SUCCESS", write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation));
             FakeNameNode.lease(file, "another");
             assertNotEquals("SUCCESS", write(writing, 0, BlockConstructionStage.PIPELINE_SETUP_CREATE, 0, 0, generation));
         } finally {

@@ -92,12 +92,12 @@ final class WriteCalls {
                 throw new IOException("File " + src + " could only be written to 0 of the 1 minReplication nodes. There"
                         + " are no live DataNodes, or the client has excluded them all");
             }
-            return blocks.toWrite(next, writer(file, clientName), 0, nodes);
+            return blocks.toWrite(next, writer(file), 0, nodes);
         }
     }
 
-    private SignedBlock.Writer writer(OpenFiles.Written file, String client) throws IOException {
-        return new SignedBlock.Writer(generations.of(file.descriptor()), client);
+    private SignedBlock.Writer writer(OpenFiles.Written file) throws IOException {
+        return new SignedBlock.Writer(generations.of(file.descriptor()), file.session().id());
     }
 
     /** The block, when it is one of the file's: its number says where the next begins. */
@@ -143,7 +143,7 @@ final class WriteCalls {
             WriteBlock block = own(file, blk);
             List<DatanodeID> without = new ArrayList<>(Arrays.asList(existings));
             Collections.addAll(without, excludes == null ? new DatanodeInfo[0] : excludes);
-            return blocks.toWrite(block, writer(file, clientName), blk.getNumBytes(),
+            return blocks.toWrite(block, writer(file), blk.getNumBytes(),
                     blocks.datanodes().choose(numAdditionalNodes, Requests.machine(), without));
         }
     }
@@ -194,7 +194,7 @@ final class WriteCalls {
     LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) throws IOException {
         try (OpenFiles.Written file = writing(block, clientName)) {
             WriteBlock next = own(file, block).recovered();
-            return blocks.toWrite(next, writer(file, clientName), block.getNumBytes(), List.of());
+            return blocks.toWrite(next, writer(file), block.getNumBytes(), List.of());
         }
     }
 
