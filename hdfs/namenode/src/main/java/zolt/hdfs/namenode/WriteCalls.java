@@ -172,7 +172,7 @@ final class WriteCalls {
     }
 
     void renewLease(String clientName, List<String> namespaces) throws IOException {
-        holders.touch(clientName);
+        holders.heard(clientName);
     }
 
     @Dispatch.Changes

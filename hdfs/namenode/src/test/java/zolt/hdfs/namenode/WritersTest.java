@@ -11,15 +11,21 @@ import java.nio.file.Files;
 import java.nio.file.attribute.FileTime;
 import java.time.Duration;
 import java.time.Instant;
+import java.util.EnumSet;
 import java.util.Random;
 import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.crypto.CryptoProtocolVersion;
+import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.client.HdfsClientConfigKeys;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
+import org.apache.hadoop.hdfs.protocol.ClientProtocol;
+import org.apache.hadoop.io.EnumSetWritable;
 import org.apache.hadoop.ipc.RemoteException;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
@@ -174,6 +180,21 @@ class WritersTest {
         }
     }
 
+    /** Records are the service's, and no quota counts them: who writes nothing makes none. */
+    @Test
+    void whoHasNoLeaseIsNotNoted() throws Exception {
+        java.nio.file.Path holders = java.nio.file.Path.of(Service.FOLDER, ".zolt", "holders");
+        ClientProtocol raw = other.getClient().getNamenode();
+        long before = Files.list(holders).count();
+        raw.renewLease("made-up", null);
+        assertThrows(RemoteException.class, () -> raw.append("/nowhere", "made-up",
+                new EnumSetWritable<>(EnumSet.of(CreateFlag.APPEND))));
+        assertThrows(RemoteException.class, () -> raw.create("/nowhere/x", FsPermission.getFileDefault(), "made-up",
+                new EnumSetWritable<>(EnumSet.of(CreateFlag.CREATE)), false, (short) 1, 1 << 20,
+                new CryptoProtocolVersion[0], null, null));
+        assertEquals(before, Files.list(holders).count());
+    }
+
     @Test
     void recordsOfHoldersAreSweptWhenTheyAreOld() throws Exception {
         java.nio.file.Path holders = java.nio.file.Path.of(Service.FOLDER, ".zolt", "holders");
@@ -182,7 +203,7 @@ class WritersTest {
         zolt.hdfs.namespace.ServiceFolder service =
                 new zolt.hdfs.namespace.ServiceFolder(zolt.hdfs.namespace.Root.open(Service.FOLDER));
         zolt.hdfs.namespace.Holders records = new zolt.hdfs.namespace.Holders(service);
-        records.touch("young");
+        Files.write(holders.resolve("young"), new byte[0]);
         long before = Files.list(holders).count();
         records.sweep(Duration.ofHours(1));
         assertFalse(Files.exists(old));

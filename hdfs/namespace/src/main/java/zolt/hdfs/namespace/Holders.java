@@ -27,20 +27,34 @@ public final class Holders {
         folder = service.directory("holders");
     }
 
-    /** A client has been heard of. What has been noted within the last second need not be noted again. */
-    public void touch(String client) throws IOException {
-        if (noted.get(client) != null) {
-            return;
-        }
-        try (Acting own = Acting.service()) {
-            Path record = record(client);
-            try {
-                Files.setLastModifiedTime(record, FileTime.from(Instant.now()));
-            } catch (NoSuchFileException e) {
-                Files.write(record, new byte[0]);
+    /** A client that takes a lease has been heard of. */
+    void touch(String client) throws IOException {
+        if (noted.get(client) == null && !renew(client)) {
+            try (Acting own = Acting.service()) {
+                Files.write(record(client), new byte[0]);
             }
+            noted.put(client, true);
+        }
+    }
+
+    /**
+     * A client has been heard of. One that has never taken a lease is not noted: anybody may ask this, for any name.
+     * What has been noted within the last second need not be noted again.
+     */
+    public void heard(String client) throws IOException {
+        if (noted.get(client) == null) {
+            renew(client);
+        }
+    }
+
+    private boolean renew(String client) throws IOException {
+        try (Acting own = Acting.service()) {
+            Files.setLastModifiedTime(record(client), FileTime.from(Instant.now()));
+        } catch (NoSuchFileException e) {
+            return false;
         }
         noted.put(client, true);
+        return true;
     }
 
     /** A client will not be heard of again. */
@@ -48,6 +62,7 @@ public final class Holders {
         try (Acting own = Acting.service()) {
             Files.deleteIfExists(record(client));
         }
+        noted.remove(client);
     }
 
     /** When a client was last heard of, in milliseconds; 0 for never, or not for long. */
