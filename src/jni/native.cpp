@@ -35,8 +35,8 @@ void translate(JNIEnv* env) {
   try {
     throw;
   } catch (const IOException& error) {
-    // A string, unlike a view, refuses a text that is null: that ends in the last resort below.
-    handle_error(env, error.code(), std::string(error.what()));
+    if (error.what() == nullptr) throw;  // what cannot even be said ends in the last resort below
+    handle_error(env, error.code(), error.what());
   } catch (const std::overflow_error& error) {
     ZOLT_ERROR(error.what());
     throwBufferOverflow(env);

@@ -100,6 +100,15 @@ int stat(const char* path, struct stat* st) {
   return result;
 }
 
+int __xstat(int version, const char* path, struct stat* st) noexcept;  // as of GLIBC before 2.33
+int __xstat(int version, const char* path, struct stat* st) noexcept {
+  static auto* real = faults::next<int(int, const char*, struct stat*)>("__xstat");
+  if (faults::fails(Call::stat)) return -1;
+  const int result = real(version, path, st);
+  if (result == 0 && directorySize != 0 && S_ISDIR(st->st_mode)) st->st_size = directorySize;
+  return result;
+}
+
 FILE* setmntent(const char* file, const char* mode) {
   static auto* real = faults::next<FILE*(const char*, const char*)>("setmntent");
   if (faults::fails(Call::setmntent)) return nullptr;

@@ -20,6 +20,12 @@ int lstat(const char* path, struct stat* st) noexcept {
   return faults::fails(Call::lstat) ? -1 : real(path, st);
 }
 
+int __lxstat(int version, const char* path, struct stat* st) noexcept;  // as of GLIBC before 2.33
+int __lxstat(int version, const char* path, struct stat* st) noexcept {
+  static auto* real = faults::next<int(int, const char*, struct stat*)>("__lxstat");
+  return faults::fails(Call::lstat) ? -1 : real(version, path, st);
+}
+
 int open(const char* path, int flags, ...) {
   static auto* real = faults::next<int(const char*, int, ...)>("open");
   mode_t mode = 0;

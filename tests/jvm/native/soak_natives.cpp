@@ -21,6 +21,11 @@ JNIEXPORT void JNICALL Java_zolt_soak_Gauge_identity(JNIEnv* env, jclass, jintAr
 }
 
 JNIEXPORT jlong JNICALL Java_zolt_soak_Gauge_allocated(JNIEnv*, jclass) {
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<jlong>(info.uordblks + info.hblkhd);
+#if __GLIBC_PREREQ(2, 33)
+  const auto info = mallinfo2();
+#else  // right up to 2 GiB, and all that an older one has
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  const auto info = mallinfo();
+#endif
+  return static_cast<jlong>(info.uordblks) + static_cast<jlong>(info.hblkhd);
 }
