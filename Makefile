@@ -22,7 +22,7 @@ N ?= 300
 
 .PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
-.PHONY: install packages clean
+.PHONY: install packages portable clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
@@ -83,6 +83,10 @@ build: deps ## the library, the embedded client and the Java side
 	@cmake --preset release >/dev/null
 	@echo 'Building build/lib/ and build/client/'
 	@out=$$(cmake --build --preset release -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+
+portable: build ## the library for x86-64 and arm64, GLIBC 2.17 and later, and a jar with both, in build/portable/
+	@scripts/deps.sh portable
+	@scripts/portable.sh build
 
 javadoc: build ## the documentation of the Java interface, in build/java/javadoc
 	@cmake --build --preset release --target javadoc

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, cephfs, cluster, packages, bench, profile, hadoop, lint, mutants,
+# deps.sh SET...: installs what the sets (build, test, portable, cephfs, cluster, packages, bench, profile, hadoop, lint, mutants,
 # coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
@@ -53,6 +53,11 @@ for set in "$@"; do
       need /usr/lib/python3/dist-packages/rados.cpython-*.so python3-rados
       need ip iproute2
       need unshare util-linux
+      ;;
+    portable)
+      need pip3 python3-pip
+      need llvm-objdump llvm
+      need git git
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev

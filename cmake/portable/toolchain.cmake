@@ -1,0 +1,17 @@
+# One library for every Linux with GLIBC 2.17 or later: ZOLT_ARCH is x86_64 or aarch64, ZOLT_ZIG the compiler
+# that scripts/zig.sh has fetched. The library carries its C++ runtime, so only libc has to be there.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZOLT_ARCH ZOLT_ZIG)
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR ${ZOLT_ARCH})
+set(CMAKE_CXX_COMPILER ${ZOLT_ZIG} c++ -target ${ZOLT_ARCH}-linux-gnu.2.17)
+
+# What is not used of the runtime stays away, and what only a debugger reads.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--gc-sections -Wl,--strip-debug -Wl,--build-id=sha1")
+
+# libacl is bound at run time: of its package only the declarations are needed, and none of its machine's others.
+foreach(header acl/libacl.h sys/acl.h)
+  if(EXISTS /usr/include/${header})
+    configure_file(/usr/include/${header} ${CMAKE_BINARY_DIR}/headers/${header} COPYONLY)
+  endif()
+endforeach()
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${CMAKE_BINARY_DIR}/headers)
