@@ -100,10 +100,30 @@ class AccessCheckTest {
                         expect(directory, AclEntry.READ, () -> Files.newDirectoryStream(directory).close());
                         expect(directory, AclEntry.EXECUTE,
                                 () -> FileOperations.inode(directory.resolve("inner"), true));
+                        expect(directory, AclEntry.WRITE | AclEntry.EXECUTE,
+                                () -> Files.delete(Files.createFile(directory.resolve("made"))));
                     }
                     return null;
                 });
             }
+        }
+    }
+
+    /** One entry of a group must give all that is asked for at once. */
+    @Test
+    void rightsOfTwoGroupsDoNotAddUp() throws Exception {
+        Fixture.permit(dir, "rwxr-xr-x");
+        Path directory = Files.createDirectory(dir.resolve("directory"));
+        Files.setAttribute(directory, "unix:gid", (int) Accounts.gid("nogroup"));
+        for (String list : List.of("u::-,g::x,g:nogroup:rw,m::rwx,o::-", "u::-,g::x,g:nogroup:wx,m::rwx,o::-")) {
+            Acl.parse(list).set(directory.toString());
+            Fixture.onThread("check", () -> {
+                try (Identity as = Identity.of("nobody")) {
+                    expect(directory, AclEntry.WRITE | AclEntry.EXECUTE,
+                            () -> Files.delete(Files.createFile(directory.resolve("made"))));
+                }
+                return null;
+            });
         }
     }
 

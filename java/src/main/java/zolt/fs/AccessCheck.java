@@ -23,26 +23,30 @@ final class AccessCheck {
         this.acl = acl;
     }
 
-    /** Whether the identity has a right, one of {@link AclEntry#READ}, WRITE, EXECUTE, or 0 for none. */
-    boolean permits(int right) {
-        return overrides(right) || grants(right);
+    /**
+     * Whether the identity has rights that are asked for at once.
+     *
+     * @param rights a sum of {@link AclEntry#READ}, WRITE and EXECUTE; 0 for none
+     */
+    boolean permits(int rights) {
+        return overrides(rights) || grants(rights);
     }
 
-    /** Whether a capability gives the right, whatever the list says. */
-    boolean overrides(int right) {
+    /** Whether a capability gives the rights, whatever the list says. */
+    boolean overrides(int rights) {
         boolean directory = FileType.ofMode(mode) == FileType.DIRECTORY;
-        if (right == AclEntry.EXECUTE && !directory && (mode & ANY_EXECUTE) == 0) {
+        if ((rights & AclEntry.EXECUTE) != 0 && !directory && (mode & ANY_EXECUTE) == 0) {
             return false;
         }
         return who.has(ThreadIdentity.CAP_DAC_OVERRIDE)
                 || who.has(ThreadIdentity.CAP_DAC_READ_SEARCH)
-                && (right == AclEntry.READ || right == AclEntry.EXECUTE && directory);
+                && (directory ? (rights & AclEntry.WRITE) == 0 : rights == AclEntry.READ);
     }
 
-    /** Whether the entry that decides gives the right. */
-    boolean grants(int right) {
-        AclEntry deciding = deciding(right);
-        return deciding != null && (acl.effective(deciding) & right) != 0;
+    /** Whether the entry that decides gives all the rights. */
+    boolean grants(int rights) {
+        AclEntry deciding = deciding(rights);
+        return deciding != null && (acl.effective(deciding) & rights) == rights;
     }
 
     /** All rights that the entries give: a sum. */
@@ -59,8 +63,11 @@ final class AccessCheck {
         return (mode & GROUP_CLASS) == 0;
     }
 
-    /** The entry that decides about a right; null only where the list lacks the entry of others. */
-    AclEntry deciding(int right) {
+    /**
+     * The entry that decides about rights; null only where the list lacks the entry of others. Among those of
+     * groups it is one that gives them all: two that give one each do not add up.
+     */
+    AclEntry deciding(int rights) {
         AclEntry other = null;
         AclEntry refusingGroup = null;
         for (AclEntry entry : acl.entries()) {
@@ -81,7 +88,7 @@ final class AccessCheck {
                 case OWNING_GROUP:
                 case GROUP:
                     if (isMember(entry.type() == AclEntry.Type.GROUP ? entry.id() : group)) {
-                        if ((acl.effective(entry) & right) != 0) {
+                        if ((acl.effective(entry) & rights) == rights) {
                             return entry;
                         }
                         refusingGroup = refusingGroup == null ? entry : refusingGroup;

@@ -15,6 +15,8 @@ final class Diagnosis {
     final PathWalk walk;
     PathFailure.Reason reason;
     PathFailure.Access refused;
+    /** What the kernel asks the component for at once: a sum of {@link AclEntry#READ}, WRITE and EXECUTE. */
+    int rights;
     Component component;
     /** Of the component that was looked at; null where it was not. */
     AccessCheck check;
@@ -77,11 +79,12 @@ final class Diagnosis {
     private void find() throws IOException {
         component = Component.look(walk.component);
         check = new AccessCheck(walk.who, component.uid, component.gid, component.mode, component.acl);
+        rights = rights(component.type(), refused);
         mount = refused == null ? null : Mount.of(component.real).orElse(null);
         removedUid = walk.removed == null ? 0 : Component.uid(walk.removed, false);
         if (reason == null) {
             reason = obstacle();
-        } else if (reason == PathFailure.Reason.REFUSED && check.permits(refused.bit)) {
+        } else if (reason == PathFailure.Reason.REFUSED && check.permits(rights)) {
             // The component lets this user pass, so it is what lies in it that refuses.
             reason = PathFailure.Reason.FILE_SYSTEM;
             mount = Mount.of(walk.unseen).filter(found -> found.isAt(walk.unseen)).orElse(null);
@@ -107,18 +110,16 @@ final class Diagnosis {
                 return PathFailure.Reason.READ_ONLY;
             }
         }
-        if (!check.permits(refused.bit)) {
-            return PathFailure.Reason.REFUSED;
-        }
-        // To make a file in a directory is to search it as well.
-        if (walk.access == PathFailure.Access.WRITE && type == FileType.DIRECTORY
-                && !check.permits(AclEntry.EXECUTE)) {
-            refused = PathFailure.Access.EXECUTE;
+        if (!check.permits(rights)) {
+            if (check.permits(refused.bit) && !check.permits(rights & ~refused.bit)) {
+                refused = PathFailure.Access.EXECUTE;
+                rights = refused.bit;
+            }
             return PathFailure.Reason.REFUSED;
         }
         // access(2) asks for the process: its refusal counts where the process could not have less rights.
         if (answer == Probe.Answer.DENIED && (walk.who.hasAllAccess()
-                || walk.who.isProcess() && check.grants(refused.bit))) {
+                || walk.who.isProcess() && check.grants(rights))) {
             return refused == PathFailure.Access.EXECUTE && type == FileType.FILE && mount == null
                     ? PathFailure.Reason.NO_EXEC : PathFailure.Reason.FILE_SYSTEM;
         }
@@ -126,6 +127,12 @@ final class Diagnosis {
             return obstacleOfRemoval();
         }
         return walk.access == PathFailure.Access.WRITE ? obstacleOfWriting(type, hasContents) : null;
+    }
+
+    /** To make or remove something in a directory is to search it as well. */
+    private static int rights(FileType type, PathFailure.Access access) {
+        return access == null ? 0 : access == PathFailure.Access.WRITE && type == FileType.DIRECTORY
+                ? AclEntry.WRITE | AclEntry.EXECUTE : access.bit;
     }
 
     private PathFailure.Reason obstacleOfMount(FileType type, boolean hasContents) {

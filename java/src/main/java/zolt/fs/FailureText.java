@@ -22,7 +22,8 @@ final class FailureText {
         String path = component.path;
         switch (failure.reason) {
             case MISSING:
-                return path + " does not exist";
+                return path.endsWith("/") ? path.substring(0, path.length() - 1) + " is no directory"
+                        : path + " does not exist";
             case REFUSED:
                 return refusal();
             case READ_ONLY:
@@ -94,13 +95,16 @@ final class FailureText {
 
     private String refusal() {
         int right = failure.refused.bit;
-        AclEntry deciding = failure.check.deciding(right);
+        AclEntry deciding = failure.check.deciding(failure.rights);
         String verb = component.type() == FileType.DIRECTORY && failure.refused == PathFailure.Access.EXECUTE
                 ? PathFailure.Access.LOOK.verb
                 : failure.removed != null ? "remove anything from" : failure.refused.verb;
         String text = mayNot(verb + " " + component.path);
-        if (deciding == null || failure.check.grants(right)) {
+        if (deciding == null || failure.check.grants(failure.rights)) {
             return text + failure.error;
+        }
+        if (failure.check.permits(right)) {
+            return text + user + " is in groups whose entries give w and x, but no one of them gives both";
         }
         return text + (component.acl.isMinimal() ? reasonOfMode(deciding) : reasonOfList(deciding, right));
     }

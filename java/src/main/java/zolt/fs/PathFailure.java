@@ -83,6 +83,8 @@ public final class PathFailure {
     final Reason reason;
     /** What is refused; null where it is not a matter of rights. */
     final Access refused;
+    /** What the kernel asked the component for at once. */
+    final int rights;
     final AccessCheck check;
     final Mount mount;
     /** The system's text for the failure; "" for none. */
@@ -97,6 +99,7 @@ public final class PathFailure {
         component = found.component;
         reason = found.reason;
         refused = found.refused;
+        rights = found.rights;
         check = found.check;
         mount = found.mount;
         error = found.walk.error;
@@ -370,7 +373,7 @@ public final class PathFailure {
      * @return the entry; empty unless the reason is {@link Reason#REFUSED}
      */
     public Optional<AclEntry> decidingEntry() {
-        return Optional.ofNullable(reason == Reason.REFUSED ? check.deciding(refused.bit) : null);
+        return Optional.ofNullable(reason == Reason.REFUSED ? check.deciding(rights) : null);
     }
 
     /**

@@ -3,6 +3,8 @@ package zolt.fs;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.AccessDeniedException;
+import java.nio.file.Files;
+import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Paths;
 
@@ -62,10 +64,21 @@ final class PathWalk {
             }
             last = next;
         }
+        if (links == 0 && path.endsWith("/") && !isDirectory(last)) {
+            component = last + "/";
+            reason = PathFailure.Reason.MISSING;
+            return;
+        }
         if (access != PathFailure.Access.LOOK && links == 0) {
             component = last;
             refused = access == PathFailure.Access.REMOVE ? PathFailure.Access.WRITE : access;
         }
+    }
+
+    /** Whether what the path ends in is one. A link to one is, but not where the link itself is to go. */
+    private boolean isDirectory(String last) {
+        return removed == null ? Files.isDirectory(Paths.get(last))
+                : Files.isDirectory(Paths.get(last), LinkOption.NOFOLLOW_LINKS);
     }
 
     /** Finds the reason; false where there is none, since the kernel goes another way than a look. */
@@ -82,9 +95,11 @@ final class PathWalk {
             byte[] target = FileOperations.linkTarget(child);
             walk(Paths.get(parent).resolve(new String(target, StandardCharsets.UTF_8)).toString(),
                     links + 1, trailing);
-            if (reason != null) {
+            // Whom the kernel told that something else is wrong it has not let as far as what is missing.
+            if (reason != null && (reason != PathFailure.Reason.MISSING || e instanceof NoSuchFileException)) {
                 return true;
             }
+            reason = null;
         }
         error = e.getMessage();
         component = child;

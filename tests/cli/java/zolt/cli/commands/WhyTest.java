@@ -28,8 +28,9 @@ class WhyTest extends CliFixture {
     private static final String[] GROUPS = {"root", "nogroup", "daemon", "bin", "sys", "www-data"};
     private static final String[] PURPOSES = {"look", "r", "w", "x"};
     private static final String[] TESTS = {"-e", "-r", "-w", "-x"};
-    /** Who makes files in a directory searches it, too. */
-    private static final String ALSO = " && { [ ! -d \"$p\" ] || [ %s != -w ] || [ -x \"$p\" ]; }";
+    /** What access(2) does not ask: whoever makes files in a directory has its w and x by one entry. */
+    private static final String ALSO = " && { [ ! -d \"$p\" ] || [ %s != -w ] || rmdir \"$(mktemp -qdp \"$p\")\"; }"
+            + " 2>/dev/null";
     private static final int MOST_STEPS = 8;
 
     private final List<String> paths = new ArrayList<>();
@@ -246,6 +247,59 @@ class WhyTest extends CliFixture {
     private boolean mayMount() throws Exception {
         return Tool.sh("mount -t tmpfs none \"$1\" 2>/dev/null && umount \"$1\" && echo yes || true",
                 dir.toString()).equals("yes\n");
+    }
+
+    /** What is asked for at once, one entry has to give; and so says the remedy. */
+    @Test
+    void rightsOfTwoGroupsDoNotAddUp() throws Exception {
+        Tool.sh("cd $1; mkdir w; touch w/f; chgrp nogroup w; setfacl -m g::x,g:nogroup:rw,o::- w", dir.toString());
+        for (String[] asked : new String[][] {{"w", path("w"), "write "}, {"d", path("w/f"), "remove anything from "}}) {
+            Cli run = Cli.run("why", "--as", "nobody", "--for", asked[0], asked[1]);
+            assertEquals("nobody may not " + asked[2] + path("w") + " (drwxrwx---+ root nogroup): nobody is in groups"
+                    + " whose entries give w and x, but no one of them gives both\n  to permit it: zolt acl modify"
+                    + " u:nobody:rwx " + path("w") + "\n", run.text());
+            assertEquals(Exit.DENIED, run.code);
+        }
+        Cli.done("acl", "modify", "u:nobody:rwx", path("w"));
+        Cli.done("why", "--as", "nobody", "--for", "d", path("w/f"));
+    }
+
+    /** A "/" at the end is asked of a directory; and the kernel removes no link that has one. */
+    @Test
+    void whatHasASlashBehindItIsADirectory() throws Exception {
+        Tool.sh("cd $1; touch f; mkdir d; ln -s d l; ln -s f lf", dir.toString());
+        for (String purpose : new String[] {"look", "r", "w", "d"}) {
+            for (String file : purpose.equals("d") ? new String[] {"f", "l", "lf"} : new String[] {"f", "lf"}) {
+                Cli run = Cli.run("why", "--for", purpose, path(file) + "/");
+                assertEquals(path(file) + " is no directory\n", run.text());
+                assertEquals(Exit.NOT_FOUND, run.code);
+            }
+            Cli.done("why", "--for", purpose, path("d") + "/");
+        }
+        Cli.done("why", "--for", "w", path("l") + "/");
+    }
+
+    /** A link that the kernel does not follow is told from one that leads to nothing. */
+    @Test
+    void danglingLinksThatAreNotFollowed() throws Exception {
+        Tool.sh("cd $1; mkdir -m 1777 s; ln -s nowhere s/l; chown -h bin s/l; ln -s s/l to", dir.toString());
+        boolean followed = asUser("nobody", List.of(path("s/l")), "cat \"$p\" 2>&1 | grep -q 'No such'")
+                .equals(List.of("true"));
+        for (String link : new String[] {"s/l", "to"}) {
+            Cli run = Cli.run("why", "--as", "nobody", path(link));
+            assertEquals(followed ? Exit.NOT_FOUND : Exit.DENIED, run.code, run.text());
+            assertEquals(followed, run.text().endsWith("/nowhere does not exist\n"), run.text());
+        }
+        Assumptions.assumeTrue(Tool.sh("cd $1; mkdir n; mount -t tmpfs -o nosymfollow none n 2>/dev/null && ln -s"
+                + " nowhere n/l && echo mounted; true", dir.toString()).equals("mounted\n"),
+                "this process may not mount, or the kernel is older than 5.10");
+        try {
+            Cli run = Cli.run("why", path("n/l"));
+            assertEquals(Exit.FAILED, run.code, run.text());
+            assertTrue(run.text().startsWith(path("n/l") + ": Too many levels of symbolic links"), run.text());
+        } finally {
+            Tool.raw("umount", path("n"));
+        }
     }
 
     @Test
