@@ -22,15 +22,18 @@ final class Component {
     final long gid;
     final int mode;
     final Acl acl;
+    /** Whether its file system keeps lists; else the list is the mode's. */
+    final boolean keepsLists;
 
-    private Component(String path, String real, FileStatus status, Acl acl) {
+    private Component(String path, String real, FileStatus status, Acl list) {
         this.path = path;
         this.real = real;
         this.inode = status == null ? 0 : status.inode();
         this.uid = status == null ? 0 : status.uid();
         this.gid = status == null ? 0 : status.gid();
         this.mode = status == null ? 0 : status.mode();
-        this.acl = acl;
+        this.keepsLists = list != null;
+        this.acl = keepsLists ? list : ofMode(mode);
     }
 
     /** A component that is not looked at. */
@@ -43,20 +46,24 @@ final class Component {
         String real = Paths.get(path).toRealPath().toString();
         FileStatus status = new FileStatus();
         status.readFast(real);
-        return new Component(path, real, status, listOrMode(real, status.mode()));
+        return new Component(path, real, status, list(real));
     }
 
-    /** A file system without access control lists has modes. */
-    private static Acl listOrMode(String path, int mode) throws IOException {
+    /** Null where there are modes only. */
+    private static Acl list(String path) throws IOException {
         try {
             return Acl.get(path);
         } catch (AccessDeniedException | NoSuchFileException e) {
             throw e;
         } catch (IOException unsupported) {
-            return Acl.of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
-                    AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
-                    AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
+            return null;
         }
+    }
+
+    private static Acl ofMode(int mode) {
+        return Acl.of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
+                AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
+                AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
     }
 
     boolean isLookedAt() {

@@ -20,6 +20,8 @@ final class Diagnosis {
     Component component;
     /** Of the component that was looked at; null where it was not. */
     AccessCheck check;
+    /** What keeps the component's rights from being changed; null for nothing, and where they do not refuse. */
+    PathFailure.Reason guard;
     /** The mount that the component lies on, where that was asked; null too where it cannot be seen. */
     Mount mount;
     /** Whose it is that is to be removed. */
@@ -84,12 +86,31 @@ final class Diagnosis {
         removedUid = walk.removed == null ? 0 : Component.uid(walk.removed, false);
         if (reason == null) {
             reason = obstacle();
+            guard = reason == PathFailure.Reason.REFUSED ? guard() : null;
         } else if (reason == PathFailure.Reason.REFUSED && check.permits(rights)) {
             // The component lets this user pass, so it is what lies in it that refuses.
             reason = PathFailure.Reason.FILE_SYSTEM;
             mount = Mount.of(walk.unseen).filter(found -> found.isAt(walk.unseen)).orElse(null);
             component = Component.named(walk.unseen);
+        } else if (reason == PathFailure.Reason.REFUSED) {
+            guard = guard();
         }
+    }
+
+    /** In the order in which the kernel asks before it changes rights. */
+    private PathFailure.Reason guard() {
+        if (mount != null && mount.isReadOnly()) {
+            return PathFailure.Reason.READ_ONLY;
+        }
+        if (Probe.isFlagged(component.real)) {
+            return flag(component.real);
+        }
+        return component.keepsLists ? null : PathFailure.Reason.FILE_SYSTEM;
+    }
+
+    private static PathFailure.Reason flag(String path) {
+        return Probe.access(path, PathFailure.Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL
+                ? PathFailure.Reason.IMMUTABLE : PathFailure.Reason.APPEND_ONLY;
     }
 
     /** In the order in which a change of rights does not help, helps, and does not help enough. */

@@ -106,7 +106,9 @@ final class FailureText {
         if (failure.check.permits(right)) {
             return text + user + " is in groups whose entries give w and x, but no one of them gives both";
         }
-        return text + (component.acl.isMinimal() ? reasonOfMode(deciding) : reasonOfList(deciding, right));
+        return text + (component.acl.isMinimal() ? reasonOfMode(deciding) : reasonOfList(deciding, right))
+                + (component.keepsLists ? "" : "; only chmod or chown may change that: its file system keeps no access"
+                        + " control lists");
     }
 
     private String mayNot(String what) {

@@ -86,6 +86,7 @@ public final class PathFailure {
     /** What the kernel asked the component for at once. */
     final int rights;
     final AccessCheck check;
+    final Reason guard;
     final Mount mount;
     /** The system's text for the failure; "" for none. */
     final String error;
@@ -101,6 +102,7 @@ public final class PathFailure {
         refused = found.refused;
         rights = found.rights;
         check = found.check;
+        guard = found.guard;
         mount = found.mount;
         error = found.walk.error;
         removed = found.walk.removed;
@@ -352,13 +354,30 @@ public final class PathFailure {
      * System.out.println(failure.mountPoint().isPresent()); // prints: false
      * }</pre>
      *
-     * @return the mount point; empty unless the reason is {@link Reason#READ_ONLY}, {@link Reason#NO_EXEC} or
-     *     {@link Reason#NO_DEVICES}, and where the mount is that of a chroot's root, which cannot be seen
+     * @return the mount point; empty unless the reason, or the {@link #guard}, is {@link Reason#READ_ONLY},
+     *     {@link Reason#NO_EXEC} or {@link Reason#NO_DEVICES}, and where the mount is that of a chroot's root, which cannot be seen
      */
     public Optional<String> mountPoint() {
-        boolean whole = reason == Reason.READ_ONLY || reason == Reason.NO_EXEC
+        boolean whole = guard == Reason.READ_ONLY || reason == Reason.READ_ONLY || reason == Reason.NO_EXEC
                 || reason == Reason.NO_DEVICES;
         return whole && mount != null ? Optional.of(mount.point()) : Optional.empty();
+    }
+
+    /**
+     * What keeps the rights that refuse from being changed.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(file, 0600);
+     * PathFailure failure = PathFailure.of(file, "nobody", PathFailure.Access.READ).get();
+     * System.out.println(failure.guard().isPresent()); // prints: false
+     * }</pre>
+     *
+     * @return {@link Reason#READ_ONLY}, {@link Reason#IMMUTABLE}, {@link Reason#APPEND_ONLY}, or
+     *     {@link Reason#FILE_SYSTEM} where that keeps no access control lists; empty for nothing, and unless the
+     *     reason is {@link Reason#REFUSED}
+     */
+    public Optional<Reason> guard() {
+        return Optional.ofNullable(guard);
     }
 
     /**

@@ -302,6 +302,25 @@ class WhyTest extends CliFixture {
         }
     }
 
+    /** A change of rights that something else would refuse is not offered as if it were enough. */
+    @Test
+    void remediesBeginWithWhatStandsBeforeThem() throws Exception {
+        Assumptions.assumeTrue(mayMount(), "this process may not mount");
+        Tool.sh("cd \"$1\"; mkdir ro ram; mount -t tmpfs none ro; install -m 600 /dev/null ro/f; mount -o remount,ro ro;"
+                + " mount -t ramfs none ram; install -m 600 /dev/null ram/f", dir.toString());
+        try {
+            Map<String, Object> verdict = why("nobody", 1, path("ro/f"));
+            assertEquals("refused", verdict.get("reason"));
+            assertEquals("mount -o remount,rw " + path("ro") + " && zolt acl modify u:nobody:r-- " + path("ro/f"),
+                    verdict.get("remedy"));
+            Cli run = Cli.run("why", "--as", "nobody", path("ram/f"));
+            assertTrue(run.text().endsWith("; only chmod or chown may change that: its file system keeps no access"
+                    + " control lists\n"), run.text());
+        } finally {
+            Tool.raw("umount", path("ro"), path("ram"));
+        }
+    }
+
     @Test
     void itIsSaidInPlainWords() throws Exception {
         Tool.sh("cd $1; mkdir closed; echo x > closed/f; chmod 700 closed; echo y > f; chmod 640 f;"

@@ -12,15 +12,29 @@ public final class Remedy {
 
     /** A command line, or null where none helps. */
     public static String of(PathFailure failure) {
-        if (failure.mountPoint().isPresent()) {
-            return "mount -o remount," + option(failure.reason()) + " " + quoted(failure.mountPoint().get());
+        String first = removing(failure.guard().orElse(failure.reason()), failure);
+        if (failure.reason() != PathFailure.Reason.REFUSED) {
+            return first;
         }
-        if (failure.reason() == PathFailure.Reason.IMMUTABLE) {
-            return "chattr -i " + quoted(failure.component());
+        String list = ofList(failure);
+        return !failure.guard().isPresent() ? list : first == null || list == null ? null : first + " && " + list;
+    }
+
+    /** What takes away what refuses everyone; null where nothing does. */
+    private static String removing(PathFailure.Reason reason, PathFailure failure) {
+        switch (reason) {
+            case IMMUTABLE:
+                return "chattr -i " + quoted(failure.component());
+            case APPEND_ONLY:
+                return "chattr -a " + quoted(failure.component());
+            default:
+                return failure.mountPoint().map(point -> "mount -o remount," + option(reason) + " " + quoted(point))
+                        .orElse(null);
         }
-        if (failure.reason() == PathFailure.Reason.APPEND_ONLY) {
-            return "chattr -a " + quoted(failure.component());
-        }
+    }
+
+    /** A change of the list. */
+    private static String ofList(PathFailure failure) {
         AclEntry deciding = failure.decidingEntry().orElse(null);
         if (deciding == null || !failure.refused().isPresent()) {
             return null;
