@@ -108,13 +108,18 @@ foreach(package IN ITEMS "library;libzolthadoop" "command;zolt-tools" "client;li
       DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
   endif()
 endforeach()
-# What people read; the links from one to the other lead where they lead in the sources.
-install(FILES ${PROJECT_SOURCE_DIR}/README.md COMPONENT library
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolthadoop)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/operators.md ${PROJECT_SOURCE_DIR}/docs/java.md
-  ${PROJECT_SOURCE_DIR}/docs/formats.md ${PROJECT_SOURCE_DIR}/docs/performance.md
-  ${PROJECT_SOURCE_DIR}/docs/reliability.md COMPONENT library
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolthadoop/docs)
+# What people read. The links from one to the other lead where they lead in the sources; those to what is not
+# installed are plain words.
+foreach(document README.md docs/operators.md docs/java.md docs/formats.md docs/performance.md docs/reliability.md)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${document})
+  file(READ ${PROJECT_SOURCE_DIR}/${document} text)
+  string(REGEX REPLACE "\\[([^]]+)\\]\\((CONTRIBUTING|client/|java/|src/|docs/design|docs/hdfs|design\\.|hdfs\\.|\\.\\./)[^)]*\\)"
+    "\\1" text "${text}")
+  file(WRITE ${PROJECT_BINARY_DIR}/documents/${document} "${text}")
+  get_filename_component(folder ${document} DIRECTORY)
+  install(FILES ${PROJECT_BINARY_DIR}/documents/${document} COMPONENT library
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolthadoop/${folder})
+endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/client/local/README.md COMPONENT client
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolt-local)
 include(CPack)

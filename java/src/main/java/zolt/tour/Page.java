@@ -34,6 +34,11 @@ final class Page {
                 .replaceAll("(#+)", "\033[32m$1\033[0m") : text;
     }
 
+    /** A blank before a title says where its column is; one before a name is the name's. */
+    private String cell(String text, boolean title) {
+        return shown.apply(title ? text.trim() : text);
+    }
+
     /** Rows under a header, numbers (a column whose header begins with a blank) to the right. */
     void table(String[] header, List<String[]> rows) {
         int[] widths = new int[header.length];
@@ -42,7 +47,7 @@ final class Page {
         all.addAll(rows);
         for (String[] row : all) {
             for (int c = 0; c < row.length; c++) {
-                widths[c] = Math.max(widths[c], row[c].trim().length());
+                widths[c] = Math.max(widths[c], cell(row[c], row == header).length());
             }
         }
         for (String[] row : all) {
@@ -51,7 +56,7 @@ final class Page {
                 boolean right = header[c].startsWith(" ");
                 boolean last = c == row.length - 1;
                 String format = right ? "%" + widths[c] + "s" : last ? "%s" : "%-" + widths[c] + "s";
-                line.append(String.format(format, row[c].trim())).append(last ? "" : "  ");
+                line.append(String.format(format, cell(row[c], row == header))).append(last ? "" : "  ");
             }
             out.println(painted(line.toString()));
         }

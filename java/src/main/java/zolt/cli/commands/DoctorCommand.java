@@ -13,7 +13,8 @@ import zolt.cli.output.Failure;
 import zolt.cli.output.Session;
 
 @Command(name = "doctor", description = {"Check what an operator has to get right, and say how to mend"
-    + " what is not.", "The exit code is 1 where a check fails; warnings leave it at 0."}, footer = {"",
+    + " what is not.", "The exit code is 1 where a check fails, and 5 where the library cannot be loaded; warnings leave"
+        + " it at 0."}, footer = {"",
         "Examples: zolt doctor /srv", "          zolt doctor --pid 4711"})
 final class DoctorCommand extends Action {
     @Option(names = "--pid", paramLabel = "PID", description = "Examine a service that runs, instead of what is"

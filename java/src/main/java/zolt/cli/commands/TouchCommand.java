@@ -17,7 +17,9 @@ import zolt.cli.output.Json;
 import zolt.cli.output.Session;
 import zolt.fs.FileOperations;
 
-@Command(name = "touch", description = "Set the times of files that exist, to the millisecond.",
+@Command(name = "touch", description = {"Set the times of files that exist, to the millisecond.",
+    "That is for the owner of a file and for the superuser, also where the time is now: touch(1) lets everyone do"
+        + " that who may write."},
         footer = {"", "Example: zolt touch -m --date 2026-01-31T12:00 /srv/data/part-0000"})
 final class TouchCommand extends Action {
     @Option(names = {"-m", "--modified"}, description = "Only the modification time.")

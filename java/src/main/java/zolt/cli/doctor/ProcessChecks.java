@@ -34,7 +34,8 @@ public final class ProcessChecks {
             ZoltLibrary.load();
         } catch (LinkageError e) {
             findings.fail("library", String.valueOf(e.getMessage()), System.getenv("ZOLT_LIBRARY") != null
-                    ? "correct ZOLT_LIBRARY" : "install the library, or name its file in ZOLT_LIBRARY");
+                    ? "correct ZOLT_LIBRARY" : "install what is missing: the library (or name its file in ZOLT_LIBRARY), or"
+                            + " the client of the file system, which for a trial is libzolt-local");
             return false;
         }
         findings.ok("library", shown(ZoltLibrary.file().orElse(null)) + ", version "

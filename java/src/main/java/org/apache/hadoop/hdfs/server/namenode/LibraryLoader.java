@@ -84,7 +84,9 @@ final class LibraryLoader {
                 : "Cannot load libzolthadoop.so from java.library.path="
                         + System.getProperty("java.library.path");
         String remedy;
-        if (file != null && !new File(file).isFile()) {
+        if (file != null && new File(file).isDirectory()) {
+            remedy = "That is a folder: name the file in it with -Dzolt.library=FILE.";
+        } else if (file != null && !new File(file).isFile()) {
             remedy = "There is no such file: correct -Dzolt.library=FILE.";
         } else if (String.valueOf(e.getMessage()).contains("libzolt.so")) {
             remedy = "The file system's client library libzolt.so was not found: put its folder on"
