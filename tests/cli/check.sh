@@ -44,6 +44,12 @@ expect 0 '^library cannot be loaded: ' env ZOLT_LIBRARY=/nowhere "$zolt" -V
 expect 0 '^Usage: zolt acl modify ' "$zolt" help acl modify
 cmp -s <("$zolt" ls /usr/bin) <(ls -AU1 /usr/bin) || fail 'a listing differs from that of ls'
 
+# The installed documents have links to what is installed.
+documents=$work/prefix/share/doc/libzolthadoop
+while IFS=: read -r document target; do
+  [ -e "$(dirname "$document")/${target%%#*}" ] || fail "$document has a link to $target"
+done < <(grep -roE '\]\([^)#]+' "$documents" --include='*.md' | sed 's/\](//' | grep -v ':http')
+
 # What is missing is said in one line.
 mkdir "$work/empty"
 expect 5 '^zolt: no java: install default-jre-headless, or set JAVA_HOME$' \
@@ -53,6 +59,7 @@ expect 5 '^zolt: Cannot load the ZOLT library from zolt.library=/nowhere: ' \
   env ZOLT_LIBRARY=/nowhere "$zolt" whoami
 alone env ZOLT_LIBRARY=/nowhere "$zolt" whoami
 expect 5 '^fail library +Cannot load' env ZOLT_LIBRARY=/nowhere "$zolt" doctor
+expect 5 'That is a folder: name the file in it' env ZOLT_LIBRARY=/ "$zolt" whoami
 for file in /etc /etc/passwd "$(ldd /bin/ls | sed -n 's,.*> \(/.*/libc.so[^ ]*\).*,\1,p')" \
             "$(find "$work/prefix" -name libzolt.so)"; do
   expect 5 '( is no library\.|Is a directory|^zolt: .* is not the ZOLT library, or not of the release) ?' \
@@ -135,6 +142,18 @@ wait $walk
 grep -q '^Full thread dump' "$work/errors" && ! grep -q '^Full thread dump' "$work/answer" ||
   fail "a dump of threads: $(head -n 3 "$work/errors")"
 
+# What failed is read from the failure, whatever the name of the file occurs in; and a name that is no UTF-8
+# is one in an argument, too.
+mkdir "$work/names"
+for name in a already user.lease.holder user.n exists; do
+  touch "$work/names/$name"
+  expect 0 '' env -C "$work/names" "$zolt" lease set h "$name"
+  expect 6 "^zolt: $name: File exists: user.lease.holder already exists\$" env -C "$work/names" "$zolt" lease set h "$name"
+  expect 4 "^zolt: $name: No data available: user.m does not exist\$" env -C "$work/names" "$zolt" xattr remove user.m "$name"
+done
+expect 1 '/\\377q: a name that is no UTF-8' "$zolt" stat "$work/names"/$'\xffq'
+expect 4 '^zolt: no: No such file or directory$' env -C "$work/names" "$zolt" touch no
+
 # Colour and progress are for terminals.
 terminal() { script -qec "$1" /dev/null </dev/null; }
 terminal "$zolt stat /" | grep -q $'\e\[1m/' || fail 'no bold name on a terminal'
@@ -175,6 +194,10 @@ complete_words() { COMP_WORDS=(zolt "$@"); COMP_CWORD=$#; _zolt 2>/dev/null; ech
 [ "$(complete_words why --for '')" = 'look r w x d' ] || fail "values: $(complete_words why --for '')"
 [ "$(complete_words stat --as nobod)" = nobody ] || fail "users: $(complete_words stat --as nobod)"
 [ "$(complete_words stat /etc/passw)" = "$(compgen -f /etc/passw | paste -sd ' ')" ] || fail files
+
+# Of a service without the library, what the library would load is not missed.
+expect 1 '^fail libzolthadoop +is not loaded' "$zolt" doctor --pid $$
+"$zolt" doctor --pid $$ | grep libacl && fail 'libacl is missed before the library is there'
 
 [ "$(id -u)" -eq 0 ] || exit $failed
 

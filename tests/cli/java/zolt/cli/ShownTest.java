@@ -5,11 +5,15 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
+import java.util.Base64;
 import java.util.List;
+import java.util.Map;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
+import zolt.cli.output.Exit;
+import zolt.cli.output.Names;
 import zolt.cli.output.Shown;
 
 /** What others have written never reaches a terminal as it is. */
@@ -63,6 +67,21 @@ class ShownTest extends CliFixture {
         }
     }
 
+    /** Two names that differ in bytes only are told apart, and can be renamed from what is said. */
+    @Test
+    void messagesHaveTheBytesOfNames() throws Exception {
+        String tree = path("tree");
+        Tool.sh("mkdir $1; cd $1; touch $'\\xffq' $'\\xfeq' 'back\\377'", tree);
+        assertEquals(List.of("zolt: " + tree + "/\\376q: " + Names.UNREACHABLE, "zolt: " + tree + "/\\377q: "
+                + Names.UNREACHABLE), Cli.run("count", tree).err.lines().sorted().limit(2).toList());
+        Cli.fails(Exit.NOT_FOUND, tree + "/back\\\\378: No such file or directory", "stat", tree + "/back\\378");
+        Cli.fails(Exit.FAILED, tree + "/\\377q: " + Names.UNREACHABLE, "stat", tree + "/\udcffq");
+        Map<String, Object> error = Value.object(Cli.run("stat", "--json", tree + "/\udcffq").err.trim());
+        assertEquals(tree + "/\ufffdq", error.get("path"));
+        assertEquals(Base64.getEncoder().encodeToString((tree + "/\u00ffq").getBytes(StandardCharsets.ISO_8859_1)),
+                error.get("pathBase64"));
+    }
+
     @Test
     void namesStandThereByteByByte() {
         assertEquals(SHOWN, Shown.name(HOSTILE));
@@ -72,6 +91,10 @@ class ShownTest extends CliFixture {
         assertEquals("\\377", Shown.name("\udcff"));
         assertEquals("a\\\\b", Shown.name("a\\b"));
         assertEquals("a\\b", Shown.line("a\\b"));
+        for (String unseen : List.of("\u00a0", "\u3000", "\u034f", "\u115f", "\u3164", "\uffa0", "\ufe0f", "\u2800",
+                "\udb40\udd00")) {
+            assertTrue(Shown.name("report" + unseen).matches("report(\\\\[0-7]{3})+"), Shown.name(unseen));
+        }
         for (String plain : List.of("a b", "ümlaut", "\ud83d\ude00", "\u06cc\u200c\u062e", "\u0915\u200d")) {
             assertEquals(plain, Shown.name(plain));
         }

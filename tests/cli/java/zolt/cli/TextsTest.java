@@ -24,6 +24,8 @@ class TextsTest extends CliFixture {
     @Test
     void wordsThatAreNoCommandsAreNamed() {
         Cli.fails(Exit.USAGE, "no such command: foo (see zolt --help)", "foo");
+        Cli.fails(Exit.USAGE, "no such command: foo (see zolt --help)", "help", "foo");
+        Cli.fails(Exit.USAGE, "no such command: foo (see zolt --help)", "foo", "--help");
         Cli.fails(Exit.USAGE, "no such command: foo (see zolt acl --help)", "acl", "foo");
         Cli run = Cli.run("blokcs", path("file"));
         assertEquals("zolt: no such command: blokcs; did you mean blocks?", run.err.replaceFirst(" or .*\\?|\\? .*", "?")

@@ -122,7 +122,8 @@ class PathFailureTest {
     @Test
     void aFileSystemWithoutListsHasModes() throws Exception {
         PathFailure failure = asNobody("/proc/1/environ", Access.READ).orElseThrow();
-        assertTrue(failure.explain().endsWith("and the mode gives others ---"), failure::explain);
+        assertTrue(failure.explain().endsWith("and the mode gives others ---; only chmod or chown may change that: "
+                + "its file system keeps no access control lists"), failure::explain);
         assertTrue(failure.acl().isMinimal());
     }
 

@@ -1,10 +1,15 @@
 package zolt.cli;
 
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import zolt.cli.commands.Commands;
+import zolt.cli.output.Names;
+import zolt.fs.DirectoryEntry;
 
 /** The words of a command line in the order that its parser takes: people write them in others, too. */
 final class Arguments {
@@ -14,6 +19,20 @@ final class Arguments {
     private static final List<String> FLAGS = Arrays.asList("--json", "-0");
 
     private Arguments() {}
+
+    /** With the bytes that are no UTF-8, of which Java makes U+FFFD. */
+    static String[] exact(String[] given) {
+        if (Arrays.stream(given).allMatch(DirectoryEntry::isReachable)) {
+            return given;
+        }
+        try {
+            byte[] all = Files.readAllBytes(Paths.get("/proc/self/cmdline"));
+            String[] words = Names.text(all, all.length).split("\0", -1); // and nothing behind the last NUL
+            return Arrays.copyOfRange(words, words.length - 1 - given.length, words.length - 1);
+        } catch (IOException e) {
+            return given;
+        }
+    }
 
     /**
      * Options of every command may stand before the command, and before the verb of a group: they move

@@ -29,7 +29,7 @@ public final class Zolt {
         if (session.errIsTerminal) {
             System.setErr(shown(err));
         }
-        int code = run(arguments, session);
+        int code = run(Arguments.exact(arguments), session);
         session.stop.letEnd();
         // Nothing here waits for its end, and an exit would run the hooks of a machine that stays.
         Runtime.getRuntime().halt(code);
@@ -79,8 +79,10 @@ public final class Zolt {
         boolean known = arguments.length > 0 && Commands.has(arguments[0]);
         CommandLine line = known ? Commands.alone(arguments[0], session) : Commands.tree(session);
         StringWriter usage = new StringWriter();
-        int code = line.setOut(new PrintWriter(usage))
-                .execute(known ? Arrays.copyOfRange(arguments, 1, arguments.length) : arguments);
+        // What is asked of a command that is none is not asked of all.
+        boolean isWord = !known && arguments.length > 0 && !arguments[0].startsWith("-");
+        int code = line.setOut(new PrintWriter(usage)).execute(known
+                ? Arrays.copyOfRange(arguments, 1, arguments.length) : isWord ? new String[] {arguments[0]} : arguments);
         session.out.text(usage.toString());
         return code;
     }

@@ -355,7 +355,8 @@ public final class PathFailure {
      * }</pre>
      *
      * @return the mount point; empty unless the reason, or the {@link #guard}, is {@link Reason#READ_ONLY},
-     *     {@link Reason#NO_EXEC} or {@link Reason#NO_DEVICES}, and where the mount is that of a chroot's root, which cannot be seen
+     *     {@link Reason#NO_EXEC} or {@link Reason#NO_DEVICES}, and where the mount is that of a chroot's root,
+     *     which cannot be seen
      */
     public Optional<String> mountPoint() {
         boolean whole = guard == Reason.READ_ONLY || reason == Reason.READ_ONLY || reason == Reason.NO_EXEC

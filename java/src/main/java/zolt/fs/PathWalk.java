@@ -64,8 +64,9 @@ final class PathWalk {
             }
             last = next;
         }
-        if (links == 0 && path.endsWith("/") && !isDirectory(last)) {
-            component = last + "/";
+        String named = removed != null ? removed : last;
+        if (links == 0 && path.endsWith("/") && !isDirectory(named)) {
+            component = named + "/";
             reason = PathFailure.Reason.MISSING;
             return;
         }
@@ -76,9 +77,9 @@ final class PathWalk {
     }
 
     /** Whether what the path ends in is one. A link to one is, but not where the link itself is to go. */
-    private boolean isDirectory(String last) {
-        return removed == null ? Files.isDirectory(Paths.get(last))
-                : Files.isDirectory(Paths.get(last), LinkOption.NOFOLLOW_LINKS);
+    private boolean isDirectory(String named) {
+        return removed == null ? Files.isDirectory(Paths.get(named))
+                : Files.isDirectory(Paths.get(named), LinkOption.NOFOLLOW_LINKS);
     }
 
     /** Finds the reason; false where there is none, since the kernel goes another way than a look. */

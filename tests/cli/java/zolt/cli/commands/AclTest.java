@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
@@ -156,6 +157,30 @@ class AclTest extends CliFixture {
                 "name", "nobody", "id", 65534L, "permissions", "rwx", "effective", "r--")),
                 acl.toString());
         assertTrue(Cli.done("acl", "modify", "--json", "u:1:r", path).text().contains("user:daemon:r--"));
+    }
+
+    /** Entries behind the name of one file are not taken for those of another. */
+    @Test
+    void eachFileOfARestoreHasItsEnd() throws Exception {
+        String list = path("list");
+        Tool.sh("cd $1; install -m 600 /dev/null a; install -m 600 /dev/null b", dir.toString());
+        Files.writeString(Path.of(list), "# file: " + path("a") + "\nuser:bin:rw-\n# file: " + path("b")
+                + "\nuser::rw-\ngroup::r--\nmask::rw-\nother::r--\n");
+        Cli.fails(Exit.USAGE, list + ": line 3 begins with another file: an empty line is to end what is said of "
+                + path("a"), "acl", "restore", list);
+        assertEquals("-rw-------\n-rw-------\n", Tool.text("stat", "-c", "%A", path("a"), path("b")));
+    }
+
+    @Test
+    void filesOfEntriesThatCannotBeReadAreNamedWithTheReason() throws Exception {
+        String list = file("list");
+        Tool.raw("chmod", "600", list);
+        for (String[] each : new String[][] {{list, "Permission denied", "nobody"},
+            {path("no"), "No such file or directory", "root"}}) {
+            int code = each[2].equals("root") ? Exit.NOT_FOUND : Exit.DENIED;
+            Cli.fails(code, each[0] + ": " + each[1], "acl", "restore", "--as", each[2], each[0]);
+            Cli.fails(code, each[0] + ": " + each[1], "acl", "set", "--as", each[2], "--file", each[0], list);
+        }
     }
 
     @Test

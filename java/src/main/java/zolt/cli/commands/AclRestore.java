@@ -59,7 +59,7 @@ final class AclRestore extends Action {
             }
             return new String(bytes.toByteArray(), StandardCharsets.UTF_8);
         } catch (IOException e) {
-            throw Failure.of(file, e);
+            throw Failure.about(file, e);
         }
     }
 
@@ -91,7 +91,7 @@ final class AclRestore extends Action {
                 restore(block);
             }
         } catch (IOException e) {
-            throw new Failure(Failure.of(file, e).code, file + ": " + Failure.of(file, e).getMessage());
+            throw Failure.about(file, e);
         } finally {
             if (session.code() != Exit.OK || session.stop.isAsked()) {
                 session.say(restored + " restored" + (session.stop.isAsked()
@@ -103,10 +103,11 @@ final class AclRestore extends Action {
     private void add(Block block, String line, int number) throws Failure {
         if (line.startsWith("# file: ")) {
             byte[] name = unquoted(line.substring("# file: ".length())).getBytes(StandardCharsets.ISO_8859_1);
-            block.path = Names.decode(name, name.length);
-            if (block.path == null) {
-                block.path = new String(name, StandardCharsets.UTF_8);
+            if (block.path != null) {
+                throw new Failure(Exit.USAGE, file + ": line " + number + " begins with another file: an empty line"
+                        + " is to end what is said of " + block.path);
             }
+            block.path = Names.text(name, name.length);
         } else if (block.path == null) {
             throw new Failure(Exit.USAGE, file + ": line " + number + " is about no file: \"# file: PATH\" is"
                     + " to come first");

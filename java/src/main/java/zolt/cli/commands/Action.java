@@ -8,6 +8,7 @@ import zolt.cli.doctor.Rights;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Failure;
 import zolt.cli.output.Json;
+import zolt.cli.output.Names;
 import zolt.cli.output.Output;
 import zolt.cli.output.Session;
 import zolt.fs.Identity;
@@ -113,8 +114,6 @@ abstract class Action implements Callable<Integer> {
                 if (more) {
                     take(path, step);
                 }
-            } catch (Failure e) {
-                session.fail(e.code, e.getMessage());
             } catch (IOException e) {
                 session.fail(Exit.FAILED, "standard input: " + e.getMessage());
                 more = false;
@@ -126,6 +125,9 @@ abstract class Action implements Callable<Integer> {
         try {
             if (path.isEmpty()) { // of which Java makes the current folder
                 throw new Failure(Exit.NOT_FOUND, "the empty path is that of nothing");
+            }
+            if (Names.hasBytes(path)) {
+                throw new Failure(Exit.FAILED, Names.UNREACHABLE);
             }
             step.take(path);
         } catch (Output.Lost e) {

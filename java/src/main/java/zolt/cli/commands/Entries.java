@@ -8,6 +8,7 @@ import java.time.format.DateTimeFormatter;
 import java.util.HashMap;
 import java.util.Map;
 import zolt.cli.output.Exit;
+import zolt.cli.output.Failure;
 import zolt.cli.output.Json;
 import zolt.cli.output.Kind;
 import zolt.cli.output.Names;
@@ -106,8 +107,8 @@ final class Entries {
     void look(Item item) {
         String text = Names.decode(item.name, item.length);
         if (text == null || !DirectoryEntry.isReachable(text)) {
-            session.fail(Exit.FAILED, Names.join(directory, new String(item.name, 0, item.length,
-                    StandardCharsets.UTF_8)) + ": " + Names.UNREACHABLE);
+            session.fail(Names.join(directory, Names.text(item.name, item.length)),
+                    new Failure(Exit.FAILED, Names.UNREACHABLE));
             return;
         }
         String path = Names.join(directory, text);

@@ -4,9 +4,6 @@ import java.io.BufferedInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.io.InputStream;
-import java.nio.charset.StandardCharsets;
-import zolt.cli.output.Exit;
-import zolt.cli.output.Failure;
 import zolt.cli.output.Names;
 
 /** Paths that come in by a stream, one after the other, each with an end of its own. */
@@ -20,7 +17,7 @@ final class PathReader {
     }
 
     /** The next path; null where there are no more. */
-    String next() throws IOException, Failure {
+    String next() throws IOException {
         ByteArrayOutputStream name = new ByteArrayOutputStream();
         int each = in.read();
         if (each < 0) {
@@ -29,11 +26,6 @@ final class PathReader {
         for (; each >= 0 && each != end; each = in.read()) {
             name.write(each);
         }
-        String path = Names.decode(name.toByteArray(), name.size());
-        if (path == null) {
-            throw new Failure(Exit.FAILED, new String(name.toByteArray(), StandardCharsets.UTF_8) + ": "
-                    + Names.UNREACHABLE);
-        }
-        return path;
+        return Names.text(name.toByteArray(), name.size());
     }
 }

@@ -3,7 +3,6 @@ package zolt.cli.commands;
 import java.io.Closeable;
 import java.io.IOException;
 import java.nio.ByteBuffer;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.NoSuchFileException;
 import java.util.ArrayDeque;
 import java.util.Deque;
@@ -188,7 +187,7 @@ final class TreeWalk implements Closeable {
         }
         failed++;
         progress.clear();
-        session.fail(Names.join(parent.path, new String(name, 0, length, StandardCharsets.UTF_8)),
+        session.fail(Names.join(parent.path, Names.text(name, length)),
                 new Failure(Exit.FAILED, Names.UNREACHABLE));
     }
 

@@ -11,6 +11,7 @@ import java.util.Comparator;
 import java.util.Deque;
 import java.util.List;
 import zolt.cli.output.Exit;
+import zolt.cli.output.Failure;
 import zolt.cli.output.Names;
 import zolt.cli.output.Progress;
 import zolt.cli.output.Session;
@@ -160,8 +161,7 @@ final class Walk {
         String text = Names.decode(name, length);
         if (text == null || !DirectoryEntry.isReachable(text)) {
             progress.clear();
-            session.fail(Exit.FAILED, Names.join(path, new String(name, 0, length,
-                    StandardCharsets.UTF_8)) + ": " + Names.UNREACHABLE);
+            session.fail(Names.join(path, Names.text(name, length)), new Failure(Exit.FAILED, Names.UNREACHABLE));
             return;
         }
         found.add(Names.join(path, text));

@@ -1,6 +1,7 @@
 package zolt.cli.output;
 
 import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
 import java.nio.file.NoSuchFileException;
 import zolt.fs.AttributeExistsException;
 import zolt.fs.DirectoryEntry;
@@ -11,6 +12,12 @@ import zolt.fs.NoSuchAttributeException;
 public final class Failure extends Exception {
     private static final long serialVersionUID = 1L;
     private static final String SEPARATOR = ": ";
+    private static final String MISSING = "No such file or directory";
+    private static final String DENIED = "Permission denied";
+    private static final String NOT_PERMITTED = "Operation not permitted";
+    /** What natives say before the path, if anything. */
+    private static final String[] BEFORE_PATHS = {"", "stat failed for ", "failed to open ", "failed to open directory ",
+        "failed to set replication for ", "failed to restripe file "};
 
     public final int code;
 
@@ -27,7 +34,7 @@ public final class Failure extends Exception {
         if (e instanceof IllegalArgumentException) {
             return new Failure(Exit.USAGE, e.getMessage());
         }
-        String reason = reason(path, String.valueOf(e.getMessage()));
+        String reason = reason(path, e);
         if (e instanceof AccessDeniedException) {
             return new Failure(Exit.DENIED, reason);
         }
@@ -42,14 +49,47 @@ public final class Failure extends Exception {
         return new Failure(exists ? Exit.EXISTS : Exit.FAILED, reason);
     }
 
+    /** As {@link #of}, where no one else says what it is about. */
+    public static Failure about(String file, Exception e) {
+        Failure failure = of(file, e);
+        return new Failure(failure.code, file + SEPARATOR + failure.getMessage());
+    }
+
     /**
-     * The library says "system's text: what it was about". What repeats the path is left out: the line
-     * begins with it; and so is the separator before nothing.
+     * What is wrong, without the path: the line begins with it. Java's own exceptions have the path in a part of
+     * its own, and no reason where their class says it.
      */
-    private static String reason(String path, String message) {
+    private static String reason(String path, Exception e) {
+        String message = String.valueOf(e.getMessage());
+        if (!(e instanceof FileSystemException)) {
+            return ofLibrary(path, message);
+        }
+        String reason = ((FileSystemException) e).getReason();
+        if (reason != null) {
+            return reason;
+        }
+        for (String text : new String[] {MISSING, DENIED, NOT_PERMITTED}) {
+            if (message.equals(text) || message.startsWith(text + SEPARATOR)) {
+                return ofLibrary(path, message);
+            }
+        }
+        return e instanceof NoSuchFileException ? MISSING : e instanceof AccessDeniedException ? DENIED : message;
+    }
+
+    /**
+     * The library says "system's text: what it was about". That is left out where it is the path or nothing; a
+     * path that stands elsewhere in the text is a word of it.
+     */
+    private static String ofLibrary(String path, String message) {
         int separator = message.indexOf(SEPARATOR);
-        return separator >= 0 && (message.indexOf(path, separator) >= 0
-                || separator + SEPARATOR.length() == message.length())
-                        ? message.substring(0, separator) : message;
+        if (separator < 0) {
+            return message;
+        }
+        String about = message.substring(separator + SEPARATOR.length());
+        for (String words : BEFORE_PATHS) {
+            about = about.equals(words + path) ? "" : about;
+        }
+        boolean absolute = about.startsWith("/") && about.endsWith("/" + path);
+        return about.isEmpty() || absolute ? message.substring(0, separator) : message;
     }
 }

@@ -16,6 +16,9 @@ public final class Json {
     private final StringBuilder text = new StringBuilder("{");
 
     public Json put(String key, String value) {
+        if (value != null && Names.hasBytes(value)) {
+            return put(key, Names.bytes(value));
+        }
         key(key);
         if (value == null) {
             text.append("null");

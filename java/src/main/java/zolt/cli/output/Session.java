@@ -62,7 +62,7 @@ public final class Session {
             Json error = path == null ? new Json() : new Json().put("path", path);
             err.println(error.put("error", what).put("exit", failed));
         } else {
-            err.println("zolt: " + Shown.line(path == null ? what : path + ": " + what));
+            err.println("zolt: " + (path == null ? "" : Shown.name(path) + ": ") + Shown.line(what));
         }
     }
 

@@ -1,9 +1,5 @@
 package zolt.cli.output;
 
-import java.nio.ByteBuffer;
-import java.nio.CharBuffer;
-import java.nio.charset.CharsetDecoder;
-import java.nio.charset.CoderResult;
 import java.nio.charset.StandardCharsets;
 
 /**
@@ -14,14 +10,19 @@ import java.nio.charset.StandardCharsets;
  * {@code ls -b} has it, and getfacl(1).
  */
 public final class Shown {
-    /** The library's strings have a byte that is no UTF-8 as one of U+DC80 to U+DCFF. */
-    private static final int BYTES = 0xdc00;
-    private static final int FIRST_BYTE = 0xdc80;
-    private static final int LAST_BYTE = 0xdcff;
-
     /** Without these two, some languages cannot be written. */
     private static final int NON_JOINER = 0x200c;
     private static final int JOINER = 0x200d;
+
+    /**
+     * Letters and marks without a shape (Unicode, Default_Ignorable_Code_Point): a joiner of graphemes, the fillers
+     * of Hangul, vowels of Khmer, selectors of Mongolian; and the pattern of Braille that has no dots.
+     */
+    private static final String UNSEEN = "\u034f\u115f\u1160\u3164\uffa0\u17b4\u17b5\u180b\u180c\u180d\u180f\u2800";
+    private static final int FIRST_SELECTOR = 0xfe00;
+    private static final int LAST_SELECTOR = 0xfe0f;
+    private static final int FIRST_MORE_SELECTOR = 0xe0100;
+    private static final int LAST_MORE_SELECTOR = 0xe01ef;
 
     private Shown() {}
 
@@ -31,7 +32,7 @@ public final class Shown {
     }
 
     public static String name(byte[] name, int length) {
-        return name(decoded(name, length));
+        return name(Names.text(name, length));
     }
 
     /** A line in which there are names, or values that have backslashes of their own. */
@@ -40,7 +41,7 @@ public final class Shown {
     }
 
     public static String line(byte[] line, int length) {
-        return line(decoded(line, length));
+        return line(Names.text(line, length));
     }
 
     /** Several lines with columns. */
@@ -61,17 +62,19 @@ public final class Shown {
             case Character.SURROGATE:
             case Character.UNASSIGNED:
                 return false;
+            case Character.SPACE_SEPARATOR:
+                return character == ' ';
             case Character.FORMAT:
                 return character == NON_JOINER || character == JOINER;
             default:
-                return true;
+                return UNSEEN.indexOf(character) < 0 && !(FIRST_SELECTOR <= character && character <= LAST_SELECTOR)
+                        && !(FIRST_MORE_SELECTOR <= character && character <= LAST_MORE_SELECTOR);
         }
     }
 
     /** The bytes of a character as a backslash and three octal digits each. */
     public static String octal(int character) {
-        byte[] bytes = FIRST_BYTE <= character && character <= LAST_BYTE
-                ? new byte[] {(byte) character}
+        byte[] bytes = Names.isByte(character) ? new byte[] {(byte) character}
                 : new String(Character.toChars(character)).getBytes(StandardCharsets.UTF_8);
         StringBuilder digits = new StringBuilder();
         for (byte each : bytes) {
@@ -93,19 +96,5 @@ public final class Shown {
             }
         });
         return shown.toString();
-    }
-
-    private static String decoded(byte[] bytes, int length) {
-        CharsetDecoder decoder = StandardCharsets.UTF_8.newDecoder();
-        ByteBuffer in = ByteBuffer.wrap(bytes, 0, length);
-        CharBuffer out = CharBuffer.allocate(length);
-        for (CoderResult result = decoder.decode(in, out, true); result.isError();
-                result = decoder.decode(in, out, true)) {
-            for (int left = result.length(); left > 0; left--) {
-                out.put((char) (BYTES | in.get() & 0xff));
-            }
-        }
-        out.flip();
-        return out.toString();
     }
 }
