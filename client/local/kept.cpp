@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -28,7 +29,8 @@ ssize_t readKept(const File& file, Marks marks, const Setting& setting, void* va
 }
 
 int writeKept(int fd, const Setting& setting, const void* value, size_t size) {
-  if (faccessat(fd, "", W_OK, AT_EACCESS | AT_EMPTY_PATH) != 0) return -1;
+  // GLIBC's own function takes no empty path before 2.33.
+  if (syscall(SYS_faccessat2, fd, "", W_OK, AT_EACCESS | AT_EMPTY_PATH) != 0) return -1;
   if (fsetxattr(fd, setting.trusted, value, size, 0) == 0) return 0;
   if (errno != EPERM) return -1;
   return fsetxattr(fd, setting.user, value, size, 0);
