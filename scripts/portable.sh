@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # portable.sh BUILD [TARGET...]: the library and the embedded client for every Linux with GLIBC 2.17 or later, in
 # BUILD/portable/x86_64 and BUILD/portable/aarch64, each read by the check of the built file; then the jar that carries
-# both, BUILD/portable/zolt-hadoop.jar. TARGETs are built besides.
+# both, BUILD/portable/zolt-hadoop.jar. TARGETs are built besides; TESTS=ON knows those of the tests in virtual machines.
 set -eu
 build=$(realpath "$1")
 shift
@@ -14,6 +14,7 @@ SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$here" log -1 --format=%ct)}
 jar=$build/portable/jar
 
 rm -rf "$jar"
+mkdir -p "$build/portable"
 for machine in "${machines[@]}"; do
   out=$build/portable/$machine
   echo "Building build/portable/$machine/"

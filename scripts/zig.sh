@@ -8,7 +8,7 @@ compiler=$folder/ziglang/zig
 if ! cmp -s "$pins" "$folder/requirements.txt"; then
   rm -rf "$folder"
   mkdir -p "$folder"
-  pip3 install --quiet --disable-pip-version-check --no-deps --only-binary=:all: --require-hashes \
+  pip3 install --quiet --disable-pip-version-check --root-user-action=ignore --no-deps --only-binary=:all: --require-hashes \
     --target "$folder" -r "$pins" >&2
   cp "$pins" "$folder/requirements.txt"
 fi
