@@ -59,6 +59,14 @@ std::string superuserName(const char* askedBy) {
   return name.empty() ? NOBODY : name;
 }
 
+// What a switch of ids that was refused ends in.
+[[noreturn]] void refuse(const char* call, uint32_t from, uint32_t to, int error) {
+  const std::string message =
+      std::string(call) + " error: " + std::to_string(from) + " -> " + std::to_string(to);
+  ZOLT_WARN_AS("setfsid", message);
+  throw IOException(message, error);
+}
+
 }  // namespace
 
 FSAccount::FSAccount(const std::string& user) {
@@ -84,21 +92,12 @@ FSAccount::~FSAccount() {
 
 void FSAccount::setfsid(uint32_t uid, uint32_t gid) {
   savedFsuid_ = static_cast<uint32_t>(setfsuid(uid));
-  if (savedFsuid_ == REFUSED) {
-    const int error = errnoOfFailure();
-    const std::string message =
-        "setfsuid error: " + std::to_string(savedFsuid_) + " -> " + std::to_string(uid);
-    ZOLT_WARN(message);
-    throw IOException(message, error);
-  }
+  if (savedFsuid_ == REFUSED) refuse("setfsuid", savedFsuid_, uid, errnoOfFailure());
   savedFsgid_ = static_cast<uint32_t>(setfsgid(gid));
   if (savedFsgid_ == REFUSED) {
     const int error = errnoOfFailure();
     savedFsuid_ = static_cast<uint32_t>(setfsuid(savedFsuid_));
-    const std::string message =
-        "setfsgid error: " + std::to_string(savedFsgid_) + " -> " + std::to_string(gid);
-    ZOLT_WARN(message);
-    throw IOException(message, error);
+    refuse("setfsgid", savedFsgid_, gid, error);
   }
   ZOLT_DEBUG("@" << this << " (" << savedFsuid_ << ", " << savedFsgid_ << ") => (" << uid << ", "
                  << gid << ")");

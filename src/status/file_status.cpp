@@ -164,13 +164,15 @@ Errno getFileStatusFast(const char* path, bool followLink, const FileTime& ctime
 Errno isCMTimeChanged(const char* path, bool followLink, const FileTime& ctime,
                       const FileTime& mtime, bool& changed) {
   struct stat st;
-  if (const Errno error{getStat(path, followLink, st)}) return error;
-  changed = timeOf(st.st_ctim).laterThan(ctime) || timeOf(st.st_mtim).laterThan(mtime);
-  if (changed) {
-    ZOLT_TRACE_AS(CHANGED, joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
-                                  "ctime:", textOf(timeOf(st.st_ctim))));
+  const Errno error{getStat(path, followLink, st)};
+  if (!error) {
+    changed = timeOf(st.st_ctim).laterThan(ctime) || timeOf(st.st_mtim).laterThan(mtime);
+    if (changed) {
+      ZOLT_TRACE_AS(CHANGED, joined(" ", "path:", path, "mtime:", textOf(timeOf(st.st_mtim)),
+                                    "ctime:", textOf(timeOf(st.st_ctim))));
+    }
   }
-  return {};
+  return error;
 }
 
 }  // namespace zolt

@@ -91,8 +91,7 @@ XattrError getLease(const char* path, bool follow, int holderSize, int64_t limit
   ZOLT_TRACE_AS(GET, "now " << now << " lease last update " << last << " lease limit " << limit
                             << " lease overdue " << leaseAge(now, last) << " lease holder "
                             << length << firstBytes({bytes, size}));
-  holder.bytes = std::move(room);
-  holder.length = length;
+  holder = {std::move(room), length};
   return {};
 }
 

@@ -18,6 +18,16 @@ ssize_t outOfMemory() {
   return -1;
 }
 
+// Reads a value into `room`; null is room that could not be had.
+inline int readInto(char* room, size_t size, decltype(getxattr)* get, const char* path,
+                    const char* name) noexcept {
+  const ssize_t length = room != nullptr ? get(path, name, room, size) : outOfMemory();
+  if (length >= 0) return static_cast<int>(length);
+  const int error = errnoOfFailure();
+  ZOLT_ERROR_AS("zolt_getxattr", "getxattr: failed to get value of attribute " << name);
+  return -error;
+}
+
 }  // namespace
 
 // The kernel bounds values and lists to 64 KiB (XATTR_SIZE_MAX, XATTR_LIST_MAX), so int holds every
@@ -27,28 +37,18 @@ int zolt_getxattr(const char* path, bool follow, const char* name, char*& value,
                   size_t size) noexcept {
   if ((value == nullptr) != (size == 0)) return -EINVAL;
   const auto get = follow ? getxattr : lgetxattr;
+  if (size != 0) return readInto(value, size, get, path, name);
 
-  std::unique_ptr<char[]> made;
-  char* room = value;
-  if (size == 0) {
-    const ssize_t probed = get(path, name, nullptr, 0);
-    if (probed < 0) return -errnoOfFailure();
-    // A second call with no room would be a second probe, and could answer the length of a value
-    // that has come in between without a byte of it.
-    if (probed == 0) return 0;
-    size = static_cast<size_t>(probed);
-    made.reset(new (std::nothrow) char[size]());
-    room = made.get();
-  }
-
-  const ssize_t length = room != nullptr ? get(path, name, room, size) : outOfMemory();
-  if (length < 0) {
-    const int error = errnoOfFailure();
-    ZOLT_ERROR("getxattr: failed to get value of attribute " << name);
-    return -error;
-  }
-  if (made != nullptr) value = made.release();
-  return static_cast<int>(length);
+  const ssize_t probed = get(path, name, nullptr, 0);
+  if (probed < 0) return -errnoOfFailure();
+  // A second call with no room would be a second probe, and could answer the length of a value
+  // that has come in between without a byte of it.
+  if (probed == 0) return 0;
+  size = static_cast<size_t>(probed);
+  std::unique_ptr<char[]> made(new (std::nothrow) char[size]());
+  const int length = readInto(made.get(), size, get, path, name);
+  if (length >= 0) value = made.release();
+  return length;
 }
 
 Errno readXattr(const char* path, bool follow, const char* name, XattrValue& value) noexcept {

@@ -79,8 +79,8 @@ int zolt_removexattr(const char* path, bool follow, const char* name) noexcept;
 /// A failed call for an attribute, in the words of its message; no error where nothing failed.
 struct [[nodiscard]] XattrError {
   Errno error;
-  const char* operation = "";  // "setxattr", "getxattr" or "removexattr"
-  const char* name = "";       // the attribute, or USER_LEASE for the pair
+  const char* operation = nullptr;  // "setxattr", "getxattr" or "removexattr"
+  const char* name = nullptr;       // the attribute, or USER_LEASE for the pair
 
   explicit operator bool() const { return static_cast<bool>(error); }
 };
