@@ -1,14 +1,4 @@
-// Which of the attributes that the client looks for a file has, remembered from call to call.
-//
-// Whatever changes an attribute changes the file's ctime as well, so a file with the device, the
-// inode number and the ctime that it had when its names were read has those names still: a status
-// then costs one system call instead of two or more. That takes a file system that stamps such
-// changes (a few are known to), and a ctime that was some seconds old when the names were read, so
-// that every later change got another one.
-//
-// What is remembered has to come from that very file: a path may mean another one from one call to
-// the next and then the first again, so its names are read through a descriptor. That is dearer
-// than what it spares once, and done when a file is met for the second time.
+// Which of the attributes that the client looks for a file has.
 #pragma once
 
 #include <sys/stat.h>
