@@ -48,10 +48,9 @@ int zolt_fstat_x(int fd, unsigned int* liteMask, zolt_iattr64* buffer, size_t bu
 }
 
 int zolt_fcntl(int fd, void* request) {
-  return guarded([&] { return zolt_client::carryOut(fd, request, zolt_cephfs::fcntlDirective); });
+  return guarded([&] { return zolt_client::carryOut(fd, request, zolt_cephfs::ACTS); });
 }
 
 int zolt_restripe_file(int fd, void* request) {
-  return guarded(
-      [&] { return zolt_client::carryOut(fd, request, zolt_cephfs::restripeDirective); });
+  return guarded([&] { return zolt_client::carryOutRestripe(fd, request, zolt_cephfs::ACTS); });
 }

@@ -5,8 +5,6 @@
 
 namespace zolt_cephfs {
 
-/// What zolt_fcntl takes, and zolt_restripe_file; null for any other type.
-const zolt_client::Directive* fcntlDirective(uint32_t type);
-const zolt_client::Directive* restripeDirective(uint32_t type);
+extern const zolt_client::Acts ACTS;
 
 }  // namespace zolt_cephfs

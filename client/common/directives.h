@@ -10,31 +10,25 @@
 
 namespace zolt_client {
 
-/// One kind of record.
+/// What a client does with each kind of record: 0, or -1 with errno.
 ///
 /// A request may lie at any address: `memory` is where the record lies, and its fields are copied
-/// out and in, never used in place. The type and the length are already known to be right.
-struct Directive {
-  uint32_t type;
-  size_t length;
-  bool (*isGood)(const char* memory);
-  int (*carryOut)(int fd, char* memory);  // 0, or -1 with errno
+/// out and in, never used in place. Its length and its values are already known to be right.
+using Act = int (*)(int fd, char* memory);
+struct Acts {
+  Act setReplication;
+  Act readReplication;
+  Act readLocations;
+  Act readAttribute;
+  Act writeAttribute;
+  Act restripe;
 };
 
-/// The directive of a type; null for one that the request may not have.
-using Lookup = const Directive* (*)(uint32_t type);
-
-/// Carries out a request of any number of records, in their order. A request is looked through
-/// first: one whose version, lengths, types, names, flags or values are not those of zolt.h is
-/// EINVAL and changes nothing. 0, or -1 with errno.
-int carryOut(int fd, void* request, Lookup lookup);
-
-/// Whether the fields of a record are such as zolt.h allows.
-bool isAnyGood(const char* memory);
-bool isGoodReplication(const char* memory);  // zolt_set_replication_record
-bool isGoodRestripe(const char* memory);
-bool isGoodAttribute(const char* memory);  // the block group factor is the one there is
-bool isGoodLocation(const char* memory);
+/// Carries out a request of any number of records, in their order: any but a restripe record, or
+/// only those. A request is looked through first: one whose version, lengths, types, names, flags
+/// or values are not those of zolt.h is EINVAL and changes nothing. 0, or -1 with errno.
+int carryOut(int fd, void* request, const Acts& acts);
+int carryOutRestripe(int fd, void* request, const Acts& acts);
 
 // What stands before the entries of a location record is all that is copied of it.
 template <class Record>

@@ -38,9 +38,9 @@ int zolt_fstat_x(int fd, unsigned int* liteMask, zolt_iattr64* buffer, size_t bu
 }
 
 int zolt_fcntl(int fd, void* request) {
-  return zolt_client::carryOut(fd, request, zolt_local::fcntlDirective);
+  return zolt_client::carryOut(fd, request, zolt_local::ACTS);
 }
 
 int zolt_restripe_file(int fd, void* request) {
-  return zolt_client::carryOut(fd, request, zolt_local::restripeDirective);
+  return zolt_client::carryOutRestripe(fd, request, zolt_local::ACTS);
 }

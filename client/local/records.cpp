@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 
 #include "attributes.h"
 #include "kept.h"
@@ -122,26 +121,15 @@ int readLocations(int fd, char* memory) {
   return 0;
 }
 
-constexpr Directive FCNTL_DIRECTIVES[] = {
-    {ZOLT_SET_REPLICATION, sizeof(zolt_set_replication_record), isGoodReplication, setReplication},
-    {ZOLT_READ_REPLICATION, sizeof(zolt_replication_record), isAnyGood, readReplication},
-    {ZOLT_READ_LOCATIONS, sizeof(zolt_location_record), isGoodLocation, readLocations},
-    {ZOLT_READ_ATTRIBUTE, sizeof(zolt_attribute_record), isGoodAttribute, readAttribute},
-    {ZOLT_WRITE_ATTRIBUTE, sizeof(zolt_attribute_record), isGoodAttribute, writeAttribute},
-};
-
 }  // namespace
 
-const Directive* fcntlDirective(uint32_t type) {
-  const auto* found = std::find_if(std::begin(FCNTL_DIRECTIVES), std::end(FCNTL_DIRECTIVES),
-                                   [type](const Directive& each) { return each.type == type; });
-  return found != std::end(FCNTL_DIRECTIVES) ? found : nullptr;
-}
-
-const Directive* restripeDirective(uint32_t type) {
-  static constexpr Directive RESTRIPE = {ZOLT_RESTRIPE, sizeof(zolt_restripe_record),
-                                         isGoodRestripe, restripe};
-  return type == RESTRIPE.type ? &RESTRIPE : nullptr;
-}
+constinit const Acts ACTS{
+    .setReplication = setReplication,
+    .readReplication = readReplication,
+    .readLocations = readLocations,
+    .readAttribute = readAttribute,
+    .writeAttribute = writeAttribute,
+    .restripe = restripe,
+};
 
 }  // namespace zolt_local
