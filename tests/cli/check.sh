@@ -104,6 +104,13 @@ output=$("$zolt" ls /usr/bin 2>&1 >/dev/full)
 [ $? -eq 1 ] && [ "$output" = 'zolt: standard output: No space left on device' ] ||
   fail "a full disk: $output"
 
+# A stream that is closed is no file of Java's: nothing is read from it, and what is written is lost.
+output=$("$zolt" stat - 2>&1 <&-)
+[ $? -eq 1 ] && [ "$output" = 'zolt: standard input: Bad file descriptor' ] || fail "a closed input: ${output:0:200}"
+output=$("$zolt" ls / 2>&1 >&-)
+[ $? -eq 1 ] && [ "$output" = 'zolt: standard output: Bad file descriptor' ] || fail "a closed output: $output"
+"$zolt" stat "$work" >/dev/null 2>&- || fail 'a closed standard error'
+
 # A signal ends a walk after the path that it is at, by its number; what it says is what is done.
 mkdir "$work/tree" && (cd "$work/tree" && seq -f d%02g 40 | xargs mkdir &&
   for d in *; do (cd "$d" && seq 500 | xargs touch); done)
@@ -137,6 +144,7 @@ walk=$!
 while [ ! -s "$work/answer" ] && kill -0 $walk; do :; done
 kill -QUIT $walk
 while ! grep -q '^Heap' "$work/errors" && kill -0 $walk; do sleep 0.1; done
+kill -0 $walk || fail 'SIGQUIT ends the command, and the manual page says that it does not'
 kill $walk
 wait $walk
 grep -q '^Full thread dump' "$work/errors" && ! grep -q '^Full thread dump' "$work/answer" ||

@@ -64,6 +64,12 @@ class ManPageTest {
                 new PrintStream(new ByteArrayOutputStream()), "")));
     }
 
+    /** Beside Java, which decides: check.sh tries it. */
+    @Test
+    void thePageHasTheSignalThatDoesNotEndIt() throws Exception {
+        assertTrue(String.join("\n", page()).contains("\nSIGQUIT (Ctrl\\-\\e) does not: "));
+    }
+
     @Test
     void thePageHasEachExitCode() throws Exception {
         String text = String.join("\n", page());
