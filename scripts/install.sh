@@ -7,10 +7,19 @@ prefix=$2
 fail() { echo "install.sh: $1" >&2; exit 1; }
 
 case $prefix in
-  *:*) fail "Java takes no folder with a colon in its name: $prefix" ;;
+  '') fail 'PREFIX is empty: name a folder' ;;
   /*) ;;
   *) prefix=$PWD/$prefix ;;
 esac
+# Of Java, the loader and cmake, each has names of folders that it does not take.
+no() { fail "$1: $(printf %q "$prefix")"; }
+case $prefix in
+  *[:\;\\]*) no 'PREFIX has a colon, a semicolon or a backslash, with which nothing would run there' ;;
+  *[[:cntrl:]]*) no 'PREFIX has a line end or another control character' ;;
+  *[[:space:]]) no 'PREFIX ends in a blank, which cmake would leave out' ;;
+esac
+printf %s "$prefix" | iconv -f UTF-8 -t UCS-2 >/dev/null 2>&1 ||
+  no 'PREFIX is no UTF-8, or has a character beyond U+FFFF, and Java finds no classes there'
 log=$(mktemp)
 new=
 trap 'rm -f "$log" ${new:+"$new"}' EXIT
@@ -32,4 +41,6 @@ Where a library is not found, run ldconfig as root."
 # Classes kept ready make a quick start; a Java that keeps none does without. Its option takes no blanks.
 (cd "$jars" && ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new "$prefix/bin/zolt" ls -l / >/dev/null 2>&1) || :
 [ ! -f "$new" ] || mv "$new" "$jars/zolt.jsa"
-echo "Installed below $prefix: $("$prefix/bin/zolt" --version), $prefix/bin/zolt"
+version=$("$prefix/bin/zolt" --version)
+echo "Installed below $prefix: ${version%%
+*}, $prefix/bin/zolt"

@@ -42,14 +42,27 @@ else
   echo 'The default prefix was not tried: that is for root.'
 fi
 
+# What would not run is refused in one line, before anything is there.
+for name in 'a:b' 'a;b' 'a\b' $'a\nb' $'a\eb' 'a ' $'a\xff' 'a😀'; do
+  mkdir "$work/none"
+  said=$("$source/scripts/install.sh" "$BUILD" "$work/none/$name" 2>&1) &&
+    fail "an installation into $(printf %q "$name")"
+  [[ $said = "install.sh: PREFIX "* && $said != *$'\n'* && $said != *$'\e'* ]] && rmdir "$work/none" ||
+    fail "no plain refusal of $(printf %q "$name"): $said; $(find "$work/none")"
+done
+said=$(cd "$work" && "$source/scripts/install.sh" "$BUILD" '' 2>&1)
+[ "$said" = 'install.sh: PREFIX is empty: name a folder' ] || fail "an empty prefix: $said"
+
 # The Makefile belongs to the build in its own folder.
 [ "$BUILD" = "$source/build" ] || exit $failed
-blank=$work/a\ b
+blank=$work/'a b%s@|x|@'
 mkdir "$blank" && touch "$blank/part-0000"
 from() { make -C "$source" -o build "$@" 2>&1; }
 from demo DIR="$blank" | grep -qE '^  file +[0-9]+  part-0000$' || fail 'make demo of a folder with a blank'
 output=$(from install PREFIX="$blank/prefix") || fail "make install into a folder with a blank: $output"
 [ "$("$blank/prefix/bin/zolt" ls "$blank")" = "$(ls -AU1 "$blank")" ] || fail 'a command in a folder with a blank'
+[[ $("$blank/prefix/bin/zolt" --version) = "zolt 1.0.0"*$'\nlibrary 1.0.0, '"$blank"/prefix/lib*$'\nclient  '"$blank"/prefix/* ]] ||
+  fail "files of a version: $("$blank/prefix/bin/zolt" --version)"
 [ -f "$blank/prefix/share/java/zolt.jsa" ] || fail 'no classes are kept ready in a folder with a blank'
 output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] ||
   fail "a staged installation: $output"

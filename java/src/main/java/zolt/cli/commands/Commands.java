@@ -1,6 +1,7 @@
 package zolt.cli.commands;
 
 import java.io.IOException;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
@@ -69,7 +70,6 @@ public final class Commands {
     }
 
     private static CommandLine configured(CommandLine line, Session session) {
-        line.getCommandSpec().versionProvider(Version::lines);
         addHelp(line);
         // The last one counts, as with the system's tools; but two conditions of a search are not one.
         line.setOverwrittenOptionsAllowed(true);
@@ -81,8 +81,24 @@ public final class Commands {
                 .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
                 .setColorScheme(CommandLine.Help.defaultColorScheme(
                         session.outIsTerminal ? Ansi.ON : Ansi.OFF))
+                .setExecutionStrategy(parsed -> executed(parsed, session))
                 .setParameterExceptionHandler((e, unused) -> wrong(e, session))
                 .setExecutionExceptionHandler((e, unused, result) -> session.broken(e));
+    }
+
+    /** The parser takes a version for a format, in which "%" and "@|" of a path would be more than letters. */
+    private static int executed(CommandLine.ParseResult parsed, Session session) {
+        if (!parsed.isVersionHelpRequested() || parsed.isUsageHelpRequested()) {
+            return new CommandLine.RunLast().execute(parsed);
+        }
+        try {
+            for (String line : Version.lines()) {
+                session.out.line(line);
+            }
+            return Exit.OK;
+        } catch (IOException e) {
+            return session.broken(e);
+        }
     }
 
     /** Where -h has another meaning, as in ls(1), help is --help alone. */
@@ -103,10 +119,32 @@ public final class Commands {
         return Exit.USAGE;
     }
 
+    /** Of a value that is none of its type, the parser names the type as Java does. */
+    private static String unfit(CommandLine.Model.ArgSpec argument, String value) {
+        String name = argument.isOption() ? ((CommandLine.Model.OptionSpec) argument).longestName()
+                : argument.paramLabel();
+        Class<?> type = argument.type();
+        String wanted;
+        if (type.isEnum()) {
+            List<String> words = new ArrayList<>();
+            argument.completionCandidates().forEach(words::add);
+            wanted = " takes " + String.join(", ", words.subList(0, words.size() - 1)) + " or "
+                    + words.get(words.size() - 1);
+        } else if (type == boolean.class) {
+            wanted = " takes no value";
+        } else {
+            wanted = " takes a whole number" + (value.matches("[+-]?[0-9]+") ? ", and none of so many digits" : "");
+        }
+        return value + ": " + name + wanted;
+    }
+
     /** The parser counts arguments; people have written a word that is no command, or one word too many. */
     private static String whatIsWrong(CommandLine.ParameterException e) {
         CommandLine.UnmatchedArgumentException unmatched =
                 e instanceof CommandLine.UnmatchedArgumentException ? (CommandLine.UnmatchedArgumentException) e : null;
+        if (unmatched == null && e.getArgSpec() != null && e.getValue() != null) {
+            return unfit(e.getArgSpec(), e.getValue());
+        }
         if (unmatched == null || unmatched.isUnknownOption()) {
             return e.getMessage();
         }

@@ -2,6 +2,7 @@ package zolt.cli.commands;
 
 import java.io.IOException;
 import java.nio.file.Path;
+import java.nio.file.Paths;
 import java.util.Optional;
 import zolt.cli.doctor.ProcessChecks;
 import zolt.cli.output.Shown;
@@ -24,7 +25,7 @@ final class Version {
             library = ZoltLibrary.version() + ", " + shown(ZoltLibrary.file());
             client = shown(ZoltLibrary.clientFile())
                     + (ProcessChecks.isEmbedded(ZoltLibrary.clientFile().orElse(null)) ? ", the embedded one" : "");
-            libacl = ZoltLibrary.aclFile().map(Path::toString).orElse("none: install libacl1");
+            libacl = ZoltLibrary.aclFile().map(path -> shown(Optional.of(path))).orElse("none: install libacl1");
         } catch (LinkageError e) {
             library = "cannot be loaded: " + e.getMessage();
         }
@@ -32,11 +33,12 @@ final class Version {
             "zolt " + number(),
             "library " + library,
             "client  " + client,
-            "Java    " + System.getProperty("java.version") + ", " + System.getProperty("java.home"),
+            "Java    " + System.getProperty("java.version") + ", "
+                + shown(Optional.of(Paths.get(System.getProperty("java.home")))),
             "libacl  " + libacl};
     }
 
     private static String shown(Optional<Path> file) {
-        return file.map(path -> Shown.line(path.toString())).orElse("(this process cannot tell which file)");
+        return file.map(path -> Shown.name(path.toString())).orElse("(this process cannot tell which file)");
     }
 }
