@@ -1,6 +1,7 @@
 package zolt.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.charset.StandardCharsets;
@@ -8,6 +9,7 @@ import java.util.ArrayList;
 import java.util.Base64;
 import java.util.List;
 import java.util.Map;
+import java.util.stream.Stream;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
@@ -80,6 +82,33 @@ class ShownTest extends CliFixture {
         assertEquals(tree + "/\ufffdq", error.get("path"));
         assertEquals(Base64.getEncoder().encodeToString((tree + "/\u00ffq").getBytes(StandardCharsets.ISO_8859_1)),
                 error.get("pathBase64"));
+    }
+
+    /** Also within a message: one name has a line end, and the other a backslash and three digits. */
+    @Test
+    void messagesTellNamesApart() throws Exception {
+        Tool.sh("cd \"$1\"; mkdir $'z\nb' 'z\\012b'; touch $'z\nb/f' $'z\nb/\\xff' 'z\\012b/f'; chmod 700 z*;"
+                + " chmod 600 z*/*", dir.toString());
+        String tree = path("z\nb");
+        String other = path("z\\012b");
+        for (String call : List.of("why TREE/none", "why --as nobody TREE/f", "why TREE/f", "doctor TREE/none",
+                "doctor --as nobody TREE", "acl set --file TREE/none TREE", "find --newer TREE/none /dev/null",
+                "xattr get user.TREE TREE", "ls --TREE", "TREE", "whoami TREE", "whoami --as TREE", "chmod TREE /",
+                "acl restore TREE/none", "ls --sort TREE", "lease remove TREE/none", "tour TREE")) {
+            String[] said = new String[2];
+            for (int which = 0; which < said.length; which++) {
+                String name = which == 0 ? tree : other;
+                Cli run = Cli.run(Stream.of(call.split(" ")).map(word -> word.replace("TREE", name))
+                        .toArray(String[]::new));
+                said[which] = run.text() + run.err;
+                String shown = which == 0 ? "z\\012b" : "z\\\\012b";
+                // A command for a shell is one: it has quotes of its own.
+                String words = said[which].replaceAll("(permit it|mend): zolt .*", "");
+                assertTrue(words.contains(shown), call + ": " + said[which]);
+                assertFalse(words.contains(which == 0 ? "z\\\\012b" : "z\\012b"), call + ": " + said[which]);
+            }
+        }
+        assertTrue(Cli.run("tour", tree).lines().stream().anyMatch(line -> line.matches("  file +[0-9]+  \\\\377")));
     }
 
     @Test

@@ -3,6 +3,7 @@ package zolt.cli;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
@@ -32,6 +33,57 @@ class TextsTest extends CliFixture {
                 .trim());
         Cli.fails(Exit.USAGE, "one argument too many: x (see zolt whoami --help)", "whoami", "x");
         Cli.fails(Exit.USAGE, "no entries are given", "acl", "modify", " ", path("file"));
+    }
+
+    /** Of a value of another type, what the option or argument takes, and not what Java calls that. */
+    @Test
+    void valuesOfAnotherTypeAreNamed() {
+        String number = " takes a whole number";
+        String many = number + ", and none of so many digits";
+        for (String[] call : new String[][] {{"x: --maxdepth" + number, "find", "--maxdepth", "x", "."},
+            {"99999999999: --mindepth" + many, "find", "--mindepth", "99999999999", "."},
+            {"-99999999999: --max-depth" + many, "du", "-d", "-99999999999", "."},
+            {"x: --offset" + number, "blocks", "--offset", "x", "."}, {"1.5: --pid" + number, "doctor", "--pid", "1.5"},
+            {"x: COPIES" + number, "replication", "x", "."}, {"x: FACTOR" + number, "bgf", "x", "."},
+            {"q: --for takes look, r, w, x or d", "why", "--for", "q", "."},
+            {"q: --form takes ranked, hdfs or fs", "blocks", "--form", "q", "."},
+            {"q: --encoding takes text, hex or base64", "xattr", "get", "-e", "q", "user.a", "."},
+            {"q: SHELL takes bash, zsh or fish", "completion", "q"}, {"x: --long takes no value", "ls", "--long=x"}}) {
+            String[] words = Arrays.copyOfRange(call, 1, call.length);
+            String command = "zolt " + words[0] + (words[0].equals("xattr") ? " get" : "");
+            Cli.fails(Exit.USAGE, call[0] + " (see " + command + " --help)", words);
+        }
+        Cli.fails(Exit.USAGE, "-1: --maxdepth takes a whole number, 0 or more", "find", "--maxdepth", "-1", ".");
+        Cli.fails(Exit.USAGE, "-1: --mindepth takes a whole number, 0 or more", "find", "--mindepth", "-1", ".");
+        Cli.fails(Exit.USAGE, "-1: --max-depth takes a whole number, 0 or more", "du", "-d", "-1", ".");
+    }
+
+    /** What has a "/" behind it is a directory, to every command; a link to one is followed, as by the kernel. */
+    @Test
+    void pathsThroughFilesAreSaidToBe() throws Exception {
+        Tool.sh("cd $1; touch f; mkdir d; touch d/x; ln -s f lf; ln -s d ld; touch -d @1 f", dir.toString());
+        List<String> calls = List.of("stat", "ls", "ls -d", "ls -l", "link", "xattr list", "xattr get user.a",
+                "xattr set user.a b", "xattr remove user.a", "acl get", "acl clear", "acl modify u:1:r", "chmod 600",
+                "touch", "lease get", "lease set h", "lease renew", "blocks", "bgf 2", "replication 2", "tour", "find",
+                "du", "count", "leases");
+        for (String call : calls) {
+            for (String end : List.of("f/", "f/x", "lf/", "lf/x")) {
+                Cli run = Cli.run((call + " " + dir + "/" + end).split(" "));
+                assertTrue(run.err.startsWith("zolt: " + dir + "/" + end + ": Not a directory"), call + " " + run.err);
+                assertEquals(Exit.FAILED, run.code, call);
+            }
+            assertTrue(call.startsWith("tour") || Cli.run((call + " " + path("none")).split(" ")).err
+                    .startsWith("zolt: " + path("none") + ": No such file or directory"), call);
+        }
+        assertEquals("1\n", Tool.text("stat", "-c", "%Y", path("f")));
+        Cli doctor = Cli.run("doctor", dir + "/f/");
+        assertTrue(doctor.text().contains("status           " + dir + "/f/: Not a directory\n"), doctor.text());
+        for (String call : List.of("stat --format %i", "find --maxdepth 0", "du -s", "ls -d", "xattr list")) {
+            assertEquals(Cli.done((call + " " + dir + "/d/").split(" ")).text().replace(dir + "/d/", dir + "/ld/"),
+                    Cli.done((call + " " + dir + "/ld/").split(" ")).text(), call);
+        }
+        Cli.fails(Exit.FAILED, dir + "/ld/" + ": no symbolic link", "link", dir + "/ld/");
+        assertEquals(path("f") + " is no directory\n", Cli.run("why", dir + "/f/x").text());
     }
 
     @Test

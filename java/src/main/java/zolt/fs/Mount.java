@@ -16,8 +16,13 @@ import java.util.regex.Pattern;
 /**
  * A mount as this process has it: where, what it forbids to everyone, and who decides there (proc(5),
  * mountinfo).
+ *
+ * <pre>{@code
+ * Mount mount = Mount.of("/proc/self").get();
+ * System.out.println(mount); // prints: /proc (proc) type proc
+ * }</pre>
  */
-final class Mount {
+public final class Mount {
     private static final int ID = 0;
     private static final int PARENT = 1;
     private static final int POINT = 4;
@@ -25,6 +30,7 @@ final class Mount {
     private static final int FIRST_TAG = 6;
     /** Type, source and the options of the file system itself follow a "-" behind the tags. */
     private static final int TYPE = 1;
+    private static final int SOURCE = 2;
     private static final int SUPER_OPTIONS = 3;
 
     private static final String FUSE_OWNER = "user_id=";
@@ -40,6 +46,7 @@ final class Mount {
     private final String parent;
     private final String point;
     private final String type;
+    private final String source;
     private final List<String> options;
     private final List<String> superOptions;
 
@@ -54,14 +61,22 @@ final class Mount {
             separator++;
         }
         type = fields[separator + TYPE];
+        source = unescaped(fields[separator + SOURCE]);
         superOptions = Arrays.asList(fields[separator + SUPER_OPTIONS].split(","));
     }
 
     /**
-     * Where a path lies; empty where the table cannot be read, or does not have it: the mount that holds
-     * the root of a plain chroot is outside of what the process sees.
+     * Where a path lies. What is mounted elsewhere a second time (mount(8), --bind) has a mount of its own there.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of("/proc/self").get().point()); // prints: /proc
+     * }</pre>
+     *
+     * @param path a path; links are followed
+     * @return the mount; empty where the path cannot be reached, the table cannot be read, or does not have it: the
+     *     mount that holds the root of a plain chroot is outside of what the process sees
      */
-    static Optional<Mount> of(String path) {
+    public static Optional<Mount> of(String path) {
         try {
             String table = new String(Files.readAllBytes(Paths.get("/proc/thread-self/mountinfo")),
                     StandardCharsets.UTF_8);
@@ -116,7 +131,16 @@ final class Mount {
                 .replace("\\134", "\\");
     }
 
-    String point() {
+    /**
+     * Where it is mounted.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of("/proc/self").get().point()); // prints: /proc
+     * }</pre>
+     *
+     * @return an absolute path
+     */
+    public String point() {
         return point;
     }
 
@@ -129,7 +153,42 @@ final class Mount {
         }
     }
 
-    boolean isReadOnly() {
+    /**
+     * The type of the file system.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of("/proc/self").get().type()); // prints: proc
+     * }</pre>
+     *
+     * @return as mount(8) has it
+     */
+    public String type() {
+        return type;
+    }
+
+    /**
+     * What is mounted, mostly a device.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of("/proc/self").get().source()); // prints: proc
+     * }</pre>
+     *
+     * @return as the table has it
+     */
+    public String source() {
+        return source;
+    }
+
+    /**
+     * Whether nothing may be changed on it.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of(directory).get().isReadOnly()); // prints: false
+     * }</pre>
+     *
+     * @return whether the mount, or the file system itself, is read-only
+     */
+    public boolean isReadOnly() {
         return options.contains("ro") || superOptions.contains("ro");
     }
 
@@ -195,5 +254,11 @@ final class Mount {
         }
         return superOptions.contains("default_permissions") ? Optional.empty()
                 : Optional.of("the program that serves " + point + " (" + type + ") decides");
+    }
+
+    /** As df(1) and mount(8) name them. */
+    @Override
+    public String toString() {
+        return point + " (" + source + ") type " + type;
     }
 }

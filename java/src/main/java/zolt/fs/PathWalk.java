@@ -106,6 +106,9 @@ final class PathWalk {
         component = child;
         if (e instanceof NoSuchFileException) {
             reason = PathFailure.Reason.MISSING;
+            if (!there && !Files.isDirectory(Paths.get(parent))) {
+                component = parent + "/";
+            }
         } else if (!(e instanceof AccessDeniedException)) {
             reason = PathFailure.Reason.OTHER;
         } else if (!there) {

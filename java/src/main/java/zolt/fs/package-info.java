@@ -19,6 +19,7 @@
  * <tr><td>{@link zolt.fs.Identity}, {@link zolt.fs.ThreadIdentity}, {@link
  * zolt.fs.Accounts}</td><td>whose rights a thread has; names and ids</td></tr>
  * <tr><td>{@link zolt.fs.PathFailure}</td><td>why a user does not get at a path</td></tr>
+ * <tr><td>{@link zolt.fs.Mount}</td><td>where a path lies</td></tr>
  * </table>
  *
  * <p>Paths are text and cross into the library as modified UTF-8. Where a class begins with a path ({@code

@@ -1,16 +1,16 @@
 package zolt.tour;
 
 import java.io.IOException;
-import java.nio.file.FileStore;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.TreeMap;
+import zolt.cli.output.Names;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
+import zolt.fs.Mount;
 import zolt.fs.ZoltLibrary;
 
 /** The first stop: what a directory holds, and which file system serves it. */
@@ -49,24 +49,18 @@ final class ListingStop {
             while (listing.hasNext()) {
                 DirectoryEntry entry = listing.next();
                 String kind = entry.type().name().toLowerCase(Locale.ROOT).replace('_', ' ');
+                byte[] name = entry.nameBytes();
                 rows.add(new String[] {
-                    kind, Long.toUnsignedString(entry.inode()), entry.name()});
+                    kind, Long.toUnsignedString(entry.inode()), Names.text(name, name.length)});
                 kinds.merge(kind, 1, Integer::sum);
             }
         }
     }
 
-    private static String fileSystem(Path directory) {
-        try {
-            FileStore store = Files.getFileStore(directory);
-            // A store of this platform prints itself as "/mount/point (device)".
-            String text = store.toString();
-            String mountPoint =
-                    text.substring(0, text.length() - store.name().length() - " ()".length());
-            return ZoltLibrary.device(mountPoint, store.type()) + " on " + mountPoint + " type "
-                    + store.type();
-        } catch (IOException e) {
-            return "a file system that the mount table does not show (" + e.getMessage() + ")";
-        }
+    private static String fileSystem(Path directory) throws IOException {
+        Mount mount = Mount.of(directory.toString()).orElse(null);
+        return mount == null ? "a file system that the mount table does not show"
+                : ZoltLibrary.device(mount.point(), mount.type()) + " on " + mount.point() + " type "
+                        + mount.type();
     }
 }

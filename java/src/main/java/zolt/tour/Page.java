@@ -24,12 +24,11 @@ final class Page {
     }
 
     void line(String text) {
-        out.println("  " + painted(text));
+        out.println("  " + painted(shown.apply(text)));
     }
 
     /** On a terminal, what is refused in red, and where blocks lie in green. */
-    private String painted(String line) {
-        String text = shown.apply(line);
+    private String painted(String text) {
         return coloured ? text.replaceAll("([A-Za-z]*Exception)", "\033[31m$1\033[0m")
                 .replaceAll("(#+)", "\033[32m$1\033[0m") : text;
     }

@@ -20,6 +20,8 @@ import zolt.cli.CliFixture;
 import zolt.cli.Tool;
 import zolt.cli.Value;
 import zolt.cli.output.Exit;
+import zolt.fs.Acl;
+import zolt.fs.AclEntry;
 
 /** The verdicts are those of the kernel, which is asked in a process of the user. */
 class WhyTest extends CliFixture {
@@ -319,6 +321,54 @@ class WhyTest extends CliFixture {
         } finally {
             Tool.raw("umount", path("ro"), path("ram"));
         }
+    }
+
+    /** A mask is for all named users and for all groups: it grows no more than it must, and for whom is said. */
+    @Test
+    void whomElseARemedyLetsInIsSaid() throws Exception {
+        Tool.sh("cd $1; for f in e s n o; do touch $f; chmod 640 $f; setfacl -m u:bin:rwx,u:sync:r,g:sys:rw,m::r $f; done;"
+                + " setfacl -m m::- e; setfacl -m u:nobody:r,m::rw n; chown nobody o; chmod u= o;"
+                + " touch p; setfacl -m u:bin:r p; chmod o= p", dir.toString());
+        String[][] told = {{"e", "r", "u:nobody:r--,m::r--", "user:bin:r--, user:sync:r--, group::r--, group:sys:r--"},
+            {"s", "r", "u:nobody:r--,m::r--", null}, {"s", "w", "u:nobody:rw-,m::rw-", "user:bin:rw-, group:sys:rw-"},
+            {"n", "w", "u:nobody:rw-,m::rw-", null}, {"o", "r", "u::r--,m::r--", null}, {"p", "r", "u:nobody:r--", null}};
+        for (String[] each : told) {
+            String path = path(each[0]);
+            Cli run = Cli.run("why", "--as", "nobody", "--for", each[1], path);
+            String more = each[3] == null ? "" : "  which also gives " + each[3]
+                    + ": the mask takes less from them then\n";
+            assertTrue(run.text().endsWith("  to permit it: zolt acl modify " + each[2] + " " + path + "\n" + more),
+                    run.text());
+            Map<String, Object> verdict = Value.object(Cli.run("why", "--json", "--as", "nobody", "--for", each[1], path)
+                    .text().trim());
+            assertEquals(each[3] == null ? List.of() : List.of(each[3].split(", ")), verdict.get("alsoGives"));
+
+            Acl before = Acl.get(path);
+            Cli.done("acl", "modify", each[2], path);
+            Acl after = Acl.get(path);
+            List<String> given = new ArrayList<>();
+            for (AclEntry entry : before.entries()) {
+                AclEntry now = after.entries().stream().filter(one -> one.type() == entry.type()
+                        && one.id() == entry.id()).findFirst().get();
+                if (entry.type() != AclEntry.Type.MASK && entry.type() != AclEntry.Type.OWNER
+                        && !entry.name().equals("nobody")
+                        && (after.effective(now) & ~before.effective(entry)) != 0) {
+                    given.add(now.withPermissions(after.effective(now)).toString());
+                }
+            }
+            assertEquals(verdict.get("alsoGives"), given, path);
+        }
+    }
+
+    /** To look is to follow a link, as stat does with -L; the help says so. */
+    @Test
+    void aLookFollowsLinks() throws Exception {
+        Tool.sh("cd $1; ln -s none l", dir.toString());
+        assertEquals(path("none") + " does not exist\n", Cli.run("why", "--for", "look", path("l")).text());
+        assertEquals(Exit.NOT_FOUND, Cli.run("stat", "-L", path("l")).code);
+        Cli.done("stat", path("l"));
+        String help = Cli.done("why", "--help").text().replaceAll("\\s+", " ");
+        assertTrue(help.contains("look is what stat -L does"), help);
     }
 
     @Test

@@ -81,6 +81,25 @@ class DoctorTest extends CliFixture {
         assertTrue(Files.exists(dir.resolve("file")));
     }
 
+    /** What is mounted a second time lies where it is mounted then. */
+    @Test
+    void aMountOfAFolderIsNamed() throws Exception {
+        String bound = Files.createDirectory(dir.resolve("bou nd")).toString();
+        Assumptions.assumeTrue(new ProcessBuilder("sh", "-c", "mkdir \"$1/of\" && mount --bind \"$1/of\" \"$1/bou nd\"",
+                "sh", dir.toString()).start().waitFor() == 0, "this process may not mount");
+        try {
+            assertTrue(findings(Cli.done("doctor", "--json", bound)).get("mount").get("found").toString()
+                    .startsWith(bound + " ("));
+            assertTrue(Cli.done("tour", bound).text().contains(" on " + bound + " type "));
+            Tool.raw("mount", "-o", "remount,bind,ro", bound);
+            Map<String, Object> mount = findings(Cli.run("doctor", "--json", bound)).get("mount");
+            assertEquals("fail", mount.get("verdict"));
+            assertTrue(mount.get("found").toString().endsWith(" is mounted read-only"), mount.toString());
+        } finally {
+            Tool.raw("umount", bound);
+        }
+    }
+
     @Test
     void aFileSystemThatIsFullFails() throws Exception {
         Map<String, String> kinds = Map.of("size=4k", "no space is left on ", "nr_inodes=1",

@@ -121,6 +121,12 @@ abstract class Action implements Callable<Integer> {
         }
     }
 
+    static void checkDepth(String option, int depth) throws Failure {
+        if (depth < 0) {
+            throw new Failure(Exit.USAGE, depth + ": " + option + " takes a whole number, 0 or more");
+        }
+    }
+
     private void take(String path, Step step) {
         try {
             if (path.isEmpty()) { // of which Java makes the current folder

@@ -3,7 +3,6 @@ package zolt.cli.commands;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
-import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayDeque;
 import java.util.Collections;
@@ -68,6 +67,7 @@ final class DuCommand extends Action {
         if (summarize && all) {
             throw new Failure(Exit.USAGE, "-s and -a exclude each other");
         }
+        checkDepth("--max-depth", depth);
         depth = summarize ? 0 : depth;
         mayOverlap = paths != null && (paths.size() > 1 || paths.contains(STANDARD_INPUT));
         FileStatus reader = new FileStatus();
@@ -99,7 +99,7 @@ final class DuCommand extends Action {
             sums.push(new long[1]); // also where what follows fails: the walk enters and leaves it
         }
         // The library's record has no number of names.
-        Map<String, Object> found = attributes(Paths.get(node.path));
+        Map<String, Object> found = attributes(node.path);
         if (hasCounted(node, found)) {
             if (node.isDirectory()) {
                 sums.pop();
@@ -118,8 +118,9 @@ final class DuCommand extends Action {
         return true;
     }
 
-    private static Map<String, Object> attributes(Path path) throws IOException {
-        return Files.readAttributes(path, "unix:size,nlink,ino,dev", LinkOption.NOFOLLOW_LINKS);
+    private static Map<String, Object> attributes(String path) throws IOException {
+        LinkOption[] options = path.endsWith("/") ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
+        return Files.readAttributes(Paths.get(path), "unix:size,nlink,ino,dev", options);
     }
 
     private static String id(Map<String, Object> attributes) {
@@ -137,7 +138,7 @@ final class DuCommand extends Action {
         }
         return node.depth > 0 ? seen.contains(id)
                 : !seen.add(id) || seen.contains(id(attributes(Paths.get(node.path).toAbsolutePath().getParent()
-                        .toRealPath())));
+                        .toRealPath().toString())));
     }
 
     private void print(String path, int at, long bytes) {

@@ -1,7 +1,6 @@
 package zolt.cli.commands;
 
 import java.io.IOException;
-import java.nio.charset.StandardCharsets;
 import java.time.Instant;
 import java.time.ZoneId;
 import java.time.format.DateTimeFormatter;
@@ -74,12 +73,6 @@ final class Entries {
 
     /** Shows a path by itself. */
     void show(String path) throws IOException {
-        byte[] name = path.getBytes(StandardCharsets.UTF_8);
-        if (!json && !details) {
-            session.show(name, name.length);
-            out.endName();
-            return;
-        }
         show(path, Facts.of(path, false, reader));
     }
 

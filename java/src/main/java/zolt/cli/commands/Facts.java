@@ -40,8 +40,12 @@ final class Facts {
 
     /** Of a path itself or, when following, of what it leads to. */
     static Facts of(String path, boolean follow, FileStatus reader) throws IOException {
-        return follow || !Files.isSymbolicLink(Paths.get(path)) ? ofTarget(path, true, reader)
-                : ofLink(path);
+        return follow || !isLink(path) ? ofTarget(path, true, reader) : ofLink(path);
+    }
+
+    /** A slash at the end follows a link, as in every call of the kernel; Java leaves it out. */
+    static boolean isLink(String path) {
+        return !path.endsWith("/") && Files.isSymbolicLink(Paths.get(path));
     }
 
     /** Of what a path leads to. */

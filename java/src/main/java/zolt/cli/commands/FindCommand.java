@@ -104,6 +104,8 @@ final class FindCommand extends Action {
 
     @Override
     void run() throws IOException, Failure {
+        checkDepth("--mindepth", mindepth);
+        checkDepth("--maxdepth", maxdepth);
         out.endNamesWith(nul || print0 ? '\0' : '\n');
         conditions();
         FileStatus reader = new FileStatus();

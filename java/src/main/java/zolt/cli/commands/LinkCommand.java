@@ -1,7 +1,5 @@
 package zolt.cli.commands;
 
-import java.nio.file.Files;
-import java.nio.file.Paths;
 import java.util.List;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Parameters;
@@ -25,7 +23,7 @@ final class LinkCommand extends Action {
     void run() {
         forEach(paths, path -> {
             FileOperations.inode(path, false);
-            if (!Files.isSymbolicLink(Paths.get(path))) {
+            if (!Facts.isLink(path)) {
                 throw new Failure(Exit.FAILED, "no symbolic link");
             }
             byte[] target = FileOperations.linkTarget(path);

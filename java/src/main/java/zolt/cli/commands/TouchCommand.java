@@ -1,6 +1,5 @@
 package zolt.cli.commands;
 
-import java.nio.file.Paths;
 import java.time.DateTimeException;
 import java.time.Instant;
 import java.time.LocalDate;
@@ -14,6 +13,7 @@ import picocli.CommandLine.Parameters;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Failure;
 import zolt.cli.output.Json;
+import zolt.cli.output.Names;
 import zolt.cli.output.Session;
 import zolt.fs.FileOperations;
 
@@ -45,7 +45,7 @@ final class TouchCommand extends Action {
         Instant time = date == null ? Instant.now() : parse(date);
         boolean both = modified == accessed;
         forEach(paths, path -> {
-            FileOperations.setTimes(Paths.get(path).toAbsolutePath().toString(),
+            FileOperations.setTimes(Names.absolute(path),
                     both || modified ? time : null, both || accessed ? time : null);
             done(new Json().put("path", path).put("time", time.toString()));
         });

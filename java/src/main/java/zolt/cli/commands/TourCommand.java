@@ -38,10 +38,12 @@ final class TourCommand extends Action {
             session.fail(directory, e);
             return;
         }
-        Path path = Paths.get(directory).toAbsolutePath().normalize();
+        Path path = Paths.get(directory).toAbsolutePath();
+        // What ".." is of a link is not what it is written behind.
+        path = path.toString().contains("..") ? path : path.normalize();
         PrintStream page = new PrintStream(out, true, "UTF-8");
         try {
-            Tour.take(page, session.outIsTerminal, Shown::line, path,
+            Tour.take(page, session.outIsTerminal, Shown::name, path,
                     Rights.now().has(Rights.SETUID, Rights.SETGID));
         } catch (InterruptedException e) {
             throw new Failure(Exit.FAILED, "interrupted");

@@ -21,7 +21,7 @@ final class WhoamiCommand extends Action {
     void run() throws IOException {
         ThreadIdentity now = ThreadIdentity.now();
         if (!json) {
-            out.line(Shown.line(now.toString()));
+            out.line(Shown.name(now.toString()));
             return;
         }
         List<Json> groups = new ArrayList<>();

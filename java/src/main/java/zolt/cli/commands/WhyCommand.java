@@ -3,6 +3,7 @@ package zolt.cli.commands;
 import java.io.IOException;
 import java.util.List;
 import java.util.Optional;
+import java.util.stream.Collectors;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -42,7 +43,8 @@ final class WhyCommand extends Action {
 
     @Option(names = "--for", paramLabel = "WHAT", defaultValue = "r",
             description = "r: to read it (default); w: to write it; x: to execute or search it; d: to"
-                    + " remove or rename it; look: to see its status.")
+                    + " remove or rename it; look: to see its status. A link at the end is followed, but not to"
+                    + " remove it: look is what stat -L does.")
     Purpose purpose;
 
     @Parameters(paramLabel = "PATH", arity = "1..*", description = "What is refused.")
@@ -66,7 +68,7 @@ final class WhyCommand extends Action {
             } else if (found.isPresent()) {
                 explain(found.get());
             } else {
-                out.line(Shown.line(user + " may " + purpose.verb + " " + path));
+                out.line(Shown.name(user + " may " + purpose.verb + " " + path));
             }
             if (found.isPresent()) {
                 session.answer(code(found.get()));
@@ -87,10 +89,15 @@ final class WhyCommand extends Action {
     }
 
     private void explain(PathFailure failure) {
-        out.line(Shown.line(failure.explain()));
+        out.line(Shown.name(failure.explain()));
         String remedy = Remedy.of(failure);
         if (remedy != null) {
             out.line("  to permit it: " + remedy);
+        }
+        List<String> others = others(failure);
+        if (!others.isEmpty()) {
+            out.line(Shown.name("  which also gives " + String.join(", ", others)
+                    + ": the mask takes less from them then"));
         }
     }
 
@@ -113,6 +120,11 @@ final class WhyCommand extends Action {
                     .put("mode", String.format("%04o", failure.mode() & 07777))
                     .put("entry", failure.decidingEntry().map(AclEntry::toString).orElse(null));
         }
-        return object.put("remedy", Remedy.of(failure));
+        return object.put("remedy", Remedy.of(failure)).put("alsoGives", others(failure));
+    }
+
+    /** Whom else the remedy lets in, with what they have then. */
+    private static List<String> others(PathFailure failure) {
+        return Remedy.alsoGiven(failure).stream().map(AclEntry::toString).collect(Collectors.toList());
     }
 }

@@ -3,12 +3,12 @@ package zolt.cli.doctor;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.channels.FileChannel;
-import java.nio.file.FileStore;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.StandardOpenOption;
 import java.util.Arrays;
+import zolt.cli.output.Failure;
 import zolt.fs.Acl;
 import zolt.fs.AclEntry;
 import zolt.fs.BlockLocations;
@@ -16,6 +16,7 @@ import zolt.fs.DirectoryListing;
 import zolt.fs.ExtendedAttributes;
 import zolt.fs.FileStatus;
 import zolt.fs.Lease;
+import zolt.fs.Mount;
 import zolt.fs.PathFailure;
 
 /** What the doctor tries on a file system. */
@@ -36,7 +37,7 @@ public final class FileSystemChecks {
         try {
             status.readFast(path);
         } catch (IOException e) {
-            findings.fail("status", path + ": " + e.getMessage(),
+            findings.fail("status", Failure.about(path, e).getMessage(),
                     "zolt why --for look " + Remedy.quoted(path));
             return;
         }
@@ -111,17 +112,14 @@ public final class FileSystemChecks {
     }
 
     private void mount() {
-        try {
-            FileStore store = Files.getFileStore(Paths.get(path));
-            if (store.isReadOnly()) {
-                findings.fail("mount", store + " type " + store.type() + " is mounted read-only",
-                        "mount it for writing");
-            } else {
-                findings.ok("mount", store + " type " + store.type());
-            }
-        } catch (IOException e) {
-            findings.warn("mount", "the mount table does not show it: " + e.getMessage(),
-                    "see /etc/mtab, which should lead to /proc/self/mounts");
+        Mount mount = Mount.of(path).orElse(null);
+        if (mount == null) {
+            findings.warn("mount", "the mount table does not show it, as in a chroot whose root is no mount point",
+                    "see /proc/self/mountinfo");
+        } else if (mount.isReadOnly()) {
+            findings.fail("mount", mount + " is mounted read-only", "mount it for writing");
+        } else {
+            findings.ok("mount", mount.toString());
         }
     }
 

@@ -43,7 +43,7 @@ public final class Findings {
             return;
         }
         session.out.text(session.styled(style, verdict) + "    ".substring(verdict.length() - 1));
-        session.out.line(String.format("%-16s %s", check, Shown.line(what)));
+        session.out.line(String.format("%-16s %s", check, Shown.name(what)));
         if (mend != null) {
             session.out.line(String.format("%21s mend: %s", "", Shown.line(mend)));
         }

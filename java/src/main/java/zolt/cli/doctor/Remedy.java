@@ -1,5 +1,7 @@
 package zolt.cli.doctor;
 
+import java.util.ArrayList;
+import java.util.List;
 import zolt.cli.output.Shown;
 import zolt.fs.Accounts;
 import zolt.fs.Acl;
@@ -39,23 +41,54 @@ public final class Remedy {
         if (deciding == null || !failure.refused().isPresent()) {
             return null;
         }
-        Acl acl = failure.acl();
         int bit = bit(failure.refused().get());
-        String entries;
-        if (deciding.type() == AclEntry.Type.OWNER) {
-            entries = "u::" + AclEntry.letters(deciding.permissions() | bit);
-        } else {
-            // An entry of one's own comes before those of groups and others, and is to give what they do.
-            int wanted = failure.permitted() | bit;
-            entries = "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclEntry.letters(wanted);
-            for (AclEntry entry : acl.entries()) {
-                if (entry.scope() == AclEntry.Scope.ACCESS && entry.type() == AclEntry.Type.MASK
-                        && (entry.permissions() & wanted) != wanted) {
-                    entries += ",m::" + AclEntry.letters(entry.permissions() | wanted);
-                }
+        String entry = deciding.type() == AclEntry.Type.OWNER
+                ? "u::" + AclEntry.letters(deciding.permissions() | bit)
+                : "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclEntry.letters(wanted(failure));
+        AclEntry mask = mask(failure.acl());
+        // Without a word about the mask it would become all that the entries come to, for all of them.
+        boolean grows = mask != null && failure.acl().entries().stream().anyMatch(each -> isMasked(each)
+                && (each.permissions() & ~mask.permissions()) != 0);
+        boolean named = mask != null && (grows || (wanted(failure) & ~mask.permissions()) != 0);
+        return "zolt acl modify " + quoted(named ? entry + ",m::" + AclEntry.letters(mask.permissions()
+                | wanted(failure)) : entry) + " " + quoted(failure.component());
+    }
+
+    /**
+     * Whom else a change of the list lets in: a mask is for all named users and for all groups.
+     *
+     * @return entries with what they come to then; empty for none
+     */
+    public static List<AclEntry> alsoGiven(PathFailure failure) {
+        List<AclEntry> given = new ArrayList<>();
+        AclEntry mask = mask(failure.acl());
+        if (mask == null || ofList(failure) == null) {
+            return given;
+        }
+        int after = mask.permissions() | wanted(failure);
+        for (AclEntry each : failure.acl().entries()) {
+            boolean own = each.type() == AclEntry.Type.USER && each.id() == failure.who().uid();
+            if (isMasked(each) && !own && (each.permissions() & after & ~mask.permissions()) != 0) {
+                given.add(each.withPermissions(each.permissions() & after));
             }
         }
-        return "zolt acl modify " + quoted(entries) + " " + quoted(failure.component());
+        return given;
+    }
+
+    /** What an entry of one's own is to give, which comes before those of groups and others; 0 for an owner. */
+    private static int wanted(PathFailure failure) {
+        return failure.decidingEntry().get().type() == AclEntry.Type.OWNER ? 0
+                : failure.permitted() | bit(failure.refused().get());
+    }
+
+    private static AclEntry mask(Acl acl) {
+        return acl.entries().stream().filter(entry -> entry.scope() == AclEntry.Scope.ACCESS
+                && entry.type() == AclEntry.Type.MASK).findFirst().orElse(null);
+    }
+
+    private static boolean isMasked(AclEntry entry) {
+        return entry.scope() == AclEntry.Scope.ACCESS && (entry.type() == AclEntry.Type.USER
+                || entry.type() == AclEntry.Type.GROUP || entry.type() == AclEntry.Type.OWNING_GROUP);
     }
 
     private static String option(PathFailure.Reason reason) {

@@ -1,12 +1,11 @@
 package zolt.cli.doctor;
 
+import java.io.File;
 import java.io.IOException;
 import java.nio.file.AccessDeniedException;
-import java.nio.file.FileStore;
 import java.nio.file.FileSystemException;
-import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
-import java.nio.file.Paths;
+import zolt.fs.Mount;
 
 /** A file system that has nothing left to give: no space, no inodes, or no more of either for a user. */
 final class Shortage {
@@ -23,14 +22,13 @@ final class Shortage {
         if (!reason.startsWith("No space left on device")) {
             return null;
         }
-        try {
-            FileStore store = Files.getFileStore(Paths.get(path));
-            long free = store.getUsableSpace();
-            return (free > 0 ? "no inodes are left (" + free + " bytes of space are)" : "no space is left") + " on "
-                    + store;
-        } catch (IOException unknown) {
+        File file = new File(path);
+        if (file.getTotalSpace() == 0) {
             return "no space or no inodes are left";
         }
+        long free = file.getUsableSpace();
+        return (free > 0 ? "no inodes are left (" + free + " bytes of space are)" : "no space is left")
+                + Mount.of(path).map(mount -> " on " + mount).orElse("");
     }
 
     /** The system's text, without what Java puts before it. */

@@ -2,7 +2,10 @@ package zolt.cli.output;
 
 import java.nio.file.AccessDeniedException;
 import java.nio.file.FileSystemException;
+import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.nio.file.Paths;
 import zolt.fs.AttributeExistsException;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.LeaseHeldException;
@@ -13,6 +16,7 @@ public final class Failure extends Exception {
     private static final long serialVersionUID = 1L;
     private static final String SEPARATOR = ": ";
     private static final String MISSING = "No such file or directory";
+    private static final String NO_DIRECTORY = "Not a directory";
     private static final String DENIED = "Permission denied";
     private static final String NOT_PERMITTED = "Operation not permitted";
     /** What natives say before the path, if anything. */
@@ -37,6 +41,9 @@ public final class Failure extends Exception {
         String reason = reason(path, e);
         if (e instanceof AccessDeniedException) {
             return new Failure(Exit.DENIED, reason);
+        }
+        if (e instanceof NoSuchFileException && leadsThroughFile(path)) {
+            return new Failure(Exit.FAILED, NO_DIRECTORY);
         }
         if (e instanceof NoSuchFileException) {
             String remedy = DirectoryEntry.isReachable(path) ? "" : " (" + Names.UNREACHABLE + ")";
@@ -74,6 +81,17 @@ public final class Failure extends Exception {
             }
         }
         return e instanceof NoSuchFileException ? MISSING : e instanceof AccessDeniedException ? DENIED : message;
+    }
+
+    /** Of a path through something that is no directory, the library says as HDFS does that it is not there. */
+    private static boolean leadsThroughFile(String path) {
+        for (int slash = path.lastIndexOf('/'); slash > 0; slash = path.lastIndexOf('/', slash - 1)) {
+            Path parent = Paths.get(path.substring(0, slash));
+            if (Files.exists(parent)) {
+                return !Files.isDirectory(parent);
+            }
+        }
+        return false;
     }
 
     /**

@@ -7,6 +7,7 @@ import java.nio.charset.CharacterCodingException;
 import java.nio.charset.CharsetDecoder;
 import java.nio.charset.CoderResult;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Paths;
 
 /** Names of files as text. */
 public final class Names {
@@ -62,6 +63,12 @@ public final class Names {
 
     static boolean isByte(int character) {
         return FIRST_BYTE <= character && character <= LAST_BYTE;
+    }
+
+    /** The path from the root on, with the slash at its end, which says that it is a directory's. */
+    public static String absolute(String path) {
+        String absolute = Paths.get(path).toAbsolutePath().toString();
+        return path.endsWith("/") && !absolute.endsWith("/") ? absolute + "/" : absolute;
     }
 
     public static String join(String directory, String name) {

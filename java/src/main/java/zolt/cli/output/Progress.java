@@ -17,14 +17,14 @@ public final class Progress {
 
     public void step(String where) {
         if ((++steps & STEPS_BETWEEN_LOOKS) == 0 && isDue(session.outIsTerminal)) {
-            show(steps + " entries, in " + Shown.line(where));
+            show(steps + " entries, in " + Shown.name(where));
         }
     }
 
     /** The same where little or nothing is printed on the way; whoever prints something clears this first. */
     public void stepInSilence(String where) {
         if ((++steps & STEPS_BETWEEN_LOOKS) == 0 && isDue(false)) {
-            show(steps + " entries, in " + Shown.line(where));
+            show(steps + " entries, in " + Shown.name(where));
         }
     }
 
@@ -43,7 +43,7 @@ public final class Progress {
     }
 
     private static String percent(long done, long all, String what) {
-        return 100 * done / all + " % of " + all + " blocks, in " + Shown.line(what);
+        return 100 * done / all + " % of " + all + " blocks, in " + Shown.name(what);
     }
 
     private boolean isDue(boolean seenElsewhere) {

@@ -62,14 +62,14 @@ public final class Session {
             Json error = path == null ? new Json() : new Json().put("path", path);
             err.println(error.put("error", what).put("exit", failed));
         } else {
-            err.println("zolt: " + (path == null ? "" : Shown.name(path) + ": ") + Shown.line(what));
+            err.println("zolt: " + (path == null ? "" : Shown.name(path) + ": ") + Shown.name(what));
         }
     }
 
     /** Says something that is no failure, where failures are said. */
     public void say(String line) {
         out.flush();
-        err.println(json ? new Json().put("note", line).toString() : "zolt: " + Shown.line(line));
+        err.println(json ? new Json().put("note", line).toString() : "zolt: " + Shown.name(line));
     }
 
     /** Takes part in the exit code: what all agree on, or a failure. */

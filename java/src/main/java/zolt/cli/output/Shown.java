@@ -26,7 +26,10 @@ public final class Shown {
 
     private Shown() {}
 
-    /** A name by itself. A backslash is two, so that different names look different. */
+    /**
+     * A name by itself, or a message, whose own words have no backslash. One in a name is two, so that different
+     * names look different.
+     */
     public static String name(String name) {
         return text(name, "\\");
     }
@@ -35,7 +38,7 @@ public final class Shown {
         return name(Names.text(name, length));
     }
 
-    /** A line in which there are names, or values that have backslashes of their own. */
+    /** A line with backslashes of its own: a value, or a command for a shell. */
     public static String line(String line) {
         return text(line, "");
     }
