@@ -28,27 +28,15 @@ import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants;
 import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 import org.apache.hadoop.hdfs.protocol.proto.ClientNamenodeProtocolProtos.ClientNamenodeProtocol;
-import org.apache.hadoop.hdfs.protocol.proto.DatanodeProtocolProtos.DatanodeProtocolService;
-import org.apache.hadoop.hdfs.protocol.proto.NamenodeProtocolProtos.NamenodeProtocolService;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolServerSideTranslatorPB;
-import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolPB;
-import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolServerSideTranslatorPB;
-import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolPB;
-import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
-import org.apache.hadoop.hdfs.server.protocol.DatanodeProtocol;
-import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocol;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.security.AccessControlException;
-import org.apache.hadoop.tools.GetUserMappingsProtocol;
-import org.apache.hadoop.tools.proto.GetUserMappingsProtocolProtos.GetUserMappingsProtocolService;
-import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolPB;
-import org.apache.hadoop.tools.protocolPB.GetUserMappingsProtocolServerSideTranslatorPB;
 import org.apache.hadoop.util.DataChecksum;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -105,10 +93,11 @@ public final class NameNodeServer implements AutoCloseable {
         List<Object> subjects = subjects(conf, parts, root, datanodes,
                 new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, state.safeMode());
         server = server(conf, Dispatch.serve(ClientProtocol.class, subjects, users, state));
-        serve(conf, Dispatch.serve(DatanodeProtocol.class, List.of(new DatanodeCalls(namespace, datanodes, keys)),
-                new DatanodeAdmission(conf, callers), state));
-        serve(conf, Dispatch.serve(NamenodeProtocol.class, List.of(new NamenodeCalls(namespace)), users, state));
-        serve(conf, Dispatch.serve(GetUserMappingsProtocol.class, List.of(new GroupsOfUsers(folder.names())), users, state));
+        Protocols others = new Protocols(conf, server, state);
+        others.datanodes(new DatanodeCalls(namespace, datanodes, keys), new DatanodeAdmission(conf, callers));
+        others.namenodes(new NamenodeCalls(namespace), users);
+        others.groups(new GroupsOfUsers(folder.names()), users);
+        others.refreshing(new Refreshing(server, callers, authorizes(conf)), users);
         page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();
 
@@ -189,7 +178,7 @@ public final class NameNodeServer implements AutoCloseable {
                         DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT))
                 .setVerbose(false)
                 .build();
-        if (conf.getBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, false)) {
+        if (authorizes(conf)) {
             server.refreshServiceAcl(conf, new HDFSPolicyProvider());
         }
         server.addTerseExceptions(FileNotFoundException.class, HadoopIllegalArgumentException.class,
@@ -201,21 +190,8 @@ public final class NameNodeServer implements AutoCloseable {
         return server;
     }
 
-    private void serve(Configuration conf, DatanodeProtocol datanodes) throws IOException {
-        int most = conf.getInt(CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH,
-                CommonConfigurationKeys.IPC_MAXIMUM_DATA_LENGTH_DEFAULT);
-        DFSUtil.addInternalPBProtocol(conf, DatanodeProtocolPB.class, DatanodeProtocolService
-                .newReflectiveBlockingService(new DatanodeProtocolServerSideTranslatorPB(datanodes, most)), server);
-    }
-
-    private void serve(Configuration conf, NamenodeProtocol namenodes) throws IOException {
-        DFSUtil.addInternalPBProtocol(conf, NamenodeProtocolPB.class, NamenodeProtocolService
-                .newReflectiveBlockingService(new NamenodeProtocolServerSideTranslatorPB(namenodes)), server);
-    }
-
-    private void serve(Configuration conf, GetUserMappingsProtocol groups) throws IOException {
-        DFSUtil.addInternalPBProtocol(conf, GetUserMappingsProtocolPB.class, GetUserMappingsProtocolService
-                .newReflectiveBlockingService(new GetUserMappingsProtocolServerSideTranslatorPB(groups)), server);
+    private static boolean authorizes(Configuration conf) {
+        return conf.getBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, false);
     }
 
     /** Where it serves. */

@@ -40,6 +40,11 @@ public final class Callers {
         return known;
     }
 
+    /** The user database is asked again for everybody. */
+    public void forget() {
+        callers.clear();
+    }
+
     private Caller lookUp(String user) throws IOException {
         if (user.equals(Caller.SERVICE.user())) {
             return Caller.SERVICE;

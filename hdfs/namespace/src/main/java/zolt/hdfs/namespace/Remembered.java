@@ -49,6 +49,10 @@ public final class Remembered<K, V> {
         answers.remove(key);
     }
 
+    public synchronized void clear() {
+        answers.clear();
+    }
+
     public synchronized int size() {
         return answers.size();
     }
