@@ -22,6 +22,11 @@ import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants.DatanodeReportType;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeRegistration;
 import org.apache.hadoop.hdfs.server.protocol.StorageReport;
+import org.apache.hadoop.net.CachedDNSToSwitchMapping;
+import org.apache.hadoop.net.DNSToSwitchMapping;
+import org.apache.hadoop.net.NetworkTopology;
+import org.apache.hadoop.net.ScriptBasedMapping;
+import org.apache.hadoop.util.ReflectionUtils;
 import org.apache.hadoop.util.Time;
 
 /** The DataNodes that report: known as long as they do, and forgotten without loss. */
@@ -32,14 +37,16 @@ final class Datanodes {
     /** One DataNode, as it last described itself. */
     static final class Node {
         private final DatanodeRegistration registration;
+        private final String rack;
         private volatile StorageReport[] storages = {};
         private volatile int transfers;
         private volatile int keys;
         private volatile long lastHeard;
         private volatile long lastHeardDate = Time.now();
 
-        private Node(DatanodeRegistration registration, int keys, long now) {
+        private Node(DatanodeRegistration registration, String rack, int keys, long now) {
             this.registration = registration;
+            this.rack = rack;
             this.keys = keys;
             lastHeard = now;
         }
@@ -60,7 +67,7 @@ final class Datanodes {
             return new DatanodeInfoBuilder().setNodeID(registration).setCapacity(capacity).setDfsUsed(used)
                     .setRemaining(remaining).setBlockPoolUsed(used).setXceiverCount(transfers)
                     .setLastUpdate(lastHeardDate).setLastUpdateMonotonic(lastHeard)
-                    .setNetworkLocation("/default-rack").build();
+                    .setNetworkLocation(rack).build();
         }
 
         /** The node with the storage that holds every block of the file system: the first, since all are the same. */
@@ -74,6 +81,7 @@ final class Datanodes {
     /** How long a DataNode may be silent until it counts as dead: ten of its heartbeats, in milliseconds. */
     private final long silence;
     private final LongSupplier clock;
+    private final DNSToSwitchMapping racks;
     private final Map<String, Node> nodes = new LinkedHashMap<>();
     private int turn;
 
@@ -84,23 +92,36 @@ final class Datanodes {
     /** @param clock milliseconds */
     Datanodes(Configuration conf, LongSupplier clock) {
         this.clock = clock;
+        racks = ReflectionUtils.newInstance(conf.getClass(DFSConfigKeys.NET_TOPOLOGY_NODE_SWITCH_MAPPING_IMPL_KEY,
+                ScriptBasedMapping.class, DNSToSwitchMapping.class), conf);
         long interval = 1000 * conf.getTimeDuration(DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_KEY,
                 DFSConfigKeys.DFS_HEARTBEAT_INTERVAL_DEFAULT, TimeUnit.SECONDS);
         silence = Math.max(10 * interval, 10_000);
     }
 
     /** Notes a DataNode, in the place of one at its address; those that have long been dead are forgotten. */
-    synchronized void register(DatanodeRegistration registration, InetAddress from, int keys) throws IOException {
+    void register(DatanodeRegistration registration, InetAddress from, int keys) throws IOException {
         if (from != null) {
             registration.setIpAddr(from.getHostAddress());
             registration.setPeerHostName(from.getHostName());
         }
+        register(registration, rackOf(registration), keys);
+    }
+
+    /** By whatever tells Hadoop's own NameNode, which may be a script. */
+    private String rackOf(DatanodeID node) {
+        boolean byAddress = racks instanceof CachedDNSToSwitchMapping;
+        List<String> found = racks.resolve(List.of(byAddress ? node.getIpAddr() : node.getHostName()));
+        return found == null || found.isEmpty() ? NetworkTopology.DEFAULT_RACK : found.get(0);
+    }
+
+    private synchronized void register(DatanodeRegistration registration, String rack, int keys) throws IOException {
         nodes.values().removeIf(node -> silentFor(node) > FORGOTTEN_MILLIS
                 || node.registration.getXferAddr().equals(registration.getXferAddr()));
         if (nodes.size() >= MOST) {
             throw new IOException("too many DataNodes");
         }
-        nodes.put(registration.getDatanodeUuid(), new Node(registration, keys, clock.getAsLong()));
+        nodes.put(registration.getDatanodeUuid(), new Node(registration, rack, keys, clock.getAsLong()));
     }
 
     /** Notes a heartbeat; false for a node that has to register. */
