@@ -25,29 +25,29 @@ final class AclCalls {
         acls = new Acls(parts.folder());
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("modify ACL entries on")
     void modifyAclEntries(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.merge(now, aclSpec));
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("remove ACL entries on")
     void removeAclEntries(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.remove(now, aclSpec));
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("remove default ACL entries on")
     void removeDefaultAcl(String src) throws IOException {
         acls.change(HdfsPath.of(src), AclRules::removeDefault);
     }
 
     /** Leaves the entries of the mode, with the group's own and not the mask. */
-    @Dispatch.Changes
+    @Dispatch.Changes("remove ACL on")
     void removeAcl(String src) throws IOException {
         acls.change(HdfsPath.of(src), now -> now.stream().filter(entry -> entry.getScope() == AclEntryScope.ACCESS
                 && entry.getName() == null && entry.getType() != AclEntryType.MASK).toList());
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set ACL on")
     void setAcl(String src, List<AclEntry> aclSpec) throws IOException {
         acls.change(HdfsPath.of(src), now -> AclRules.replace(now, aclSpec));
     }

@@ -16,22 +16,22 @@ final class AttributeCalls {
         attributes = parts.attributes();
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set permission for")
     void setPermission(String src, FsPermission permission) throws IOException {
         attributes.mode(HdfsPath.of(src), permission.toShort());
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set owner for")
     void setOwner(String src, String username, String groupname) throws IOException {
         attributes.owner(HdfsPath.of(src), username, groupname);
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set times")
     void setTimes(String src, long mtime, long atime) throws IOException {
         attributes.times(HdfsPath.of(src), mtime, atime);
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set replication for")
     boolean setReplication(String src, short replication) throws IOException {
         return attributes.replication(HdfsPath.of(src), requireCopies(src, replication));
     }
@@ -40,7 +40,8 @@ final class AttributeCalls {
     static short requireCopies(String src, short replication) {
         if (replication < 1 || replication > MOST_COPIES) {
             throw new HadoopIllegalArgumentException("Requested replication factor of " + replication
-                    + " is not in the range 1 to " + MOST_COPIES + " for " + src);
+                    + (replication < 1 ? " is less than the required minimum of 1" : " exceeds maximum of " + MOST_COPIES)
+                    + " for " + src);
         }
         return replication;
     }

@@ -36,7 +36,10 @@ final class Dispatch implements InvocationHandler {
     /** A call that changes something, which the safe mode of a folder forbids. */
     @Retention(RetentionPolicy.RUNTIME)
     @Target(ElementType.METHOD)
-    @interface Changes {}
+    @interface Changes {
+        /** What cannot be done then, in Hadoop's words; the first parameter says to what. */
+        String value();
+    }
 
     /** Who a request is for. */
     @FunctionalInterface
@@ -45,7 +48,7 @@ final class Dispatch implements InvocationHandler {
         Caller caller() throws IOException;
     }
 
-    private record Goal(Object subject, Method method, boolean once, boolean superuser, boolean changes) {}
+    private record Goal(Object subject, Method method, boolean once, boolean superuser, Changes changes) {}
 
     private final Map<Method, Goal> targets = new HashMap<>();
     private final Admission admission;
@@ -73,7 +76,7 @@ final class Dispatch implements InvocationHandler {
                 if (own != null) {
                     Goal before = targets.put(method, new Goal(subject, own,
                             method.isAnnotationPresent(AtMostOnce.class), own.isAnnotationPresent(Superuser.class),
-                            own.isAnnotationPresent(Changes.class)));
+                            own.getAnnotation(Changes.class)));
                     if (before != null) {
                         throw new IllegalStateException("two subjects have " + method);
                     }
@@ -120,8 +123,10 @@ final class Dispatch implements InvocationHandler {
         if (target.superuser()) {
             caller.requireSuperuser();
         }
-        if (target.changes() && state.safeMode().isOn()) {
-            throw new SafeModeException("Cannot " + method.getName() + ". Name node is in safe mode.");
+        if (target.changes() != null && state.safeMode().isOn()) {
+            throw new SafeModeException("Cannot " + target.changes().value() + " " + arguments[0]
+                    + ". Name node is in safe mode.\nIt was turned on manually."
+                    + " Use \"hdfs dfsadmin -safemode leave\" to turn safe mode off.");
         }
         return target.once() ? once(target, caller, arguments) : act(target, caller, arguments);
     }

@@ -100,6 +100,16 @@ final class ServiceCalls {
         // There are no lists of hosts: a DataNode is known while it reports.
     }
 
+    @Dispatch.Superuser
+    void finalizeUpgrade() {
+        // None is ever begun: there is no form of names here that another release could not read.
+    }
+
+    @Dispatch.Superuser
+    boolean upgradeStatus() {
+        return true;
+    }
+
     BlockStoragePolicy[] getStoragePolicies() {
         return policies.getAllPolicies();
     }

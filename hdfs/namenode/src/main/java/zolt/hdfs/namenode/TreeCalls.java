@@ -26,19 +26,19 @@ final class TreeCalls {
         this.paths = paths;
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("create directory")
     boolean mkdirs(String src, FsPermission masked, boolean createParent) throws IOException {
         parts.making().directory(HdfsPath.toCreate(src), masked, createParent);
         return true;
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("delete")
     boolean delete(String src, boolean recursive) throws IOException {
         HdfsPath path = HdfsPath.of(src);
         return parts.removing().remove(path, recursive) || Requests.isRetry() && parts.statuses().getLink(path) == null;
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("rename")
     boolean rename(String src, String dst) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
@@ -52,7 +52,7 @@ final class TreeCalls {
         return renamed.isPresent();
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("rename")
     void rename2(String src, String dst, Rename... options) throws IOException {
         HdfsPath from = HdfsPath.of(src);
         HdfsPath to = HdfsPath.toCreate(dst);
@@ -67,7 +67,7 @@ final class TreeCalls {
         return there == null ? Optional.empty() : Optional.of(new Renaming.Renamed(there, to));
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("concat")
     void concat(String trg, String[] srcs) throws IOException {
         List<HdfsPath> sources = new ArrayList<>();
         for (String src : srcs) {
@@ -77,7 +77,7 @@ final class TreeCalls {
                 Requests.machine());
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("create symlink")
     void createSymlink(String target, String link, FsPermission dirPerm, boolean createParent) throws IOException {
         if (target.isEmpty() || target.startsWith("/.reserved")) {
             throw new InvalidPathException("Invalid target name: " + target);

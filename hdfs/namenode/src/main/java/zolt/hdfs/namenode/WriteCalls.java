@@ -55,7 +55,7 @@ final class WriteCalls {
         this.paths = paths;
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("create file")
     HdfsFileStatus create(String src, FsPermission masked, String clientName, EnumSetWritable<CreateFlag> flag,
             boolean createParent, short replication, long blockSize, CryptoProtocolVersion[] supportedVersions,
             String ecPolicyName, String storagePolicy) throws IOException {
@@ -69,7 +69,7 @@ final class WriteCalls {
         return forms.ofWritten(path, opened);
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("append to file")
     LastBlockWithStatus append(String src, String clientName, EnumSetWritable<CreateFlag> flag) throws IOException {
         HdfsPath path = HdfsPath.of(src);
         OpenFiles.Opened opened = open.append(path, Requests.writer(clientName));
@@ -77,7 +77,7 @@ final class WriteCalls {
         return new LastBlockWithStatus(null, forms.ofWritten(path, opened));
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("add a block to")
     LocatedBlock addBlock(String src, String clientName, ExtendedBlock previous, DatanodeInfo[] excludeNodes,
             long fileId, String[] favoredNodes, EnumSet<AddBlockFlag> addBlockFlags) throws IOException {
         HdfsPath path = where(src, fileId);
@@ -129,7 +129,7 @@ final class WriteCalls {
     }
 
     /** Nothing to forget: the next block starts at the same place, and complete cuts what is behind the end. */
-    @Dispatch.Changes
+    @Dispatch.Changes("abandon")
     void abandonBlock(ExtendedBlock b, long fileId, String src, String holder) throws IOException {
         try (OpenFiles.Written file = open.written(where(src, fileId), holder, fileId)) {
             own(file, b);
@@ -148,7 +148,7 @@ final class WriteCalls {
         }
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("complete file")
     boolean complete(String src, String clientName, ExtendedBlock last, long fileId) throws IOException {
         Optional<OpenFiles.Written> written = open.writtenOrClosed(where(src, fileId), clientName, fileId);
         if (written.isEmpty()) {
@@ -164,7 +164,7 @@ final class WriteCalls {
         }
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("fsync file")
     void fsync(String src, long inodeId, String client, long lastBlockLength) throws IOException {
         try (OpenFiles.Written file = open.written(where(src, inodeId), client, inodeId)) {
             file.force();
@@ -175,12 +175,12 @@ final class WriteCalls {
         holders.heard(clientName);
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("recover the lease of")
     boolean recoverLease(String src, String clientName) throws IOException {
         return open.recover(HdfsPath.of(src));
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("truncate for")
     boolean truncate(String src, long newLength, String clientName) throws IOException {
         if (newLength < 0) {
             throw new HadoopIllegalArgumentException("Cannot truncate to a negative file size: " + newLength + ".");
@@ -190,7 +190,7 @@ final class WriteCalls {
     }
 
     /** A recovered pipeline gets the same block again under a stamp that has grown. */
-    @Dispatch.Changes
+    @Dispatch.Changes("go on with")
     LocatedBlock updateBlockForPipeline(ExtendedBlock block, String clientName) throws IOException {
         try (OpenFiles.Written file = writing(block, clientName)) {
             WriteBlock next = own(file, block).recovered();
@@ -198,7 +198,7 @@ final class WriteCalls {
         }
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("go on with the client")
     void updatePipeline(String clientName, ExtendedBlock oldBlock, ExtendedBlock newBlock, DatanodeID[] newNodes,
             String[] newStorageIDs) throws IOException {
         try (OpenFiles.Written file = writing(newBlock, clientName)) {

@@ -32,7 +32,7 @@ final class XAttrCalls {
                 DFSConfigKeys.DFS_NAMENODE_MAX_XATTR_SIZE_DEFAULT);
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("set XAttr on")
     void setXAttr(String src, XAttr xAttr, EnumSet<XAttrSetFlag> flag) throws IOException {
         String name = allowed(xAttr);
         byte[] value = xAttr.getValue() == null ? new byte[0] : xAttr.getValue();
@@ -86,7 +86,7 @@ final class XAttrCalls {
         return bytes.length == 0 ? null : bytes;
     }
 
-    @Dispatch.Changes
+    @Dispatch.Changes("remove XAttr entry on")
     void removeXAttr(String src, XAttr xAttr) throws IOException {
         if (attributes.remove(HdfsPath.of(src), allowed(xAttr)) != 0) {
             throw new XAttrNotFoundException("No matching attributes found for remove operation");

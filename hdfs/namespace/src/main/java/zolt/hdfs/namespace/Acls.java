@@ -47,11 +47,14 @@ public final class Acls {
 
     /** Changes the list of a path. */
     public void change(HdfsPath path, Rule rule) throws IOException {
-        folder.require(path);
+        boolean isDirectory = folder.require(path).isDirectory();
         try (Place place = folder.place(path)) {
             List<AclEntry> wanted;
             try {
                 wanted = rule.of(get(place.pinned()));
+                if (!isDirectory && wanted.stream().anyMatch(entry -> entry.getScope() == AclEntryScope.DEFAULT)) {
+                    throw new AclException("Invalid ACL: only directories may have a default ACL.");
+                }
             } catch (AclException e) {
                 throw new AclException(e.getMessage() + " Path: " + path);
             }
