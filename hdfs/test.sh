@@ -12,23 +12,40 @@ unshare --mount true 2>/dev/null || { echo 'The tests of the HDFS service are le
 
 work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-hdfs-test.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-mkdir "$work/folder" "$work/state"
-chmod 755 "$work" "$work/folder"
+mkdir "$work/folder" "$work/commands" "$work/state"
+chmod 755 "$work" "$work/folder" "$work/commands"
 scan=
 for module in namespace datanode namenode; do
   [ ! -d "$build/hdfs/hdfs-$module/test-classes" ] || scan="$scan --scan-class-path=$build/hdfs/hdfs-$module/test-classes"
+done
+
+# Owners and groups of Hadoop's tests of its commands, who are users of the system here: in this mount namespace alone.
+cp /etc/passwd /etc/group "$work/"
+id=64000
+for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob charlie user1; do
+  id=$((id + 1))
+  grep -q "^$name:" "$work/group" || echo "$name:x:$id:" >>"$work/group"
+  grep -q "^$name:" "$work/passwd" || echo "$name:x:$id:$id::/nonexistent:/usr/sbin/nologin" >>"$work/passwd"
 done
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
 export work scan pattern build launcher="$here/../bin/zolt-hdfs"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
-  mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
+  for folder in folder commands; do
+    mount -o bind,nosymfollow "$work/$folder" "$work/$folder" || exit 1
+  done
+  for file in passwd group; do
+    mount -o bind "$work/$file" "/etc/$file" || exit 1
+  done
+  chgrp supergroup "$work/commands"
   cd "$work/state"
   exec java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
     -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
     -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
-    -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
+    -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
+    -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
+    -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
     -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
     ${scan} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
     --reports-dir "$build/hdfs/reports"' >"$build/hdfs/test.log" 2>&1

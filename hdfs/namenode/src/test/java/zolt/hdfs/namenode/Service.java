@@ -5,13 +5,18 @@ import java.net.URI;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.security.PrivilegedExceptionAction;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.function.Consumer;
 import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.CommonConfigurationKeys;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.server.datanode.DataNode;
 import org.apache.hadoop.metrics2.lib.DefaultMetricsSystem;
+import org.apache.hadoop.net.DNSToSwitchMapping;
+import org.apache.hadoop.net.StaticMapping;
 import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.datanode.ZoltDataNode;
 import zolt.hdfs.namespace.NativeFiles;
@@ -24,12 +29,19 @@ public final class Service implements AutoCloseable {
     private static final Path STATE = Path.of(System.getProperty("zolt.test.state"));
     private static final long WAIT_MILLIS = 30_000;
 
+    /** What Hadoop's tests of its commands are told. */
+    public static final List<String> RACKS = List.of("/rack1", "/rack1", "/rack2", "/rack2", "/rack2", "/rack3", "/rack4",
+            "/rack4");
+    public static final List<String> HOSTS = List.of("host1", "host2", "host3", "host4", "host5", "host6", "host7",
+            "host8");
+
     private static Service shared;
+    private static Service commands;
 
     private final String folder;
     private final Configuration conf;
     private NameNodeServer namenode;
-    private DataNode datanode;
+    private final List<DataNode> datanodes = new ArrayList<>();
 
     private Service(String folder) {
         this.folder = folder;
@@ -42,6 +54,22 @@ public final class Service implements AutoCloseable {
             shared = start();
         }
         return shared;
+    }
+
+    /** One on a folder of its own, for Hadoop's tests of its commands. */
+    public static synchronized Service forCommands() throws Exception {
+        if (commands == null) {
+            commands = start(System.getProperty("zolt.test.commands"), conf -> {
+                conf.setBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, true);
+                conf.setClass(DFSConfigKeys.NET_TOPOLOGY_NODE_SWITCH_MAPPING_IMPL_KEY, StaticMapping.class,
+                        DNSToSwitchMapping.class);
+                StaticMapping.resetMap();
+                for (int i = 0; i < RACKS.size(); i++) {
+                    StaticMapping.addNodeToRack(HOSTS.get(i), RACKS.get(i));
+                }
+            }, HOSTS.toArray(new String[0]));
+        }
+        return commands;
     }
 
     static Service start() throws Exception {
@@ -57,14 +85,16 @@ public final class Service implements AutoCloseable {
         return start(FOLDER, settings);
     }
 
-    private static Service start(String folder, Consumer<Configuration> settings) throws Exception {
+    private static Service start(String folder, Consumer<Configuration> settings, String... hosts) throws Exception {
         SystemCallException.check(NativeFiles.confine(), "capabilities");
         NativeFiles.umask(0);
         DefaultMetricsSystem.setMiniClusterMode(true);  // more than one in a process
         Service service = new Service(folder);
         settings.accept(service.conf);
         service.startNameNode("127.0.0.1:0");
-        service.startDataNode();
+        for (String host : hosts.length == 0 ? new String[] {""} : hosts) {
+            service.startDataNode(host);
+        }
         return service;
     }
 
@@ -86,15 +116,18 @@ public final class Service implements AutoCloseable {
         conf.set(DFSConfigKeys.DFS_NAMENODE_RPC_ADDRESS_KEY, "127.0.0.1:" + namenode.address().getPort());
     }
 
-    void startDataNode() throws Exception {
+    private void startDataNode(String host) throws Exception {
         Configuration own = new Configuration(conf);
+        if (!host.isEmpty()) {
+            own.set(DFSConfigKeys.DFS_DATANODE_HOST_NAME_KEY, host);
+        }
         ZoltDataNode.configure(own);
         own.set(DFSConfigKeys.DFS_DATANODE_DATA_DIR_KEY, Files.createTempDirectory(STATE, "data").toString());
         for (String key : new String[] {DFSConfigKeys.DFS_DATANODE_ADDRESS_KEY,
             DFSConfigKeys.DFS_DATANODE_HTTP_ADDRESS_KEY, DFSConfigKeys.DFS_DATANODE_IPC_ADDRESS_KEY}) {
             own.set(key, "127.0.0.1:0");
         }
-        datanode = DataNode.createDataNode(new String[0], own);
+        DataNode datanode = DataNode.createDataNode(new String[0], own);
         long end = System.currentTimeMillis() + WAIT_MILLIS;
         while (!datanode.isDatanodeFullyStarted()) {
             if (System.currentTimeMillis() > end) {
@@ -102,6 +135,7 @@ public final class Service implements AutoCloseable {
             }
             Thread.sleep(20);
         }
+        datanodes.add(datanode);
     }
 
     /** The NameNode ends as if it had been killed, and another begins at the same place. */
@@ -136,7 +170,7 @@ public final class Service implements AutoCloseable {
 
     @Override
     public void close() {
-        datanode.shutdown();
+        datanodes.forEach(DataNode::shutdown);
         namenode.close();
     }
 }
