@@ -82,6 +82,6 @@ final class TreeCalls {
         if (target.isEmpty() || target.startsWith("/.reserved")) {
             throw new InvalidPathException("Invalid target name: " + target);
         }
-        parts.making().link(HdfsPath.toCreate(link), target, dirPerm, createParent);
+        parts.making().link(HdfsPath.toCreate(link), target, createParent);
     }
 }

@@ -55,6 +55,20 @@ public final class Making {
         }
     }
 
+    /**
+     * Makes what is missing above a file or a link: directories with the mode of the one that is there, as HDFS has it,
+     * for the mode of a file is none for a directory.
+     */
+    void aboveFile(HdfsPath path, boolean wanted) throws IOException {
+        int depth = path.depth() - 1;
+        Entry there = folder.findToCreate(path.prefix(depth));
+        while (there == null && depth > 0) {
+            depth--;
+            there = folder.findToCreate(path.prefix(depth));
+        }
+        above(path, new FsPermission((short) (there == null ? OWNER_WRITE_SEARCH : there.permissions())), wanted);
+    }
+
     private static FileNotFoundException missing(HdfsPath parent) {
         return new FileNotFoundException("Parent directory doesn't exist: " + parent);
     }
@@ -116,14 +130,14 @@ public final class Making {
     }
 
     /** Makes a link to what is not looked at. */
-    public void link(HdfsPath path, String target, FsPermission parentMode, boolean parents) throws IOException {
+    public void link(HdfsPath path, String target, boolean parents) throws IOException {
         try {
             Group.make(folder, path, name -> NativeFiles.makeLink(target.getBytes(StandardCharsets.UTF_8), name));
         } catch (IOException e) {
             int errno = Errors.of(e);
             if (errno == SystemCallException.ENOENT) {
-                above(path, parentMode, parents);
-                link(path, target, parentMode, false);
+                aboveFile(path, parents);
+                link(path, target, false);
             } else if (errno == SystemCallException.EEXIST) {
                 throw new FileAlreadyExistsException("failed to create link " + path
                         + " either because the filename is invalid or the file exists");

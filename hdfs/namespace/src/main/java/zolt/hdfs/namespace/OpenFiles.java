@@ -74,7 +74,7 @@ public final class OpenFiles {
                 return beginOrUnmake(path, file, how, writer);
             } catch (SystemCallException e) {
                 if (e.errno() == SystemCallException.ENOENT) {
-                    making.above(path, how.mode(), how.parents());
+                    making.aboveFile(path, how.parents());
                 } else if (e.errno() != SystemCallException.EEXIST && e.errno() != SystemCallException.EISDIR) {
                     throw folder.refusalToCreate(path, e, FsAction.WRITE);
                 }
@@ -187,6 +187,10 @@ public final class OpenFiles {
 
     /** Opens a file to write on at its end. */
     public Opened append(HdfsPath path, Writer writer) throws IOException {
+        Entry there = folder.findResolved(path);
+        if (there != null && there.isDirectory()) {
+            throw new FileAlreadyExistsException("Cannot append to directory " + path + "; already exists as a directory.");
+        }
         folder.requireFile(path);
         try (WritableFile file = WritableFile.open(folder, path); Acting own = Acting.service()) {
             leases.take(file.descriptor(), writer, false, "Failed to APPEND_FILE " + path + " for " + writer.client()

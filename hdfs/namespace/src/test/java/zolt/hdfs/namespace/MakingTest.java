@@ -82,13 +82,26 @@ class MakingTest {
                 mkdir(caller, name);
                 try (Acting as = Acting.as(caller)) {
                     WritableFile.create(folder, in(name + "-file"), 0644).close();
-                    making.link(in(name + "-link"), "target", OPEN, false);
+                    making.link(in(name + "-link"), "target", false);
                 }
                 for (String each : new String[] {"", "-file", "-link"}) {
                     assertEquals(caller.uid() + ":" + GAMES, ids(name + each), name + each);
                 }
             }
         }
+    }
+
+    /** As HDFS has it: the mode of a file, or of nothing in the case of a link, is none for a directory. */
+    @Test
+    void whatIsMissingAboveALinkHasTheModeOfWhatIsThere() throws Exception {
+        mode(base, "rwxr-x--x");
+        making.link(in("a/b/link"), "target", true);
+        assertEquals("rwxr-x--x", PosixFilePermissions.toString(Files.getPosixFilePermissions(base.resolve("a"))));
+        assertEquals("rwxr-x--x", PosixFilePermissions.toString(Files.getPosixFilePermissions(base.resolve("a/b"))));
+        mode(base, "r--r-----");
+        making.link(in("c/link"), "target", true);
+        assertEquals("rwxr-----", PosixFilePermissions.toString(Files.getPosixFilePermissions(base.resolve("c"))),
+                "whoever makes it goes on below");
     }
 
     /** The group is lent to the maker for what it makes, not for what it may do. */
