@@ -74,6 +74,7 @@ final class DatanodeCalls implements DatanodeProtocol {
     @Override
     public DatanodeCommand blockReport(DatanodeRegistration registration, String poolId, StorageBlockReport[] reports,
             BlockReportContext context) {
+        datanodes.reported(registration);
         return null;
     }
 

@@ -42,6 +42,7 @@ final class Datanodes {
         private volatile int transfers;
         private volatile int keys;
         private volatile long lastHeard;
+        private volatile long lastReported;
         private volatile long lastHeardDate = Time.now();
 
         private Node(DatanodeRegistration registration, String rack, int keys, long now) {
@@ -67,7 +68,8 @@ final class Datanodes {
             return new DatanodeInfoBuilder().setNodeID(registration).setCapacity(capacity).setDfsUsed(used)
                     .setRemaining(remaining).setBlockPoolUsed(used).setXceiverCount(transfers)
                     .setLastUpdate(lastHeardDate).setLastUpdateMonotonic(lastHeard)
-                    .setNetworkLocation(rack).build();
+                    .setNetworkLocation(rack)
+                    .setLastBlockReportTime(lastReported).setLastBlockReportMonotonic(lastReported == 0 ? 0 : lastHeard).build();
         }
 
         /** The node with the storage that holds every block of the file system: the first, since all are the same. */
@@ -135,6 +137,14 @@ final class Datanodes {
         node.lastHeardDate = Time.now();
         node.lastHeard = clock.getAsLong();
         return true;
+    }
+
+    /** Notes that a node has reported its blocks, of which it has none of its own. */
+    void reported(DatanodeID id) {
+        Node node = node(id.getDatanodeUuid());
+        if (node != null) {
+            node.lastReported = Time.now();
+        }
     }
 
     /** Whether the node has not been given these keys yet; it is now. */

@@ -97,6 +97,7 @@ public final class NameNodeServer implements AutoCloseable {
         others.datanodes(new DatanodeCalls(namespace, datanodes, keys), new DatanodeAdmission(conf, callers));
         others.namenodes(new NamenodeCalls(namespace), users);
         others.groups(new GroupsOfUsers(folder.names()), users);
+        others.reconfiguration(users);
         others.refreshing(new Refreshing(server, callers, authorizes(conf)), users);
         page = new StatusPage(conf, root.path(), datanodes, calls);
         server.start();

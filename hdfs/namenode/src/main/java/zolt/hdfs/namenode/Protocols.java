@@ -6,11 +6,15 @@ import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.CommonConfigurationKeys;
 import org.apache.hadoop.hdfs.DFSUtil;
 import org.apache.hadoop.hdfs.protocol.proto.DatanodeProtocolProtos.DatanodeProtocolService;
+import org.apache.hadoop.hdfs.protocol.ReconfigurationProtocol;
 import org.apache.hadoop.hdfs.protocol.proto.NamenodeProtocolProtos.NamenodeProtocolService;
+import org.apache.hadoop.hdfs.protocol.proto.ReconfigurationProtocolProtos.ReconfigurationProtocolService;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.DatanodeProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.NamenodeProtocolServerSideTranslatorPB;
+import org.apache.hadoop.hdfs.protocolPB.ReconfigurationProtocolPB;
+import org.apache.hadoop.hdfs.protocolPB.ReconfigurationProtocolServerSideTranslatorPB;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeProtocol;
 import org.apache.hadoop.hdfs.server.protocol.NamenodeProtocol;
 import org.apache.hadoop.ipc.GenericRefreshProtocol;
@@ -70,6 +74,21 @@ final class Protocols {
         GetUserMappingsProtocol served = Dispatch.serve(GetUserMappingsProtocol.class, List.of(calls), admission, state);
         add(GetUserMappingsProtocolPB.class, GetUserMappingsProtocolService.newReflectiveBlockingService(
                 new GetUserMappingsProtocolServerSideTranslatorPB(served)));
+    }
+
+    /** There is nothing to reconfigure, and it is said by the protocol by which one asks. */
+    void reconfiguration(Dispatch.Admission admission) throws IOException {
+        ReconfigurationProtocol served = Dispatch.serve(ReconfigurationProtocol.class, List.of(new Reconfiguration()),
+                admission, state);
+        add(ReconfigurationProtocolPB.class, ReconfigurationProtocolService.newReflectiveBlockingService(
+                new ReconfigurationProtocolServerSideTranslatorPB(served)));
+    }
+
+    private static final class Reconfiguration {
+        @Dispatch.Superuser
+        List<String> listReconfigurableProperties() {
+            return List.of();
+        }
     }
 
     void refreshing(Refreshing calls, Dispatch.Admission admission) throws IOException {

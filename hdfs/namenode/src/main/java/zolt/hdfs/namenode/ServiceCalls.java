@@ -17,8 +17,10 @@ import org.apache.hadoop.hdfs.protocol.EncryptionZone;
 import org.apache.hadoop.hdfs.protocol.ErasureCodingPolicy;
 import org.apache.hadoop.hdfs.protocol.ErasureCodingPolicyInfo;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants.DatanodeReportType;
+import org.apache.hadoop.hdfs.protocol.HdfsConstants.RollingUpgradeAction;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants.SafeModeAction;
 import org.apache.hadoop.hdfs.protocol.ReplicatedBlockStats;
+import org.apache.hadoop.hdfs.protocol.RollingUpgradeInfo;
 import org.apache.hadoop.hdfs.security.token.block.DataEncryptionKey;
 import org.apache.hadoop.hdfs.security.token.delegation.DelegationTokenIdentifier;
 import org.apache.hadoop.hdfs.server.blockmanagement.BlockStoragePolicySuite;
@@ -56,11 +58,11 @@ final class ServiceCalls {
     }
 
     ReplicatedBlockStats getReplicatedBlockStats() {
-        return new ReplicatedBlockStats(0, 0, 0, 0, 0, 0);
+        return new ReplicatedBlockStats(0, 0, 0, 0, 0, 0, 0L, 0L);
     }
 
     ECBlockGroupStats getECBlockGroupStats() {
-        return new ECBlockGroupStats(0, 0, 0, 0, 0);
+        return new ECBlockGroupStats(0, 0, 0, 0, 0, 0L, 0L);
     }
 
     DatanodeInfo[] getDatanodeReport(DatanodeReportType type) {
@@ -103,6 +105,15 @@ final class ServiceCalls {
     @Dispatch.Superuser
     void finalizeUpgrade() {
         // None is ever begun: there is no form of names here that another release could not read.
+    }
+
+    /** Whoever asks is told that there is none. */
+    @Dispatch.Superuser
+    RollingUpgradeInfo rollingUpgrade(RollingUpgradeAction action) {
+        if (action != RollingUpgradeAction.QUERY) {
+            throw new UnsupportedOperationException("This NameNode has no rolling upgrade: nothing of it is stored");
+        }
+        return null;
     }
 
     @Dispatch.Superuser

@@ -145,7 +145,8 @@ final class StatusCalls {
     ContentSummary getContentSummary(String src) throws IOException {
         Contents.Sum sum = contents.of(path(src));
         return new ContentSummary.Builder().length(sum.length()).fileCount(sum.files() + sum.links())
-                .directoryCount(sum.directories()).spaceConsumed(sum.copies()).erasureCodingPolicy("").build();
+                .directoryCount(sum.directories()).spaceConsumed(sum.copies())
+                .erasureCodingPolicy(sum.directories() == 0 ? "Replicated" : "").build();
     }
 
     /** Where a client goes on that was refused because of a link, at the end of the path or before it. */

@@ -7,6 +7,9 @@ import java.util.Map;
 import java.util.TreeMap;
 import java.util.concurrent.TimeUnit;
 import javax.management.ObjectName;
+import javax.servlet.http.HttpServlet;
+import javax.servlet.http.HttpServletRequest;
+import javax.servlet.http.HttpServletResponse;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.hdfs.DFSConfigKeys;
 import org.apache.hadoop.hdfs.protocol.HdfsConstants.DatanodeReportType;
@@ -29,7 +32,19 @@ final class StatusPage implements AutoCloseable {
                 DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_DEFAULT));
         server = new HttpServer2.Builder().setName("hdfs").setConf(conf)
                 .addEndpoint(URI.create("http://" + NetUtils.getHostPortString(address))).build();
+        server.addInternalServlet("fsck", "/fsck", NoFsck.class);
         server.start();
+    }
+
+    /** What 'hdfs fsck' shows, and fails. */
+    public static final class NoFsck extends HttpServlet {
+        private static final long serialVersionUID = 1;
+
+        @Override
+        public void doGet(HttpServletRequest request, HttpServletResponse response) throws IOException {
+            response.setContentType("text/plain");
+            response.getWriter().println("This NameNode has no fsck: what of a file is lost, the file system knows");
+        }
     }
 
     /** The port that was taken. */
