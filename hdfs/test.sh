@@ -29,7 +29,7 @@ for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob c
 done
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
-export work scan pattern build launcher="$here/../bin/zolt-hdfs"
+export work scan pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
   for folder in folder commands; do
@@ -44,7 +44,7 @@ unshare --mount --propagation private -- bash -c '
     -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
     -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
     -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
-    -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
+    -Dzolt.test.document="$document" -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
     -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
     -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
     ${scan} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \

@@ -114,6 +114,7 @@ public final class Service implements AutoCloseable {
         namenode = new NameNodeServer(conf, Root.open(folder));
         FileSystem.setDefaultUri(conf, "hdfs://127.0.0.1:" + namenode.address().getPort());
         conf.set(DFSConfigKeys.DFS_NAMENODE_RPC_ADDRESS_KEY, "127.0.0.1:" + namenode.address().getPort());
+        conf.set(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY, "127.0.0.1:" + namenode.pagePort());
     }
 
     private void startDataNode(String host) throws Exception {

@@ -4,19 +4,13 @@ import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import java.io.ByteArrayOutputStream;
-import java.io.PrintStream;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.security.PrivilegedExceptionAction;
 import java.util.Random;
-import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FsShell;
-import org.apache.hadoop.security.UserGroupInformation;
-import org.apache.hadoop.util.ToolRunner;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.hdfs.namenode.Commands.Result;
 
 /** Hadoop's own shell on the service. */
 class ShellTest {
@@ -25,30 +19,14 @@ class ShellTest {
     @TempDir
     Path local;
 
-    private record Result(int code, String out, String err) {}
-
-    private static synchronized Result run(String user, String... arguments) throws Exception {
-        Configuration conf = Service.shared().conf();
-        PrintStream out = System.out;
-        PrintStream err = System.err;
-        ByteArrayOutputStream said = new ByteArrayOutputStream();
-        ByteArrayOutputStream complained = new ByteArrayOutputStream();
-        System.setOut(new PrintStream(said, true));
-        System.setErr(new PrintStream(complained, true));
-        try {
-            int code = UserGroupInformation.createRemoteUser(user).doAs(
-                    (PrivilegedExceptionAction<Integer>) () -> ToolRunner.run(conf, new FsShell(), arguments));
-            return new Result(code, said.toString(StandardCharsets.UTF_8), complained.toString(StandardCharsets.UTF_8));
-        } finally {
-            System.setOut(out);
-            System.setErr(err);
-        }
+    private static Result run(String user, String... arguments) throws Exception {
+        return Commands.run(Service.shared().conf(), new FsShell(), user, arguments);
     }
 
     private static String ok(String... arguments) throws Exception {
         Result result = run("root", arguments);
-        assertEquals(0, result.code, result.err);
-        return result.out;
+        assertEquals(0, result.code(), result.err());
+        return result.out();
     }
 
     @Test
@@ -66,7 +44,7 @@ class ShellTest {
         ok("-appendToFile", file.toString(), "/shell/deep/file");
         assertEquals(2L * SIZE, Files.size(Path.of(Service.FOLDER, "shell/deep/file")));
         ok("-rm", "-r", "-skipTrash", "/shell");
-        assertEquals(1, run("root", "-ls", "/shell").code);
+        assertEquals(1, run("root", "-ls", "/shell").code());
     }
 
     @Test
@@ -75,14 +53,14 @@ class ShellTest {
         ok("-touchz", "/closed/file");
         ok("-chmod", "700", "/closed");
         Result refused = run("nobody", "-cat", "/closed/file");
-        assertEquals(1, refused.code);
-        assertTrue(refused.err.contains("Permission denied: user=nobody, access=EXECUTE, inode=\"/closed\""), refused.err);
+        assertEquals(1, refused.code());
+        assertTrue(refused.err().contains("Permission denied: user=nobody, access=EXECUTE, inode=\"/closed\""), refused.err());
     }
 
     @Test
     void unknownUsersAreToldTheRemedy() throws Exception {
         Result refused = run("whoever", "-ls", "/");
-        assertEquals(1, refused.code);
-        assertTrue(refused.err.contains("create the user on all kolvane nodes"), refused.err);
+        assertEquals(1, refused.code());
+        assertTrue(refused.err().contains("create the user on all kolvane nodes"), refused.err());
     }
 }

@@ -57,6 +57,7 @@ final class Cluster {
             conf.setBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, true);
             conf.setClass(PolicyProvider.POLICY_PROVIDER_CONFIG, HDFSPolicyProvider.class, PolicyProvider.class);
             stockForCommands = new MiniDFSCluster.Builder(conf).numDataNodes(Service.HOSTS.size())
+                    .storagesPerDatanode(1)
                     .racks(Service.RACKS.toArray(new String[0])).hosts(Service.HOSTS.toArray(new String[0])).build();
             stockForCommands.waitClusterUp();
         }
