@@ -26,6 +26,16 @@ inline bool ZOLT_MUTANT(int number) {
   return __builtin_expect(zoltMutant == number, 0);
 }
 
+// An object of a scope, or none. Made without memory: there may be none left.
+template <class T>
+struct ZoltScope {
+  alignas(T) unsigned char memory[sizeof(T)];
+  T* made = nullptr;
+  ~ZoltScope() {
+    if (made != nullptr) made->~T();
+  }
+};
+
 // A part of a log line, or another in its place.
 template <class T>
 auto zoltPiece(bool changed, const T& part) {
@@ -95,7 +105,8 @@ def shaped(site, inner):
         return f'zoltPiece({test[0]}, {inner})'
     if site.shape == 'scope':
         made, name, arguments = alive[0].code
-        return f'const std::unique_ptr<{made}> {name}({test[0]} ? nullptr : new {made} {arguments});'
+        return (f'ZoltScope<{made}> {name}; '
+                f'if (!({test[0]})) {name}.made = ::new ({name}.memory) {made} {arguments};')
     if site.shape == 'log':
         text = ''
         for t, m in zip(test, alive):
