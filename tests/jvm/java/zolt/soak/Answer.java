@@ -1,8 +1,7 @@
 package zolt.soak;
 
 import java.util.Arrays;
-import java.util.Objects;
-import zolt.test.Failure;
+import zolt.test.Outcome;
 
 /** What one call of a native came to: a value or an exception, and the words for a report of it. */
 final class Answer<T> {
@@ -20,19 +19,26 @@ final class Answer<T> {
         this.thrown = thrown;
     }
 
-    /** Whether it is just this exception. */
-    boolean threw(Class<? extends Throwable> type, String message) {
-        return thrown != null && thrown.getClass() == type
-                && Objects.equals(thrown.getMessage(), message);
+    private boolean cameTo(Outcome expected) {
+        return expected.equals(thrown != null ? Outcome.thrown(thrown) : Outcome.value(value));
     }
 
     boolean threw(int errno, String said) {
-        Failure failure = Failure.of(errno, said);
-        return threw(failure.type(), failure.message());
+        return cameTo(Outcome.error(errno, said));
     }
 
     void mustThrow(int errno, String said) {
-        check(threw(errno, said), Failure.of(errno, said).toString());
+        must(Outcome.error(errno, said));
+    }
+
+    /** One of these it must have come to. */
+    void must(Outcome... any) {
+        check(Arrays.stream(any).anyMatch(this::cameTo), Arrays.toString(any));
+    }
+
+    /** What only a file's owner and the service may do; to others it comes to this refusal. */
+    void mustOf(int owner, Outcome refusal, Outcome... any) {
+        must(scene.mayActAs(owner) ? any : new Outcome[] {refusal});
     }
 
     /** The value; an exception is none. */
@@ -42,29 +48,21 @@ final class Answer<T> {
     }
 
     void mustBe(T expected) {
-        check(thrown == null && Objects.deepEquals(value, expected), text(expected));
+        must(Outcome.value(expected));
     }
 
     void check(boolean holds, String expected) {
         if (!holds) {
             throw broken("expected " + expected + ", got "
-                    + (thrown != null ? thrown : text(value)));
+                    + (thrown != null ? thrown : Outcome.show(value)));
         }
     }
 
     Broken broken(String what) {
         StringBuilder text = new StringBuilder(call).append('(');
         for (int i = 0; i < arguments.length; i++) {
-            text.append(i == 0 ? "" : ", ").append(text(arguments[i]));
+            text.append(i == 0 ? "" : ", ").append(Outcome.show(arguments[i]));
         }
         return new Broken(text.append(") by ").append(scene).append(": ").append(what).toString());
-    }
-
-    static String text(Object value) {
-        if (value instanceof byte[]) {
-            byte[] bytes = (byte[]) value;
-            return bytes.length + " bytes " + Arrays.toString(bytes);
-        }
-        return value instanceof Object[] ? Arrays.toString((Object[]) value) : "" + value;
     }
 }

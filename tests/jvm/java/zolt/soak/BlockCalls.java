@@ -10,6 +10,9 @@ import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Outcome;
+import zolt.test.Said;
+import zolt.test.status.StatusRecord;
 
 /** Block locations, replication and block group factor. */
 final class BlockCalls {
@@ -18,9 +21,6 @@ final class BlockCalls {
     private static final int NODES = 8;
     private static final int MOST_COPIES = 3;
     private static final int MOST_GROUPED = 4;
-    private static final int HEADER = 90;
-    private static final int HEADER_BYTES = 12;
-    private static final int MODE = 24;
 
     /** The first answer about a file that never changes is the answer for ever. */
     private static final Map<String, List<Integer>> ANSWERS = new ConcurrentHashMap<>();
@@ -47,8 +47,8 @@ final class BlockCalls {
         Answer<Void> answer = locate(scene, path, type);
         answer.value();
         List<Integer> found = List.of(words(scene.buffers.locations()).hashCode(),
-                (int) scene.buffers.status().getLong(HEADER),
-                scene.buffers.status().getInt(HEADER + Long.BYTES));
+                (int) scene.buffers.status().getLong(StatusRecord.HEADER),
+                scene.buffers.status().getInt(StatusRecord.HEADER_COPIES));
         List<Integer> first = ANSWERS.putIfAbsent(path + type, found);
         answer.check(first == null || first.equals(found), "always the same, not " + first
                 + " and then " + found);
@@ -65,9 +65,9 @@ final class BlockCalls {
         Answer<Void> answer = locate(scene, path, type);
         answer.value();
         ByteBuffer status = scene.buffers.status();
-        long blockSize = status.getLong(HEADER);
+        long blockSize = status.getLong(StatusRecord.HEADER);
         answer.check(blockSize > 0 && blockSize % Tree.BLOCK == 0, "no block size " + blockSize);
-        int copies = status.getInt(HEADER + Long.BYTES);
+        int copies = status.getInt(StatusRecord.HEADER_COPIES);
         answer.check(copies >= 1 && copies <= MOST_COPIES, "no " + copies + " copies");
         expectWords(answer, words(scene.buffers.locations()), copies, type);
     }
@@ -102,9 +102,9 @@ final class BlockCalls {
         Answer<Void> answer = locate(scene, path, 2);
         answer.value();
         ByteBuffer status = scene.buffers.status();
-        answer.check(status.getLong(HEADER) == 0 && status.getInt(HEADER + Long.BYTES) == 0
-                && status.getInt(MODE) == 0040755, "an empty header");
-        answer.check(status.capacity() == HEADER + HEADER_BYTES, "nothing else");
+        answer.check(status.getLong(StatusRecord.HEADER) == 0 && status.getInt(StatusRecord.HEADER_COPIES) == 0
+                && status.getInt(StatusRecord.MODE) == 0040755, "an empty header");
+        answer.check(status.capacity() == StatusRecord.HEADER_END, "nothing else");
     }
 
     private static void replicate(Scene scene) {
@@ -114,11 +114,7 @@ final class BlockCalls {
         boolean restripe = scene.random.nextBoolean();
         Answer<Boolean> answer = scene.ask("setReplication",
                 () -> ZOLTNative.setReplication(path, copies, restripe), path, copies, restripe);
-        if (scene.mayActAs(user)) {
-            answer.mustBe(true);
-        } else {
-            answer.mustThrow(Faults.EACCES, "failed to set replication for " + path);
-        }
+        answer.mustOf(user, Outcome.error(Faults.EACCES, Said.REPLICATION + path), Outcome.TRUE);
     }
 
     private static void group(Scene scene) {
@@ -128,11 +124,9 @@ final class BlockCalls {
         Answer<Boolean> answer =
                 scene.ask("setBGF", () -> ZOLTNative.setBGF(path, bgf), path, bgf);
         if (bgf == 0) {
-            answer.mustThrow(Faults.EINVAL, "Invalid BGF(0)");
-        } else if (scene.mayActAs(user)) {
-            answer.mustBe(true);
+            answer.mustThrow(Faults.EINVAL, Said.noFactor(bgf));
         } else {
-            answer.mustThrow(Faults.EACCES, "Failed to set BGF(" + bgf + ") for " + path);
+            answer.mustOf(user, Outcome.error(Faults.EACCES, Said.factor(bgf, path)), Outcome.TRUE);
         }
     }
 }

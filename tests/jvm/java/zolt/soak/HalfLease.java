@@ -6,8 +6,10 @@ import java.nio.ByteOrder;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.UserDefinedFileAttributeView;
-import java.util.Arrays;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Outcome;
+import zolt.test.Said;
+import zolt.test.status.StatusRecord;
 
 /** What a process that ends between the two attributes of a lease leaves, and the way out of it. */
 final class HalfLease {
@@ -21,7 +23,6 @@ final class HalfLease {
     }
 
     private static final String MISSING = ": No data available: ";
-    private static final int LEASE_LENGTH = 84; // in a status record
 
     private HalfLease() {}
 
@@ -46,12 +47,12 @@ final class HalfLease {
 
     /** What is on the file, as read past the library; any value must be a whole one. */
     private static Kind kindOf(String path) throws IOException {
-        byte[] holder = Kills.stored(path, LeaseCalls.HOLDER);
-        byte[] update = Kills.stored(path, LeaseCalls.UPDATE);
+        byte[] holder = Kills.stored(path, Said.HOLDER);
+        byte[] update = Kills.stored(path, Said.UPDATE);
         Kills.expect(holder == null || XattrCalls.isOne(Kills.HOLDERS, holder),
-                "a holder " + Answer.text(holder));
+                "a holder " + Outcome.show(holder));
         Kills.expect(update == null || update.length == Long.BYTES,
-                "an update " + Answer.text(update));
+                "an update " + Outcome.show(update));
         if (holder == null) {
             return update == null ? Kind.NONE : Kind.UPDATE_ONLY;
         }
@@ -62,10 +63,10 @@ final class HalfLease {
     static void tryAllKinds(String path) throws Exception {
         for (Kind kind : Kind.values()) {
             if (kind == Kind.WHOLE || kind == Kind.HOLDER_ONLY) {
-                store(path, LeaseCalls.HOLDER, Kills.HOLDERS[0]);
+                store(path, Said.HOLDER, Kills.HOLDERS[0]);
             }
             if (kind == Kind.WHOLE || kind == Kind.UPDATE_ONLY) {
-                store(path, LeaseCalls.UPDATE, new byte[Long.BYTES]);
+                store(path, Said.UPDATE, new byte[Long.BYTES]);
             }
             Kind mended = mend(path);
             Kills.expect(mended == kind, mended + " where " + kind + " was made");
@@ -80,9 +81,9 @@ final class HalfLease {
     /** Finds out what is on the file by what the natives answer, and clears it with one call. */
     static Kind mend(String path) throws Exception {
         Kind kind = kindOf(path);
-        String noHolder = "IOException" + MISSING + LeaseCalls.HOLDER + " does not exist";
-        String noUpdate = "IOException" + MISSING + LeaseCalls.UPDATE + " does not exist";
-        String neither = "IOException" + MISSING + LeaseCalls.BOTH + " does not exist";
+        String noHolder = "IOException" + MISSING + Said.HOLDER + " does not exist";
+        String noUpdate = "IOException" + MISSING + Said.UPDATE + " does not exist";
+        String neither = "IOException" + MISSING + Said.LEASE + " does not exist";
         String held = "IOException: File exists: ";
         boolean whole = kind == Kind.WHOLE;
         boolean hasHolder = whole || kind == Kind.HOLDER_ONLY;
@@ -90,7 +91,7 @@ final class HalfLease {
         expect(path, kind, "reading", whole ? "" : kind == Kind.UPDATE_ONLY ? noHolder : noUpdate,
                 raised(() -> read(path)));
         if (kind != Kind.NONE) {
-            expect(path, kind, "taking", held + (hasHolder ? LeaseCalls.HOLDER : LeaseCalls.UPDATE)
+            expect(path, kind, "taking", held + (hasHolder ? Said.HOLDER : Said.UPDATE)
                     + " already exists", raised(() -> take(path)));
         }
         Kills.expect(lengthInStatus(path) > 0 == hasHolder, "a length in the status record of "
@@ -114,13 +115,12 @@ final class HalfLease {
     private static void read(String path) throws IOException {
         byte[] holder =
                 ZOLTNative.getFileLeaseNative(path, true, LeaseCalls.ROOM, LeaseCalls.NEVER);
-        Kills.expect(Arrays.stream(Kills.HOLDERS).anyMatch(
-                each -> Arrays.equals(each, holder)), "a holder " + Answer.text(holder));
+        Kills.expect(XattrCalls.isOne(Kills.HOLDERS, holder), "a holder " + Outcome.show(holder));
     }
 
     private static int lengthInStatus(String path) throws IOException {
-        ByteBuffer record = ByteBuffer.allocateDirect(88).order(ByteOrder.nativeOrder());
+        ByteBuffer record = ByteBuffer.allocateDirect(StatusRecord.BYTES).order(ByteOrder.nativeOrder());
         ZOLTNative.getFileStatusNative(path, true, true, record, 0, 0, 0, 0);
-        return record.getShort(LEASE_LENGTH);
+        return record.getShort(StatusRecord.LEASE);
     }
 }

@@ -16,6 +16,7 @@ import java.util.TreeSet;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Outcome;
 import zolt.test.acl.AclBytes;
 
 /**
@@ -28,9 +29,9 @@ import zolt.test.acl.AclBytes;
  */
 public final class Kills {
     static final String NAME = "user.any";
-    static final byte[][] VALUES = values(1, 100, 1000, 2000);
+    static final byte[][] VALUES = XattrCalls.values('a', 1, 100, 1000, 2000);
     /** Short, so that they fit into the inode and most of the time is spent between two calls. */
-    static final byte[][] HOLDERS = LeaseCalls.holders(12, 16, 20);
+    static final byte[][] HOLDERS = XattrCalls.values('A', 12, 16, 20);
     static final int LEASES = 3;
 
     private static final int LONGEST_LIFE = 30; // milliseconds after the victim has begun
@@ -46,15 +47,6 @@ public final class Kills {
     private Kills(Path dir) {
         this.dir = dir;
         Arrays.stream(HalfLease.Kind.values()).forEach(kind -> found.put(kind, 0));
-    }
-
-    private static byte[][] values(int... lengths) {
-        byte[][] values = new byte[lengths.length][];
-        for (int i = 0; i < lengths.length; i++) {
-            values[i] = new byte[lengths[i]];
-            Arrays.fill(values[i], (byte) ('a' + i));
-        }
-        return values;
     }
 
     static String attributes(String dir) {
@@ -155,7 +147,7 @@ public final class Kills {
         String at = dir.toString();
         byte[] value = ZOLTNative.getXAttr(attributes(at), NAME);
         expect(value != null && XattrCalls.isOne(VALUES, value), "a value "
-                + Answer.text(value));
+                + Outcome.show(value));
         List<AclBytes.Entry> list = AclBytes.status(ZOLTNative.getAclStatus(lists(at), true));
         expect(AclLists.isStatus(list), "a list " + list);
         for (int i = 0; i < LEASES; i++) {

@@ -4,19 +4,23 @@ import java.util.Arrays;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Outcome;
+import zolt.test.Said;
 
 /** Leases that are taken, stamped, found expired and given up side by side. */
 final class LeaseCalls {
-    static final byte[][] HOLDERS = holders(20, 30, 40, 200);
+    static final byte[][] HOLDERS = XattrCalls.values('A', 20, 30, 40, 200);
     static final int ROOM = 256;
-    static final String HOLDER = "user.lease.holder";
-    static final String UPDATE = "user.lease.update";
-    static final String BOTH = "user.lease.*";
     /** A limit that no lease is past, and one that all leases are past. */
     static final long NEVER = Long.MAX_VALUE;
     static final long LONG_AGO = Long.MIN_VALUE;
 
     private static final int TOO_SMALL = 8;
+    private static final Outcome NO_UPDATE = absent(Said.UPDATE);
+    private static final Outcome NO_HOLDER = absent(Said.HOLDER);
+    private static final Outcome NO_LEASE = absent(Said.LEASE);
+    private static final Outcome NOT_REMOVED =
+            Outcome.attributeError(Faults.EACCES, "removexattr", Said.LEASE);
 
     private LeaseCalls() {}
 
@@ -25,14 +29,8 @@ final class LeaseCalls {
                 LeaseCalls::expire, LeaseCalls::renew, LeaseCalls::giveUp, LeaseCalls::removeHalf);
     }
 
-    /** Each of a letter of its own. */
-    static byte[][] holders(int... lengths) {
-        byte[][] holders = new byte[lengths.length][];
-        for (int i = 0; i < lengths.length; i++) {
-            holders[i] = new byte[lengths[i]];
-            Arrays.fill(holders[i], (byte) ('A' + i));
-        }
-        return holders;
+    private static Outcome absent(String name) {
+        return Outcome.attributeError(Faults.ENODATA, "", name);
     }
 
     /** Whether a status record may show this length of a holder. */
@@ -50,12 +48,9 @@ final class LeaseCalls {
         byte[] holder = scene.oneOf(HOLDERS);
         Answer<Void> answer = scene.tell("setFileLeaseNative",
                 () -> ZOLTNative.setFileLeaseNative(path, true, holder), path, holder);
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "setxattr failed for " + HOLDER);
-        } else if (!answer.threw(Faults.EEXIST, HOLDER + " already exists")
-                && !answer.threw(Faults.EEXIST, UPDATE + " already exists")) {
-            answer.value();
-        }
+        answer.mustOf(user, Outcome.attributeError(Faults.EACCES, "setxattr", Said.HOLDER),
+                Outcome.NOTHING, Outcome.attributeError(Faults.EEXIST, "setxattr", Said.HOLDER),
+                Outcome.attributeError(Faults.EEXIST, "setxattr", Said.UPDATE));
     }
 
     private static void read(Scene scene) {
@@ -63,12 +58,11 @@ final class LeaseCalls {
         int room = scene.random.nextInt(8) == 0 ? TOO_SMALL : ROOM;
         Answer<byte[]> answer = scene.ask("getFileLeaseNative",
                 () -> ZOLTNative.getFileLeaseNative(path, true, room, NEVER), path, room, NEVER);
-        if (answer.threw(Faults.ENODATA, UPDATE + " does not exist")
-                || answer.threw(Faults.ENODATA, HOLDER + " does not exist")) {
-            return;
-        }
         if (room == TOO_SMALL) {
-            answer.mustThrow(Faults.ERANGE, "getxattr failed for " + HOLDER);
+            answer.must(NO_UPDATE, NO_HOLDER,
+                    Outcome.attributeError(Faults.ERANGE, "getxattr", Said.HOLDER));
+        } else if (answer.thrown != null) {
+            answer.must(NO_UPDATE, NO_HOLDER);
         } else {
             answer.check(XattrCalls.isOne(HOLDERS, answer.value()), "one of the holders");
         }
@@ -79,14 +73,8 @@ final class LeaseCalls {
         String path = path(scene, user);
         Answer<byte[]> answer = scene.ask("getFileLeaseNative", () -> ZOLTNative.getFileLeaseNative(
                 path, true, ROOM, LONG_AGO), path, ROOM, LONG_AGO);
-        if (answer.threw(Faults.ENODATA, UPDATE + " does not exist")) {
-            return;
-        }
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "removexattr failed for " + BOTH);
-        } else if (!answer.threw(Faults.ENODATA, BOTH + " does not exist")) {
-            answer.mustBe(null);
-        }
+        answer.must(NO_UPDATE, scene.mayActAs(user) ? Outcome.NOTHING : NOT_REMOVED,
+                scene.mayActAs(user) ? NO_LEASE : NOT_REMOVED);
     }
 
     private static void renew(Scene scene) {
@@ -94,11 +82,8 @@ final class LeaseCalls {
         String path = path(scene, user);
         Answer<Void> answer = scene.tell("renewFileLeaseNative",
                 () -> ZOLTNative.renewFileLeaseNative(path, true), path);
-        if (scene.mayActAs(user)) {
-            answer.value();
-        } else {
-            answer.mustThrow(Faults.EACCES, "setxattr failed for " + UPDATE);
-        }
+        answer.mustOf(user, Outcome.attributeError(Faults.EACCES, "setxattr", Said.UPDATE),
+                Outcome.NOTHING);
     }
 
     private static void giveUp(Scene scene) {
@@ -106,24 +91,18 @@ final class LeaseCalls {
         String path = path(scene, user);
         Answer<Void> answer = scene.tell("removeFileLeaseNative",
                 () -> ZOLTNative.removeFileLeaseNative(path, true), path);
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "removexattr failed for " + BOTH);
-        } else if (!answer.threw(Faults.ENODATA, BOTH + " does not exist")) {
-            answer.value();
-        }
+        answer.mustOf(user, NOT_REMOVED, Outcome.NOTHING, NO_LEASE);
     }
 
     /** The call that is not for leases: it removes, and raises all the same. */
     private static void removeHalf(Scene scene) {
         int user = scene.somebody();
         String path = path(scene, user);
-        String name = scene.random.nextBoolean() ? HOLDER : UPDATE;
+        String name = scene.random.nextBoolean() ? Said.HOLDER : Said.UPDATE;
         Answer<Boolean> answer =
                 scene.ask("removeXAttr", () -> ZOLTNative.removeXAttr(path, name), path, name);
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "removexattr failed for " + name);
-        } else if (!answer.threw(Faults.ENODATA, name + " does not exist")) {
-            answer.mustThrow(Faults.EINVAL, "It's not allowed to remove " + name);
-        }
+        answer.mustOf(user, Outcome.attributeError(Faults.EACCES, "removexattr", name),
+                Outcome.error(Faults.EINVAL, Said.KEPT + name),
+                Outcome.attributeError(Faults.ENODATA, "removexattr", name));
     }
 }

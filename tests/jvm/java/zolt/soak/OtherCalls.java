@@ -4,14 +4,13 @@ import java.util.Arrays;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Said;
 
 /** Configuration, always the same, and the names and ids of users. */
 final class OtherCalls {
     static final int BLOCK_SIZE = 1 << 20;
     static final int REPLICATION = 3;
 
-    private static final String ADVICE =
-            ", create the user on all kolvane nodes with the same uid and try it again!";
     private static final int[] FORMAT = ZOLTNative.getFileStatusFormatNative();
 
     private OtherCalls() {}
@@ -45,6 +44,6 @@ final class OtherCalls {
         scene.ask("getUser", () -> ZOLTNative.getUser(id), id).mustBe(name);
         scene.ask("getGroup", () -> ZOLTNative.getGroup(id), id).mustBe(name);
         scene.ask("getUid", () -> ZOLTNative.getUid("soak-nobody"), "soak-nobody")
-                .mustThrow(Faults.EINVAL, "Unknown user \"soak-nobody\"" + ADVICE);
+                .mustThrow(Faults.EINVAL, Said.unknown("user", "soak-nobody"));
     }
 }

@@ -4,7 +4,9 @@ import java.nio.ByteBuffer;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Said;
 import zolt.test.acl.AclBytes;
+import zolt.test.status.StatusRecord;
 
 /**
  * Every native that takes a path, on one that leads through another user's private directory and on
@@ -28,7 +30,7 @@ final class RefusedCalls {
             Answer<Integer> answer =
                     StatusCalls.full(scene, scene.tree.path(owner, "private/secret"), false);
             answer.mustBe(1);
-            answer.check(scene.buffers.status().getLong(8) == owner + 1, "the owner's own file");
+            answer.check(scene.buffers.status().getLong(StatusRecord.SIZE) == owner + 1, "the owner's own file");
         }
     }
 
@@ -65,7 +67,7 @@ final class RefusedCalls {
         scene.ask("isCMTimeChangedNative", () -> ZOLTNative.isCMTimeChangedNative(path, true, 0, 0,
                 0, 0), path).mustThrow(errno, path);
         scene.ask("getINum", () -> ZOLTNative.getINum(path, false), path)
-                .mustThrow(errno, "stat failed for " + path);
+                .mustThrow(errno, Said.INODE + path);
         scene.tell("getFailedPathNative", () -> ZOLTNative.getFailedPathNative(path, true), path)
                 .value();
         scene.ask("getLinkTargetNative", () -> ZOLTNative.getLinkTargetNative(path, 10), path)
@@ -79,15 +81,15 @@ final class RefusedCalls {
         ListingCalls.end(scene);
         ByteBuffer entries = scene.buffers.entries();
         scene.ask("getDirentsNative", () -> ZOLTNative.getDirentsNative(dir, entries, false, false),
-                dir).mustThrow(errno, "failed to open directory");
+                dir).mustThrow(errno, Said.DIRECTORY);
         scene.ask("getDirentCountNative", () -> ZOLTNative.getDirentCountNative(dir), dir)
                 .mustBe(0);
         scene.tell("getBlockLocationsNative", () -> ZOLTNative.getBlockLocationsNative(path, 2,
                 true, 0, -1, null, scene.buffers.locations()), path).mustThrow(errno, path);
         scene.ask("setReplication", () -> ZOLTNative.setReplication(path, (short) 2, true), path)
-                .mustThrow(errno, "failed to open " + path);
+                .mustThrow(errno, Said.OPEN + path);
         scene.ask("setBGF", () -> ZOLTNative.setBGF(path, 2), path)
-                .mustThrow(errno, "failed to open " + path);
+                .mustThrow(errno, Said.OPEN + path);
     }
 
     private static void attributes(Scene scene, String path, int errno) {
@@ -107,13 +109,13 @@ final class RefusedCalls {
 
     private static void leases(Scene scene, String path, int errno) {
         scene.tell("setFileLeaseNative", () -> ZOLTNative.setFileLeaseNative(path, true, VALUE),
-                path).mustThrow(errno, "setxattr failed for " + LeaseCalls.HOLDER);
+                path).mustThrow(errno, "setxattr failed for " + Said.HOLDER);
         scene.ask("getFileLeaseNative", () -> ZOLTNative.getFileLeaseNative(path, true, 10, 10),
-                path).mustThrow(errno, "getxattr failed for " + LeaseCalls.UPDATE);
+                path).mustThrow(errno, "getxattr failed for " + Said.UPDATE);
         scene.tell("renewFileLeaseNative", () -> ZOLTNative.renewFileLeaseNative(path, true), path)
-                .mustThrow(errno, "setxattr failed for " + LeaseCalls.UPDATE);
+                .mustThrow(errno, "setxattr failed for " + Said.UPDATE);
         scene.tell("removeFileLeaseNative", () -> ZOLTNative.removeFileLeaseNative(path, true),
-                path).mustThrow(errno, "removexattr failed for " + LeaseCalls.BOTH);
+                path).mustThrow(errno, "removexattr failed for " + Said.LEASE);
     }
 
     private static void lists(Scene scene, String path, int errno) {

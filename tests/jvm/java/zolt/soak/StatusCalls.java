@@ -6,13 +6,12 @@ import java.util.List;
 import java.util.function.IntPredicate;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Outcome;
+import zolt.test.status.StatusRecord;
 
 /** Status records, links, and the setters of modes and times. */
 final class StatusCalls {
-    private static final int REGULAR = 0100000;
-    private static final int DIRECTORY = 0040000;
     private static final byte UNTOUCHED = 0x55;
-    private static final int ACL_FLAG = 0x1000;
     private static final Short[] MODES = {0644, 0640, 0600, 0755, 01755};
     /** All half past a second, so that seconds and nanoseconds go together in any combination. */
     private static final Long[] TIMES = {Tree.FIXED_TIME, 1_000_000_000_500L, 1_400_000_000_500L};
@@ -60,21 +59,23 @@ final class StatusCalls {
     private static void expectRecord(Answer<Integer> answer, ByteBuffer record, Long inode,
             int owner, IntPredicate mode, IntPredicate acl) {
         answer.mustBe(1);
-        answer.check(inode == null || record.getLong(0) == inode, "inode " + inode);
-        answer.check(record.getInt(16) == owner && record.getInt(20) == owner, "owner " + owner);
-        answer.check(mode.test(record.getInt(24)), "another mode than "
-                + Integer.toOctalString(record.getInt(24)));
-        answer.check(acl.test(record.getShort(80)), "another ACL flag than " + record.getShort(80));
-        answer.check(isUntouched(record, 86, record.capacity()), "nothing after the record");
+        answer.check(inode == null || record.getLong(StatusRecord.INODE) == inode, "inode " + inode);
+        answer.check(record.getInt(StatusRecord.UID) == owner
+                && record.getInt(StatusRecord.GID) == owner, "owner " + owner);
+        int found = record.getInt(StatusRecord.MODE);
+        answer.check(mode.test(found), "another mode than " + Integer.toOctalString(found));
+        int flag = record.getShort(StatusRecord.ACL);
+        answer.check(acl.test(flag), "another ACL flag than " + flag);
+        answer.check(isUntouched(record, StatusRecord.END, record.capacity()), "nothing after the record");
     }
 
     private static void expectFixed(Scene scene, Answer<Integer> answer, int user) {
         ByteBuffer record = scene.buffers.status();
         expectRecord(answer, record, scene.tree.inode(scene.tree.path(user, "fixed")),
-                Users.id(user), mode -> mode == (REGULAR | 0644), acl -> acl == 0);
-        answer.check(record.getLong(8) == Tree.FIXED_SIZE, "size " + Tree.FIXED_SIZE);
-        answer.check(record.getLong(48) == Tree.FIXED_TIME / 1000
-                && record.getInt(56) == HALF_SECOND, "the time of a file that never changes");
+                Users.id(user), mode -> mode == (StatusRecord.REGULAR | 0644), acl -> acl == 0);
+        answer.check(record.getLong(StatusRecord.SIZE) == Tree.FIXED_SIZE, "size " + Tree.FIXED_SIZE);
+        answer.check(record.getLong(StatusRecord.MTIME) == Tree.FIXED_TIME / 1000
+                && record.getInt(StatusRecord.MTIME + 8) == HALF_SECOND, "the time of a file that never changes");
     }
 
     private static void fixed(Scene scene) {
@@ -83,9 +84,9 @@ final class StatusCalls {
         Answer<Integer> answer = full(scene, path, true);
         expectFixed(scene, answer, user);
         ByteBuffer record = scene.buffers.status();
-        answer.check(record.getInt(28) == OtherCalls.BLOCK_SIZE, "the default block size");
-        answer.check(record.getShort(82) == OtherCalls.REPLICATION, "the default replication");
-        answer.check(record.getShort(84) == 0, "no lease");
+        answer.check(record.getInt(StatusRecord.BLOCK_SIZE) == OtherCalls.BLOCK_SIZE, "the default block size");
+        answer.check(record.getShort(StatusRecord.REPLICATION) == OtherCalls.REPLICATION, "the default replication");
+        answer.check(record.getShort(StatusRecord.LEASE) == 0, "no lease");
     }
 
     private static void fixedFast(Scene scene) {
@@ -93,7 +94,8 @@ final class StatusCalls {
         Answer<Integer> answer = fast(scene, scene.tree.path(user, "fixed"));
         expectFixed(scene, answer, user);
         ByteBuffer record = scene.buffers.status();
-        answer.check(isUntouched(record, 28, 32) && isUntouched(record, 82, 86),
+        answer.check(isUntouched(record, StatusRecord.BLOCK_SIZE, StatusRecord.ATIME)
+                        && isUntouched(record, StatusRecord.REPLICATION, StatusRecord.END),
                 "no block size, replication and lease");
     }
 
@@ -137,11 +139,11 @@ final class StatusCalls {
         ByteBuffer record = scene.buffers.status();
         boolean listed = name.startsWith("acl");
         expectRecord(answer, record, scene.tree.inode(path), Users.id(user),
-                mode -> listed ? AclLists.isMode(mode & ~REGULAR) : isMode(name, mode & ~REGULAR),
-                acl -> acl == 0 || listed && acl == ACL_FLAG);
+                mode -> listed ? AclLists.isMode(mode & ~StatusRecord.REGULAR) : isMode(name, mode & ~StatusRecord.REGULAR),
+                acl -> acl == 0 || listed && acl == StatusRecord.HAS_ACL);
         answer.check(!name.equals("times") || isTime(record), "one of the times set");
         if (!fast) {
-            int length = record.getShort(84);
+            int length = record.getShort(StatusRecord.LEASE);
             answer.check(name.startsWith("lease") ? LeaseCalls.isLength(length) : length == 0,
                     "another lease length than " + length);
         }
@@ -152,8 +154,8 @@ final class StatusCalls {
     }
 
     private static boolean isTime(ByteBuffer record) {
-        return List.of(TIMES).contains(record.getLong(48) * 1000 + 500)
-                && record.getInt(56) == HALF_SECOND;
+        return List.of(TIMES).contains(record.getLong(StatusRecord.MTIME) * 1000 + 500)
+                && record.getInt(StatusRecord.MTIME + 8) == HALF_SECOND;
     }
 
     private static void transientEntry(Scene scene) {
@@ -171,7 +173,7 @@ final class StatusCalls {
         Answer<Integer> answer = scene.random.nextBoolean() ? fast(scene, path)
                 : full(scene, path, false);
         if (!answer.threw(Faults.ENOENT, path)) {
-            int mode = name.startsWith("d") ? DIRECTORY | 0755 : REGULAR | 0644;
+            int mode = name.startsWith("d") ? StatusRecord.DIRECTORY | 0755 : StatusRecord.REGULAR | 0644;
             expectRecord(answer, scene.buffers.status(), null, 0, found -> found == mode,
                     acl -> acl == 0);
         }
@@ -183,11 +185,7 @@ final class StatusCalls {
         short mode = scene.oneOf(MODES);
         Answer<Boolean> answer = scene.ask("setPermission",
                 () -> ZOLTNative.setPermission(path, mode), path, mode);
-        if (scene.mayActAs(user)) {
-            answer.mustBe(true);
-        } else {
-            answer.mustThrow(Faults.EPERM, path);
-        }
+        answer.mustOf(user, Outcome.error(Faults.EPERM, path), Outcome.TRUE);
     }
 
     private static void setTimes(Scene scene) {
@@ -197,11 +195,7 @@ final class StatusCalls {
         long atime = scene.random.nextBoolean() ? scene.oneOf(TIMES) : -1;
         Answer<Boolean> answer = scene.ask("setTimes",
                 () -> ZOLTNative.setTimes(path, mtime, atime), path, mtime, atime);
-        if (scene.mayActAs(user)) {
-            answer.mustBe(true);
-        } else {
-            answer.mustThrow(Faults.EPERM, path);
-        }
+        answer.mustOf(user, Outcome.error(Faults.EPERM, path), Outcome.TRUE);
         scene.ask("setTimes", () -> ZOLTNative.setTimes(path, -1, -1), path, -1, -1).mustBe(true);
     }
 

@@ -7,12 +7,13 @@ import java.util.Map;
 import java.util.Set;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Outcome;
 
 /** Attributes, each of which holds one of a few values as a whole, or is not there. */
 final class XattrCalls {
-    /** The values that are set, each of a letter of its own. */
-    static final byte[][] VALUES = values(0, 1, 8, 40, 200, 300);
-    static final byte[][] EVEN_VALUES = values(64, 64, 64, 64);
+    /** The values that are set. */
+    static final byte[][] VALUES = values('a', 0, 1, 8, 40, 200, 300);
+    static final byte[][] EVEN_VALUES = values('a', 64, 64, 64, 64);
 
     private static final String EVEN = "user.even";
     /** Values of changing length may have grown since the library asked how long they are. */
@@ -28,11 +29,12 @@ final class XattrCalls {
                 XattrCalls::getSome, XattrCalls::dump, XattrCalls::remove);
     }
 
-    private static byte[][] values(int... lengths) {
+    /** Values of these lengths, each of a letter of its own. */
+    static byte[][] values(char first, int... lengths) {
         byte[][] values = new byte[lengths.length][];
         for (int i = 0; i < lengths.length; i++) {
             values[i] = new byte[lengths[i]];
-            Arrays.fill(values[i], (byte) ('a' + i));
+            Arrays.fill(values[i], (byte) (first + i));
         }
         return values;
     }
@@ -54,12 +56,9 @@ final class XattrCalls {
         Answer<Boolean> answer = scene.ask("setExtendedAttribute",
                 () -> ZOLTNative.setExtendedAttribute(path, name, value, flags), path, name, value,
                 flags);
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "setxattr failed for " + name);
-        } else if (!(flags == 1 && answer.threw(Faults.EEXIST, name + " already exists")
-                || flags == 2 && answer.threw(Faults.ENODATA, name + " does not exist"))) {
-            answer.mustBe(true);
-        }
+        answer.mustOf(user, Outcome.attributeError(Faults.EACCES, "setxattr", name), Outcome.TRUE,
+                flags == 0 ? Outcome.TRUE : Outcome.attributeError(
+                        flags == 1 ? Faults.EEXIST : Faults.ENODATA, "setxattr", name));
     }
 
     private static void get(Scene scene) {
@@ -77,7 +76,7 @@ final class XattrCalls {
         answer.value().forEach((name, value) -> answer.check(
                 KNOWN.contains(name) && isOne(valuesOf(name), value)
                         || name.startsWith("security."), // the system's own
-                "no " + name + " with " + Answer.text(value)));
+                "no " + name + " with " + Outcome.show(value)));
     }
 
     private static void getSome(Scene scene) {
@@ -102,10 +101,7 @@ final class XattrCalls {
         String name = scene.oneOf(NAMES);
         Answer<Boolean> answer =
                 scene.ask("removeXAttr", () -> ZOLTNative.removeXAttr(path, name), path, name);
-        if (!scene.mayActAs(user)) {
-            answer.mustThrow(Faults.EACCES, "removexattr failed for " + name);
-        } else if (!answer.threw(Faults.ENODATA, name + " does not exist")) {
-            answer.mustBe(true);
-        }
+        answer.mustOf(user, Outcome.attributeError(Faults.EACCES, "removexattr", name), Outcome.TRUE,
+                Outcome.attributeError(Faults.ENODATA, "removexattr", name));
     }
 }

@@ -1,37 +1,47 @@
-package zolt.test.hostile;
+package zolt.test;
 
 import java.nio.BufferOverflowException;
 import java.util.Arrays;
 import java.util.Map;
 import java.util.TreeMap;
 import java.util.stream.Collectors;
-import zolt.test.Failure;
 
 /** What a call comes to: a value, or one exception with its class and text. Equal as text. */
-record Outcome(String text) {
-    /** The neutral answers without an exception. */
-    static final Outcome NOTHING = value(null);
-    static final Outcome ZERO = value(0);
-    static final Outcome FALSE = value(false);
+public record Outcome(String text) {
+    /** Answers without an exception. */
+    public static final Outcome NOTHING = value(null);
+    public static final Outcome ZERO = value(0);
+    public static final Outcome TRUE = value(true);
 
-    static Outcome value(Object value) {
+    /** What a native of this type answers where it has nothing to say. */
+    public static Outcome neutral(Class<?> type) {
+        return type == boolean.class ? value(false) : type.isPrimitive() && type != void.class ? ZERO
+                : NOTHING;
+    }
+
+    /** This value, or the exception of an errno that is not 0. */
+    public static Outcome of(int errno, Object value, String said) {
+        return errno == 0 ? value(value) : error(errno, said);
+    }
+
+    public static Outcome value(Object value) {
         return new Outcome(show(value));
     }
 
-    static Outcome thrown(Class<?> type, String message) {
+    public static Outcome thrown(Class<?> type, String message) {
         return new Outcome("throws " + type.getName() + ": " + message);
     }
 
-    static Outcome thrown(Throwable thrown) {
+    public static Outcome thrown(Throwable thrown) {
         return thrown(thrown.getClass(), thrown.getMessage());
     }
 
     /** The exception of an errno. */
-    static Outcome error(int errno, String message) {
+    public static Outcome error(int errno, String message) {
         return thrown(Failure.of(errno, message));
     }
 
-    static Outcome attributeError(int errno, String operation, String name) {
+    public static Outcome attributeError(int errno, String operation, String name) {
         return thrown(Failure.ofAttribute(errno, operation, name));
     }
 
@@ -39,20 +49,24 @@ record Outcome(String text) {
         return thrown(failure.type(), failure.message());
     }
 
-    static Outcome overflow() {
+    public static Outcome overflow() {
         return thrown(BufferOverflowException.class, null);
     }
 
-    boolean isThrown() {
+    public boolean isThrown() {
         return text.startsWith("throws ");
     }
 
-    private static String show(Object value) {
+    /** A value for a report, all of it. */
+    public static String show(Object value) {
         if (value instanceof byte[] bytes) {
             return bytes.length + " bytes " + Arrays.toString(bytes);
         }
         if (value instanceof int[] ints) {
             return Arrays.toString(ints);
+        }
+        if (value instanceof Object[] objects) {
+            return Arrays.toString(objects);
         }
         if (value instanceof Map<?, ?> map) {
             Map<String, String> shown = map.entrySet().stream().collect(Collectors.toMap(

@@ -8,6 +8,7 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.function.Function;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
+import zolt.test.Outcome;
 
 /** The natives with their parameters, what a parameter may be given, and what that must come to. */
 public final class Hostile {
@@ -58,10 +59,27 @@ public final class Hostile {
         return parameter(long.class, Value.all((Object[]) values));
     }
 
-    /** A native and its model, which does by itself what the native is to do and says the outcome. */
-    record Native(String name, Function<Call, Outcome> model, List<Parameter> parameters) {
+    /**
+     * A native and its model, which does by itself what the native is to do and says the outcome.
+     * What a text that is null comes to stands beside it, where that is no neutral answer.
+     */
+    record Native(String name, Function<Call, Outcome> model, Outcome ofNull,
+            List<Parameter> parameters) {
         static Native of(String name, Function<Call, Outcome> model, Parameter... parameters) {
-            return new Native(name, model, List.of(parameters));
+            return new Native(name, model, null, List.of(parameters));
+        }
+
+        Native ofNull(Outcome outcome) {
+            return new Native(name, model, outcome, parameters);
+        }
+
+        Outcome outcome(Call call) throws NoSuchMethodException {
+            for (int i = 0; i < call.arguments.length; i++) {
+                if (call.arguments[i] == null && parameters.get(i).type() == String.class) {
+                    return ofNull != null ? ofNull : Outcome.neutral(method().getReturnType());
+                }
+            }
+            return model.apply(call);
         }
 
         /** The native itself, or what calls it for the sake of a handle. */

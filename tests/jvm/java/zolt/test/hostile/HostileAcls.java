@@ -9,6 +9,7 @@ import java.util.List;
 import java.util.function.ToIntFunction;
 import zolt.test.Faults;
 import zolt.test.Kernel;
+import zolt.test.Outcome;
 import zolt.test.acl.AclBytes;
 import zolt.test.acl.AclBytes.Entry;
 import zolt.test.acl.AclFixture;
@@ -28,6 +29,7 @@ final class HostileAcls {
     private static final String WHOLE = "u::rwx,u:7:r--,g::r-x,m::rwx,o::--x";
 
     /** A list of no path is stored nowhere, and one without entries is not even valid. */
+    private static final Outcome NO_PATH = Outcome.error(Faults.EINVAL, "failed to get path");
     private static final Outcome ENOENT_OF_NO_PATH = Outcome.error(Faults.ENOENT, "");
     private static final Outcome MALFORMED = Outcome.error(Faults.EINVAL,
             ": Malformed access ACL \"\": Missing or wrong entry");
@@ -38,7 +40,7 @@ final class HostileAcls {
         Parameter whole = specifications(whole(ACCESS));
         Parameter one = specifications(ints(1, ACCESS, 2, THE_USER, -1));
         return List.of(
-                Native.of("getAclStatus", HostileAcls::status, values.paths("acl"), FLAG),
+                Native.of("getAclStatus", HostileAcls::status, values.paths("acl"), FLAG).ofNull(NO_PATH),
                 Native.of("setAcl", call -> change(call, path -> 0, HostileAcls::store, ENOENT_OF_NO_PATH),
                         values.ownPaths("acl"), whole),
                 Native.of("modifyAclEntries", call -> change(call, HostileAcls::load,
@@ -46,8 +48,9 @@ final class HostileAcls {
                 Native.of("removeAclEntries", call -> change(call, HostileAcls::load,
                         HostileAcls::reduce, MALFORMED), values.ownPaths("acl"), one),
                 Native.of("removeDefaultAcl", HostileAcls::removeDefault, values.ownPaths("sub/listed"),
-                        FLAG),
-                Native.of("removeAcl", HostileAcls::remove, values.ownPaths("acl"), FLAG));
+                        FLAG).ofNull(NO_PATH),
+                Native.of("removeAcl", HostileAcls::remove, values.ownPaths("acl"), FLAG)
+                        .ofNull(NO_PATH));
     }
 
     private static byte[] ints(int... values) {
@@ -82,9 +85,6 @@ final class HostileAcls {
 
     private static Outcome status(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.error(Faults.EINVAL, "failed to get path");
-        }
         if (path.isEmpty()) {
             return Outcome.value(new byte[0]); // the list of no path is an empty one
         }
@@ -122,9 +122,6 @@ final class HostileAcls {
     private static Outcome change(Call call, ToIntFunction<String> load, Store store,
             Outcome ofNoPath) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
         if (call.bytes(1) == null) {
             return Outcome.error(Faults.EINVAL, path);
         }
@@ -155,7 +152,7 @@ final class HostileAcls {
         if (errno == 0) {
             errno = store.to(path, in);
         }
-        return errno == 0 ? Outcome.NOTHING : Outcome.error(errno, path);
+        return Outcome.of(errno, null, path);
     }
 
     /** Four bytes at a time; what is missing reads as 0. */
@@ -180,18 +177,12 @@ final class HostileAcls {
 
     private static Outcome removeDefault(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.error(Faults.EINVAL, "failed to get path");
-        }
         int errno = call.flag(1) ? Kernel.storeAcl(path, DEFAULT, null) : 0;
-        return errno == 0 ? Outcome.NOTHING : Outcome.error(errno, path);
+        return Outcome.of(errno, null, path);
     }
 
     private static Outcome remove(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.error(Faults.EINVAL, "failed to get path");
-        }
         if (path.isEmpty()) {
             return MALFORMED;
         }

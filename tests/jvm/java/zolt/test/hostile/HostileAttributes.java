@@ -13,6 +13,8 @@ import java.util.List;
 import java.util.Map;
 import zolt.test.Faults;
 import zolt.test.Kernel;
+import zolt.test.Outcome;
+import zolt.test.Said;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Native;
 import zolt.test.hostile.Hostile.Parameter;
@@ -20,8 +22,6 @@ import zolt.test.hostile.Hostile.Value;
 
 /** Extended attributes and leases, by the kernel's own calls. */
 final class HostileAttributes {
-    private static final String HOLDER = "user.lease.holder";
-    private static final String UPDATE = "user.lease.update";
     /** The most that an attribute may have. */
     private static final int LARGEST = 65536;
 
@@ -52,8 +52,8 @@ final class HostileAttributes {
 
     private static List<Value> names() {
         List<Value> values = new ArrayList<>(HostileValues.texts("user.one"));
-        values.addAll(Value.all("user.empty", "user.caf\u00e9", "user.absent", HOLDER, UPDATE,
-                HOLDER + "\0", "user.", "user", "user.lease.*", "trusted.zolt.BGF", "trusted.other",
+        values.addAll(Value.all("user.empty", "user.caf\u00e9", "user.absent", Said.HOLDER, Said.UPDATE,
+                Said.HOLDER + "\0", "user.", "user", Said.LEASE, "trusted.zolt.BGF", "trusted.other",
                 "system.posix_acl_access", "system.other", "security.other", "User.one", "user.\0",
                 "user." + HostileValues.SURROGATES, "user.\ud83d"));
         for (int length : new int[] {254, 255, 256, 257}) {
@@ -83,7 +83,7 @@ final class HostileAttributes {
     }
 
     private static boolean isLease(String name) {
-        return name.equals(HOLDER) || name.equals(UPDATE);
+        return name.equals(Said.HOLDER) || name.equals(Said.UPDATE);
     }
 
     private static Object read(String path, String name) {
@@ -92,9 +92,6 @@ final class HostileAttributes {
 
     private static Outcome set(Call call) {
         String name = call.text(1);
-        if (call.text(0) == null || name == null) {
-            return Outcome.FALSE;
-        }
         byte[] value = call.bytes(2) != null ? call.bytes(2) : new byte[0];
         int errno = Kernel.setxattr(call.text(0), false, name, value, (int) call.number(3));
         return errno == 0 ? Outcome.value(true) : Outcome.attributeError(errno, "setxattr", name);
@@ -102,7 +99,7 @@ final class HostileAttributes {
 
     private static Outcome get(Call call) {
         String name = call.text(1);
-        if (call.text(0) == null || name == null || isLease(name)) {
+        if (isLease(name)) {
             return Outcome.NOTHING;
         }
         Object read = read(call.text(0), name);
@@ -116,9 +113,6 @@ final class HostileAttributes {
 
     private static Outcome some(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
         String[] names = (String[]) call.arguments[1];
         if (names == null) {
             return Outcome.error(Faults.EINVAL, path);
@@ -137,9 +131,6 @@ final class HostileAttributes {
 
     private static Outcome all(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
         Object list = Kernel.listxattr(path);
         if (!(list instanceof byte[] bytes)) {
             return Outcome.error(Faults.ENOMEM, "listxattr failed");
@@ -155,14 +146,11 @@ final class HostileAttributes {
 
     private static Outcome remove(Call call) {
         String name = call.text(1);
-        if (call.text(0) == null || name == null) {
-            return Outcome.FALSE;
-        }
         int errno = Kernel.removexattr(call.text(0), false, name);
         if (errno != 0) {
             return Outcome.attributeError(errno, "removexattr", name);
         }
-        return isLease(name) ? Outcome.error(Faults.EINVAL, "It's not allowed to remove " + name)
+        return isLease(name) ? Outcome.error(Faults.EINVAL, Said.KEPT + name)
                 : Outcome.value(true);
     }
 
@@ -172,33 +160,27 @@ final class HostileAttributes {
 
     private static Outcome take(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
         if (call.bytes(2) == null) {
             return Outcome.error(Faults.EINVAL, "");
         }
         boolean follow = call.flag(1);
-        int errno = Kernel.setxattr(path, follow, HOLDER, call.bytes(2), 1);
+        int errno = Kernel.setxattr(path, follow, Said.HOLDER, call.bytes(2), 1);
         if (errno != 0) {
-            return Outcome.attributeError(errno, "setxattr", HOLDER);
+            return Outcome.attributeError(errno, "setxattr", Said.HOLDER);
         }
-        errno = Kernel.setxattr(path, follow, UPDATE, stamp(), 1);
+        errno = Kernel.setxattr(path, follow, Said.UPDATE, stamp(), 1);
         if (errno != 0) {
-            Kernel.removexattr(path, follow, HOLDER);
-            return call.touching(Outcome.attributeError(errno, "setxattr", UPDATE));
+            Kernel.removexattr(path, follow, Said.HOLDER);
+            return call.touching(Outcome.attributeError(errno, "setxattr", Said.UPDATE));
         }
         return Outcome.NOTHING;
     }
 
     private static Outcome holder(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
-        Object update = Kernel.getxattr(path, call.flag(1), UPDATE, 8);
+        Object update = Kernel.getxattr(path, call.flag(1), Said.UPDATE, 8);
         if (!(update instanceof byte[] bytes)) {
-            return Outcome.attributeError((Integer) update, "getxattr", UPDATE);
+            return Outcome.attributeError((Integer) update, "getxattr", Said.UPDATE);
         }
         long last = ByteBuffer.wrap(bytes).order(ByteOrder.nativeOrder()).getLong();
         // No limit that is tried is near the age of a lease of the stage.
@@ -207,29 +189,23 @@ final class HostileAttributes {
         }
         int size = (int) Math.min(call.number(2), LARGEST);
         if (size <= 0) {
-            return Outcome.attributeError(Faults.EINVAL, "getxattr", HOLDER);
+            return Outcome.attributeError(Faults.EINVAL, "getxattr", Said.HOLDER);
         }
-        Object holder = Kernel.getxattr(path, call.flag(1), HOLDER, size);
+        Object holder = Kernel.getxattr(path, call.flag(1), Said.HOLDER, size);
         return holder instanceof byte[] ? Outcome.value(holder)
-                : Outcome.attributeError((Integer) holder, "getxattr", HOLDER);
+                : Outcome.attributeError((Integer) holder, "getxattr", Said.HOLDER);
     }
 
     private static Outcome renew(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.NOTHING;
-        }
-        int errno = Kernel.setxattr(call.text(0), call.flag(1), UPDATE, stamp(), 0);
-        return errno == 0 ? Outcome.NOTHING : Outcome.attributeError(errno, "setxattr", UPDATE);
+        int errno = Kernel.setxattr(call.text(0), call.flag(1), Said.UPDATE, stamp(), 0);
+        return errno == 0 ? Outcome.NOTHING : Outcome.attributeError(errno, "setxattr", Said.UPDATE);
     }
 
     private static Outcome end(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.NOTHING;
-        }
-        int holder = Kernel.removexattr(call.text(0), call.flag(1), HOLDER);
-        int update = Kernel.removexattr(call.text(0), call.flag(1), UPDATE);
+        int holder = Kernel.removexattr(call.text(0), call.flag(1), Said.HOLDER);
+        int update = Kernel.removexattr(call.text(0), call.flag(1), Said.UPDATE);
         int errno = holder != 0 ? holder : update;
         return errno == 0 ? Outcome.NOTHING
-                : Outcome.attributeError(errno, "removexattr", "user.lease.*");
+                : Outcome.attributeError(errno, "removexattr", Said.LEASE);
     }
 }

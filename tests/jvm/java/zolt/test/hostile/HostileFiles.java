@@ -10,15 +10,16 @@ import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
 import zolt.test.Kernel;
+import zolt.test.Outcome;
+import zolt.test.Said;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Lent;
 import zolt.test.hostile.Hostile.Native;
 import zolt.test.hostile.Hostile.Parameter;
+import zolt.test.status.StatusRecord;
 
 /** Listings, block locations, replication and block group factor. */
 final class HostileFiles {
-    private static final int HEADER_AT = 90;
-    private static final int HEADER_END = 102;
     /** An entry but for its name. */
     private static final int ENTRY = 14;
 
@@ -57,13 +58,10 @@ final class HostileFiles {
 
     private static Outcome count(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.ZERO;
-        }
         Object entries = Kernel.entries(path);
         if (entries instanceof Integer errno) {
             return errno == Faults.ENOENT || errno == Faults.EACCES ? Outcome.ZERO
-                    : Outcome.error(errno, "failed to open directory " + path);
+                    : Outcome.error(errno, Said.DIRECTORY + " " + path);
         }
         ByteBuffer all = ByteBuffer.wrap((byte[]) entries).order(ByteOrder.nativeOrder());
         int count = 0;
@@ -75,12 +73,12 @@ final class HostileFiles {
 
     private static Outcome list(Call call) {
         String path = call.text(0);
-        if (path == null || call.flag(3)) {
+        if (call.flag(3)) {
             return Outcome.ZERO;
         }
         Object entries = Kernel.entries(path);
         if (entries instanceof Integer errno) {
-            return Outcome.error(errno, "failed to open directory");
+            return Outcome.error(errno, Said.DIRECTORY);
         }
         Lent buffer = call.buffer(1);
         int capacity = buffer != null && buffer.isUsable() ? buffer.capacity() : 0;
@@ -111,17 +109,15 @@ final class HostileFiles {
     /** A status record with what is read of it. */
     private static void record(String path, ByteBuffer out) {
         long[] stat = Kernel.stat(path, true);
-        if (stat.length == 1 || out.capacity() < 88) {
+        if (stat.length == 1 || out.capacity() < StatusRecord.BYTES) {
             return;
         }
-        out.putLong(0, stat[0]).putLong(8, stat[1]).putInt(24, (int) stat[4]).putInt(28, 4096);
+        out.putLong(StatusRecord.INODE, stat[0]).putLong(StatusRecord.SIZE, stat[1])
+                .putInt(StatusRecord.MODE, (int) stat[4]).putInt(StatusRecord.BLOCK_SIZE, 4096);
     }
 
     private static Outcome locations(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.NOTHING;
-        }
         Lent status = call.buffer(5);
         Lent words = call.buffer(6);
         if (isRefused(status) || isRefused(words) || call.number(3) < 0) {
@@ -129,17 +125,16 @@ final class HostileFiles {
         }
         boolean regular;
         if (status != null) {
-            if (status.capacity() <= HEADER_AT) {
+            if (status.capacity() <= StatusRecord.HEADER) {
                 return Outcome.thrown(IOException.class, "Buffer overflow: current pos 0 seek 90");
             }
-            regular = (status.expected().getInt(24) & 0xF000) == 0x8000;
+            regular = StatusRecord.isRegular(status.expected().getInt(StatusRecord.MODE));
         } else {
             long[] stat = Kernel.stat(path, call.flag(2));
             if (stat.length == 1) {
-                int errno = (int) -stat[0];
-                return Outcome.error(errno == Faults.ENOTDIR ? Faults.ENOENT : errno, path);
+                return Outcome.error(HostileStatus.reported(stat), path);
             }
-            regular = (stat[4] & 0xF000) == 0x8000;
+            regular = StatusRecord.isRegular(stat[4]);
         }
         if (!regular) {
             return putHeader(status, 0, 0);
@@ -166,13 +161,13 @@ final class HostileFiles {
 
     /** The same question with room for any answer, of which the given room holds as much as it can. */
     private static Outcome answer(Call call, Lent status, Lent words, boolean headerOnly) {
-        ByteBuffer header = ByteBuffer.allocateDirect(HEADER_END).order(ByteOrder.nativeOrder());
+        ByteBuffer header = ByteBuffer.allocateDirect(StatusRecord.HEADER_END).order(ByteOrder.nativeOrder());
         if (status != null) {
             ByteBuffer given = status.expected();
-            header.put(0, given, 0, Math.min(given.capacity(), HEADER_END));
+            header.put(0, given, 0, Math.min(given.capacity(), StatusRecord.HEADER_END));
         } else {
             record(call.text(0), header);
-            header.putInt(28, (int) Kernel.stat(call.text(0), true)[11]);
+            header.putInt(StatusRecord.BLOCK_SIZE, (int) Kernel.stat(call.text(0), true)[11]);
         }
         ByteBuffer roomy = ByteBuffer.allocateDirect(1 << 16).order(ByteOrder.nativeOrder());
         int type = (int) call.number(1);
@@ -192,7 +187,7 @@ final class HostileFiles {
             found++;
         }
         int room = words != null ? words.capacity() / 4 : 0;
-        int copies = header.getInt(98);
+        int copies = header.getInt(StatusRecord.HEADER_COPIES);
         boolean fits = headerOnly || found <= room;
         // Grouped blocks are written one by one, all others by the reply.
         int written = fits ? found : type == 3 ? room / (2 * copies) * (2 * copies) : 0;
@@ -202,62 +197,50 @@ final class HostileFiles {
                 out.putInt(4 * i, i < written ? roomy.getInt(4 * i) : -1);
             }
         }
-        return fits ? putHeader(status, header.getLong(HEADER_AT), copies) : Outcome.overflow();
+        return fits ? putHeader(status, header.getLong(StatusRecord.HEADER), copies) : Outcome.overflow();
     }
 
     private static Outcome putHeader(Lent status, long blockSize, int copies) {
         if (status == null) {
             return Outcome.NOTHING;
         }
-        if (status.capacity() >= HEADER_AT + 8) {
-            status.expected().putLong(HEADER_AT, blockSize);
+        if (status.capacity() >= StatusRecord.HEADER_COPIES) {
+            status.expected().putLong(StatusRecord.HEADER, blockSize);
         }
-        if (status.capacity() < HEADER_END) {
+        if (status.capacity() < StatusRecord.HEADER_END) {
             return Outcome.overflow();
         }
-        status.expected().putInt(HEADER_END - 4, copies);
+        status.expected().putInt(StatusRecord.HEADER_COPIES, copies);
         return Outcome.NOTHING;
-    }
-
-    private static boolean isRegular(String path) {
-        return (Kernel.stat(path, true)[4] & 0xF000) == 0x8000;
     }
 
     private static Outcome replication(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.FALSE;
-        }
         int opened = Kernel.open(path, true);
         if (opened != 0) {
-            return Outcome.error(-opened, "failed to open " + path);
+            return Outcome.error(-opened, Said.OPEN + path);
         }
         int wanted = (int) call.number(1);
         byte[] before = Kernel.getxattr(path, true, "trusted.zolt.replication", 2) instanceof byte[] b
                 ? b : new byte[] {3, 3};
         byte[] kept = {(byte) wanted, call.flag(2) ? (byte) wanted : before[1]};
-        int errno = wanted < 1 || wanted > 255 || !isRegular(path) ? Faults.EINVAL
+        int errno = wanted < 1 || wanted > 255 || !StatusRecord.isRegular(Kernel.stat(path, true)[4]) ? Faults.EINVAL
                 : Kernel.setxattr(path, true, "trusted.zolt.replication", kept, 0);
-        return errno == 0 ? Outcome.value(true)
-                : Outcome.error(errno, "failed to set replication for " + path);
+        return Outcome.of(errno, true, Said.REPLICATION + path);
     }
 
     private static Outcome factor(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.FALSE;
-        }
         int bgf = (int) call.number(1);
         if (bgf < 1 || bgf > 1024) {
-            return Outcome.error(Faults.EINVAL, "Invalid BGF(" + bgf + ")");
+            return Outcome.error(Faults.EINVAL, Said.noFactor(bgf));
         }
         int opened = Kernel.open(path, true);
         if (opened != 0) {
-            return Outcome.error(-opened, "failed to open " + path);
+            return Outcome.error(-opened, Said.OPEN + path);
         }
         byte[] value = ByteBuffer.allocate(4).putInt(bgf).array();
         int errno = Kernel.setxattr(path, true, "trusted.zolt.BGF", value, 0);
-        return errno == 0 ? Outcome.value(true)
-                : Outcome.error(errno, "Failed to set BGF(" + bgf + ") for " + path);
+        return Outcome.of(errno, true, Said.factor(bgf, path));
     }
 }

@@ -14,18 +14,18 @@ import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
 import zolt.test.Kernel;
+import zolt.test.Outcome;
+import zolt.test.Said;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Native;
 import zolt.test.hostile.Hostile.Parameter;
 
 /** Configuration, names and ids, and the identity of a thread. */
 final class HostileIdentity {
-    private static final String USERS =
-            "\", create the user on all kolvane nodes with the same uid and try it again!";
-    private static final String GROUPS =
-            "\", create the group on all kolvane nodes with the same gid and try it again!";
     private static final Parameter IDS = Hostile.ofInts(0, 1, 2, 100, 999, 1000, 65533, 65534, 65535,
             65536, -1, -2, Integer.MIN_VALUE, Integer.MAX_VALUE);
+
+    private static final Outcome NO_ID = Outcome.value(-1);
 
     private HostileIdentity() {}
 
@@ -36,11 +36,16 @@ final class HostileIdentity {
                 Native.of("getFsName", HostileIdentity::fsName,
                         parameter(String.class, texts("/proc")),
                         parameter(String.class, texts("proc"))),
-                Native.of("getUid", HostileIdentity::uid, users()),
-                Native.of("getGid", HostileIdentity::gid, users()),
-                Native.of("getUser", HostileIdentity::user, IDS),
-                Native.of("getGroup", HostileIdentity::group, IDS),
-                Native.of("switchTo", HostileIdentity::switched, users()),
+                Native.of("getUid", call -> id("user", call.text(0), Kernel.uid(call.text(0))), users())
+                        .ofNull(NO_ID),
+                Native.of("getGid", call -> id("group", call.text(0), Kernel.gid(call.text(0))), users())
+                        .ofNull(NO_ID),
+                Native.of("getUser", call -> name("uid", call.number(0),
+                        Kernel.user((int) call.number(0))), IDS),
+                Native.of("getGroup", call -> name("gid", call.number(0),
+                        Kernel.group((int) call.number(0))), IDS),
+                Native.of("switchTo", HostileIdentity::switched, users())
+                        .ofNull(Outcome.value("0 " + Kernel.thread())),
                 Native.of("setFsUid", HostileIdentity::ended, LONGS));
     }
 
@@ -62,9 +67,6 @@ final class HostileIdentity {
     }
 
     private static Outcome fsName(Call call) {
-        if (call.text(0) == null || call.text(1) == null) {
-            return Outcome.NOTHING;
-        }
         try {
             for (String line : Files.readAllLines(Path.of("/etc/mtab"))) {
                 String[] fields = line.split(" ");
@@ -78,36 +80,14 @@ final class HostileIdentity {
         return Outcome.error(Faults.ENOENT, call.text(1));
     }
 
-    private static Outcome uid(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.value(-1);
-        }
-        long uid = Kernel.uid(call.text(0));
-        return uid >= 0 ? Outcome.value((int) uid)
-                : Outcome.error(Faults.EINVAL, "Unknown user \"" + call.text(0) + USERS);
+    private static Outcome id(String kind, String name, long id) {
+        return id >= 0 ? Outcome.value((int) id)
+                : Outcome.error(Faults.EINVAL, Said.unknown(kind, name));
     }
 
-    private static Outcome gid(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.value(-1);
-        }
-        long gid = Kernel.gid(call.text(0));
-        return gid >= 0 ? Outcome.value((int) gid)
-                : Outcome.error(Faults.EINVAL, "Unknown group \"" + call.text(0) + GROUPS);
-    }
-
-    private static Outcome user(Call call) {
-        int uid = (int) call.number(0);
-        String name = Kernel.user(uid);
+    private static Outcome name(String kind, long id, String name) {
         return name != null ? Outcome.value(name) : Outcome.error(Faults.EINVAL,
-                "Unknown uid \"" + Integer.toUnsignedString(uid) + USERS);
-    }
-
-    private static Outcome group(Call call) {
-        int gid = (int) call.number(0);
-        String name = Kernel.group(gid);
-        return name != null ? Outcome.value(name) : Outcome.error(Faults.EINVAL,
-                "Unknown gid \"" + Integer.toUnsignedString(gid) + GROUPS);
+                Said.unknown(kind, Integer.toUnsignedString((int) id)));
     }
 
     /** What the thread is after setFsUid(String); setFsUid(long) ends it again. */
@@ -121,9 +101,6 @@ final class HostileIdentity {
 
     private static Outcome switched(Call call) {
         String user = call.text(0);
-        if (user == null) {
-            return Outcome.value("0 " + Kernel.thread());
-        }
         long uid = Kernel.uid(user);
         if (uid == 0) {
             return Outcome.value(Kernel.thread()); // the service's own group: groups stay

@@ -9,14 +9,16 @@ import java.util.Arrays;
 import java.util.List;
 import zolt.test.Faults;
 import zolt.test.Kernel;
+import zolt.test.Outcome;
+import zolt.test.Said;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Lent;
 import zolt.test.hostile.Hostile.Native;
 import zolt.test.hostile.Hostile.Parameter;
+import zolt.test.status.StatusRecord;
 
 /** Status, links, permissions and times, from the kernel's own answers. */
 final class HostileStatus {
-    private static final int RECORD = 88;
     private static final long DEFAULT_BLOCK = 128L << 20;
     private static final int[] FORMAT = {0, 8, 8, 8, 16, 4, 20, 4, 24, 4, 28, 4, 32, 16, 48, 16, 64, 16,
         80, 2, 82, 2, 84, 2, 88, 0};
@@ -53,17 +55,13 @@ final class HostileStatus {
     }
 
     /** A path through what is no directory is a missing one. */
-    private static int reported(long[] failed) {
+    static int reported(long[] failed) {
         int errno = (int) -failed[0];
         return errno == Faults.ENOTDIR ? Faults.ENOENT : errno;
     }
 
     private static boolean later(long[] stat, int at, long seconds, long nanoseconds) {
         return stat[at] > seconds || stat[at] == seconds && stat[at + 1] > nanoseconds;
-    }
-
-    private static boolean isRegular(long[] stat) {
-        return (stat[MODE] & 0xF000) == 0x8000;
     }
 
     private static Object attribute(String path, String name) {
@@ -75,22 +73,19 @@ final class HostileStatus {
     }
 
     private static void putCommon(String path, long[] stat, ByteBuffer out) {
-        out.putLong(0, stat[INODE]).putLong(8, stat[SIZE]);
+        out.putLong(StatusRecord.INODE, stat[INODE]).putLong(StatusRecord.SIZE, stat[SIZE]);
         for (int i = 0; i < 3; i++) {
-            out.putInt(16 + 4 * i, (int) stat[2 + i]);
+            out.putInt(StatusRecord.UID + 4 * i, (int) stat[2 + i]);
         }
         for (int i = 0; i < 6; i++) {
-            out.putLong(32 + 8 * i, stat[ATIME + i]);
+            out.putLong(StatusRecord.ATIME + 8 * i, stat[ATIME + i]);
         }
         boolean acl = has(path, "system.posix_acl_access") || has(path, "system.posix_acl_default");
-        out.putShort(80, (short) (acl ? 0x1000 : 0));
+        out.putShort(StatusRecord.ACL, (short) (acl ? StatusRecord.HAS_ACL : 0));
     }
 
     private static Outcome full(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.ZERO;
-        }
         Lent buffer = call.buffer(3);
         if (buffer == null || !buffer.isUsable()) {
             return Outcome.error(Faults.EINVAL, path);
@@ -107,28 +102,28 @@ final class HostileStatus {
                 || !later(stat, CTIME, call.number(4), call.number(5))) {
             return Outcome.ZERO;
         }
-        if (buffer.capacity() < RECORD) {
+        if (buffer.capacity() < StatusRecord.BYTES) {
             return Outcome.error(Faults.EINVAL, path);
         }
         ByteBuffer out = buffer.expected();
         putCommon(path, stat, out);
-        out.putInt(28, 0).putShort(82, (short) 0).putShort(84, (short) 0);
-        return isRegular(stat) ? putRegular(path, stat, call.flag(2), out) : Outcome.value(1);
+        out.putInt(StatusRecord.BLOCK_SIZE, 0).putInt(StatusRecord.REPLICATION, 0);
+        return StatusRecord.isRegular(stat[MODE]) ? putRegular(path, stat, call.flag(2), out) : Outcome.value(1);
     }
 
     private static Outcome putRegular(String path, long[] stat, boolean lease, ByteBuffer out) {
         int copies = attribute(path, "trusted.zolt.replication") instanceof byte[] kept
                 && kept.length == 2 ? kept[0] : 3;
-        out.putShort(82, (short) copies);
+        out.putShort(StatusRecord.REPLICATION, (short) copies);
         boolean grouped = attribute(path, "trusted.zolt.BGF") instanceof byte[] bgf && bgf.length == 4;
         long unit = stat[BLOCK];
-        out.putInt(28, (int) (grouped ? 4 * unit : (DEFAULT_BLOCK + unit - 1) / unit * unit));
+        out.putInt(StatusRecord.BLOCK_SIZE, (int) (grouped ? 4 * unit : (DEFAULT_BLOCK + unit - 1) / unit * unit));
         if (!lease) {
             return Outcome.value(1);
         }
-        Object holder = attribute(path, "user.lease.holder");
+        Object holder = attribute(path, Said.HOLDER);
         if (holder instanceof byte[] bytes) {
-            out.putShort(84, (short) bytes.length);
+            out.putShort(StatusRecord.LEASE, (short) bytes.length);
         } else if ((Integer) holder != Faults.ENODATA) {
             return Outcome.error((Integer) holder, path);
         }
@@ -137,9 +132,6 @@ final class HostileStatus {
 
     private static Outcome fast(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.ZERO;
-        }
         Lent buffer = call.buffer(2);
         if (buffer == null || !buffer.isUsable()) {
             return Outcome.error(Faults.EINVAL, path);
@@ -151,7 +143,7 @@ final class HostileStatus {
         if (!later(stat, CTIME, call.number(3), call.number(4))) {
             return Outcome.ZERO;
         }
-        if (buffer.capacity() < RECORD) {
+        if (buffer.capacity() < StatusRecord.BYTES) {
             return Outcome.error(Faults.EINVAL, path);
         }
         putCommon(path, stat, buffer.expected());
@@ -160,9 +152,6 @@ final class HostileStatus {
 
     private static Outcome changed(Call call) {
         String path = call.text(0);
-        if (path == null) {
-            return Outcome.FALSE;
-        }
         long[] stat = Kernel.stat(path, call.flag(1));
         if (stat.length == 1) {
             return Outcome.error(reported(stat), path);
@@ -172,18 +161,12 @@ final class HostileStatus {
     }
 
     private static Outcome inode(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.ZERO;
-        }
         long[] stat = Kernel.stat(call.text(0), call.flag(1));
         return stat.length > 1 ? Outcome.value(stat[INODE])
-                : Outcome.error(reported(stat), "stat failed for " + call.text(0));
+                : Outcome.error(reported(stat), Said.INODE + call.text(0));
     }
 
     private static Outcome target(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.NOTHING;
-        }
         int length = (int) call.number(1);
         if (length < 0) {
             return Outcome.error(Faults.EINVAL, "");
@@ -195,18 +178,12 @@ final class HostileStatus {
     }
 
     private static Outcome permission(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.FALSE;
-        }
         int errno = Kernel.chmod(call.text(0), (short) (call.number(1) % 1024));
-        return errno == 0 ? Outcome.value(true) : Outcome.error(errno, call.text(0));
+        return Outcome.of(errno, true, call.text(0));
     }
 
     private static Outcome times(Call call) {
-        if (call.text(0) == null) {
-            return Outcome.FALSE;
-        }
         int errno = Kernel.setTimes(call.text(0), call.number(1), call.number(2));
-        return errno == 0 ? Outcome.value(true) : Outcome.error(errno, call.text(0));
+        return Outcome.of(errno, true, call.text(0));
     }
 }

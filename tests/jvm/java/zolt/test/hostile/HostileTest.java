@@ -25,6 +25,7 @@ import zolt.test.Faults;
 import zolt.test.Kernel;
 import zolt.test.Level;
 import zolt.test.Log;
+import zolt.test.Outcome;
 import zolt.test.dirents.Dirents;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Lent;
@@ -161,7 +162,7 @@ class HostileTest {
         final int access = target.name().equals("setTimes") ? Kernel.WITH_ACCESS : 0;
         final boolean reader = target.onlyReads();
 
-        final Outcome expected = target.model().apply(call);
+        final Outcome expected = target.outcome(call);
         final String changed = reader ? pristine : Kernel.tree(stage, access);
         final boolean untouched = changed.equals(access == 0 ? pristine : accessed);
         if (!untouched) {

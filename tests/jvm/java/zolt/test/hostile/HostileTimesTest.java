@@ -23,6 +23,7 @@ import zolt.test.Descriptors;
 import zolt.test.Faults;
 import zolt.test.Kernel;
 import zolt.test.Log;
+import zolt.test.Outcome;
 import zolt.test.dirents.Dirents;
 import zolt.test.hostile.Hostile.Call;
 import zolt.test.hostile.Hostile.Native;

@@ -2,6 +2,7 @@ package zolt.test.walk;
 
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import zolt.test.Faults;
@@ -50,71 +51,55 @@ record Fault(int errno, int altered) {
     private static final String FILTERED = "EPERM ENOSYS SILENT";
 
     /** What each function's manual page lists, by the function's name. */
-    private static final Map<String, String> BY_FUNCTION = Map.ofEntries(
-            Map.entry("acl_add_perm", "EINVAL SILENT"),
-            Map.entry("acl_calc_mask", "EINVAL ENOMEM SILENT"),
-            Map.entry("acl_check", "EINVAL SILENT"),
-            Map.entry("acl_copy_entry", "EINVAL SILENT"),
-            Map.entry("acl_create_entry", "EINVAL ENOMEM SILENT"),
-            Map.entry("acl_delete_entry", "EINVAL ENOSYS SILENT"),
-            Map.entry("acl_error", "SILENT"),
-            Map.entry("acl_free", "EINVAL SILENT"),
-            Map.entry("acl_get_entry", "EINVAL SILENT"),
-            Map.entry("acl_get_file",
-                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOPNOTSUPP SILENT"),
-            Map.entry("acl_get_perm", "EINVAL SILENT"),
-            Map.entry("acl_get_permset", "EINVAL SILENT"),
-            Map.entry("acl_get_qualifier", "EINVAL ENOMEM SILENT"),
-            Map.entry("acl_get_tag_type", "EINVAL SILENT"),
-            Map.entry("acl_init", "EINVAL ENOMEM SILENT"),
-            Map.entry("acl_set_file",
-                    "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOSPC ENOTDIR EOPNOTSUPP EPERM EROFS SILENT"),
-            Map.entry("acl_set_qualifier", "EINVAL ENOMEM SILENT"),
-            Map.entry("acl_set_tag_type", "EINVAL SILENT"),
-            Map.entry("acl_to_text", "EINVAL ENOMEM SILENT"),
-            Map.entry("chmod", "EACCES EFAULT EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR EPERM"
-                    + " EROFS SILENT"),
-            Map.entry("clock_gettime", "EACCES EFAULT EINVAL ENODEV EOPNOTSUPP EPERM SILENT"),
-            Map.entry("close", "EBADF EDQUOT EINTR EIO ENOSPC"),
-            Map.entry("closedir", "EBADF"),
-            Map.entry("endmntent", ""),
-            Map.entry("fgetxattr", GETXATTR + " ONE_LESS NONE ONE_MORE"),
-            Map.entry("getgrgid_r", LOOKUP),
-            Map.entry("getgrnam_r", LOOKUP),
-            Map.entry("getgrouplist", "ENOMEM SILENT ONE_MORE"),
-            Map.entry("getgroups", "EFAULT EINVAL SILENT"),
-            Map.entry("getmntent_r", "SILENT"),
-            Map.entry("getpwnam_r", LOOKUP),
-            Map.entry("getpwuid_r", LOOKUP),
-            Map.entry("getxattr", GETXATTR + " ONE_LESS NONE ONE_MORE"),
-            Map.entry("lgetxattr", GETXATTR + " ONE_LESS NONE ONE_MORE"),
-            Map.entry("llistxattr", LISTXATTR + " ONE_LESS NONE ONE_MORE"),
-            Map.entry("lremovexattr", REMOVEXATTR),
-            Map.entry("lsetxattr", SETXATTR),
-            Map.entry("lstat", STAT),
-            Map.entry("open", "EACCES EAGAIN EBUSY EDQUOT EEXIST EFAULT EFBIG EINTR EINVAL EISDIR"
-                    + " ELOOP EMFILE ENAMETOOLONG ENFILE ENODEV ENOENT ENOMEM ENOSPC ENOTDIR ENXIO"
-                    + " EOPNOTSUPP EOVERFLOW EPERM EROFS ETXTBSY SILENT"),
-            Map.entry("opendir", "EACCES EBADF EMFILE ENFILE ENOENT ENOMEM ENOTDIR SILENT"),
-            Map.entry("readdir", "EBADF EFAULT EINVAL EIO ENOENT ENOTDIR SILENT"),
-            Map.entry("readlink", "EACCES EFAULT EINVAL EIO ELOOP ENAMETOOLONG ENOENT ENOMEM"
-                    + " ENOTDIR SILENT ONE_LESS NONE"),
-            Map.entry("removexattr", REMOVEXATTR),
-            Map.entry("rewinddir", "EINVAL EIO"),
-            Map.entry("seekdir", "EINVAL EIO"),
-            Map.entry("setfsgid", FILTERED),
-            Map.entry("setfsuid", FILTERED),
-            Map.entry("setmntent", "EACCES EINVAL EMFILE ENFILE ENOENT ENOMEM"),
-            Map.entry("setxattr", SETXATTR),
-            Map.entry("stat", STAT),
-            Map.entry("syscall_setgroups", "EFAULT EINVAL ENOMEM EPERM ENOSYS SILENT"),
-            Map.entry("sysconf", "EINVAL"),
-            Map.entry("utimensat", "EACCES EBADF EFAULT EINVAL ELOOP ENAMETOOLONG ENOENT ENOTDIR"
-                    + " EPERM EROFS ESRCH SILENT"),
-            Map.entry("zolt_fcntl", CLIENT + " ONE_LESS NONE"),
-            Map.entry("zolt_fstat_x", CLIENT),
-            Map.entry("zolt_restripe_file", CLIENT),
-            Map.entry("zolt_stat_x", CLIENT));
+    private static final Map<String, String> BY_FUNCTION = byFunction(
+            "chmod", "EACCES EFAULT EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR EPERM EROFS SILENT",
+            "clock_gettime", "EACCES EFAULT EINVAL ENODEV EOPNOTSUPP EPERM SILENT",
+            "close", "EBADF EDQUOT EINTR EIO ENOSPC",
+            "closedir", "EBADF",
+            "endmntent", "",
+            "acl_error getmntent_r", "SILENT",
+            "acl_add_perm acl_check acl_copy_entry acl_free acl_get_entry acl_get_perm acl_get_permset"
+                    + " acl_get_tag_type acl_set_tag_type", "EINVAL SILENT",
+            "acl_calc_mask acl_create_entry acl_get_qualifier acl_init acl_set_qualifier acl_to_text",
+            "EINVAL ENOMEM SILENT",
+            "acl_delete_entry", "EINVAL ENOSYS SILENT",
+            "acl_get_file", "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOMEM ENOTDIR EOPNOTSUPP SILENT",
+            "acl_set_file", "EACCES EINVAL EIO ENAMETOOLONG ENOENT ENOSPC ENOTDIR EOPNOTSUPP EPERM EROFS"
+                    + " SILENT",
+            "fgetxattr getxattr lgetxattr", GETXATTR + " ONE_LESS NONE ONE_MORE",
+            "getgrgid_r getgrnam_r getpwnam_r getpwuid_r", LOOKUP,
+            "getgrouplist", "ENOMEM SILENT ONE_MORE",
+            "getgroups", "EFAULT EINVAL SILENT",
+            "llistxattr", LISTXATTR + " ONE_LESS NONE ONE_MORE",
+            "lremovexattr removexattr", REMOVEXATTR,
+            "lsetxattr setxattr", SETXATTR,
+            "lstat stat", STAT,
+            "open", "EACCES EAGAIN EBUSY EDQUOT EEXIST EFAULT EFBIG EINTR EINVAL EISDIR ELOOP EMFILE"
+                    + " ENAMETOOLONG ENFILE ENODEV ENOENT ENOMEM ENOSPC ENOTDIR ENXIO EOPNOTSUPP"
+                    + " EOVERFLOW EPERM EROFS ETXTBSY SILENT",
+            "opendir", "EACCES EBADF EMFILE ENFILE ENOENT ENOMEM ENOTDIR SILENT",
+            "readdir", "EBADF EFAULT EINVAL EIO ENOENT ENOTDIR SILENT",
+            "readlink", "EACCES EFAULT EINVAL EIO ELOOP ENAMETOOLONG ENOENT ENOMEM ENOTDIR SILENT"
+                    + " ONE_LESS NONE",
+            "rewinddir seekdir", "EINVAL EIO",
+            "setfsgid setfsuid", FILTERED,
+            "setmntent", "EACCES EINVAL EMFILE ENFILE ENOENT ENOMEM",
+            "syscall_setgroups", "EFAULT EINVAL ENOMEM EPERM ENOSYS SILENT",
+            "sysconf", "EINVAL",
+            "utimensat", "EACCES EBADF EFAULT EINVAL ELOOP ENAMETOOLONG ENOENT ENOTDIR EPERM EROFS ESRCH"
+                    + " SILENT",
+            "zolt_fcntl", CLIENT + " ONE_LESS NONE",
+            "zolt_fstat_x zolt_restripe_file zolt_stat_x", CLIENT);
+
+    private static Map<String, String> byFunction(String... functionsAndFaults) {
+        Map<String, String> faults = new HashMap<>();
+        for (int i = 0; i < functionsAndFaults.length; i += 2) {
+            for (String function : functionsAndFaults[i].split(" ")) {
+                faults.put(function, functionsAndFaults[i + 1]);
+            }
+        }
+        return faults;
+    }
 
     static Fault errno(int errno) {
         return new Fault(errno, 0);

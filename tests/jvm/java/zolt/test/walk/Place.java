@@ -27,43 +27,27 @@ public record Place(Path dir) {
     }
 
     /** A file of that many bytes. */
-    Path file(String name, int size) {
-        try {
-            return Files.write(dir.resolve(name), new byte[size]);
-        } catch (IOException e) {
-            throw asUnchecked(e);
-        }
+    Path file(String name, int size) throws IOException {
+        return Files.write(dir.resolve(name), new byte[size]);
     }
 
     /** A directory with empty files of these names. */
-    Path directory(String name, String... files) {
-        try {
-            Path made = Files.createDirectories(dir.resolve(name));
-            for (String each : files) {
-                Files.createFile(made.resolve(each));
-            }
-            return made;
-        } catch (IOException e) {
-            throw asUnchecked(e);
+    Path directory(String name, String... files) throws IOException {
+        Path made = Files.createDirectories(dir.resolve(name));
+        for (String each : files) {
+            Files.createFile(made.resolve(each));
         }
+        return made;
     }
 
     /** A directory for the service alone. */
-    Path closed(String name, String... files) {
-        try {
-            return Files.setPosixFilePermissions(directory(name, files),
-                    PosixFilePermissions.fromString("rwx------"));
-        } catch (IOException e) {
-            throw asUnchecked(e);
-        }
+    Path closed(String name, String... files) throws IOException {
+        return Files.setPosixFilePermissions(directory(name, files),
+                PosixFilePermissions.fromString("rwx------"));
     }
 
-    Path link(String name, String target) {
-        try {
-            return Files.createSymbolicLink(dir.resolve(name), Path.of(target));
-        } catch (IOException e) {
-            throw asUnchecked(e);
-        }
+    Path link(String name, String target) throws IOException {
+        return Files.createSymbolicLink(dir.resolve(name), Path.of(target));
     }
 
     static byte[] bytes(String text) {

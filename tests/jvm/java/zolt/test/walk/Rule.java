@@ -54,7 +54,7 @@ public interface Rule {
 
     /** The same of a request in whose reply there are no blocks to be altered. */
     static Rule requestError(String message) {
-        return error(message).on(Fault.ONE_LESS, same()).on(Fault.NONE, same());
+        return error(message).unaltered();
     }
 
     /** The same of a path's status: what is below no directory is not there. */
@@ -90,6 +90,12 @@ public interface Rule {
     default Rule on(Fault exception, Rule other) {
         return (fault, undisturbed, before) ->
                 (fault.equals(exception) ? other : this).ending(fault, undisturbed, before);
+    }
+
+    /** An answer that is not the true one makes no difference. */
+    default Rule unaltered() {
+        return (fault, undisturbed, before) ->
+                (fault.isAltered() ? same() : this).ending(fault, undisturbed, before);
     }
 
     default Rule andThen(UnaryOperator<Ending> change) {

@@ -57,6 +57,14 @@ public final class Scenario {
         return this;
     }
 
+    /** The same of what answers nothing. */
+    Scenario does(Action action) {
+        return call(() -> {
+            action.run();
+            return null;
+        });
+    }
+
     /** How it may end when an allocation finds no memory, if not in the exception for that. */
     Scenario withoutMemory(Rule... rules) {
         withoutMemory = List.of(rules);
@@ -117,8 +125,17 @@ public final class Scenario {
         return Log.nativeThreshold() == Level.TRACE ? harmless(functions) : List.of();
     }
 
-    /** An argument's characters. */
+    /** An argument's characters, an array's bytes, a buffer's memory. */
     static Step string() {
         return step("GetStringUTFChars", Rule.noMemory());
+    }
+
+    static Step bytes() {
+        return step("GetByteArrayElements", Rule.noMemory());
+    }
+
+    static List<Step> buffer(Rule unusable) {
+        return List.of(step("GetDirectBufferAddress", unusable),
+                step("GetDirectBufferCapacity", unusable));
     }
 }

@@ -5,6 +5,7 @@ import static zolt.test.walk.Rule.noMemory;
 import static zolt.test.walk.Rule.same;
 import static zolt.test.walk.Rule.vmError;
 import static zolt.test.walk.Scenario.all;
+import static zolt.test.walk.Scenario.bytes;
 import static zolt.test.walk.Scenario.harmless;
 import static zolt.test.walk.Scenario.step;
 import static zolt.test.walk.Scenario.string;
@@ -99,8 +100,7 @@ final class WalkAcl {
     /** The specification SPEC, read: one named user who may read and write. */
     private static List<Scenario.Step> read() {
         return all(
-                string(),
-                step("GetByteArrayElements", noMemory()),
+                string(), bytes(),
                 step("acl_init", error("")),
                 calls("acl_create_entry", "acl_set_tag_type", "acl_set_qualifier",
                         "acl_get_permset", "acl_add_perm", "acl_add_perm"),
@@ -221,8 +221,7 @@ final class WalkAcl {
                     () -> ZOLTNative.setAcl(dir, BOTH))
                 .withoutMemory(noMemory(), noMemory().done(accessOnly))
                 .steps(
-                    string(),
-                    step("GetByteArrayElements", noMemory()),
+                    string(), bytes(),
                     base(),
                     base(),
                     traces() ? all(dump(false, false, false), dump(false, false, false)) : List.of(),
@@ -239,8 +238,7 @@ final class WalkAcl {
             with("setAcl: the same user twice", file,
                     () -> ZOLTNative.setAcl(path, TWICE))
                 .steps(
-                    string(),
-                    step("GetByteArrayElements", noMemory()),
+                    string(), bytes(),
                     step("acl_init", error("")),
                     calls("acl_create_entry", "acl_set_tag_type", "acl_get_permset",
                         "acl_create_entry", "acl_set_tag_type", "acl_set_qualifier",
@@ -262,14 +260,12 @@ final class WalkAcl {
             with("setAcl: an unknown scope", file,
                     () -> ZOLTNative.setAcl(path, AclFixture.ints(1, 5)))
                 .steps(
-                    string(),
-                    step("GetByteArrayElements", noMemory()),
+                    string(), bytes(),
                     step("ThrowNew", vmError())),
             with("setAcl: an unknown tag", file,
                     () -> ZOLTNative.setAcl(path, AclFixture.ints(1, ACCESS, 64, 7)))
                 .steps(
-                    string(),
-                    step("GetByteArrayElements", noMemory()),
+                    string(), bytes(),
                     step("acl_init", error("")),
                     calls("acl_create_entry", "acl_delete_entry", "acl_free"),
                     step("ThrowNew", vmError())),

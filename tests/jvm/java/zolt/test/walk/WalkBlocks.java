@@ -17,7 +17,8 @@ import java.nio.file.Path;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
-import zolt.test.status.StatusFixture;
+import zolt.test.Said;
+import zolt.test.status.StatusRecord;
 
 /** Block locations of every kind, replication and the block group factor. */
 final class WalkBlocks {
@@ -39,17 +40,12 @@ final class WalkBlocks {
                     ZOLTNative.getFileStatusNative(path.toString(), true, false, STATUS, 0, 0, 0, 0);
                 })
                 .state(WalkBlocks::state)
-                .call(() -> {
-                    ZOLTNative.getBlockLocationsNative(path.toString(), type, true, 0, 12288, status,
-                            locations);
-                    return null;
-                });
+                .does(() -> ZOLTNative.getBlockLocationsNative(path.toString(), type, true, 0, 12288, status,
+                            locations));
     }
 
     private static List<Scenario.Step> buffer(String path) {
-        Rule unusable = error(Faults.EINVAL, path);
-        return List.of(step("GetDirectBufferAddress", unusable),
-                step("GetDirectBufferCapacity", unusable));
+        return Scenario.buffer(error(Faults.EINVAL, path));
     }
 
     /** A request whose reply is of blocks: fewer are asked for again, none end the walk. */
@@ -76,8 +72,8 @@ final class WalkBlocks {
                 .state(() -> {
                     Place.fill(STATUS);
                     ZOLTNative.getFileStatusNative(path.toString(), true, false, STATUS, 0, 0, 0, 0);
-                    return STATUS.getInt(StatusFixture.BLOCK_SIZE) + " "
-                            + STATUS.getShort(StatusFixture.REPLICATION);
+                    return STATUS.getInt(StatusRecord.BLOCK_SIZE) + " "
+                            + STATUS.getShort(StatusRecord.REPLICATION);
                 });
     }
 
@@ -107,8 +103,7 @@ final class WalkBlocks {
                     step("open", openError(path)),
                     step("zolt_fcntl", failed
                         .andThen(ending -> ending.leaving(noLocations(ending.state())))
-                        .on(Fault.ONE_LESS, same())
-                        .on(Fault.NONE, same())),
+                        .unaltered()),
                     harmless("close")),
             locations("groups of blocks", file, 2, STATUS, LOCATIONS)
                 .steps(
@@ -139,10 +134,8 @@ final class WalkBlocks {
                 .call(() -> ZOLTNative.setReplication(path, (short) 3, true))
                 .steps(
                     string(),
-                    step("open", openError("failed to open " + path)),
-                    step("zolt_fcntl", requestError("failed to set replication for " + path)
-                        .on(Fault.ONE_LESS, same())
-                        .on(Fault.NONE, same())),
+                    step("open", openError(Said.OPEN + path)),
+                    step("zolt_fcntl", requestError(Said.REPLICATION + path)),
                     step("zolt_restripe_file", error("failed to restripe file " + path)
                         .done()),
                     harmless("close")),
@@ -150,15 +143,15 @@ final class WalkBlocks {
                 .call(() -> ZOLTNative.setReplication(path, (short) 3, false))
                 .steps(
                     string(),
-                    step("open", openError("failed to open " + path)),
-                    step("zolt_fcntl", requestError("failed to set replication for " + path)),
+                    step("open", openError(Said.OPEN + path)),
+                    step("zolt_fcntl", requestError(Said.REPLICATION + path)),
                     harmless("close")),
             set("setBGF: a factor", file)
                 .call(() -> ZOLTNative.setBGF(path, 4))
                 .steps(
                     string(),
-                    step("open", openError("failed to open " + path)),
-                    step("zolt_fcntl", requestError("Failed to set BGF(4) for " + path)),
+                    step("open", openError(Said.OPEN + path)),
+                    step("zolt_fcntl", requestError(Said.factor(4, path))),
                     harmless("close")),
             set("setBGF: no factor", file)
                 .call(() -> ZOLTNative.setBGF(path, 0))

@@ -27,10 +27,7 @@ final class WalkConfig {
         Rule notThere = error(Faults.ENOENT, "zolt");
         return List.of(
             new Scenario("setDefaultBlockSizeReplication: good and bad values")
-                .call(() -> {
-                    ZOLTNative.setDefaultBlockSizeReplication(128L << 20, 0);
-                    return null;
-                })
+                .does(() -> ZOLTNative.setDefaultBlockSizeReplication(128L << 20, 0))
                 .steps(),
             new Scenario("setFSConfig: off")
                 .call(() -> ZOLTNative.setFSConfig(false))

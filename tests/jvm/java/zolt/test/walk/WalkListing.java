@@ -3,6 +3,7 @@ package zolt.test.walk;
 import static zolt.test.walk.Rule.answer;
 import static zolt.test.walk.Rule.error;
 import static zolt.test.walk.Rule.neutral;
+import static zolt.test.walk.Scenario.all;
 import static zolt.test.walk.Scenario.harmless;
 import static zolt.test.walk.Scenario.step;
 import static zolt.test.walk.Scenario.string;
@@ -16,12 +17,16 @@ import java.util.Collections;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
+import zolt.test.Said;
 import zolt.test.dirents.Dirents;
 
 /** Counting a directory's entries, and listing them in one call or several. */
 final class WalkListing {
     private static final ByteBuffer LARGE = Place.direct(200);
     private static final ByteBuffer SMALL = Place.direct(50); // room for two entries of three bytes
+
+    private static final Rule NO_BUFFER =
+            Rule.thrown(IOException.class, "Buffer overflow: current pos 0 seek 4");
 
     private WalkListing() {}
 
@@ -51,59 +56,36 @@ final class WalkListing {
         int first = position(entries, 1);
         int second = position(entries, 2);
         int third = position(entries, 3);
-        Rule noBuffer = Rule.thrown(IOException.class, "Buffer overflow: current pos 0 seek 4");
         return List.of(
             new Scenario("getDirentCountNative: a directory")
                 .call(() -> ZOLTNative.getDirentCountNative(path))
                 .steps(
                     string(),
                     harmless("stat"),
-                    step("opendir", error("failed to open directory " + path)
+                    step("opendir", error(Said.DIRECTORY + " " + path)
                         .on(Fault.errno(Faults.ENOENT), neutral(0))
                         .on(Fault.errno(Faults.EACCES), neutral(0))),
                     counting(entries),
                     harmless("closedir")),
-            new Scenario("getDirentsNative: all of a directory")
-                .prepare(() -> Place.fill(LARGE))
-                .state(() -> Place.content(LARGE))
-                .call(() -> list(path, LARGE))
-                .cleanUp(Dirents::end)
+            listed("all of a directory", path, LARGE)
                 .steps(
-                    string(),
-                    step("GetDirectBufferAddress", noBuffer),
-                    step("GetDirectBufferCapacity", noBuffer),
-                    harmless("stat"),
-                    step("opendir", error("failed to open directory")),
+                    opened(),
                     listing(entries, 0, entries.size(), 0),
                     harmless("closedir")),
-            new Scenario("getDirentsNative: as much as there is room for")
-                .prepare(() -> Place.fill(SMALL))
-                .state(() -> Place.content(SMALL))
-                .call(() -> list(path, SMALL))
-                .cleanUp(Dirents::end)
+            listed("as much as there is room for", path, SMALL)
                 .steps(
-                    string(),
-                    step("GetDirectBufferAddress", noBuffer),
-                    step("GetDirectBufferCapacity", noBuffer),
-                    harmless("stat"),
-                    step("opendir", error("failed to open directory")),
+                    opened(),
                     listing(entries, 0, third, 0),
                     step("seekdir", error("failed to readdir")
                         .done(state -> "ee".repeat(4) + state.substring(8)))),
-            new Scenario("getDirentsNative: the rest of a directory")
+            listed("the rest of a directory", path, SMALL)
                 .prepare(() -> {
                     list(path, SMALL);
                     Place.fill(SMALL);
                 })
-                .state(() -> Place.content(SMALL))
-                .call(() -> list(path, SMALL))
-                .cleanUp(Dirents::end)
                 .withoutMemory(Rule.noMemory(), Rule.noMemory().streams(-1))
                 .steps(
-                    string(),
-                    step("GetDirectBufferAddress", noBuffer.streams(-1)),
-                    step("GetDirectBufferCapacity", noBuffer.streams(-1)),
-                    harmless("stat"),
+                    begun(NO_BUFFER.streams(-1)),
                     listing(entries, second + 1, entries.size(), -1),
                     harmless("closedir")),
             new Scenario("getDirentsNative: the end of a listing before its time")
@@ -117,15 +99,28 @@ final class WalkListing {
                 .call(() -> ZOLTNative.getDirentsNative(path, Place.direct(10), false, false))
                 .cleanUp(Dirents::end)
                 .steps(
-                    string(),
-                    step("GetDirectBufferAddress", noBuffer),
-                    step("GetDirectBufferCapacity", noBuffer),
-                    harmless("stat"),
-                    step("opendir", error("failed to open directory")),
+                    opened(),
                     Collections.nCopies(first + 1,
                         step("readdir", error("failed to readdir")
                             .on(Fault.SILENT, answer(0).streams(0)))),
                     step("rewinddir", error("failed to readdir"))));
+    }
+
+    private static Scenario listed(String circumstances, String path, ByteBuffer buffer) {
+        return new Scenario("getDirentsNative: " + circumstances)
+                .prepare(() -> Place.fill(buffer))
+                .state(() -> Place.content(buffer))
+                .call(() -> list(path, buffer))
+                .cleanUp(Dirents::end);
+    }
+
+    /** The first steps of every listing; those of a new one. */
+    private static List<Scenario.Step> begun(Rule noBuffer) {
+        return all(string(), Scenario.buffer(noBuffer), harmless("stat"));
+    }
+
+    private static List<Scenario.Step> opened() {
+        return all(begun(NO_BUFFER), step("opendir", error(Said.DIRECTORY)));
     }
 
     private static int list(String path, ByteBuffer buffer) throws IOException {

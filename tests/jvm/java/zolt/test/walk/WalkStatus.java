@@ -19,6 +19,7 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import zolt.test.Faults;
 import zolt.test.Level;
 import zolt.test.Log;
+import zolt.test.Said;
 
 /** The status of a file, in its full and its fast form, and what else a stat tells. */
 final class WalkStatus {
@@ -40,9 +41,7 @@ final class WalkStatus {
     }
 
     private static List<Scenario.Step> buffer(String path) {
-        Rule unusable = error(Faults.EINVAL, path);
-        return List.of(step("GetDirectBufferAddress", unusable),
-                step("GetDirectBufferCapacity", unusable));
+        return Scenario.buffer(error(Faults.EINVAL, path));
     }
 
     /** The switch to the superuser, and its end, which leaves the superuser where it fails. */
@@ -155,18 +154,18 @@ final class WalkStatus {
                 .call(() -> ZOLTNative.getINum(path, true))
                 .steps(
                     string(),
-                    step("lstat", statError("stat failed for " + path))),
+                    step("lstat", statError(Said.INODE + path))),
             new Scenario("getINum: a path that is not there")
                 .call(() -> ZOLTNative.getINum(path + ".none", true))
                 .steps(
                     string(),
-                    step("lstat", statError("stat failed for " + path + ".none")),
+                    step("lstat", statError(Said.INODE + path + ".none")),
                     step("ThrowNew", vmError())),
             new Scenario("getINum: a path that is not there, and a text that takes memory")
                 .call(() -> ZOLTNative.getINum(far, true))
                 .steps(
                     string(),
-                    step("lstat", statError("stat failed for " + far)),
+                    step("lstat", statError(Said.INODE + far)),
                     step("ThrowNew", vmError())));
     }
 }
