@@ -16,7 +16,6 @@ import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.CountDownLatch;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
@@ -27,7 +26,7 @@ import zolt.test.acl.AclBytes;
 import zolt.test.acl.AclFixture;
 
 /** What has gone wrong in other libraries of this kind. */
-class LessonsTest {
+class LessonsTest extends Cleared {
     private static final int ACCESS = AclBytes.ACCESS;
     private static final byte[] TWO_OF_A_KIND = AclFixture.ints(6, ACCESS, 1, 7, ACCESS, 4, 7, ACCESS,
             32, 7, ACCESS, 2, 1, 7, ACCESS, 2, 1, 4, ACCESS, 16, 7);
@@ -39,15 +38,7 @@ class LessonsTest {
 
     @BeforeEach
     void prepare() throws Exception {
-        Faults.clear();
         file = Files.writeString(dir.resolve("file"), "12345").toString();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-        Log.clear();
     }
 
     private int status(String path) throws IOException {
@@ -123,9 +114,9 @@ class LessonsTest {
             "\ude00", "nul\0"}) {
             String missing = dir + "/" + name;
             assertThrows(NoSuchFileException.class, () -> ZOLTNative.getINum(missing, true));
-            assertEquals("No such file or directory: stat failed for " + missing,
-                    assertThrows(NoSuchFileException.class,
-                            () -> ZOLTNative.getINum(missing, true)).getMessage());
+            expect(NoSuchFileException.class,
+                    "No such file or directory: stat failed for " + missing,
+                    () -> ZOLTNative.getINum(missing, true));
             ZOLTNative.getFailedPathNative(missing, false);
             ZOLTNative.setExtendedAttribute(file, "user." + name, name.getBytes("UTF-8"), (short) 0);
             assertArrayEquals(name.getBytes("UTF-8"), ZOLTNative.getXAttr(file, "user." + name));
@@ -159,9 +150,8 @@ class LessonsTest {
         ZOLTNative.setReplication(file, (short) 2, true);
         ZOLTNative.setFileLeaseNative(file, true, "me".getBytes());
         assertEquals(ZOLTNative.getINum(file, true), ZOLTNative.getINum(other, true));
-        assertEquals("File exists: user.lease.holder already exists",
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.setFileLeaseNative(other, true, "you".getBytes())).getMessage());
+        expect(IOException.class, "File exists: user.lease.holder already exists",
+                () -> ZOLTNative.setFileLeaseNative(other, true, "you".getBytes()));
         assertEquals(1, status(file));
         byte[] first = new byte[88];
         record.get(0, first);
@@ -194,9 +184,8 @@ class LessonsTest {
         assertEquals(7, record.getLong(8));
         assertEquals(0, record.getShort(84));
         assertNull(ZOLTNative.getXAttr(file, "user.lease.holder"));
-        assertEquals("No data available: user.lease.update does not exist",
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.getFileLeaseNative(file, true, 10, 0)).getMessage());
+        expect(IOException.class, "No data available: user.lease.update does not exist",
+                () -> ZOLTNative.getFileLeaseNative(file, true, 10, 0));
     }
 
     @Test

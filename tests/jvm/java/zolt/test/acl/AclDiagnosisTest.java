@@ -13,29 +13,22 @@ import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Cleared;
 import zolt.test.Faults;
 import zolt.test.Identity;
 import zolt.test.Level;
 import zolt.test.Log;
 
 /** What a failed getAclStatus tells an administrator at trace level: who refused it. */
-class AclDiagnosisTest {
+class AclDiagnosisTest extends Cleared {
     @TempDir Path dir;
 
     @BeforeEach
-    void clear() throws IOException {
-        Faults.clear();
+    void letOthersIn() throws IOException {
         Files.setPosixFilePermissions(dir, PosixFilePermissions.fromString("rwxr-xr-x"));
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
     }
 
     private static boolean traced() {

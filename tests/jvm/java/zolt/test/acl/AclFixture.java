@@ -1,8 +1,6 @@
 package zolt.test.acl;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertSame;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
@@ -14,30 +12,16 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
-import zolt.test.Faults;
-import zolt.test.Log;
+import zolt.test.Cleared;
 
 /** A file and a directory with known lists, and the system's own tools. */
-public abstract class AclFixture {
+public abstract class AclFixture extends Cleared {
     public static final int ACCESS = AclBytes.ACCESS;
     public static final int DEFAULT = AclBytes.DEFAULT;
 
     @TempDir Path dir;
-
-    @BeforeEach
-    void clear() {
-        Faults.clear();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-    }
 
     public static byte[] ints(int... values) {
         ByteBuffer buffer = ByteBuffer.allocate(4 * values.length).order(ByteOrder.nativeOrder());
@@ -85,12 +69,6 @@ public abstract class AclFixture {
             run("setfacl", "-d", "--set", byDefault, path.toString());
         }
         return path.toString();
-    }
-
-    static void expect(Class<?> type, String message, Executable call) {
-        Throwable thrown = assertThrows(Throwable.class, call);
-        assertSame(type, thrown.getClass(), thrown::toString);
-        assertEquals(message, thrown.getMessage());
     }
 
     /** Every native on one path, with a specification that changes the access list. */

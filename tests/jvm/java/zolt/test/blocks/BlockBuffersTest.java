@@ -54,14 +54,14 @@ class BlockBuffersTest extends Blocks {
         ByteBuffer locations = direct(24);
         for (int size : new int[] {0, 31, 88, 90}) {
             ByteBuffer status = direct(size);
-            expectThrown(IOException.class, "Buffer overflow: current pos 0 seek 90",
+            expect(IOException.class, "Buffer overflow: current pos 0 seek 90",
                     () -> locate(0, 0, 1, status, locations));
             Log.expect(Level.ERROR); // it is Java's to hear of, and nobody else's
             expectUntouched(status, 0);
         }
         for (int size : new int[] {91, 97, 98, 101}) {
             ByteBuffer status = status(size);
-            expectThrown(BufferOverflowException.class, null,
+            expect(BufferOverflowException.class, null,
                     () -> locate(0, 0, 1, status, locations));
             expectUntouched(status, size < 98 ? 32 : 98);
             // The header of what is no file does not fit either.
@@ -77,11 +77,11 @@ class BlockBuffersTest extends Blocks {
     void locationsThatDoNotHoldTheAnswer() throws IOException {
         ByteBuffer status = status(102);
         for (int size : new int[] {0, 4, 20, 44}) {
-            expectThrown(BufferOverflowException.class, null,
+            expect(BufferOverflowException.class, null,
                     () -> locate(0, 0, 2 * BLOCK, status, direct(size)));
             Log.expectAmong(Level.ERROR, "Buffer overflow: claim 12 remaining " + size / 4);
         }
-        expectThrown(BufferOverflowException.class, null, () -> locate(0, 0, 1, status, null));
+        expect(BufferOverflowException.class, null, () -> locate(0, 0, 1, status, null));
         assertTrue(ZOLTNative.setBGF(file.toString(), 1));
         for (int type = 2; type <= 3; type++) {
             int each = type;
@@ -98,7 +98,7 @@ class BlockBuffersTest extends Blocks {
         for (int size : new int[] {1, 10, 27}) {
             ByteBuffer locations = direct(size);
             String text = "Direct ByteBuffer length error: length " + size + " buffer type size 4";
-            expectThrown(IOException.class, text, () -> locate(0, 0, 1, status, locations));
+            expect(IOException.class, text, () -> locate(0, 0, 1, status, locations));
             Log.expect(Level.ERROR);
             expectUntouched(locations, 0);
         }
@@ -130,15 +130,15 @@ class BlockBuffersTest extends Blocks {
             for (ByteBuffer each : unusable) {
                 for (int length = 0; length <= 1; length++) {
                     int some = length;
-                    expectThrown(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
+                    expect(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
                             path, 0, true, 0, some, each, locations));
-                    expectThrown(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
+                    expect(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
                             path, 0, true, 0, some, status, each));
-                    expectThrown(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
+                    expect(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
                             path, 0, true, 0, some, null, each));
                 }
             }
-            expectThrown(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
+            expect(IOException.class, text, () -> ZOLTNative.getBlockLocationsNative(
                     path, 0, true, -1, 1, null, locations));
         }
         expectUntouched(status, 32);
@@ -163,10 +163,10 @@ class BlockBuffersTest extends Blocks {
             assertTrue(words(locations)[0] >= 0);
             Descriptors.expectNone(dir);
             Faults.arm("zolt_fcntl", Faults.EACCES);
-            expectThrown(AccessDeniedException.class, "Permission denied: " + file,
+            expect(AccessDeniedException.class, "Permission denied: " + file,
                     () -> locate(0, 0, 1, status, locations));
             Faults.arm("open", Faults.EIO);
-            expectThrown(IOException.class, "Input/output error: " + file,
+            expect(IOException.class, "Input/output error: " + file,
                     () -> locate(0, 0, 1, status, locations));
         } finally {
             Log.throwing(null);
@@ -179,21 +179,21 @@ class BlockBuffersTest extends Blocks {
         ByteBuffer status = status(102);
         ByteBuffer locations = direct(240);
         Faults.arm("open", Faults.EACCES);
-        expectThrown(AccessDeniedException.class, "Permission denied: " + file,
+        expect(AccessDeniedException.class, "Permission denied: " + file,
                 () -> locate(0, 0, 1, status, locations));
         Log.expect(Level.ERROR, "open failed with 13");
         Faults.arm("open", Faults.ENOMEM);
-        expectThrown(RuntimeException.class, "Cannot allocate memory: " + file,
+        expect(RuntimeException.class, "Cannot allocate memory: " + file,
                 () -> locate(0, 0, 1, status, locations));
         Faults.arm("lstat", Faults.EIO);
-        expectThrown(IOException.class, "Input/output error: " + file,
+        expect(IOException.class, "Input/output error: " + file,
                 () -> locate(0, 0, 1, null, locations));
         expectUntouched(locations, 0);
         for (int type = 0; type <= 3; type++) {
             int each = type;
             Log.clear();
             Faults.arm("zolt_fcntl", Faults.EIO);
-            expectThrown(IOException.class, "Input/output error: " + file,
+            expect(IOException.class, "Input/output error: " + file,
                     () -> locate(each, 0, 1, status, locations));
             Log.expectMatch(Level.ERROR, "failed to get extended stat for \\d+");
             Descriptors.expectNone(dir);
@@ -201,7 +201,7 @@ class BlockBuffersTest extends Blocks {
         for (int type = 2; type <= 3; type++) {
             int each = type;
             Faults.arm("zolt_fcntl", 2, 2, Faults.EACCES);
-            expectThrown(AccessDeniedException.class, "Permission denied: " + file,
+            expect(AccessDeniedException.class, "Permission denied: " + file,
                     () -> locate(each, 0, 1, status, locations));
         }
         expectUntouched(status, 32);
@@ -223,7 +223,7 @@ class BlockBuffersTest extends Blocks {
     void aBlockSizeOfZeroInTheRecordIsInvalid() throws IOException {
         for (int type = 1; type <= 3; type++) {
             int each = type;
-            expectThrown(IOException.class, "Invalid argument: " + file,
+            expect(IOException.class, "Invalid argument: " + file,
                     () -> locate(each, 0, 1, status(102, BLOCK, REGULAR, 0), direct(24)));
         }
         locate(0, 0, 1, status(102, BLOCK, REGULAR, 0), direct(24));

@@ -51,12 +51,12 @@ class BlockLocationsTest extends Blocks {
         ByteBuffer same = direct(240);
         locate(0, 0, -1, status(102), same);
         assertArrayEquals(words, words(same));
-        expectThrown(NoSuchFileException.class,
+        expect(NoSuchFileException.class,
                 "No such file or directory: " + dir + "/none",
                 () -> ZOLTNative.getBlockLocationsNative(dir + "/none", 0, true, 0, 1, null,
                         locations));
         // Below a file there is nothing, and that is all that is said.
-        expectThrown(NoSuchFileException.class,
+        expect(NoSuchFileException.class,
                 "No such file or directory: " + file + "/x",
                 () -> ZOLTNative.getBlockLocationsNative(file + "/x", 0, true, 0, 1, null,
                         locations));
@@ -134,7 +134,7 @@ class BlockLocationsTest extends Blocks {
         ZOLTNative.getBlockLocationsNative(link.toString(), 0, true, 0, 1, null, locations);
         assertTrue(words(locations)[0] >= 0);
         // Whatever the record says: a link is not opened unless it is to be followed.
-        expectThrown(IOException.class, "Too many levels of symbolic links: " + link,
+        expect(IOException.class, "Too many levels of symbolic links: " + link,
                 () -> ZOLTNative.getBlockLocationsNative(link.toString(), 0, false, 0, 1,
                         status(102), locations));
         Log.expect(Level.ERROR, "open failed with 40");
@@ -166,7 +166,7 @@ class BlockLocationsTest extends Blocks {
     void aNegativeOffsetIsInvalid() {
         ByteBuffer status = status(102);
         for (long offset : new long[] {-1, Long.MIN_VALUE}) {
-            expectThrown(IOException.class, "Invalid argument: " + file,
+            expect(IOException.class, "Invalid argument: " + file,
                     () -> locate(0, offset, 1, status, direct(24)));
         }
         expectUntouched(status, 32);

@@ -2,7 +2,6 @@ package zolt.test.blocks;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 
 import java.io.IOException;
 import java.io.RandomAccessFile;
@@ -13,14 +12,12 @@ import java.util.Arrays;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
-import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Cleared;
 import zolt.test.Descriptors;
-import zolt.test.Faults;
-import zolt.test.Log;
 
 /** A file of ten blocks on the embedded client's 8 nodes, and buffers to ask about it with. */
-abstract class Blocks {
+abstract class Blocks extends Cleared {
     static final int REGULAR = 0100644;
     static final int BLOCK = 4096;
     static final byte UNTOUCHED = 0x55;
@@ -32,13 +29,10 @@ abstract class Blocks {
     void create() throws Exception {
         file = dir.resolve("file");
         resize(file, 10 * BLOCK);
-        Faults.clear();
-        Log.clear();
     }
 
     @AfterEach
     void nothingStaysOpen() throws Exception {
-        Faults.clear();
         Descriptors.expectNone(dir);
     }
 
@@ -96,10 +90,5 @@ abstract class Blocks {
             ByteBuffer locations) throws IOException {
         ZOLTNative.getBlockLocationsNative(file.toString(), type, true, offset, length, status,
                 locations);
-    }
-
-    static <T extends Throwable> void expectThrown(Class<T> type, String message,
-            Executable work) {
-        assertEquals(message, assertThrows(type, work).getMessage());
     }
 }

@@ -30,7 +30,7 @@ class PlacementTest extends Blocks {
         }
         for (int bgf : new int[] {0, -1, 1025, Integer.MAX_VALUE, Integer.MIN_VALUE}) {
             Log.clear();
-            expectThrown(IOException.class, "Invalid argument: Invalid BGF(" + bgf + ")",
+            expect(IOException.class, "Invalid argument: Invalid BGF(" + bgf + ")",
                     () -> ZOLTNative.setBGF(file.toString(), bgf));
             Log.expect(Level.ERROR, "Invalid BGF(" + bgf + ")");
             ByteBuffer status = status(102);
@@ -42,13 +42,13 @@ class PlacementTest extends Blocks {
     @Test
     void failuresOfSetBGF() throws Exception {
         Path none = dir.resolve("none");
-        expectThrown(NoSuchFileException.class,
+        expect(NoSuchFileException.class,
                 "No such file or directory: failed to open " + none,
                 () -> ZOLTNative.setBGF(none.toString(), 4));
         Log.expect(Level.ERROR, "failed to open " + none);
         Log.clear();
         Faults.arm("zolt_fcntl", Faults.EPERM);
-        expectThrown(AccessDeniedException.class,
+        expect(AccessDeniedException.class,
                 "Operation not permitted: Failed to set BGF(4) for " + file,
                 () -> ZOLTNative.setBGF(file.toString(), 4));
         Log.expect(Level.ERROR, "Failed to set BGF(4) for " + file);
@@ -74,22 +74,22 @@ class PlacementTest extends Blocks {
     @Test
     void failuresOfSetReplication() throws Exception {
         String path = file.toString();
-        expectThrown(IOException.class,
+        expect(IOException.class,
                 "Invalid argument: failed to set replication for " + path,
                 () -> ZOLTNative.setReplication(path, (short) -1, false));
         Log.expect(Level.ERROR, "failed to set replication for " + path);
         Log.clear();
-        expectThrown(NoSuchFileException.class,
+        expect(NoSuchFileException.class,
                 "No such file or directory: failed to open " + path + "x",
                 () -> ZOLTNative.setReplication(path + "x", (short) 3, true));
         Log.expect(Level.ERROR, "failed to open " + path + "x");
         Log.clear();
         Faults.arm("open", Faults.EMFILE);
-        expectThrown(IOException.class, "Too many open files: failed to open " + path,
+        expect(IOException.class, "Too many open files: failed to open " + path,
                 () -> ZOLTNative.setReplication(path, (short) 3, true));
         Faults.arm("zolt_restripe_file", Faults.EACCES);
         Log.clear();
-        expectThrown(AccessDeniedException.class,
+        expect(AccessDeniedException.class,
                 "Permission denied: failed to restripe file " + path,
                 () -> ZOLTNative.setReplication(path, (short) 6, true));
         Log.expect(Level.ERROR, "failed to restripe file " + path);

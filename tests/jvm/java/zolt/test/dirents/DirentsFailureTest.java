@@ -4,7 +4,6 @@ import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
-import static org.junit.jupiter.api.Assertions.assertThrowsExactly;
 import static zolt.test.dirents.Dirents.direct;
 
 import java.io.IOException;
@@ -17,12 +16,11 @@ import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
 import zolt.test.Body;
+import zolt.test.Cleared;
 import zolt.test.Descriptors;
 import zolt.test.Failing;
 import zolt.test.Faults;
@@ -30,32 +28,13 @@ import zolt.test.Level;
 import zolt.test.Log;
 
 /** Listings and counts that fail, and what they leave behind. */
-class DirentsFailureTest {
+class DirentsFailureTest extends Cleared {
     @TempDir Path dir;
-
-    @BeforeEach
-    void clear() throws IOException {
-        Faults.clear();
-        Dirents.end();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() throws IOException {
-        Log.throwing(null);
-        Faults.clear();
-        Dirents.end();
-    }
 
     private void fill(int files) throws IOException {
         for (int i = 0; i < files; i++) {
             Files.createFile(dir.resolve("file" + i));
         }
-    }
-
-    private static <T extends Exception> void expect(Class<T> type, String message,
-            Executable call) {
-        assertEquals(message, assertThrowsExactly(type, call).getMessage());
     }
 
     private void list() throws IOException {
@@ -77,12 +56,10 @@ class DirentsFailureTest {
     @Test
     void aFileIsNoDirectory() throws Exception {
         Path file = Files.createFile(dir.resolve("file"));
-        assertEquals("Not a directory: failed to open directory",
-                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(file.toString(),
-                        direct(64), false, false)).getMessage());
-        assertEquals("Not a directory: failed to open directory " + file,
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.getDirentCountNative(file.toString())).getMessage());
+        expect(IOException.class, "Not a directory: failed to open directory",
+                () -> ZOLTNative.getDirentsNative(file.toString(), direct(64), false, false));
+        expect(IOException.class, "Not a directory: failed to open directory " + file,
+                () -> ZOLTNative.getDirentCountNative(file.toString()));
     }
 
     @Test
@@ -107,15 +84,13 @@ class DirentsFailureTest {
         ByteBuffer buffer = direct(4096);
         buffer.putInt(0, 77);
         Faults.arm("readdir", 4, 4, Faults.EIO);
-        assertEquals("Input/output error: failed to readdir",
-                assertThrows(IOException.class, () -> ZOLTNative.getDirentsNative(dir.toString(),
-                        buffer, false, false)).getMessage());
+        expect(IOException.class, "Input/output error: failed to readdir",
+                () -> ZOLTNative.getDirentsNative(dir.toString(), buffer, false, false));
         assertEquals(77, buffer.getInt(0));
         Log.expectMatch(Level.DEBUG, "readdir error dir " + dir + " dirp=0x.*, errno=5");
         Faults.arm("readdir", 4, 4, Faults.EIO);
-        assertEquals("Input/output error: failed to readdir",
-                assertThrows(IOException.class,
-                        () -> ZOLTNative.getDirentCountNative(dir.toString())).getMessage());
+        expect(IOException.class, "Input/output error: failed to readdir",
+                () -> ZOLTNative.getDirentCountNative(dir.toString()));
         Log.expectAmong(Level.DEBUG, "readdir error, errno=5");
         Descriptors.expectNone(dir);
         assertEquals(11, Dirents.listAll(dir, buffer, false).size());

@@ -24,32 +24,18 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.stream.Stream;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 import zolt.test.Body;
+import zolt.test.Cleared;
 import zolt.test.Descriptors;
 import zolt.test.Faults;
 import zolt.test.Level;
 import zolt.test.Log;
 import zolt.test.dirents.Dirents.Entry;
 
-class DirentsTest {
+class DirentsTest extends Cleared {
     @TempDir Path dir;
-
-    @BeforeEach
-    void clear() throws IOException {
-        Faults.clear();
-        Dirents.end();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() throws IOException {
-        Faults.clear();
-        Dirents.end();
-    }
 
     private static Map<String, Entry> byName(List<Entry> entries) {
         Map<String, Entry> map = new TreeMap<>();

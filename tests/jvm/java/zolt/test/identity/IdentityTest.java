@@ -10,34 +10,20 @@ import java.io.IOException;
 import java.nio.file.AccessDeniedException;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
+import zolt.test.Cleared;
 import zolt.test.Faults;
 import zolt.test.Identity;
 import zolt.test.Level;
 import zolt.test.Log;
 import zolt.test.status.StatusFixture;
 
-class IdentityTest {
+class IdentityTest extends Cleared {
     private static final String USER_ADVICE =
             ", create the user on all kolvane nodes with the same uid and try it again!";
     private static final String GROUP_ADVICE =
             ", create the group on all kolvane nodes with the same gid and try it again!";
-
-    @BeforeEach
-    void clear() {
-        Faults.clear();
-        ZOLTNative.setFSConfig(false);
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-        ZOLTNative.setFSConfig(false);
-    }
 
     /** A native that looks something up, by what it does in every kind of failure. */
     private record Lookup(String function, Executable unknown, String unknownText,
@@ -56,6 +42,14 @@ class IdentityTest {
             new Lookup("getgrgid_r", () -> ZOLTNative.getGroup(-171510507),
                     "Unknown gid \"4123456789\"" + GROUP_ADVICE,
                     "getgrgid_r() failed with gid \"4123456789\"" + GROUP_ADVICE));
+
+    /** On a thread that knows her. */
+    private static void whereAliceIs(Executable body) throws Throwable {
+        Identity.onThread(() -> {
+            Faults.user("alice", 70001, 70002, 0);
+            body.execute();
+        });
+    }
 
     @Test
     void namesAndIdsAreThoseOfTheSystem() throws IOException {
@@ -98,10 +92,10 @@ class IdentityTest {
             assertEquals("Invalid argument: " + lookup.unknownText(), e.getMessage());
             Log.expect(Level.WARN, lookup.unknownText());
         }
-        assertEquals("Invalid argument: Unknown user \"\"" + USER_ADVICE,
-                assertThrows(IOException.class, () -> ZOLTNative.getUid("")).getMessage());
-        assertEquals("Invalid argument: Unknown group \"\"" + GROUP_ADVICE,
-                assertThrows(IOException.class, () -> ZOLTNative.getGid("")).getMessage());
+        expect(IOException.class, "Invalid argument: Unknown user \"\"" + USER_ADVICE,
+                () -> ZOLTNative.getUid(""));
+        expect(IOException.class, "Invalid argument: Unknown group \"\"" + GROUP_ADVICE,
+                () -> ZOLTNative.getGid(""));
     }
 
     @Test
@@ -154,8 +148,7 @@ class IdentityTest {
 
     @Test
     void aSwitchAndItsEnd() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             Identity before = Identity.now();
             Log.clear();
             long handle = ZOLTNative.setFsUid("alice");
@@ -173,8 +166,7 @@ class IdentityTest {
 
     @Test
     void switchesNest() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             Faults.user("bob", 70011, 70012, 0);
             long outer = ZOLTNative.setFsUid("alice");
             long inner = ZOLTNative.setFsUid("bob");
@@ -189,8 +181,7 @@ class IdentityTest {
 
     @Test
     void aHandleThatIsNoneOfTheThreadsIsRefused() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             long handle = ZOLTNative.setFsUid("alice");
             final Identity alice = Identity.now();
             for (long none : new long[] {1, -1, handle + 1, Long.MIN_VALUE, Long.MAX_VALUE}) {
@@ -215,8 +206,7 @@ class IdentityTest {
     @Test
     void aThreadThatEndsWithinSwitchesTakesThemAlong() throws Throwable {
         long[] handles = new long[2];
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             handles[0] = ZOLTNative.setFsUid("alice");
             handles[1] = ZOLTNative.setFsUid("nobody");
         });
@@ -246,8 +236,7 @@ class IdentityTest {
 
     @Test
     void aSwitchThatFailsIsAnIOExceptionWithTheLibrarysOwnText() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             Identity before = Identity.now();
             for (int errno : new int[] {Faults.EPERM, Faults.ENOENT, Faults.ENOMEM}) {
                 expectRefused("syscall_setgroups", errno,
@@ -259,8 +248,8 @@ class IdentityTest {
             assertEquals(before.fsuid(), Identity.now().fsuid());
             assertEquals(before.fsgid(), Identity.now().fsgid());
             Faults.arm("getpwnam_r", 1, 2, Faults.EIO);
-            assertEquals("getpwnam_r() failed: Unknown user \"nobody\"" + USER_ADVICE,
-                    assertThrows(IOException.class, () -> ZOLTNative.setFsUid("x")).getMessage());
+            expect(IOException.class, "getpwnam_r() failed: Unknown user \"nobody\"" + USER_ADVICE,
+                    () -> ZOLTNative.setFsUid("x"));
         });
     }
 
@@ -275,8 +264,7 @@ class IdentityTest {
 
     @Test
     void aRestoreThatFailsIsReported() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             long handle = ZOLTNative.setFsUid("alice");
             Faults.arm("setfsuid", Faults.EPERM);
             IOException e = assertThrows(IOException.class, () -> ZOLTNative.setFsUid(handle));
@@ -310,8 +298,7 @@ class IdentityTest {
     @Test
     void otherThreadsKeepTheirGroups() throws Throwable {
         Identity before = Identity.now();
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             ZOLTNative.setFsUid(ZOLTNative.setFsUid("alice"));
             assertEquals(List.of(70002L), Identity.now().groups());
         });
@@ -322,8 +309,7 @@ class IdentityTest {
     @Test
     void aLoggerThatThrowsUndoesASwitch() throws Throwable {
         assumeTrue(Log.nativeThreshold().passes(Level.DEBUG), "a switch that goes well is silent");
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             RuntimeException fromLogger = new IllegalStateException("logger");
             Log.throwing(fromLogger);
             Throwable thrown = StatusFixture.thrown(() -> ZOLTNative.setFsUid("alice"));
@@ -336,8 +322,7 @@ class IdentityTest {
     /** What a handle stands for is decided at its end: it ends nothing while nothing is switched. */
     @Test
     void theSettingMayChangeBetweenASwitchAndItsEnd() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             long switched = ZOLTNative.setFsUid("alice");
             ZOLTNative.setFSConfig(true);
             ZOLTNative.setFsUid(switched);
@@ -352,8 +337,7 @@ class IdentityTest {
 
     @Test
     void aLoggerThatThrowsLeavesOneException() throws Throwable {
-        Identity.onThread(() -> {
-            Faults.user("alice", 70001, 70002, 0);
+        whereAliceIs(() -> {
             Log.throwing(new IllegalStateException("logger"));
             try {
                 for (Lookup lookup : LOOKUPS) {
@@ -361,9 +345,8 @@ class IdentityTest {
                             assertThrows(IOException.class, lookup.unknown()).getMessage());
                 }
                 Faults.arm("setfsuid", Faults.EPERM);
-                assertEquals("setfsuid error: 4294967295 -> 70001",
-                        assertThrows(IOException.class,
-                                () -> ZOLTNative.setFsUid("alice")).getMessage());
+                expect(IOException.class, "setfsuid error: 4294967295 -> 70001",
+                        () -> ZOLTNative.setFsUid("alice"));
             } finally {
                 Log.throwing(null);
             }

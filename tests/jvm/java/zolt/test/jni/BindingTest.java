@@ -2,10 +2,10 @@ package zolt.test.jni;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertSame;
-import static org.junit.jupiter.api.Assertions.assertThrows;
+import static zolt.test.Cleared.expect;
 
 import java.util.List;
+import java.util.Map;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -16,33 +16,21 @@ import zolt.test.Log;
 
 /** The binding cache: each row failing in its turn, and the lookups themselves. */
 class BindingTest {
-    /** What fails at each lookup, in order, with the error that must be left. */
-    private static final Object[][] ROWS = {
-        {NoClassDefFoundError.class, "Cannot find class java/lang/RuntimeException"},
-        {NoClassDefFoundError.class, "Cannot find class java/io/IOException"},
-        {NoClassDefFoundError.class, "Cannot find class java/nio/file/NoSuchFileException"},
-        {NoClassDefFoundError.class, "Cannot find class java/nio/BufferOverflowException"},
-        {NoClassDefFoundError.class, "Cannot find class java/nio/file/AccessDeniedException"},
-        {NoClassDefFoundError.class,
-            "Cannot find class org/apache/hadoop/hdfs/server/namenode/ZOLTNative"},
-        {NoSuchFieldError.class, "Cannot find field LOG"},
-        {NoClassDefFoundError.class, "Cannot find class org/slf4j/Logger"},
-        {NoSuchMethodError.class, "Cannot find methold isTraceEnabled()Z"},
-        {NoSuchMethodError.class, "Cannot find methold isDebugEnabled()Z"},
-        {NoSuchMethodError.class, "Cannot find methold isWarnEnabled()Z"},
-        {NoSuchMethodError.class, "Cannot find methold isInfoEnabled()Z"},
-        {NoSuchMethodError.class, "Cannot find methold isErrorEnabled()Z"},
-        {NoSuchMethodError.class, "Cannot find methold trace(Ljava/lang/String;)V"},
-        {NoSuchMethodError.class, "Cannot find methold debug(Ljava/lang/String;)V"},
-        {NoSuchMethodError.class, "Cannot find methold info(Ljava/lang/String;)V"},
-        {NoSuchMethodError.class, "Cannot find methold warn(Ljava/lang/String;)V"},
-        {NoSuchMethodError.class, "Cannot find methold error(Ljava/lang/String;)V"},
-        {NoClassDefFoundError.class, "Cannot find class Ljava/util/HashMap;"},
-        {NoSuchMethodError.class, "Cannot find methold <init>()V"},
-        {NoSuchMethodError.class,
-            "Cannot find methold put(Ljava/lang/Object;Ljava/lang/Object;)Ljava/lang/Object;"},
-        {NoClassDefFoundError.class, "Cannot find class Ljava/lang/String;"},
-    };
+    /** What is looked up, in order; the error that is left says that it cannot be found. */
+    private static final String[] ROWS = {"class java/lang/RuntimeException",
+        "class java/io/IOException", "class java/nio/file/NoSuchFileException",
+        "class java/nio/BufferOverflowException", "class java/nio/file/AccessDeniedException",
+        "class org/apache/hadoop/hdfs/server/namenode/ZOLTNative", "field LOG",
+        "class org/slf4j/Logger", "methold isTraceEnabled()Z", "methold isDebugEnabled()Z",
+        "methold isWarnEnabled()Z", "methold isInfoEnabled()Z", "methold isErrorEnabled()Z",
+        "methold trace(Ljava/lang/String;)V", "methold debug(Ljava/lang/String;)V",
+        "methold info(Ljava/lang/String;)V", "methold warn(Ljava/lang/String;)V",
+        "methold error(Ljava/lang/String;)V", "class Ljava/util/HashMap;", "methold <init>()V",
+        "methold put(Ljava/lang/Object;Ljava/lang/Object;)Ljava/lang/Object;",
+        "class Ljava/lang/String;"};
+    private static final Map<String, Class<? extends Error>> ERRORS = Map.of("class",
+            NoClassDefFoundError.class, "field", NoSuchFieldError.class, "methold",
+            NoSuchMethodError.class);
 
     /** The rows whose value is a global reference; the logger object comes after them. */
     private static final int[] REFERENCES = {0, 1, 2, 3, 4, 5, 7, 18, 21, ROWS.length};
@@ -61,6 +49,10 @@ class BindingTest {
         Binding.load();
     }
 
+    private static void expectMissing(String row, Executable call) {
+        expect(ERRORS.get(row.split(" ")[0]), "Cannot find " + row, call);
+    }
+
     private static void expectSetBefore(int failed) {
         boolean[] set = Binding.set();
         assertEquals(ROWS.length + 1, set.length);
@@ -69,17 +61,11 @@ class BindingTest {
         }
     }
 
-    private static void expect(Object type, Object message, Executable call) {
-        Throwable error = assertThrows(Throwable.class, call);
-        assertSame(type, error.getClass(), error::toString);
-        assertEquals(message, error.getMessage());
-    }
-
     @Test
     void aLookupThatFailsLeavesItsErrorAndNothingAfterItSet() {
         for (int row = 0; row < ROWS.length; row++) {
             int failing = row;
-            expect(ROWS[row][0], ROWS[row][1], () -> Binding.init("lookup", failing, result));
+            expectMissing(ROWS[row], () -> Binding.init("lookup", failing, result));
             assertEquals(-1, result[0]);
             expectSetBefore(row);
         }
@@ -96,7 +82,7 @@ class BindingTest {
     void aLoadThatFailsStillAnswersItsVersionAndLogsNothing() {
         for (int row = 0; row < ROWS.length; row++) {
             int failing = row;
-            expect(ROWS[row][0], ROWS[row][1], () -> Binding.load("lookup", failing, loaded));
+            expectMissing(ROWS[row], () -> Binding.load("lookup", failing, loaded));
             assertArrayEquals(new int[] {0x10006, 5, 1}, loaded);
             Frame.log("nothing", 4);
         }
@@ -187,16 +173,15 @@ class BindingTest {
 
     @Test
     void lookupsTellInstanceFromStatic() {
-        assertEquals("Cannot find methold length()I", assertThrows(NoSuchMethodError.class,
-                () -> Binding.methodId(String.class, "length", "()I", false)).getMessage());
-        assertEquals("Cannot find methold valueOf(I)Ljava/lang/String;",
-                assertThrows(NoSuchMethodError.class, () -> Binding.methodId(String.class, "valueOf",
-                        "(I)Ljava/lang/String;", true)).getMessage());
-        assertEquals("Cannot find field instanceField", assertThrows(NoSuchFieldError.class,
-                () -> Binding.fieldId(BindingTest.class, "instanceField", "I", false)).getMessage());
-        assertEquals("Cannot find field staticField", assertThrows(NoSuchFieldError.class,
-                () -> Binding.fieldId(BindingTest.class, "staticField", "I", true)).getMessage());
-        assertEquals("Cannot find class no/such/Class", assertThrows(NoClassDefFoundError.class,
-                () -> Binding.findClass("no/such/Class")).getMessage());
+        expectMissing("methold length()I",
+                () -> Binding.methodId(String.class, "length", "()I", false));
+        expectMissing("methold valueOf(I)Ljava/lang/String;",
+                () -> Binding.methodId(String.class, "valueOf", "(I)Ljava/lang/String;", true));
+        expectMissing("field instanceField",
+                () -> Binding.fieldId(BindingTest.class, "instanceField", "I", false));
+        expectMissing("field staticField",
+                () -> Binding.fieldId(BindingTest.class, "staticField", "I", true));
+        expectMissing("class no/such/Class",
+                () -> Binding.findClass("no/such/Class"));
     }
 }

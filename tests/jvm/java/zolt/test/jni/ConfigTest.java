@@ -15,31 +15,17 @@ import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Cleared;
 import zolt.test.Failing;
 import zolt.test.Faults;
 import zolt.test.Frame;
 import zolt.test.Level;
 import zolt.test.Log;
 
-class ConfigTest {
+class ConfigTest extends Cleared {
     @TempDir Path dir;
-
-    @BeforeEach
-    void clear() {
-        Faults.clear();
-        ZOLTNative.setFSConfig(false);
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-        ZOLTNative.setFSConfig(false);
-        ZOLTNative.setDefaultBlockSizeReplication(128L << 20, 1);
-    }
 
     private static void expectFrom(String method) {
         String symbol = "Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_" + method;
@@ -50,6 +36,11 @@ class ConfigTest {
         Path table = dir.resolve("mtab");
         Files.writeString(table, content);
         Faults.mountTable(table.toString());
+    }
+
+    @AfterEach
+    void restore() {
+        ZOLTNative.setDefaultBlockSizeReplication(128L << 20, 1);
     }
 
     @Test
@@ -104,8 +95,8 @@ class ConfigTest {
     @Test
     void aTableThatCannotBeOpenedIsAnEmptyOne() {
         Faults.arm("setmntent", Faults.EACCES);
-        assertEquals("No such file or directory: ext4", assertThrows(NoSuchFileException.class,
-                () -> ZOLTNative.getFsName("/", "ext4")).getMessage());
+        expect(NoSuchFileException.class, "No such file or directory: ext4",
+                () -> ZOLTNative.getFsName("/", "ext4"));
     }
 
     @Test
@@ -119,9 +110,8 @@ class ConfigTest {
     @Test
     void aVirtualMachineWithoutMemoryForTheName() throws Exception {
         table("fs1 /mnt zolt rw 0 0\n");
-        assertEquals("No such file or directory: zolt", assertThrows(NoSuchFileException.class,
-                () -> Failing.run("NewStringUTF", 1, () -> ZOLTNative.getFsName("/mnt", "zolt")))
-                .getMessage());
+        expect(NoSuchFileException.class, "No such file or directory: zolt",
+                () -> Failing.run("NewStringUTF", 1, () -> ZOLTNative.getFsName("/mnt", "zolt")));
         for (int argument : new int[] {1, 2}) {
             RuntimeException e = assertThrows(RuntimeException.class, () -> Failing.run(
                     "GetStringUTFChars", argument, () -> ZOLTNative.getFsName("/mnt", "zolt")));

@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static zolt.test.Cleared.expect;
 
 import java.io.IOException;
 import java.nio.BufferOverflowException;
@@ -36,12 +37,6 @@ class ErrorsTest {
 
     private static Throwable thrown(Executable call) {
         return assertThrows(Throwable.class, call);
-    }
-
-    private static void expect(Class<?> type, String message, Executable call) {
-        Throwable thrown = thrown(call);
-        assertSame(type, thrown.getClass(), thrown::toString);
-        assertEquals(message, thrown.getMessage());
     }
 
     @Test

@@ -14,6 +14,8 @@ import javax.tools.JavaCompiler;
 import javax.tools.ToolProvider;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
 import zolt.test.Preload;
 
 /** Loading, in virtual machines of their own, with what a broken installation may look like. */
@@ -94,59 +96,40 @@ class LoadTest {
         }
     }
 
-    @Test
-    void aClassWithoutLog() throws Exception {
-        String output = load(source("Logger", without("none")), source("ZOLTNative", nativeClass("")));
-        expectLine("threw java.lang.NoSuchFieldError: Cannot find field LOG", output);
+    /** What loading says of a class with this LOG, and of a logger without this method. */
+    private void expectLoad(String wanted, String log, String missing) throws Exception {
+        String output = load(source("Logger", without(missing)),
+                source("ZOLTNative", nativeClass(log)));
+        expectLine(wanted, output);
         expectOnlyKnownWarnings(output);
     }
 
-    @Test
-    void aLogOfAnotherType() throws Exception {
-        String output = load(source("Logger", without("none")),
-                source("ZOLTNative", nativeClass("static Object LOG = null;")));
-        expectLine("threw java.lang.NoSuchFieldError: Cannot find field LOG", output);
-        expectOnlyKnownWarnings(output);
-    }
-
-    @Test
-    void aLogThatIsNotStatic() throws Exception {
-        String output = load(source("Logger", without("none")),
-                source("ZOLTNative", nativeClass("org.slf4j.Logger LOG = null;")));
-        expectLine("threw java.lang.NoSuchFieldError: Cannot find field LOG", output);
-        expectOnlyKnownWarnings(output);
+    @ParameterizedTest
+    @ValueSource(strings = {"", "static Object LOG = null;", "org.slf4j.Logger LOG = null;"})
+    void aClassWithoutAStaticLogOfItsType(String log) throws Exception {
+        expectLoad("threw java.lang.NoSuchFieldError: Cannot find field LOG", log, "none");
     }
 
     @Test
     void aLogThatIsNullLoadsAndIsSilent() throws Exception {
-        String output = load(source("Logger", without("none")),
-                source("ZOLTNative", nativeClass("static org.slf4j.Logger LOG = null;")));
-        expectLine("loaded 1", output);
-        expectOnlyKnownWarnings(output);
+        expectLoad("loaded 1", "static org.slf4j.Logger LOG = null;", "none");
     }
 
-    @Test
-    void aLoggerThatLacksAMethod() throws Exception {
-        for (String method : new String[] {"isTraceEnabled()Z", "isErrorEnabled()Z",
-                "trace(Ljava/lang/String;)V", "error(Ljava/lang/String;)V"}) {
-            String name = method.substring(0, method.indexOf('('));
-            String output = load(source("Logger", without(name)),
-                    source("ZOLTNative", nativeClass("static org.slf4j.Logger LOG = null;")));
-            expectLine("threw java.lang.NoSuchMethodError: Cannot find methold " + method, output);
-            expectOnlyKnownWarnings(output);
-        }
+    @ParameterizedTest
+    @ValueSource(strings = {"isTraceEnabled()Z", "isErrorEnabled()Z", "trace(Ljava/lang/String;)V",
+        "error(Ljava/lang/String;)V"})
+    void aLoggerThatLacksAMethod(String method) throws Exception {
+        expectLoad("threw java.lang.NoSuchMethodError: Cannot find methold " + method,
+                "static org.slf4j.Logger LOG = null;", method.substring(0, method.indexOf('(')));
     }
 
     @Test
     void aLoggerThatThrowsWhenItIsAsked() throws Exception {
-        String logger = "static org.slf4j.Logger LOG = (org.slf4j.Logger) java.lang.reflect.Proxy"
+        expectLoad("threw java.lang.IllegalStateException: isTraceEnabled",
+                "static org.slf4j.Logger LOG = (org.slf4j.Logger) java.lang.reflect.Proxy"
                 + ".newProxyInstance(ZOLTNative.class.getClassLoader(),"
                 + " new Class<?>[] {org.slf4j.Logger.class},"
-                + " (p, m, a) -> { throw new IllegalStateException(m.getName()); });";
-        String output = load(source("Logger", without("none")),
-                source("ZOLTNative", nativeClass(logger)));
-        expectLine("threw java.lang.IllegalStateException: isTraceEnabled", output);
-        expectOnlyKnownWarnings(output);
+                + " (p, m, a) -> { throw new IllegalStateException(m.getName()); });", "none");
     }
 
     @Test

@@ -5,8 +5,6 @@ import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
-import static org.junit.jupiter.api.Assertions.assertSame;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
@@ -18,41 +16,26 @@ import java.nio.file.attribute.FileTime;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.List;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
-import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.test.Cleared;
 import zolt.test.Faults;
 import zolt.test.Identity;
 import zolt.test.Level;
 import zolt.test.Log;
 
 /** Link targets, permissions and times. */
-class SettersTest {
+class SettersTest extends Cleared {
     @TempDir Path dir;
     private Path file;
     private Path link;
 
     @BeforeEach
     void prepare() throws Exception {
-        Faults.clear();
         Files.setPosixFilePermissions(dir, PosixFilePermissions.fromString("rwxr-xr-x"));
         file = Files.writeString(dir.resolve("file"), "12345");
         link = Files.createSymbolicLink(dir.resolve("link"), Path.of("t\u00e4rget"));
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-    }
-
-    private static <T extends Throwable> void expect(Class<T> type, String message,
-            Executable call) {
-        T thrown = assertThrows(type, call);
-        assertSame(type, thrown.getClass());
-        assertEquals(message, thrown.getMessage());
     }
 
     @Test

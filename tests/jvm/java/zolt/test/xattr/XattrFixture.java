@@ -2,8 +2,6 @@ package zolt.test.xattr;
 
 import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertSame;
-import static org.junit.jupiter.api.Assertions.assertThrows;
 
 import java.io.IOException;
 import java.nio.ByteBuffer;
@@ -12,18 +10,15 @@ import java.nio.file.Path;
 import java.nio.file.attribute.UserDefinedFileAttributeView;
 import java.util.HashMap;
 import java.util.Map;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
-import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.api.io.TempDir;
-import zolt.test.Faults;
-import zolt.test.Log;
+import zolt.test.Cleared;
 
 /**
  * A file whose attributes are looked at by Java's own library, and texts that stand for values, one
  * char a byte.
  */
-abstract class XattrFixture {
+abstract class XattrFixture extends Cleared {
     static final short ANY = 0;
     static final short CREATE = 1;
     static final short REPLACE = 2;
@@ -36,14 +31,6 @@ abstract class XattrFixture {
     void makeFile() throws IOException {
         file = Files.createFile(dir.resolve("file"));
         path = file.toString();
-        Faults.clear();
-        Log.clear();
-    }
-
-    @AfterEach
-    void restore() {
-        Faults.clear();
-        Log.throwing(null);
     }
 
     static byte[] bytes(String text) {
@@ -89,25 +76,4 @@ abstract class XattrFixture {
         return texts;
     }
 
-    static void expect(Class<?> type, String message, Executable call) {
-        Throwable thrown = assertThrows(Throwable.class, call);
-        assertSame(type, thrown.getClass(), thrown::toString);
-        assertEquals(message, thrown.getMessage());
-    }
-
-    static void expectNoMemory(Executable call) {
-        expect(RuntimeException.class, "Cannot allocate memory: ", call);
-    }
-
-    /** A call during which the logger throws on every line. */
-    static Executable withThrowingLogger(Executable call) {
-        return () -> {
-            Log.throwing(new IllegalStateException("logger"));
-            try {
-                call.execute();
-            } finally {
-                Log.throwing(null);
-            }
-        };
-    }
 }
