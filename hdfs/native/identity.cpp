@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <vector>
 
 namespace zolt::hdfs {
@@ -42,15 +43,29 @@ const Capabilities* capabilitiesOfThread() {
   return known ? &capabilities : nullptr;
 }
 
+// What is in effect: what the thread has put there last, or its maker before it was made.
+uint64_t& inEffect() {
+  thread_local uint64_t now = [] {
+    constexpr int WORD_BITS = 32;
+    const Capabilities* first = capabilitiesOfThread();
+    if (first == nullptr) return uint64_t{0};
+    return first->data[0].effective | uint64_t{first->data[1].effective} << WORD_BITS;
+  }();
+  return now;
+}
+
 // Puts exactly these in effect, as far as the thread is permitted them.
 int setEffective(uint64_t wanted) {
   const Capabilities* permitted = capabilitiesOfThread();
   if (permitted == nullptr) return failure();
+  uint64_t& current = inEffect();
   Capabilities now = *permitted;
   constexpr int WORD_BITS = 32;
   now.data[0].effective = static_cast<uint32_t>(wanted) & now.data[0].permitted;
   now.data[1].effective = static_cast<uint32_t>(wanted >> WORD_BITS) & now.data[1].permitted;
-  return syscall(SYS_capset, &now.header, now.data.data()) == 0 ? 0 : failure();
+  if (syscall(SYS_capset, &now.header, now.data.data()) != 0) return failure();
+  current = wanted;
+  return 0;
 }
 
 // The process's own groups, as they were when the library was loaded.
@@ -102,6 +117,17 @@ int actAsService(bool administrator) {
 
 int administer(bool effective) {
   return setEffective(ON_FILES | (effective ? bit(CAP_SYS_ADMIN) : 0));
+}
+
+Looking::Looking() : before_(inEffect()) {
+  setEffective(before_ | bit(CAP_DAC_READ_SEARCH) | bit(CAP_SYS_ADMIN));
+}
+
+Looking::~Looking() {
+  const int kept = errno;
+  // Capabilities that cannot be given up would be the next request's.
+  if (setEffective(before_) != 0) abort();
+  errno = kept;
 }
 
 }  // namespace zolt::hdfs

@@ -3,7 +3,7 @@
 // The kernel takes the capabilities on files from a thread whose file-system user id leaves 0, and
 // gives them back (capabilities(7), "Effect of user ID changes on capabilities"); all others stay
 // as they are. A thread that acts for a caller must have none: so those that the switch itself
-// needs are raised for its length only.
+// needs, or one look at a file's settings, are raised for its length only.
 #pragma once
 
 #include <cstdint>
@@ -26,5 +26,19 @@ int actAsService(bool administrator);
 
 /// Puts CAP_SYS_ADMIN in effect or out of effect. 0 or -errno.
 int administer(bool effective);
+
+/// For as long as it lives the thread, whoever it acts for, may open every file to read it and see
+/// what only an administrator sees of it; its ids stay. Where a file system goes by ids alone that
+/// gives no right, and the service has to ask as itself.
+class Looking {
+ public:
+  Looking();
+  ~Looking();
+  Looking(const Looking&) = delete;
+  Looking& operator=(const Looking&) = delete;
+
+ private:
+  uint64_t before_;
+};
 
 }  // namespace zolt::hdfs

@@ -10,6 +10,7 @@
 #include "base/logger2.h"
 #include "base/settings.h"
 #include "base/unique_fd.h"
+#include "identity.h"
 #include "native.h"
 #include "placement/replication.h"
 #include "status/file_status.h"
@@ -164,6 +165,7 @@ JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_details(JNIEnv* env,
                                                                     jint directory,
                                                                     jbyteArray names,
                                                                     jlongArray records) try {
+  const zolt::hdfs::Looking looking;
   Page(env, names, records).each([&](const char* name, jlong* record) {
     if (record[FLAGS] == WANTED) record[RESULT] = readDetails(directory, name, record);
   });
@@ -177,6 +179,7 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_detailsOf(JNIEnv* en
   std::array<jlong, RECORD> words{};
   env->GetLongArrayRegion(record, 0, RECORD, words.data());
   if (env->ExceptionCheck()) return 0;
+  const zolt::hdfs::Looking looking;
   const jint result = readDetails(descriptor, words.data());
   if (result == 0) env->SetLongArrayRegion(record, 0, RECORD, words.data());
   return result;

@@ -74,8 +74,8 @@ public final class Statuses {
     /** Null where another file stands there now. */
     private Details ask(HdfsPath path, Entry entry) throws IOException {
         long[] record = entry.asRecord();
-        try (Place place = folder.place(path); Acting own = Acting.service()) {
-            NativeFiles.details(NativeFiles.NO_DIRECTORY, terminated(place.bytes()), record);
+        try (Place place = folder.place(path)) {
+            askAll(NativeFiles.NO_DIRECTORY, terminated(place.bytes()), record);
         }
         if (record[NativeFiles.RESULT] == -SystemCallException.ELOOP) {
             return null;
@@ -94,22 +94,31 @@ public final class Statuses {
             return details;
         }
         long[] record = file.entry().asRecord();
-        try (Acting own = Acting.service()) {
-            if (file.isReadable()) {
-                readDetails(file.descriptor(), record);
-            } else {
-                int readable = SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
-                        Place.nameOf(file.descriptor()).getBytes(StandardCharsets.US_ASCII), NativeFiles.O_RDONLY, 0),
-                        "an open file");
-                try {
-                    readDetails(readable, record);
-                } finally {
-                    NativeFiles.close(readable);
-                }
-            }
+        int result = file.isReadable() ? NativeFiles.detailsOf(file.descriptor(), record) : -SystemCallException.EACCES;
+        if (isRefusal(result)) {
+            askAsService(file, record);
+        } else {
+            SystemCallException.check(result, "the details of an open file");
         }
         remember(record, 0);
         return Details.in(record, 0);
+    }
+
+    private static boolean isRefusal(long result) {
+        return result == -SystemCallException.EACCES || result == -SystemCallException.EPERM;
+    }
+
+    private static void askAsService(OpenedFile file, long[] record) throws IOException {
+        try (Acting own = Acting.service()) {
+            int readable = SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
+                    Place.nameOf(file.descriptor()).getBytes(StandardCharsets.US_ASCII), NativeFiles.O_RDONLY, 0),
+                    "an open file");
+            try {
+                readDetails(readable, record);
+            } finally {
+                NativeFiles.close(readable);
+            }
+        }
     }
 
     private static void readDetails(int descriptor, long[] record) throws SystemCallException {
@@ -145,11 +154,25 @@ public final class Statuses {
         if (!wanted) {
             return;
         }
-        try (Acting own = Acting.service()) {
-            NativeFiles.details(directory, names, records);
-        }
+        askAll(directory, names, records);
         for (int at = 0; at < records.length; at += NativeFiles.RECORD_WORDS) {
             remember(records, at);
+        }
+    }
+
+    /**
+     * Asks for what is wanted: for the caller, with the capabilities to look at every file; and where a file system
+     * goes by ids alone, as the service.
+     */
+    private static void askAll(int directory, byte[] names, long[] records) throws IOException {
+        NativeFiles.details(directory, names, records);
+        for (int at = 0; at < records.length; at += NativeFiles.RECORD_WORDS) {
+            if (records[at + NativeFiles.FLAGS] == NativeFiles.WANTED && isRefusal(records[at + NativeFiles.RESULT])) {
+                try (Acting own = Acting.service()) {
+                    NativeFiles.details(directory, names, records);
+                }
+                return;
+            }
         }
     }
 
