@@ -107,6 +107,8 @@ final class Dispatch implements InvocationHandler {
             return answer(method, arguments);
         } catch (Throwable e) {
             refused = e;
+            // What is logged of it, or loaded for that, is not the caller's business.
+            Acting.release();
             throw e;
         } finally {
             state.calls().done(method.getName(), System.nanoTime() - begun, refused);
@@ -150,7 +152,7 @@ final class Dispatch implements InvocationHandler {
     }
 
     private static Object act(Goal target, Caller caller, Object[] arguments) throws Throwable {
-        try (Acting as = Acting.as(caller)) {
+        try (Acting as = Acting.forRequest(caller)) {
             return target.method().invoke(target.subject(), arguments);
         } catch (InvocationTargetException e) {
             throw e.getCause();

@@ -183,6 +183,35 @@ class IdentityTest {
         assertTrue(left != 0);
     }
 
+    /** Between requests nothing asks the kernel, which is told again when another one is to act. */
+    @Test
+    void theIdentityOfARequestIsKeptUntilTheNext() throws Exception {
+        Caller nobodyElse = new Caller("daemon", 1, 1, new int[] {1}, false);
+        Caller caller = new Caller("nobody", 65534, 65534, new int[] {65534}, false);
+        try (Acting as = Acting.forRequest(caller)) {
+            assertEquals(65534, ThreadIdentity.now().uid());
+        }
+        assertEquals(65534, ThreadIdentity.now().uid());
+        assertEquals("0000000000000000", effective());
+        try (Acting as = Acting.service()) {
+            assertEquals(0, ThreadIdentity.now().uid(), "the service's own is asked for");
+        }
+        assertEquals(0, ThreadIdentity.now().uid());
+        try (Acting as = Acting.forRequest(caller); Acting own = Acting.service()) {
+            assertEquals(0, ThreadIdentity.now().uid());
+        }
+        try (Acting as = Acting.forRequest(nobodyElse)) {
+            assertEquals(1, ThreadIdentity.now().uid());
+            assertEquals(List.of(1L), ThreadIdentity.now().groups());
+        }
+        try (Acting as = Acting.forRequest(new Caller("daemon", 1, 1, new int[] {1, 2}, false))) {
+            assertEquals(List.of(1L, 2L), ThreadIdentity.now().groups(), "the same user with other groups");
+        }
+        Acting.release();
+        assertEquals(0, ThreadIdentity.now().uid());
+        assertTrue(!effective().equals("0000000000000000"));
+    }
+
     @Test
     void groupsAreThoseOfTheUserDatabase() throws Exception {
         GetUserMappingsProtocol groups = NameNodeProxies.createProxy(Service.shared().conf(), Service.shared().uri(),

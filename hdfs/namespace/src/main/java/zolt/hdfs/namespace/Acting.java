@@ -7,7 +7,8 @@ import org.slf4j.LoggerFactory;
 
 /**
  * The identity that the thread acts with, for the length of a scope: the kernel checks each access against it.
- * Scopes nest; the end of one restores what was before.
+ * Scopes nest; the end of one restores what was before. A thread that does one request after the other keeps the
+ * identity of the last one between them, where nothing asks the kernel: most requests are of the same caller.
  */
 public final class Acting implements AutoCloseable {
     private static final Logger LOG = LoggerFactory.getLogger(Acting.class);
@@ -47,31 +48,61 @@ public final class Acting implements AutoCloseable {
         }
 
         boolean areThoseOf(Rights other) {
-            return isService() && other.isService() && reach == other.reach;
+            return isService() && other.isService() ? reach == other.reach : equals(other);
         }
     }
 
     private static final Rights OWN = new Rights(Caller.SERVICE, Reach.FILES, OWN_GROUP);
     private static final Rights RECORDS = new Rights(Caller.SERVICE, Reach.RECORDS, OWN_GROUP);
     private static final Rights DATA = new Rights(Caller.SERVICE, Reach.DATA, OWN_GROUP);
-    private static final ThreadLocal<Rights> NOW = ThreadLocal.withInitial(() -> OWN);
 
-    private final Rights before = NOW.get();
+    /** A thread's rights: what they are to be, and what the kernel has been told. */
+    private static final class OfThread {
+        private Rights wanted = OWN;
+        private Rights told = OWN;
+    }
+
+    private static final ThreadLocal<OfThread> NOW = ThreadLocal.withInitial(OfThread::new);
+
+    private final OfThread thread = NOW.get();
+    private final Rights before = thread.wanted;
+    private final boolean kept;
 
     private Acting(Rights rights) throws IOException {
-        if (!rights.areThoseOf(before)) {
-            int result = rights.take(before);
+        this(rights, false);
+    }
+
+    private Acting(Rights rights, boolean kept) throws IOException {
+        this.kept = kept;
+        if (!rights.areThoseOf(thread.told)) {
+            int result = rights.take(thread.told);
             if (result < 0) {
-                restore(rights);
+                thread.told = rights;
+                restore(thread, before);
                 throw new SystemCallException(-result, "the identity of " + rights.caller().user());
             }
+            thread.told = rights;
         }
-        NOW.set(rights);
+        thread.wanted = rights;
     }
 
     /** Acts with a caller's rights. */
     public static Acting as(Caller caller) throws IOException {
         return new Acting(new Rights(caller, Reach.FILES, OWN_GROUP));
+    }
+
+    /**
+     * As {@link #as}, for a request. The kernel is told of the end of the scope by the next one only, or by {@link
+     * #release}: what the thread does until then is to need no rights.
+     */
+    public static Acting forRequest(Caller caller) throws IOException {
+        return new Acting(new Rights(caller, Reach.FILES, OWN_GROUP), true);
+    }
+
+    /** Gives a thread that is in no scope the service's rights back. */
+    public static void release() {
+        OfThread thread = NOW.get();
+        restore(thread, thread.wanted);
     }
 
     /**
@@ -97,25 +128,27 @@ public final class Acting implements AutoCloseable {
 
     /** For whom the thread acts. */
     public static Caller now() {
-        return NOW.get().caller();
+        return NOW.get().wanted.caller();
     }
 
-    private void restore(Rights ending) {
-        if (ending.areThoseOf(before)) {
+    private static void restore(OfThread thread, Rights rights) {
+        if (rights.areThoseOf(thread.told)) {
             return;
         }
-        int result = before.take(ending);
+        int result = rights.take(thread.told);
         if (result < 0) {
             // The next request on this thread would have a stranger's rights. Nothing is lost with the process.
-            LOG.error("Cannot return to the identity of {}: error {}", before.caller().user(), -result);
+            LOG.error("Cannot return to the identity of {}: error {}", rights.caller().user(), -result);
             Runtime.getRuntime().halt(1);
         }
+        thread.told = rights;
     }
 
     @Override
     public void close() {
-        Rights ending = NOW.get();
-        NOW.set(before);
-        restore(ending);
+        thread.wanted = before;
+        if (!kept) {
+            restore(thread, before);
+        }
     }
 }

@@ -49,7 +49,10 @@ public final class Callers {
         if (user.equals(Caller.SERVICE.user())) {
             return Caller.SERVICE;
         }
-        int[] ids = NativeFiles.credentials(user);
+        int[] ids;
+        try (Acting own = Acting.service()) {
+            ids = NativeFiles.credentials(user);
+        }
         if (ids == null) {
             throw unknown(user);
         }
