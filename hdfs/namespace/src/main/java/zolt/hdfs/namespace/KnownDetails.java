@@ -25,6 +25,8 @@ final class KnownDetails {
     private static final long HOLDS_MILLIS = TimeUnit.SECONDS.toMillis(30);
     /** Within a tick of the file system's clock, of up to two seconds, two changes have the same time. */
     private static final long SETTLED_MILLIS = TimeUnit.SECONDS.toMillis(3);
+    /** A time that is finer than a millisecond is of a Linux, whose clock ticks at least a hundred times a second. */
+    private static final long FINE_SETTLED_MILLIS = 100;
 
     private final long[] words = new long[PAIRS * 2 * WORDS];
     private final Object[] locks = new Object[LOCKS];
@@ -65,10 +67,14 @@ final class KnownDetails {
                 | (details.hasAcl() ? 1L << ACL_AT : 0);
     }
 
+    private static long settledMillis(Entry entry) {
+        return entry.changeNanos() % TimeUnit.MILLISECONDS.toNanos(1) == 0 ? SETTLED_MILLIS : FINE_SETTLED_MILLIS;
+    }
+
     /** Keeps the details of just this version of a file; what is older in its two places goes. */
     void put(Entry entry, Details details) {
         long now = System.currentTimeMillis();
-        if (now - TimeUnit.NANOSECONDS.toMillis(entry.changeNanos()) < SETTLED_MILLIS) {
+        if (now - TimeUnit.NANOSECONDS.toMillis(entry.changeNanos()) < settledMillis(entry)) {
             return;
         }
         int pair = pairOf(entry);
