@@ -20,7 +20,7 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 
 N ?= 300
 
-.PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak deps build javadoc
+.PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
 .PHONY: install packages portable clean
 
@@ -48,6 +48,11 @@ soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machi
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@MINUTES=$(MINUTES) KILLS=$(KILLS) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
+
+soak-hdfs: KILLS = 100
+soak-hdfs: hdfs ## two NameNodes on one folder, of which one or the other is killed KILLS=100 times under load
+	@ZOLT_TEST_OPTS=-Dzolt.test.kills=$(KILLS) hdfs/test.sh build 'zolt.hdfs.namenode.KilledNameNodesTest'
+	@sed -n 's/^\([0-9]* kills: .*\)/\1/p' build/hdfs/test.log
 
 hostile: ## every native with everything that its parameters may be given
 	@scripts/deps.sh build test
