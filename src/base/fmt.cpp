@@ -1,6 +1,7 @@
 #include "base/fmt.h"
 
 #include <locale>
+#include <new>
 
 namespace zolt {
 
@@ -16,6 +17,13 @@ std::streamsize Fmt::Buf::xsputn(const char* chunk, std::streamsize count) {
     std::stringbuf::xsputn(separator_.data(), static_cast<std::streamsize>(separator_.size()));
   }
   return std::stringbuf::xsputn(chunk, count);
+}
+
+// Without memory the string buffers of some C++ libraries throw, and those of others answer eof.
+Fmt::Buf::int_type Fmt::Buf::overflow(int_type character) {
+  const int_type taken = std::stringbuf::overflow(character);
+  if (taken == traits_type::eof()) throw std::bad_alloc();
+  return taken;
 }
 
 Fmt::Fmt(const char* separator) : std::ostream(nullptr), buf_(separator) {

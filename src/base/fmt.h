@@ -24,6 +24,7 @@ class Fmt : public std::ostream {
 
    protected:
     std::streamsize xsputn(const char* chunk, std::streamsize count) override;
+    int_type overflow(int_type character) override;
 
    private:
     bool needsSeparator(const char* chunk, std::streamsize count) const;

@@ -90,10 +90,6 @@ TEST(Fmt, OrNull) {
   EXPECT_STREQ(orNull("x"), "x");
 }
 
-TEST(Fmt, ASingleCharacterStreamedIsNotSetOff) {
-  EXPECT_EQ(joined(", ", "a", 'b', "c"), "ab, c");
-}
-
 TEST(Fmt, ANewlineThatWasPutBeginsAFreshLineToo) {
   Fmt text(", ");
   text << "a";
