@@ -21,6 +21,7 @@ using test::identity;
 using test::identityOf;
 using test::LogCapture;
 using test::onThread;
+using test::threadId;
 using test::ThreadIdentity;
 
 class GroupsTest : public test::IdentityFixture {};
@@ -44,7 +45,7 @@ TEST_F(GroupsTest, GroupsChangeOnTheCallingThreadOnly) {
   pid_t otherThread = 0;
   std::thread other([&] {
     before = identity();
-    otherThread = gettid();
+    otherThread = threadId();
     started.count_down();
     changed.wait();
     after = identity();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -51,8 +52,13 @@ inline ThreadIdentity identityOf(pid_t thread) {
   return identity;
 }
 
+/// gettid(2), for which GLIBC has a function since 2.30.
+inline pid_t threadId() {
+  return static_cast<pid_t>(syscall(SYS_gettid));
+}
+
 inline ThreadIdentity identity() {
-  return identityOf(gettid());
+  return identityOf(threadId());
 }
 
 /// Runs a body on a thread of its own, since groups that it sets stay with the thread.

@@ -1,7 +1,7 @@
-// Directory streams, stat and the mount table, interposed.
+// Directory streams and the mount table, interposed.
 #include <dirent.h>
 #include <mntent.h>
-#include <sys/stat.h>
+#include <sys/types.h>
 
 #include <cstring>
 #include <vector>
@@ -16,7 +16,6 @@ using faults::Holding;
 namespace {
 
 thread_local const char* mountTable = nullptr;
-thread_local long long directorySize = 0;
 thread_local int entryType = -1;
 thread_local int strayErrno = 0;
 thread_local bool numbered = false;
@@ -30,9 +29,6 @@ bool isDots(const dirent& entry) {
 
 void zolt_fault_mount_table(const char* file) {
   mountTable = file;
-}
-void zolt_fault_directory_size(long long size) {
-  directorySize = size;
 }
 void zolt_fault_entry_type(int type) {
   entryType = type;
@@ -90,23 +86,6 @@ int closedir(DIR* stream) {
   const int result = real(stream);  // a close that fails has closed all the same
   faults::hold(Holding::STREAM, -1);
   return faults::fails(Call::closedir) ? -1 : result;
-}
-
-int stat(const char* path, struct stat* st) {
-  static auto* real = faults::next<int(const char*, struct stat*)>("stat");
-  if (faults::fails(Call::stat)) return -1;
-  const int result = real(path, st);
-  if (result == 0 && directorySize != 0 && S_ISDIR(st->st_mode)) st->st_size = directorySize;
-  return result;
-}
-
-int __xstat(int version, const char* path, struct stat* st) noexcept;  // as of GLIBC before 2.33
-int __xstat(int version, const char* path, struct stat* st) noexcept {
-  static auto* real = faults::next<int(int, const char*, struct stat*)>("__xstat");
-  if (faults::fails(Call::stat)) return -1;
-  const int result = real(version, path, st);
-  if (result == 0 && directorySize != 0 && S_ISDIR(st->st_mode)) st->st_size = directorySize;
-  return result;
 }
 
 FILE* setmntent(const char* file, const char* mode) {

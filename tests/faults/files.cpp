@@ -1,4 +1,4 @@
-// Calls on a file by its path or descriptor, interposed; stat is among the directories.
+// Calls on a file by its path or descriptor, interposed.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -14,17 +14,6 @@ using faults::Call;
 using faults::Holding;
 
 extern "C" {
-
-int lstat(const char* path, struct stat* st) noexcept {
-  static auto* real = faults::next<int(const char*, struct stat*)>("lstat");
-  return faults::fails(Call::lstat) ? -1 : real(path, st);
-}
-
-int __lxstat(int version, const char* path, struct stat* st) noexcept;  // as of GLIBC before 2.33
-int __lxstat(int version, const char* path, struct stat* st) noexcept {
-  static auto* real = faults::next<int(int, const char*, struct stat*)>("__lxstat");
-  return faults::fails(Call::lstat) ? -1 : real(version, path, st);
-}
 
 int open(const char* path, int flags, ...) {
   static auto* real = faults::next<int(const char*, int, ...)>("open");

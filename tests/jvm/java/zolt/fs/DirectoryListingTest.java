@@ -85,7 +85,7 @@ class DirectoryListingTest {
             found.values().removeIf(value -> !value.endsWith(" DIRECTORY"));
             assertEquals(found, byCursor, path);
         }
-        assertTrue(seen > DIRECTORIES_COMPARED);
+        assertTrue(seen > 100, "only " + seen + " directories below /usr"); // a small system has some hundreds
     }
 
     @Test
