@@ -18,7 +18,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
  * {@link #nameBytes(byte[])}) allocates nothing. Both move the same position: use one of them.
  *
  * <p>The library keeps the open directory with the thread, one for each. So a listing belongs to the
- * thread that opened it, any other is refused with an {@link IllegalStateException}; and a thread
+ * thread that opened it, any other is refused with an {@link IllegalStateException}, as is a virtual
+ * thread, which has no thread of the kernel for itself; and a thread
  * that has not closed a listing, nor reached its end, cannot open the next: to walk a tree, collect
  * the directories of a listing and descend after it.
  *
@@ -63,6 +64,7 @@ public final class DirectoryListing implements Iterator<DirectoryEntry>, Closeab
         this.path = Check.notNull(path, "path");
         this.directoriesOnly = directoriesOnly;
         this.buffer = buffer;
+        Check.platformThread("the listing of ", path);
         if (current[0] != null) {
             throw new IllegalStateException("the thread \"" + owner.getName() + "\" has not ended its"
                     + " listing of " + current[0].path + ": close that before opening " + path);
@@ -87,7 +89,7 @@ public final class DirectoryListing implements Iterator<DirectoryEntry>, Closeab
      * @throws java.nio.file.NoSuchFileException when there is no such directory
      * @throws java.nio.file.AccessDeniedException when the thread's identity may not read it
      * @throws IOException for any other failure, "Not a directory" included
-     * @throws IllegalStateException when this thread has not ended another listing
+     * @throws IllegalStateException when this thread has not ended another listing, or is a virtual one
      */
     public static DirectoryListing open(String path) throws IOException {
         return open(path, false, newBuffer());

@@ -10,7 +10,8 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
  * <p>Other threads keep theirs. A switch belongs to its thread: closing it on another is refused with
  * an {@link IllegalStateException} that names both, and the switch stays. Switches nest, and the inner
  * one ends first: closing an outer one before it is refused too, since each end restores what the
- * switch has found.
+ * switch has found. On a virtual thread no switch begins ({@link IllegalStateException}): the kernel knows
+ * only the thread that carries it at the moment, which carries others next.
  *
  * <p>The end restores the user id and the group id. The supplementary groups stay those of the user
  * until the next switch sets others, so a thread that works for users switches for every request. A
@@ -37,6 +38,7 @@ public final class Identity implements Closeable {
     private long handle;
 
     private Identity(String user, int[] depths) throws IOException {
+        Check.platformThread("the identity of ", user);
         this.user = user;
         handle = ZOLTNative.setFsUid(user);
         depth = ++depths[0];
@@ -58,6 +60,7 @@ public final class Identity implements Closeable {
      * @return the switch, to be closed on this thread
      * @throws IOException for a user that the system does not know, and when the thread may not take on the
      *     identity; it keeps the one it has
+     * @throws IllegalStateException on a virtual thread
      */
     public static Identity of(String user) throws IOException {
         Accounts.uid(user);
@@ -77,6 +80,7 @@ public final class Identity implements Closeable {
      * @param user the name of a user
      * @return the switch, to be closed on this thread
      * @throws IOException when the thread may not take on the identity; it keeps the one it has
+     * @throws IllegalStateException on a virtual thread
      */
     public static Identity ofUserOrNobody(String user) throws IOException {
         return new Identity(Check.notNull(user, "user"), DEPTH.get());
@@ -93,6 +97,7 @@ public final class Identity implements Closeable {
      *
      * @return the switch, to be closed on this thread
      * @throws IOException when the thread may not take on the identity; it keeps the one it has
+     * @throws IllegalStateException on a virtual thread
      */
     public static Identity superuser() throws IOException {
         return of(Accounts.user(0));
