@@ -48,6 +48,10 @@ expect 'two at once, and nothing is left' '' "$(ls -A "$scratch/tmp")"
 
 expect 'another platform' '*The jar carries the library for linux-*only, and this is linux-pdp11.' \
   "$(loaded -Dos.arch=pdp11)"
+# The loader of musl is known by the name of its file.
+cp "$BUILD/client/local/libzolt.so" "$scratch/ld-musl-x86_64.so.1"
+expect 'another C library' '*The jar carries the library for linux-*only, and this is linux-*-musl.' \
+  "$(LD_PRELOAD=$scratch/ld-musl-x86_64.so.1 loaded)"
 expect 'a folder that is not there' '*cannot unpack libzolthadoop.so below /nowhere:*' \
   "$(loaded -Djava.io.tmpdir=/nowhere)"
 if mount -t tmpfs -o noexec none "$scratch/noexec" 2>/dev/null; then

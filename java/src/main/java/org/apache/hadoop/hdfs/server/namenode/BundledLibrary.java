@@ -1,17 +1,21 @@
 package org.apache.hadoop.hdfs.server.namenode;
 
+import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import static java.nio.charset.StandardCharsets.US_ASCII;
 
 import java.io.BufferedReader;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.InputStreamReader;
+import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.Paths;
 import java.nio.file.attribute.FileAttribute;
 import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.Set;
+import java.util.stream.Stream;
 
 /**
  * The native libraries that a jar for developers carries for its platform. They are unpacked into a
@@ -29,11 +33,23 @@ final class BundledLibrary {
 
     private BundledLibrary() {}
 
-    /** The name of this machine's platform, as the folders of the jar have it: "linux-x86_64". */
+    /**
+     * The name of this machine's platform, as the folders of the jar have it: "linux-x86_64". Where the C library
+     * is musl, which has another loader and other symbols than GLIBC, it is "linux-x86_64-musl".
+     */
     static String platform() {
         String arch = System.getProperty("os.arch");
         return System.getProperty("os.name").toLowerCase() + "-"
-                + (arch.equals("amd64") ? "x86_64" : arch);
+                + (arch.equals("amd64") ? "x86_64" : arch) + (onMusl() ? "-musl" : "");
+    }
+
+    /** Whether the loader of this process is musl's: the file is mapped by its name. */
+    private static boolean onMusl() {
+        try (Stream<String> mapped = Files.lines(Paths.get("/proc/self/maps"), ISO_8859_1)) {
+            return mapped.anyMatch(line -> line.contains("/ld-musl-"));
+        } catch (IOException | UncheckedIOException e) {
+            return false; // a system without /proc, whose loader speaks for itself
+        }
     }
 
     /** Whether the class path has the library for this platform. */
