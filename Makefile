@@ -22,10 +22,10 @@ N ?= 300
 
 .PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
-.PHONY: install packages portable clean
+.PHONY: install packages packages-portable portable publish reproducible platforms clean
 
 help: ## this text
-	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 20
+	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 26
 	@echo '  (demo takes DIR=/some/dir and LEVEL=trace|debug|info|warn|error|off; soak takes SEED=number)'
 
 demo: build ## serve a folder by HDFS, with Hadoop's shell on it; with DIR= or LEVEL= a tour: zolt tour DIR
@@ -182,17 +182,24 @@ tidy:
 install: build ## into PREFIX (/usr/local), below DESTDIR
 	@scripts/install.sh build "$$PREFIX"
 
-# The folder of libraries is the distribution's; changing it compiles nothing again.
 packages: build ## build/packages/: .deb and .rpm of library, command and embedded client
 	@scripts/deps.sh packages
-	@cmake --preset release -DCMAKE_INSTALL_LIBDIR=lib64 >/dev/null
-	@cd build && cpack -G RPM >/dev/null
-	@cmake --preset release -DZOLT_DEBIAN=ON \
-	  -DCMAKE_INSTALL_LIBDIR=lib/$$(g++ -print-multiarch) >/dev/null
-	@cd build && cpack -G DEB >/dev/null
-	@cmake --preset release -UCMAKE_INSTALL_LIBDIR -UZOLT_DEBIAN >/dev/null
-	@lintian --allow-root --fail-on error,warning build/packages/*.deb
-	@ls build/packages/*.deb build/packages/*.rpm
+	@scripts/packages.sh build "$$(g++ -print-multiarch)"
+
+packages-portable: portable ## the same for x86-64 and arm64 and GLIBC 2.17, in build/portable/MACHINE/packages/
+	@scripts/deps.sh packages
+	@for machine in x86_64 aarch64; do scripts/packages.sh build/portable/$$machine $$machine-linux-gnu || exit 1; done
+
+publish: portable javadoc ## build/maven/: the jar with both libraries, sources, documentation, bill of materials
+	@scripts/publish.sh build
+
+reproducible: deps ## every package and what is published, built twice: the same to the byte
+	@tests/packages/reproducible.sh .
+
+platforms: build ## the portable libraries on other systems, machines and Javas; the table of docs/operators.md (ONLY=)
+	@scripts/deps.sh test portable platforms
+	@TESTS=ON scripts/portable.sh build core_tests zolttest zoltfaults zoltfaults_acl zolt_test_java
+	@tests/platforms/run.sh build $(ONLY); status=$$?; tests/platforms/document.sh build docs/operators.md; exit $$status
 
 clean: ## remove build/
 	rm -rf build

@@ -11,7 +11,7 @@ add_custom_command(
   COMMAND ${CMAKE_STRIP} -o ${BUNDLE_NATIVES}/libzolt.so $<TARGET_FILE:zolt>
   COMMAND ${CMAKE_COMMAND} -E echo ${PLATFORM} > ${BUNDLE}/zolt/native/platform
   COMMAND ${CMAKE_COMMAND} -E copy ${ZOLT_JAR} ${BUNDLE_JAR}
-  COMMAND ${Java_JAR_EXECUTABLE} --update --file ${BUNDLE_JAR} -C ${BUNDLE} .
+  COMMAND ${Java_JAR_EXECUTABLE} --update --date=${RELEASED} --file ${BUNDLE_JAR} -C ${BUNDLE} .
   DEPENDS ${ZOLT_JAR} zolthadoop zolt
   COMMENT "Packing the jar for developers"
   VERBATIM)

@@ -8,6 +8,10 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # what is packed was built before
+# The files of a package are as old as the release.
+file(WRITE ${PROJECT_BINARY_DIR}/cpack.cmake "set(ENV{SOURCE_DATE_EPOCH} ${RELEASED_SECONDS})\n")
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/cpack.cmake)
 set(CPACK_COMPONENTS_ALL library command client)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 
@@ -57,7 +61,10 @@ set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
 set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
 # A site's own client need not come from a package.
 set(CPACK_RPM_SPEC_MORE_DEFINE "%global __requires_exclude ^libzolt\\\\.so.*$
-%define _build_id_links none")
+%define _build_id_links none
+%define _buildhost localhost
+%define use_source_date_epoch_as_buildtime 1
+%define clamp_mtime_to_source_date_epoch 1")
 set(CPACK_RPM_LIBRARY_PACKAGE_NAME libzolthadoop)
 set(CPACK_RPM_LIBRARY_PACKAGE_REQUIRES libacl)
 set(CPACK_RPM_LIBRARY_PACKAGE_SUMMARY "${LIBRARY_SUMMARY}")
@@ -79,16 +86,27 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
   /usr/share/zsh /usr/share/zsh/vendor-completions /usr/share/fish /usr/share/fish/vendor_completions.d
   /usr/share/man /usr/share/man/man1)
 
+# For another machine, or for every GLIBC: the libraries need what the linker was told, and no tool of this machine
+# reads or strips them.
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_STRIP_FILES OFF)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libacl1, libc6 (>= 2.17)")
+  set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS "libc6 (>= 2.17)")
+  set(CPACK_RPM_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+  endif()
+  string(APPEND CPACK_RPM_SPEC_MORE_DEFINE "\n%define __os_install_post %{nil}")
+endif()
+
 # On Debian the license is the system's file, and what people read is compressed.
 set(MANUAL ${PROJECT_SOURCE_DIR}/docs/man/zolt.1)
 set(COPYRIGHT ${PROJECT_SOURCE_DIR}/LICENSE)
 if(ZOLT_DEBIAN)
   set(COPYRIGHT ${PACKAGING}/copyright)
   set(CHANGELOG ${PROJECT_BINARY_DIR}/debian/changelog.gz)
-  file(STRINGS ${PACKAGING}/changelog NEWEST LIMIT_COUNT 1)
-  if(NOT NEWEST MATCHES "\\(${PROJECT_VERSION}\\)")
-    message(FATAL_ERROR "cmake/packages/changelog has no entry for ${PROJECT_VERSION}")
-  endif()
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/debian)
   execute_process(COMMAND gzip -9nc ${PACKAGING}/changelog OUTPUT_FILE ${CHANGELOG}
     COMMAND_ERROR_IS_FATAL ANY)

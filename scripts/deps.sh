@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# deps.sh SET...: installs what the sets (build, test, portable, cephfs, cluster, packages, bench, profile, hadoop, lint, mutants,
-# coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
+# deps.sh SET...: installs what the sets (build, test, portable, platforms, cephfs, cluster, packages, bench, profile,
+# hadoop, lint, mutants, coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -58,6 +58,12 @@ for set in "$@"; do
       need pip3 python3-pip
       need llvm-objdump llvm
       need git git
+      ;;
+    platforms)
+      need mmdebstrap mmdebstrap
+      need qemu-aarch64-static qemu-user-static
+      need unshare util-linux
+      need mvn maven
       ;;
     packages)
       need dpkg-shlibdeps dpkg-dev

@@ -10,7 +10,6 @@ machines=(x86_64 aarch64)
 zig=$("$here/scripts/zig.sh" "$build/toolchain")
 export ZIG_GLOBAL_CACHE_DIR=$build/toolchain/cache
 unset CMAKE_CXX_COMPILER_LAUNCHER  # the compiler has a cache of its own
-SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$here" log -1 --format=%ct)}
 jar=$build/portable/jar
 
 rm -rf "$jar"
@@ -30,8 +29,9 @@ for machine in "${machines[@]}"; do
   cp "$out/lib/libzolthadoop.so" "$out/client/local/libzolt.so" "$jar/zolt/native/linux-$machine"
 done
 printf 'linux-%s and linux-%s\n' "${machines[@]}" >"$jar/zolt/native/platform"
+chmod -R u=rwX,go=rX "$jar"
 cp "$build/java/zolt-hadoop.jar" "$jar.jar"
-jar --update --file "$jar.jar" --date "$(date -u -d "@$SOURCE_DATE_EPOCH" +%Y-%m-%dT%H:%M:%SZ)" -C "$jar" .
+jar --update --file "$jar.jar" --date "$(sed -n 's/^RELEASED:INTERNAL=//p' "$build/CMakeCache.txt")" -C "$jar" .
 mv "$jar.jar" "$build/portable/zolt-hadoop.jar"
 rm -rf "$jar"
 ls "$build"/portable/*/lib/*.so.1.0.0 "$build/portable/zolt-hadoop.jar"
