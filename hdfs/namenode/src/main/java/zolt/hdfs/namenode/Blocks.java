@@ -53,6 +53,11 @@ final class Blocks {
         return new LocatedBlocks(size, written, located, lastBlock, true, null, null);
     }
 
+    /** Those of a file that are not to be found. */
+    static LocatedBlocks none(long size) {
+        return new LocatedBlocks(size, false, List.of(), null, true, null, null);
+    }
+
     private LocatedBlock locate(FileBlocks file, int index, List<DatanodeInfoWithStorage> nodes, boolean signed) {
         ReadBlock block = file.block(index);
         ExtendedBlock name = new ExtendedBlock(pool, block.id(), block.lengthIn(file.size()), block.stamp());

@@ -78,16 +78,20 @@ final class StatusCalls {
     }
 
     private HdfsFileStatus status(HdfsPath path, Entry entry, boolean located, boolean signed) throws IOException {
-        return entry == null ? null : status(path, NO_NAME, entry, statuses.details(path, entry), located, signed);
+        if (entry == null) {
+            return null;
+        }
+        Details details = statuses.details(path, entry);
+        return forms.of(path, NO_NAME, entry, details, located && entry.isFile() ? locations.of(path, signed) : null);
     }
 
-    private HdfsFileStatus status(HdfsPath path, byte[] name, Entry entry, Details details, boolean located,
-            boolean signed) throws IOException {
-        LocatedBlocks blocks = null;
-        if (located && entry.isFile()) {
-            blocks = locations.of(path, signed);
-        }
-        return forms.of(path, name, entry, details, blocks);
+    /** That of an entry of a directory. Nobody can open one whose name is no text, so that it is listed without blocks. */
+    private HdfsFileStatus status(HdfsPath directory, Listings.Item item, boolean located) throws IOException {
+        boolean locate = located && item.entry().isFile();
+        HdfsPath path = locate || item.entry().isLink() ? directory.child(item.text()) : directory;
+        LocatedBlocks blocks = !locate ? null
+                : item.isText() ? locations.of(path, false) : Blocks.none(item.entry().size());
+        return forms.of(path, item.name(), item.entry(), item.details(), blocks);
     }
 
     LocatedBlocks getBlockLocations(String src, long offset, long length) throws IOException {
@@ -117,8 +121,7 @@ final class StatusCalls {
             }
             left--;
             try {
-                HdfsFileStatus status = status(path.child(item.text()), item.name(), item.entry(), item.details(),
-                        needLocation, false);
+                HdfsFileStatus status = status(path, item, needLocation);
                 items.add(status);
                 locations -= blocksIn(status);
             } catch (FileNotFoundException | java.nio.file.NoSuchFileException e) {

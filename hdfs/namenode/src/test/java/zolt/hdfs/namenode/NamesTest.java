@@ -12,17 +12,21 @@ import java.util.TreeSet;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.LocatedFileStatus;
 import org.apache.hadoop.fs.Path;
-import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.fs.RemoteIterator;
 import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.AclEntryScope;
 import org.apache.hadoop.fs.permission.AclEntryType;
+import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.ipc.RemoteException;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.SystemCallException;
 
 /** Names of every kind, and the way out of the folder that there is not. */
 class NamesTest {
@@ -99,6 +103,27 @@ class NamesTest {
             listed.add(each.getPath().getName());
         }
         assertEquals(new java.util.ArrayList<>(names), listed);
+    }
+
+    /** Another program may give such a name: nobody can open it here, but everybody is told of it. */
+    @Test
+    void aNameThatIsNoTextIsListedWithAndWithoutLocations() throws Exception {
+        client.mkdirs(BASE);
+        try (FSDataOutputStream out = client.create(new Path(BASE, "text"))) {
+            out.write(new byte[3]);
+        }
+        byte[] name = (Service.FOLDER + BASE + "/z?").getBytes(java.nio.charset.StandardCharsets.US_ASCII);
+        name[name.length - 1] = (byte) 0xff;
+        NativeFiles.close(SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY, name,
+                NativeFiles.O_CREAT | NativeFiles.O_RDWR, 0644), "a name that is no text"));
+        assertEquals(2, client.listStatus(BASE).length);
+        java.util.List<LocatedFileStatus> located = new java.util.ArrayList<>();
+        for (RemoteIterator<LocatedFileStatus> all = client.listLocatedStatus(BASE); all.hasNext();) {
+            located.add(all.next());
+        }
+        assertEquals(2, located.size());
+        assertEquals(1, located.get(0).getBlockLocations().length);
+        assertEquals(0, located.get(1).getBlockLocations().length);
     }
 
     /** A client resolves a link itself; no call of the service follows one. */

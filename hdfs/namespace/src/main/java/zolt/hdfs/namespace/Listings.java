@@ -5,6 +5,7 @@ import java.lang.ref.SoftReference;
 import java.nio.charset.StandardCharsets;
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import java.util.function.Consumer;
 import org.apache.hadoop.fs.permission.FsAction;
@@ -38,6 +39,11 @@ public final class Listings {
         /** The name as text; of bytes that are no UTF-8, a text that names nothing. */
         public String text() {
             return new String(name, StandardCharsets.UTF_8);
+        }
+
+        /** Whether the text names the entry. */
+        public boolean isText() {
+            return Arrays.equals(text().getBytes(StandardCharsets.UTF_8), name);
         }
     }
 
