@@ -67,7 +67,7 @@ public final class Service implements AutoCloseable {
                 for (int i = 0; i < RACKS.size(); i++) {
                     StaticMapping.addNodeToRack(HOSTS.get(i), RACKS.get(i));
                 }
-            }, HOSTS.toArray(new String[0]));
+            }, HOSTS);
         }
         return commands;
     }
@@ -80,19 +80,28 @@ public final class Service implements AutoCloseable {
         return start(folder, conf -> { });
     }
 
+    static Service startWithoutDataNodes() throws Exception {
+        return start(FOLDER, conf -> { }, List.of());
+    }
+
     /** With other settings than usual. */
     static Service start(Consumer<Configuration> settings) throws Exception {
         return start(FOLDER, settings);
     }
 
-    private static Service start(String folder, Consumer<Configuration> settings, String... hosts) throws Exception {
+    private static Service start(String folder, Consumer<Configuration> settings) throws Exception {
+        return start(folder, settings, List.of(""));
+    }
+
+    /** @param hosts of the DataNodes; empty for this one */
+    private static Service start(String folder, Consumer<Configuration> settings, List<String> hosts) throws Exception {
         SystemCallException.check(NativeFiles.confine(), "capabilities");
         NativeFiles.umask(0);
         DefaultMetricsSystem.setMiniClusterMode(true);  // more than one in a process
         Service service = new Service(folder);
         settings.accept(service.conf);
         service.startNameNode("127.0.0.1:0");
-        for (String host : hosts.length == 0 ? new String[] {""} : hosts) {
+        for (String host : hosts) {
             service.startDataNode(host);
         }
         return service;

@@ -2,6 +2,8 @@ package zolt.hdfs.namespace;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
 
 /**
  * Locks that all services on a folder share, so that a look at a file's lease and what follows from it are one step. They
@@ -9,6 +11,8 @@ import java.nio.charset.StandardCharsets;
  * ends. Held for a moment only, and one at a time, since files share them.
  */
 public final class Locks {
+    private static final Logger LOG = LoggerFactory.getLogger(Locks.class);
+
     private static final int COUNT = 64;
     private static final int OWNER_ONLY = 0600;
 
@@ -22,6 +26,10 @@ public final class Locks {
         try (Hold tried = hold(0)) {
             return;
         } catch (SystemCallException e) {
+            if (e.errno() == SystemCallException.EROFS) {
+                LOG.warn("{} may only be read: so it is served", folder);
+                return;
+            }
             throw new IOException("Files in " + folder + " cannot be locked, which two writers of a file would need: "
                     + e.getMessage(), e);
         }

@@ -33,8 +33,8 @@ public final class ServiceFolder implements AutoCloseable {
     public ServiceFolder(String folder) throws IOException {
         int mode = Entry.of(folder).permissions();
         if ((mode & OTHERS_WRITE) != 0 && (mode & STICKY) == 0) {
-            LOG.warn("Others than its owner may rename what is in {}, and so the service's own folder in it, of which the next"
-                    + " start of a service would make another one: chmod +t {}", folder, folder);
+            LOG.warn("Others than its owner may rename what is in {}, and so the service's own folder in it, of which the"
+                    + " next start of a service would make another one: chmod +t {}", folder, folder);
         }
         path = held(Path.of(folder, HdfsPath.SERVICE_FOLDER));
     }
@@ -46,7 +46,8 @@ public final class ServiceFolder implements AutoCloseable {
     private Path held(Path directory) throws IOException {
         byte[] name = directory.toString().getBytes(StandardCharsets.UTF_8);
         int made = NativeFiles.makeDirectory(name, OWNER_ONLY);
-        if (made != -SystemCallException.EEXIST) {
+        // A file system that may only be read says so before it says that the folder is there.
+        if (made != -SystemCallException.EEXIST && !(made == -SystemCallException.EROFS && Files.isDirectory(directory))) {
             SystemCallException.check(made, directory.toString());
         }
         int descriptor = NativeFiles.open(NativeFiles.NO_DIRECTORY, name,
@@ -57,13 +58,20 @@ public final class ServiceFolder implements AutoCloseable {
         }
         descriptors.add(descriptor);
         Path held = Path.of(Place.nameOf(descriptor));
-        Files.setPosixFilePermissions(held, Making.permissions(OWNER_ONLY).value());
+        if (Entry.of(descriptor).permissions() != OWNER_ONLY) {
+            Files.setPosixFilePermissions(held, Making.permissions(OWNER_ONLY).value());
+        }
         return held;
     }
 
     /** The name of the folder in this process. */
     public Path path() {
         return path;
+    }
+
+    /** Forces to the disk what the file system of the folder has not written yet, names too. */
+    public void force() throws SystemCallException {
+        SystemCallException.check(NativeFiles.syncFileSystem(descriptors.get(0)), "the forcing of a change to the disk");
     }
 
     /** A folder in it, which is made when it is not there. */
@@ -77,6 +85,9 @@ public final class ServiceFolder implements AutoCloseable {
      */
     public String name(String what) throws IOException {
         Path file = path.resolve(what);
+        if (Files.exists(file)) {
+            return Files.readString(file, StandardCharsets.UTF_8).trim();
+        }
         Path mine = path.resolve(what + "." + UUID.randomUUID());
         try {
             Files.createFile(mine, Making.permissions(OWNER_FILE));
