@@ -108,6 +108,11 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_unlink(JNIEnv* env, 
   return raised(env, jint{0});
 }
 
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_syncFileSystem(JNIEnv*, jclass,
+                                                                           jint descriptor) {
+  return answer(syncfs(descriptor));
+}
+
 // With AT_EACCESS the kernel asks for the identity that file accesses have, not for the real one.
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_mayAccess(JNIEnv* env, jclass,
                                                                       jbyteArray path,

@@ -58,8 +58,15 @@ final class Dispatch implements InvocationHandler {
      * What the protocols of one NameNode share.
      *
      * @param answered what was answered lately, for calls that are repeated
+     * @param forcing what is done after each change, before it is answered
      */
-    record State(RetryCache answered, Calls calls, SafeMode safeMode) {}
+    record State(RetryCache answered, Calls calls, SafeMode safeMode, Forcing forcing) {}
+
+    /** Makes a change durable. */
+    @FunctionalInterface
+    interface Forcing {
+        void force() throws IOException;
+    }
 
     /** A protocol, served by subjects to whom it admits. */
     static <T> T serve(Class<T> protocol, List<Object> subjects, Admission admission, State state) {
@@ -151,9 +158,13 @@ final class Dispatch implements InvocationHandler {
         }
     }
 
-    private static Object act(Goal target, Caller caller, Object[] arguments) throws Throwable {
+    private Object act(Goal target, Caller caller, Object[] arguments) throws Throwable {
         try (Acting as = Acting.forRequest(caller)) {
-            return target.method().invoke(target.subject(), arguments);
+            Object answer = target.method().invoke(target.subject(), arguments);
+            if (target.changes() != null) {
+                state.forcing().force();
+            }
+            return answer;
         } catch (InvocationTargetException e) {
             throw e.getCause();
         }

@@ -30,8 +30,8 @@ import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 import org.apache.hadoop.hdfs.protocol.proto.ClientNamenodeProtocolProtos.ClientNamenodeProtocol;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolPB;
 import org.apache.hadoop.hdfs.protocolPB.ClientNamenodeProtocolServerSideTranslatorPB;
-import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
+import org.apache.hadoop.hdfs.server.namenode.NameNode;
 import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
@@ -62,6 +62,9 @@ public final class NameNodeServer implements AutoCloseable {
     static final String ACCOUNTS_KEY = "zolt.hdfs.accounts.cache.secs";
     private static final int ACCOUNTS_DEFAULT = 30;
 
+    /** Whether each change is forced to the disk before it is answered. */
+    static final String FORCE_KEY = "zolt.hdfs.force.changes";
+
     private static final long HOUSEKEEPING_SECONDS = 60;
 
     private final ServiceFolder service;
@@ -88,7 +91,7 @@ public final class NameNodeServer implements AutoCloseable {
         NativeFiles.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
         Callers callers = callers(conf, accounts);
-        Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service));
+        Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service), forcing(conf));
         Dispatch.Admission users = () -> callers.of(Requests.user().getShortUserName());
         List<Object> subjects = subjects(conf, parts, root, datanodes,
                 new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, state.safeMode());
@@ -110,6 +113,17 @@ public final class NameNodeServer implements AutoCloseable {
         housekeeper.scheduleWithFixedDelay(() -> keepHouse(keys, holders, limits), HOUSEKEEPING_SECONDS,
                 HOUSEKEEPING_SECONDS, TimeUnit.SECONDS);
         LOG.info("Serving {} at {}", root.path(), address());
+    }
+
+    private Dispatch.Forcing forcing(Configuration conf) {
+        if (!conf.getBoolean(FORCE_KEY, false)) {
+            return () -> { };
+        }
+        return () -> {
+            long begun = System.nanoTime();
+            service.force();
+            calls.done("forced to the disk", System.nanoTime() - begun, null);
+        };
     }
 
     /** Where NameNodes share a folder, the keys of the one that {@code dfs.ha.namenode.id} or the address names. */

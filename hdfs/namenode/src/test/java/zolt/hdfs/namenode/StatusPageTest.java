@@ -15,6 +15,26 @@ import org.junit.jupiter.api.Test;
 
 /** What monitors see. */
 class StatusPageTest {
+    /** How often, and how long it takes, is on the page too. */
+    @Test
+    void eachChangeIsForcedToTheDiskWhereThatIsAskedFor() throws Exception {
+        try (Service service = Service.start(conf -> conf.setBoolean(NameNodeServer.FORCE_KEY, true));
+                FileSystem client = service.client()) {
+            client.mkdirs(new Path("/forced"));
+            client.exists(new Path("/forced"));
+            client.delete(new Path("/forced"), true);
+            String page = page(service).replaceAll("\\s", "");
+            assertTrue(page.contains("\"key\":\"forcedtothedisk\",\"value\":2"), page);
+        }
+    }
+
+    private static String page(Service service) throws java.io.IOException {
+        try (java.io.InputStream in = URI.create("http://127.0.0.1:" + service.pagePort()
+                + "/jmx?qry=Hadoop:service=NameNode,name=ZoltNameNode*").toURL().openStream()) {
+            return new String(in.readAllBytes(), StandardCharsets.UTF_8);
+        }
+    }
+
     @Test
     void callsAndRefusalsAreShown() throws Exception {
         try (Service service = Service.start(); FileSystem client = service.client()) {
@@ -26,11 +46,7 @@ class StatusPageTest {
             String longest = Assertions.assertThrows(RemoteException.class,
                     () -> raw.getFileInfo("x".repeat(1_000_000))).getMessage();
             assertTrue(longest.length() < 10_000, "the answer repeats the path");
-            String page;
-            try (java.io.InputStream in = URI.create("http://127.0.0.1:" + service.pagePort()
-                    + "/jmx?qry=Hadoop:service=NameNode,name=ZoltNameNode*").toURL().openStream()) {
-                page = new String(in.readAllBytes(), StandardCharsets.UTF_8);
-            }
+            String page = page(service);
             assertTrue(page.contains("\"LiveDataNodes\" : 1"), page);
             assertTrue(page.contains("getListing"), page);
             assertTrue(page.contains("java.lang.UnsupportedOperationException"), page);

@@ -208,6 +208,9 @@ public final class NativeFiles {
     /** Puts the capability of an administrator in effect on a thread that acts as the service, or out of effect. */
     public static native int administer(boolean effective);
 
+    /** Forces to the disk what the file system of an open file has not written yet. */
+    public static native int syncFileSystem(int descriptor);
+
     /** Sets the process's mask for new files; answers the old one. */
     public static native int umask(int mask);
 
