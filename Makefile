@@ -16,7 +16,7 @@ LIBRARY := build/lib/libzolthadoop.so.1.0.0
 CLIENT := build/client/local
 JARS := build/java/zolt-hadoop.jar:/usr/share/java/slf4j-api.jar:/usr/share/java/slf4j-simple.jar
 SOURCES = $(shell git ls-files --cached --others --exclude-standard '*.h' '*.cpp')
-JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*.java' 'tests/*.java' 'bench/*.java')
+JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*.java' 'tests/*.java' 'bench/*.java' 'hdfs/*.java')
 
 N ?= 300
 

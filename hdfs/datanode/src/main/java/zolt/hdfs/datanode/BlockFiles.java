@@ -41,7 +41,8 @@ final class BlockFiles {
 
     /** The file of a block for reading; {@link FileNotFoundException} when the block no longer fits. */
     BlockFile of(ReadBlock block) throws IOException {
-        return root.hasHandles() ? root.byHandle(block.inode(), block.generation()) : byPath(block.inode(), OptionalInt.of(block.generation()));
+        return root.hasHandles() ? root.byHandle(block.inode(), block.generation())
+                : byPath(block.inode(), OptionalInt.of(block.generation()));
     }
 
     /** The file of a block for writing; its id has no room for the generation, but its token may have told it. */

@@ -65,7 +65,8 @@ abstract class UnsupportedDataset implements FsDatasetSpi<ZoltVolume> {
     }
 
     private static UnsupportedOperationException noRecovery() {
-        return new UnsupportedOperationException("The blocks of this DataNode are recovered by no other: their file tells how long they are");
+        return new UnsupportedOperationException("The blocks of this DataNode are recovered by no other:"
+                + " their file tells how long they are");
     }
 
     /** Without a list there is no finding a block by its id alone. */

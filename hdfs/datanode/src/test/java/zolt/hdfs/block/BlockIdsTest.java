@@ -95,7 +95,8 @@ class BlockIdsTest {
     /** A DataNode chooses the id of its storage; what a NameNode signs stands behind it. */
     @Test
     void aStorageIdIsNoMark() {
-        String[] chosen = {SignedBlock.toRead(new String[0], 7)[0], SignedBlock.toWrite(new String[0], new SignedBlock.Writer(7, "thief"))[0]};
+        String[] chosen = {SignedBlock.toRead(new String[0], 7)[0],
+                SignedBlock.toWrite(new String[0], new SignedBlock.Writer(7, "thief"))[0]};
         String[] toRead = SignedBlock.toRead(chosen, 8);
         assertEquals(OptionalLong.of(8), SignedBlock.stamp(toRead));
         assertEquals(Optional.empty(), SignedBlock.writer(toRead));

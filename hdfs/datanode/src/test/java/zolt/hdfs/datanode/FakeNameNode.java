@@ -308,7 +308,8 @@ final class FakeNameNode implements AutoCloseable {
         }
         StorageType[] types = Stream.generate(() -> StorageType.DISK).limit(nodes.size()).toArray(StorageType[]::new);
         String[] storageIds = ids.toArray(String[]::new);
-        LocatedBlock located = new LocatedBlock(block, nodes.toArray(DatanodeInfo[]::new), storageIds, types, start, false, null);
+        LocatedBlock located = new LocatedBlock(block, nodes.toArray(DatanodeInfo[]::new), storageIds, types, start,
+                false, null);
         if (withTokens) {
             String[] signed = mode == AccessMode.READ ? SignedBlock.toRead(storageIds, block.getGenerationStamp())
                     : SignedBlock.toWrite(storageIds, new SignedBlock.Writer(generation(src), session(src)));

@@ -58,7 +58,10 @@ class PipelineTest {
         assertArrayEquals(expected.toByteArray(), cluster.read("file"));
     }
 
-    /** The kernel takes the set-user-id bit from a file that is written to; that the DataNode writes as root is no way round. */
+    /**
+     * The kernel takes the set-user-id bit from a file that is written to; that the DataNode writes as root is no way
+     * round.
+     */
     @Test
     void aFileThatIsWrittenLosesItsSetUserIdBit() throws Exception {
         try (TestCluster cluster = new TestCluster(Files.createTempDirectory("exported"), true)) {

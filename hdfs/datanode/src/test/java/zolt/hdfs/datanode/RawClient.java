@@ -56,7 +56,8 @@ final class RawClient implements AutoCloseable {
     String write(ExtendedBlock block, Token<BlockTokenIdentifier> token, BlockConstructionStage stage, long stamp,
             long acknowledged, long sent, String... storages) throws IOException {
         new Sender(out).writeBlock(block, StorageType.DISK, token, "tester", new DatanodeInfo[0], new StorageType[0], null,
-                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C, bytesPerChecksum),
+                stage, 1, acknowledged, sent, stamp, DataChecksum.newDataChecksum(DataChecksum.Type.CRC32C,
+                bytesPerChecksum),
                 CachingStrategy.newDefaultStrategy(), false, false, null, storageId, storages);
         return answer();
     }

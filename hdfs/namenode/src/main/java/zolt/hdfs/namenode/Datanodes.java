@@ -69,7 +69,8 @@ final class Datanodes {
                     .setRemaining(remaining).setBlockPoolUsed(used).setXceiverCount(transfers)
                     .setLastUpdate(lastHeardDate).setLastUpdateMonotonic(lastHeard)
                     .setNetworkLocation(rack)
-                    .setLastBlockReportTime(lastReported).setLastBlockReportMonotonic(lastReported == 0 ? 0 : lastHeard).build();
+                    .setLastBlockReportTime(lastReported).setLastBlockReportMonotonic(lastReported == 0 ? 0 : lastHeard)
+                    .build();
         }
 
         /** The node with the storage that holds every block of the file system: the first, since all are the same. */

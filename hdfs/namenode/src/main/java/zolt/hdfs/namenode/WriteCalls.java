@@ -44,7 +44,8 @@ final class WriteCalls {
     private final FileStatuses forms;
     private final KnownPaths paths;
 
-    WriteCalls(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, FileStatuses forms, KnownPaths paths) {
+    WriteCalls(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, FileStatuses forms,
+            KnownPaths paths) {
         statuses = parts.statuses();
         open = parts.open();
         holders = parts.holders();
@@ -63,7 +64,8 @@ final class WriteCalls {
         limits.checkSize(blockSize);
         EnumSet<CreateFlag> flags = flag.get();
         OpenFiles.Creation how = new OpenFiles.Creation(masked, flags.contains(CreateFlag.CREATE),
-                flags.contains(CreateFlag.OVERWRITE), createParent, AttributeCalls.requireCopies(src, replication), blockSize);
+                flags.contains(CreateFlag.OVERWRITE), createParent, AttributeCalls.requireCopies(src, replication),
+                blockSize);
         OpenFiles.Opened opened = open.create(path, how, Requests.writer(clientName));
         paths.put(opened.entry().inode(), path);
         return forms.ofWritten(path, opened);

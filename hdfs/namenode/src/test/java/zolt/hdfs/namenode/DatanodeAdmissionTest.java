@@ -32,7 +32,8 @@ import zolt.hdfs.namespace.Callers;
 /** Who gets the keys that DataNodes get. */
 class DatanodeAdmissionTest {
     private static DatanodeRegistration stranger() {
-        return new DatanodeRegistration(new DatanodeID("127.0.0.1", "stranger", "11111111-2222-3333-4444-555555555555", 1, 2, 3, 4),
+        return new DatanodeRegistration(new DatanodeID("127.0.0.1", "stranger", "11111111-2222-3333-4444-555555555555", 1,
+                2, 3, 4),
                 new StorageInfo(NodeType.DATA_NODE), new ExportedBlockKeys(), "3.5.0");
     }
 
@@ -75,7 +76,8 @@ class DatanodeAdmissionTest {
             DatanodeAdmission admission = new DatanodeAdmission(conf, new Callers("supergroup", Duration.ofSeconds(30)));
             String host = here.getCanonicalHostName();
             assertSame(Caller.SERVICE, admission.admit(user("dn/" + host + "@EXAMPLE.COM"), here));
-            for (String other : new String[] {"dn/elsewhere@EXAMPLE.COM", "nobody/" + host + "@EXAMPLE.COM", "root/" + host + "@EXAMPLE.COM"}) {
+            for (String other : new String[] {"dn/elsewhere@EXAMPLE.COM", "nobody/" + host + "@EXAMPLE.COM",
+                "root/" + host + "@EXAMPLE.COM"}) {
                 assertThrows(AccessControlException.class, () -> admission.admit(user(other), here), other);
             }
         } finally {

@@ -238,13 +238,16 @@ class IdentityTest {
         Path file = new Path(BASE, "entries");
         write(nobody, file);
         for (String user : new String[] {"4294967294", "4000000000", "70000"}) {
-            nobody.setAcl(file, AclEntry.parseAclSpec("user::rwx,user:" + user + ":r-x,group:4000000001:r--,group::r--,other::---", true));
+            nobody.setAcl(file, AclEntry.parseAclSpec("user::rwx,user:" + user
+                    + ":r-x,group:4000000001:r--,group::r--,other::---", true));
             List<AclEntry> listed = nobody.getAclStatus(file).getEntries();
-            assertEquals(List.of(user, "4000000001"), listed.stream().map(AclEntry::getName).filter(Objects::nonNull).toList());
+            assertEquals(List.of(user, "4000000001"), listed.stream().map(AclEntry::getName).filter(Objects::nonNull)
+                    .toList());
             nobody.modifyAclEntries(file, listed);
             assertEquals(listed, nobody.getAclStatus(file).getEntries());
         }
-        assertThrows(IOException.class, () -> nobody.modifyAclEntries(file, AclEntry.parseAclSpec("user:4294967295:r-x", true)));
+        assertThrows(IOException.class, () -> nobody.modifyAclEntries(file,
+                AclEntry.parseAclSpec("user:4294967295:r-x", true)));
     }
 
     private static String effective() throws IOException {

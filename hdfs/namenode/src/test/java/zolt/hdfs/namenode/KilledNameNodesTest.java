@@ -86,7 +86,8 @@ class KilledNameNodesTest {
             for (Future<Integer> each : calls) {
                 done += each.get(WAIT_SECONDS, TimeUnit.SECONDS);
             }
-            System.out.println(KILLS + " kills: " + done + " calls, " + writer.get(WAIT_SECONDS, TimeUnit.SECONDS) + " files written");
+            System.out.println(KILLS + " kills: " + done + " calls, " + writer.get(WAIT_SECONDS, TimeUnit.SECONDS)
+                    + " files written");
             FileSystem.newInstance(uri(), client()).delete(BASE, true);
         } finally {
             ending.set(true);
@@ -225,14 +226,16 @@ class KilledNameNodesTest {
                 site.writeXml(out);
             }
         }
-        List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-Xmx256m", "-Xshare:auto",
+        List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-Xmx256m",
+                "-Xshare:auto",
                 "-Dfile.encoding=UTF-8", "-Djava.net.preferIPv4Stack=true",
                 "-Dzolt.library=" + System.getProperty("zolt.library"),
                 "-Dzolt.hdfs.library=" + System.getProperty("zolt.hdfs.library"),
                 "-cp", conf + ":" + System.getProperty("java.class.path"), main));
         command.addAll(List.of(arguments));
         File log = state.resolve(name + ".log").toFile();
-        return new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.appendTo(log)).start();
+        return new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.appendTo(log))
+                .start();
     }
 
     /** Starts a NameNode, and waits until it answers. */

@@ -56,7 +56,8 @@ class LauncherTest {
     @Test
     void theOperatorsFilesAreNotTouched() throws Exception {
         Path conf = configure();
-        String core = "<configuration>\n<property>\n<name>hadoop.security.authorization</name>\n<value>true</value>\n</property>"
+        String core = "<configuration>\n<property>\n"
+                + "<name>hadoop.security.authorization</name>\n<value>true</value>\n</property>"
                 + "\n<!-- <property><name>a.comment</name><value>1</value></property> -->\n</configuration>\n";
         String hdfs = core.replace("hadoop.security.authorization", "dfs.namenode.handler.count").replace("true", "7");
         Files.writeString(conf.resolve("core-site.xml"), core);

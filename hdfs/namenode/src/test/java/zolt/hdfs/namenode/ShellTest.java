@@ -54,7 +54,8 @@ class ShellTest {
         ok("-chmod", "700", "/closed");
         Result refused = run("nobody", "-cat", "/closed/file");
         assertEquals(1, refused.code());
-        assertTrue(refused.err().contains("Permission denied: user=nobody, access=EXECUTE, inode=\"/closed\""), refused.err());
+        assertTrue(refused.err().contains("Permission denied: user=nobody, access=EXECUTE, inode=\"/closed\""),
+                refused.err());
     }
 
     @Test

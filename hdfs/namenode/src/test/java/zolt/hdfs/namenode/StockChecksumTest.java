@@ -12,7 +12,10 @@ import org.apache.hadoop.hdfs.MiniDFSCluster;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
-/** {@code hdfs dfs -checksum} tells copies apart wherever they are: here it says what it says of the same bytes in Hadoop's own HDFS. */
+/**
+ * {@code hdfs dfs -checksum} tells copies apart wherever they are: here it says what it says of the same bytes in
+ * Hadoop's own HDFS.
+ */
 class StockChecksumTest {
     private static final org.apache.hadoop.fs.Path FILE = new org.apache.hadoop.fs.Path("/summed");
 

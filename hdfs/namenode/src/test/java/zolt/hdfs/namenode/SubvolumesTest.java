@@ -43,12 +43,15 @@ class SubvolumesTest {
     private static java.nio.file.Path mount(java.nio.file.Path state) throws Exception {
         java.nio.file.Path image = state.resolve("image");
         java.nio.file.Path folder = Files.createDirectory(state.resolve("folder"));
-        try (var channel = Files.newByteChannel(image, java.nio.file.StandardOpenOption.CREATE_NEW, java.nio.file.StandardOpenOption.WRITE)) {
+        try (var channel = Files.newByteChannel(image, java.nio.file.StandardOpenOption.CREATE_NEW,
+                java.nio.file.StandardOpenOption.WRITE)) {
             channel.position((256 << 20) - 1).write(java.nio.ByteBuffer.allocate(1));
         }
-        assumeTrue(run("sh", "-c", "command -v btrfs && mkfs.btrfs -q '" + image + "'") == 0, "no btrfs can be made here (btrfs-progs)");
+        assumeTrue(run("sh", "-c", "command -v btrfs && mkfs.btrfs -q '" + image + "'") == 0,
+                "no btrfs can be made here (btrfs-progs)");
         assertEquals(0, run("chmod", "755", state.toString()), "callers go through it");
-        assumeTrue(run("mount", "-o", "loop,nosymfollow", image.toString(), folder.toString()) == 0, "no image of btrfs can be mounted here");
+        assumeTrue(run("mount", "-o", "loop,nosymfollow", image.toString(), folder.toString()) == 0,
+                "no image of btrfs can be mounted here");
         return folder;
     }
 
@@ -79,6 +82,7 @@ class SubvolumesTest {
     }
 
     private static int run(String... command) throws Exception {
-        return new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.DISCARD).start().waitFor();
+        return new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.DISCARD)
+                .start().waitFor();
     }
 }

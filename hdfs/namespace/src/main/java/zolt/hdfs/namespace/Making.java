@@ -104,7 +104,8 @@ public final class Making {
     private static FsPermission widened(FsPermission mode) {
         FsPermission masked = new FsPermission((short) (mode.toShort() | OWNER_WRITE_SEARCH));
         return mode.getUnmasked() == null ? masked
-                : FsCreateModes.create(masked, new FsPermission((short) (mode.getUnmasked().toShort() | OWNER_WRITE_SEARCH)));
+                : FsCreateModes.create(masked, new FsPermission((short) (mode.getUnmasked()
+                .toShort() | OWNER_WRITE_SEARCH)));
     }
 
     /**

@@ -96,7 +96,8 @@ class JoiningTest {
     @Test
     void whatWasBrokenOffIsCut() throws Exception {
         OpenFiles.Writer killed = new OpenFiles.Writer("concat-1", "here", "1");
-        try (WritableFile file = WritableFile.open(new Folder(Root.open(local(base).getParent().toString()), null), target)) {
+        try (WritableFile file = WritableFile.open(new Folder(Root.open(local(base).getParent().toString()), null),
+                target)) {
             Session session = open.leases().take(file.descriptor(), killed, true, "concat");
             Files.write(local(target), new byte[] {1, 2, 3, 4, 5, 6});
             open.leases().keep(file.descriptor(), session, 5);

@@ -42,7 +42,8 @@ class CommandTableTest {
     private static final Pattern TIME = Pattern.compile("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d(:\\d\\d)?"
             + "|\\w{3} \\w{3} \\d\\d \\d\\d:\\d\\d:\\d\\d UTC \\d{4}");
     /** Sizes; the order of the nodes; folders. */
-    private static final Pattern MACHINE = Pattern.compile("(host|rack)\\d|(?<=Directory: ).*|\\d+(\\.\\d+)?( [KMGTP]?B?)?%?");
+    private static final Pattern MACHINE = Pattern.compile("(host|rack)\\d"
+            + "|(?<=Directory: ).*|\\d+(\\.\\d+)?( [KMGTP]?B?)?%?");
     private static final Pattern WORD = Pattern.compile("\"([^\"]*)\"|(\\S+)");
 
     @TempDir
