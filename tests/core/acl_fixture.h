@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -52,7 +53,8 @@ inline Failure failureOf(const std::function<void()>& call) {
 }
 
 struct AclFixture : ::testing::Test {
-  AclFixture() {
+  explicit AclFixture(const std::string& base = std::filesystem::temp_directory_path())
+      : dir(base) {
     ACLUtil::init();
     zolt_fault_clear();
   }

@@ -19,11 +19,14 @@
 namespace zolt {
 namespace {
 
-using test::ACCESS;
-using test::DEFAULT;
-using test::ints;
-using test::LogCapture;
-using test::TempDir;
+using namespace test;
+
+struct Cut {
+  size_t length;
+  std::string outcome;
+};
+
+const std::string NO_SCOPE = "failed 0 <convert,790 unknown acl scope: 0> ";
 
 struct AclStreamTest : ::testing::Test {
   AclStreamTest() {
@@ -50,6 +53,15 @@ struct AclStreamTest : ::testing::Test {
     std::string bytes;
     convert(lists.acls, bytes);
     return bytes;
+  }
+
+  // What reading each beginning of a stream gives.
+  void expectCuts(const std::string& stream, const std::vector<Cut>& cuts) {
+    for (const Cut& cut : cuts) {
+      AclVector fresh;
+      std::swap(fresh.acls, lists.acls);
+      EXPECT_EQ(read(stream.substr(0, cut.length)), cut.outcome) << cut.length;
+    }
   }
 
   AclVector lists;
@@ -131,58 +143,34 @@ TEST_F(AclStreamTest, AnUnknownTagHasNoTextAndItsEntryIsGone) {
   }
 }
 
-struct Cut {
-  size_t length;
-  std::string outcome;
-};
-
 TEST_F(AclStreamTest, AStreamCutAnywhereReadsZerosFromThere) {
-  const std::string stream = ints({2, ACCESS, 2, 7, 6});
-  const std::string noScope = "failed 0 <convert,790 unknown acl scope: 0> ";
-  const Cut cuts[] = {
-      {0, ""},                        // no count
-      {3, ""},                        // part of a number is none
-      {4, noScope},                   //
-      {7, noScope},                   //
-      {8, "failed 0 <>  "},           // no tag
-      {11, "failed 0 <>  "},          //
-      {12, noScope + "user:0:--- "},  // no id
-      {16, noScope + "user:7:--- "},  // no permission
-      {19, noScope + "user:7:--- "},  //
-      {20, noScope + "user:7:rw- "},  // no second entry
-  };
-  for (const Cut& cut : cuts) {
-    AclVector fresh;
-    std::swap(fresh.acls, lists.acls);
-    EXPECT_EQ(read(stream.substr(0, cut.length)), cut.outcome) << cut.length;
-  }
+  expectCuts(ints({2, ACCESS, 2, 7, 6}), {
+                                             {0, ""},                // no count
+                                             {3, ""},                // part of a number is none
+                                             {4, NO_SCOPE},          //
+                                             {7, NO_SCOPE},          //
+                                             {8, "failed 0 <>  "},   // no tag
+                                             {11, "failed 0 <>  "},  //
+                                             {12, NO_SCOPE + "user:0:--- "},  // no id
+                                             {16, NO_SCOPE + "user:7:--- "},  // no permission
+                                             {19, NO_SCOPE + "user:7:--- "},  //
+                                             {20, NO_SCOPE + "user:7:rw- "},  // no second entry
+                                         });
 }
 
 // The last entry that was promised may lack its end: what is missing is 0, and 0 is a permission.
 TEST_F(AclStreamTest, TheOnlyEntryCutAnywhereHasZerosForTheRest) {
-  const std::string noScope = "failed 0 <convert,790 unknown acl scope: 0> ";
-  const std::pair<std::string, std::vector<Cut>> streams[] = {
-      {ints({1, ACCESS, 2, 7, 6}),
-       {{4, noScope},
-        {8, "failed 0 <>  "},
-        {12, "user:0:--- "},
-        {16, "user:7:--- "},
-        {19, "user:7:--- "},
-        {20, "user:7:rw- "}}},
-      {ints({1, DEFAULT, 32, 7}),
-       {{4, noScope},
-        {8, "failed 0 <> default: "},
-        {12, "default:other::--- "},
-        {15, "default:other::--- "},
-        {16, "default:other::rwx "}}},
-  };
-  for (const auto& [stream, cuts] : streams) {
-    for (const Cut& cut : cuts) {
-      AclVector fresh;
-      std::swap(fresh.acls, lists.acls);
-      EXPECT_EQ(read(stream.substr(0, cut.length)), cut.outcome) << cut.length;
-    }
-  }
+  expectCuts(ints({1, ACCESS, 2, 7, 6}), {{4, NO_SCOPE},
+                                          {8, "failed 0 <>  "},
+                                          {12, "user:0:--- "},
+                                          {16, "user:7:--- "},
+                                          {19, "user:7:--- "},
+                                          {20, "user:7:rw- "}});
+  expectCuts(ints({1, DEFAULT, 32, 7}), {{4, NO_SCOPE},
+                                         {8, "failed 0 <> default: "},
+                                         {12, "default:other::--- "},
+                                         {15, "default:other::--- "},
+                                         {16, "default:other::rwx "}});
 }
 
 TEST_F(AclStreamTest, LessThanACountIsNone) {

@@ -14,18 +14,7 @@
 namespace zolt {
 namespace {
 
-using test::ACCESS;
-using test::add;
-using test::BASE;
-using test::DEFAULT;
-using test::Failure;
-using test::failureOf;
-using test::fill;
-using test::getfacl;
-using test::LogCapture;
-using test::makesObjects;
-using test::objectsAlive;
-using test::Row;
+using namespace test;
 
 using AclTest = test::AclFixture;
 

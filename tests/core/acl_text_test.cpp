@@ -16,14 +16,7 @@
 namespace zolt {
 namespace {
 
-using test::ACCESS;
-using test::DEFAULT;
-using test::Failure;
-using test::failureOf;
-using test::fill;
-using test::LogCapture;
-using test::objectsAlive;
-using test::Row;
+using namespace test;
 
 using AclTextTest = test::AclFixture;
 

@@ -20,11 +20,7 @@
 namespace zolt {
 namespace {
 
-using test::ACCESS;
-using test::append;
-using test::DEFAULT;
-using test::run;
-using test::TempDir;
+using namespace test;
 
 struct Row {
   int tag;

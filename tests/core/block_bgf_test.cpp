@@ -98,8 +98,7 @@ TEST_F(BgfTest, ANegativeResultFails) {
   loc.nblock = 9;
   EXPECT_EQ(getBlkBGF(5, loc), -1);
   EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(loc.nblock, 0U);
-  EXPECT_EQ(loc.nreplica, 1U);
+  EXPECT_EQ(told(), (Told{0, 1}));
   EXPECT_EQ(loc.blocksize, 0U);
 }
 

@@ -43,8 +43,7 @@ TEST_F(LocationTest, EntriesAreCopiedVerbatim) {
   reply(answer);
   EXPECT_EQ(getBlkLocation(3, loc, out), 0);
   EXPECT_EQ(written(), answer.words);
-  EXPECT_EQ(loc.nblock, 2U);
-  EXPECT_EQ(loc.nreplica, 3U);
+  EXPECT_EQ(told(), (Told{2, 3}));
   EXPECT_EQ(loc.blocksize, MIB);
 }
 
@@ -78,8 +77,7 @@ TEST_F(LocationTest, AnEmptyFileStaysEmpty) {
   reply({3, 0, MIB, {}});
   EXPECT_EQ(getBlkLocation(3, loc, out), 0);
   EXPECT_EQ(asked(), (std::vector<Asked>{{0, MIB, 0}}));
-  EXPECT_EQ(loc.nblock, 0U);
-  EXPECT_EQ(loc.nreplica, 3U);
+  EXPECT_EQ(told(), (Told{0, 3}));
   EXPECT_EQ(out.position(), 0U);
 }
 
@@ -147,8 +145,7 @@ TEST_F(LocationTest, LongRangesTakeSeveralReplies) {
   all.insert(all.end(), second.words.begin(), second.words.end());
   all.insert(all.end(), third.words.begin(), third.words.end());
   EXPECT_EQ(written(), all);
-  EXPECT_EQ(loc.nblock, 10U);
-  EXPECT_EQ(loc.nreplica, 1U);  // of the last reply
+  EXPECT_EQ(told(), (Told{10, 1}));  // of the last reply
 }
 
 TEST_F(LocationTest, TheWalkEndsWhereTheFileDoes) {
@@ -189,8 +186,7 @@ TEST_F(LocationTest, AReplyWithoutProgressEndsTheWalk) {
   reply({4, 0, MIB, {}});
   EXPECT_EQ(getBlkLocation(3, loc, out), 0);
   EXPECT_EQ(written(), (std::vector<int>{1, 9, 1, 9}));
-  EXPECT_EQ(loc.nblock, 2U);
-  EXPECT_EQ(loc.nreplica, 4U);
+  EXPECT_EQ(told(), (Told{2, 4}));
   EXPECT_EQ(client.calls().size(), 2U);
 }
 
@@ -201,29 +197,13 @@ TEST_F(LocationTest, AnyResultButZeroFails) {
     client.next(failing(result, ESTALE));
     EXPECT_EQ(getBlkLocation(3, loc, out), -1);
     EXPECT_EQ(errno, ESTALE);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 0U);
+    EXPECT_EQ(told(), (Told{0, 0}));
     EXPECT_EQ(written(), (std::vector<int>{1, 9, 1, 9}));
   }
 }
 
 TEST_F(LocationTest, ImpossibleRepliesAreAnInputOutputError) {
-  const std::vector<Locations> impossible = {{-1, 1, MIB, {}},        {1, -1, MIB, {}},
-                                             {-1, -1, MIB, {}},       {8065, 1, MIB, {}},
-                                             {1, 8065, MIB, {}},      {3, 2689, MIB, {}},
-                                             {65536, 65536, MIB, {}}, {INT_MIN, 0, MIB, {}},
-                                             {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}},
-                                             {0, 8065, MIB, {}},      {0, INT_MAX, MIB, {}},
-                                             {8065, 0, MIB, {}}};
-  for (const auto& answer : impossible) {
-    reply(answer);
-    errno = 0;
-    EXPECT_EQ(getBlkLocation(3, loc, out), -1) << answer.replicas << "*" << answer.blocks;
-    EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(out.position(), 0U);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 0U);
-  }
+  refusesImpossibleCounts(getBlkLocation);
 }
 
 TEST_F(LocationTest, ABlockSizeBelowOneIsImpossibleWhereItIsAdopted) {
@@ -247,8 +227,7 @@ TEST_F(LocationTest, AReplyWithoutBlocksNeedsNoBlockSize) {
     reply({3, 0, size, {}});
     EXPECT_EQ(getBlkLocation(3, loc, out), 0);
     EXPECT_EQ(loc.blocksize, 0U);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 3U);
+    EXPECT_EQ(told(), (Told{0, 3}));
     EXPECT_EQ(out.position(), 0U);
   }
   EXPECT_EQ(client.calls().size(), 2U);
@@ -293,12 +272,7 @@ TEST_F(LocationTest, ABufferMayLieAnywhere) {
 }
 
 TEST_F(LocationTest, ANegativeDescriptorNeverReachesTheClient) {
-  loc.nblock = loc.nreplica = 9;
-  EXPECT_EQ(getBlkLocation(-1, loc, out), -1);
-  EXPECT_EQ(errno, EBADF);
-  EXPECT_EQ(loc.nblock, 0U);
-  EXPECT_EQ(loc.nreplica, 0U);
-  EXPECT_TRUE(client.calls().empty());
+  refusesANegativeDescriptor(getBlkLocation);
 }
 
 // The remainder is signed and has 32 bits, whatever the block size.

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <map>
 #include <stdexcept>
 
 #include "base/settings.h"
+#include "zolt.h"
 
 namespace zolt::test {
 
@@ -39,6 +41,29 @@ RandomFileSystem::Reply RandomFileSystem::next(uint64_t skip, uint64_t length) {
     reply.words.push_back(oneIn(30) ? -1
                                     : static_cast<int32_t>(draw(static_cast<uint64_t>(nodes_))));
   return {0, reply};
+}
+
+std::function<int(void* request)> clientOf(FileSystem& fs, Ranges& asked) {
+  return [&fs, &asked](void* request) {
+    const auto is = [request](uint32_t length, uint32_t type) {
+      return fieldOf<uint32_t>(request, 0) == length && fieldOf<uint32_t>(request, 4) == 1 &&
+             fieldOf<uint32_t>(request, 20) == type;
+    };
+    int error = EPROTO;  // which neither model nor file system answers
+    if (is(104, ZOLT_READ_REPLICATION) && fieldOf<uint32_t>(request, 52) == ZOLT_READ_ATTRIBUTE) {
+      const auto placed = fs.placement();
+      error = placed.error;
+      putPlacement(request, placed.replicas, placed.status, static_cast<uint32_t>(placed.bgf));
+    } else if (is(64584, ZOLT_READ_LOCATIONS)) {
+      asked.push_back(rangeOf(request));
+      const auto [failed, reply] = fs.next(asked.back()[1], asked.back()[2]);
+      error = failed;
+      putLocations(request, reply);
+    }
+    if (error == 0) return 0;
+    errno = error;
+    return -1;
+  };
 }
 
 Question randomQuestion(uint64_t seed) {
@@ -254,6 +279,26 @@ class Rules {
 };
 
 }  // namespace
+
+Outcome outcomeOf(const Question& question, int* words) {
+  Outcome outcome;
+  Buffer<int> out;
+  out.setBuffer(words, question.words);
+  locationplus loc = question.loc;
+  try {
+    outcome.result = getBlkLocationInt(3, question.type, loc, out);
+  } catch (const std::overflow_error& error) {
+    outcome.overflow = error.what();
+  }
+  outcome.used = out.position();
+  outcome.length = loc.length;
+  outcome.blocksize = loc.blocksize;
+  outcome.nblock = loc.nblock;
+  outcome.nreplica = loc.nreplica;
+  outcome.memory.resize(question.words);
+  if (question.words != 0) std::memcpy(outcome.memory.data(), words, 4 * question.words);
+  return outcome;
+}
 
 Outcome expectedOf(const Question& question) {
   RandomFileSystem fs(question.seed);

@@ -3,13 +3,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "blocks/block_query.h"
-#include "scripted_client.h"
+#include "client_replies.h"
 
 namespace zolt::test {
 
@@ -38,6 +39,12 @@ class FileSystem {
   FileSystem(const FileSystem&) = default;
   FileSystem& operator=(const FileSystem&) = default;
 };
+
+/// The ranges that a client was asked for: offset, skip factor and length of each.
+using Ranges = std::vector<std::vector<uint64_t>>;
+
+/// The file system as the library's client, which writes down what it is asked.
+std::function<int(void* request)> clientOf(FileSystem& fs, Ranges& asked);
 
 /// Answers drawn from a seed: the same seed gives the same answers.
 class RandomFileSystem : public FileSystem {
@@ -77,12 +84,15 @@ struct Outcome {
   uint32_t nblock = 0;
   uint32_t nreplica = 0;
   std::vector<int> memory;
-  size_t used = 0;                           // words written
-  std::vector<std::vector<uint64_t>> asked;  // offset, skip factor and length of each round
+  size_t used = 0;  // words written
+  Ranges asked;
   bool operator==(const Outcome&) const = default;
 };
 
 Question randomQuestion(uint64_t seed);
+
+/// By the library, with these words to write to, but for what its client is asked.
+Outcome outcomeOf(const Question& question, int* words);
 
 /// By the plain rules, over the random file system of the question's seed or another one.
 Outcome expectedOf(const Question& question);

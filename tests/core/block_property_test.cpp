@@ -9,56 +9,22 @@
 
 #include "base/settings.h"
 #include "block_model.h"
+#include "scripted_client.h"
 
 namespace zolt {
 namespace {
 
 using namespace test;
 
-// The random file system as the library's client.
-void answerFrom(ScriptedClient& client, RandomFileSystem& fs) {
-  client.otherwise([&fs](void* request) {
-    std::array<uint64_t, 3> range{};  // offset, skip factor, length
-    uint32_t length = 0;
-    std::memcpy(&length, request, sizeof length);
-    if (length == 104) {
-      const auto placed = fs.placement();
-      if (placed.error != 0) return failing(-1, placed.error)(request);
-      return placement(placed.replicas, placed.status, static_cast<uint32_t>(placed.bgf))(request);
-    }
-    std::memcpy(range.data(), static_cast<char*>(request) + 24, sizeof range);
-    const auto reply = fs.next(range[1], range[2]);
-    if (reply.error != 0) return failing(-1, reply.error)(request);
-    return locations(reply.locations)(request);
-  });
-}
-
-Outcome outcomeOf(const Question& question) {
+Outcome foundOf(const Question& question) {
   RandomFileSystem fs(question.seed);
+  Ranges asked;
   ScriptedClient client;
-  answerFrom(client, fs);
-  Outcome outcome;
-  outcome.memory.assign(question.words, 0x55555555);
-  Buffer<int> out;
-  out.setBuffer(outcome.memory.data(), outcome.memory.size());
-  locationplus loc = question.loc;
-  try {
-    outcome.result = getBlkLocationInt(3, question.type, loc, out);
-  } catch (const std::overflow_error& error) {
-    outcome.overflow = error.what();
-  }
-  outcome.used = out.position();
-  outcome.length = loc.length;
-  outcome.blocksize = loc.blocksize;
-  outcome.nblock = loc.nblock;
-  outcome.nreplica = loc.nreplica;
-  for (const auto& call : client.calls()) {
-    if (call.request.size() != 64584) continue;
-    std::vector<uint64_t> range(3);
-    std::memcpy(range.data(), call.request.data() + 24, 24);
-    outcome.asked.push_back(range);
-  }
-  return outcome;
+  client.otherwise(clientOf(fs, asked));
+  std::vector<int> words(question.words, 0x55555555);
+  Outcome found = outcomeOf(question, words.data());
+  found.asked = asked;
+  return found;
 }
 
 std::string shown(const Outcome& outcome) {
@@ -79,7 +45,7 @@ TEST(BlockProperty, TheLibraryAndThePlainRulesAgree) {
   for (uint64_t seed = 1; seed <= 20000; ++seed) {
     const Question question = randomQuestion(seed);
     const Outcome expected = expectedOf(question);
-    const Outcome found = outcomeOf(question);
+    const Outcome found = foundOf(question);
     ASSERT_EQ(found, expected) << "seed " << seed << " type " << question.type << " offset "
                                << question.loc.offset << "\nfound " << shown(found) << "\nexpected "
                                << shown(expected);

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstring>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/settings.h"
@@ -80,15 +83,45 @@ struct BlockQueryTest : ::testing::Test {
   std::vector<Asked> asked() {
     std::vector<Asked> ranges;
     for (const auto& call : client.calls()) {
-      if (call.request.size() != 64584) continue;
-      Asked range{};
-      std::memcpy(&range, call.request.data() + 24, sizeof range);
-      ranges.push_back(range);
+      const auto range = rangeOf(call.request.data());
+      if (!range.empty()) ranges.push_back({range[0], range[1], range[2]});
     }
     return ranges;
   }
 
-  std::string overflowOf(int (*query)(int, locationplus&, Buffer<int>&)) {
+  // The blocks and replicas that the caller is told of.
+  using Told = std::pair<uint32_t, uint32_t>;
+  Told told() const { return {loc.nblock, loc.nreplica}; }
+
+  using Query = int (*)(int, locationplus&, Buffer<int>&);
+
+  void refusesANegativeDescriptor(Query query) {
+    loc.nblock = loc.nreplica = 9;
+    EXPECT_EQ(query(-1, loc, out), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(told(), (Told{0, 0}));
+    EXPECT_TRUE(client.calls().empty());
+  }
+
+  void refusesImpossibleCounts(Query query) {
+    const std::vector<Locations> impossible = {{-1, 1, MIB, {}},        {1, -1, MIB, {}},
+                                               {-1, -1, MIB, {}},       {8065, 1, MIB, {}},
+                                               {1, 8065, MIB, {}},      {3, 2689, MIB, {}},
+                                               {65536, 65536, MIB, {}}, {INT_MIN, 0, MIB, {}},
+                                               {0, INT_MIN, MIB, {}},   {INT_MAX, INT_MAX, MIB, {}},
+                                               {0, 8065, MIB, {}},      {0, INT_MAX, MIB, {}},
+                                               {8065, 0, MIB, {}}};
+    for (const auto& answer : impossible) {
+      reply(answer);
+      errno = 0;
+      EXPECT_EQ(query(3, loc, out), -1) << answer.replicas << "*" << answer.blocks;
+      EXPECT_EQ(errno, EIO);
+      EXPECT_EQ(out.position(), 0U);
+      EXPECT_EQ(told(), (Told{0, 0}));
+    }
+  }
+
+  std::string overflowOf(Query query) {
     try {
       query(3, loc, out);
     } catch (const std::overflow_error& error) {

@@ -74,8 +74,7 @@ TEST_F(RankingTest, NodesAreRankedByTheirBlocks) {
   std::vector<std::pair<int, int>> nodes = {{1, 4}, {2, 4}, {3, 2}, {4, 1}, {5, 1}};
   std::nth_element(nodes.begin(), nodes.begin() + 2, nodes.end(), count_greater);
   EXPECT_EQ(written(), (std::vector<int>{nodes[0].first, nodes[1].first, 3, 4, 4, 2}));
-  EXPECT_EQ(loc.nblock, 1U);
-  EXPECT_EQ(loc.nreplica, 3U);
+  EXPECT_EQ(told(), (Told{1, 3}));
   EXPECT_EQ(loc.blocksize, 4 * MIB);
   EXPECT_EQ(log.lines().front().function(), "getBlkLocation_sort");
   EXPECT_EQ(log.bodies(LOG_DEBUG),
@@ -222,8 +221,7 @@ TEST_F(RankingTest, AReplyWithoutReplicasEndsAGroupInNoWords) {
   reply({0, 2, MIB, {}});
   EXPECT_EQ(getBlkLocation_sort(3, loc, out), 0);
   EXPECT_EQ(out.position(), 0U);
-  EXPECT_EQ(loc.nblock, 1U);
-  EXPECT_EQ(loc.nreplica, 0U);
+  EXPECT_EQ(told(), (Told{1, 0}));
 }
 
 TEST_F(RankingTest, AReplyWithoutProgressEndsTheWalkWithWhatWasCollected) {
@@ -239,8 +237,7 @@ TEST_F(RankingTest, NothingAtAllIsNoBlock) {
   loc.blocksize = 4 * MIB;
   reply({3, 0, MIB, {}});
   EXPECT_EQ(getBlkLocation_sort(3, loc, out), 0);
-  EXPECT_EQ(loc.nblock, 0U);
-  EXPECT_EQ(loc.nreplica, 3U);
+  EXPECT_EQ(told(), (Told{0, 3}));
 }
 
 TEST_F(RankingTest, TheHdfsBlockSizeIsAlignedDown) {
@@ -284,12 +281,7 @@ TEST_F(RankingTest, DescriptorZeroIsOneLikeAnyOther) {
 }
 
 TEST_F(RankingTest, ANegativeDescriptorNeverReachesTheClient) {
-  loc.nblock = loc.nreplica = 9;
-  EXPECT_EQ(getBlkLocation_sort(-1, loc, out), -1);
-  EXPECT_EQ(errno, EBADF);
-  EXPECT_EQ(loc.nblock, 0U);
-  EXPECT_EQ(loc.nreplica, 0U);
-  EXPECT_TRUE(client.calls().empty());
+  refusesANegativeDescriptor(getBlkLocation_sort);
 }
 
 TEST_F(RankingTest, AnyResultButZeroFails) {
@@ -298,23 +290,12 @@ TEST_F(RankingTest, AnyResultButZeroFails) {
     client.next(failing(result, ESTALE));
     EXPECT_EQ(getBlkLocation_sort(3, loc, out), -1);
     EXPECT_EQ(errno, ESTALE);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 0U);
+    EXPECT_EQ(told(), (Told{0, 0}));
   }
 }
 
 TEST_F(RankingTest, ImpossibleRepliesAreAnInputOutputError) {
-  for (const Locations& answer : {Locations{-1, 1, MIB, {}},
-                                  {1, -1, MIB, {}},
-                                  {8065, 1, MIB, {}},
-                                  {0, 8065, MIB, {}},
-                                  {0, INT_MAX, MIB, {}},
-                                  {8065, 0, MIB, {}}}) {
-    reply(answer);
-    errno = 0;
-    EXPECT_EQ(getBlkLocation_sort(3, loc, out), -1) << answer.replicas << "*" << answer.blocks;
-    EXPECT_EQ(errno, EIO);
-  }
+  refusesImpossibleCounts(getBlkLocation_sort);
 }
 
 TEST_F(RankingTest, WhatDoesNotFitIsAnOverflowAfterTheGroupsThatDid) {

@@ -19,8 +19,7 @@ TEST_F(StorageTypeTest, WhatIsNoRegularFileHasNoBlocks) {
   for (const int type : {-1, 0, 1, 2, 3, 4}) {
     EXPECT_EQ(getBlkLocationInt(3, StorageType(type), loc, out), 0);
     EXPECT_EQ(loc.blocksize, MIB);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 0U);
+    EXPECT_EQ(told(), (Told{0, 0}));
     EXPECT_EQ(out.position(), 0U);
   }
   EXPECT_TRUE(client.calls().empty());
@@ -108,8 +107,7 @@ TEST_F(StorageTypeTest, Type2CountsInHdfsBlocks) {
   EXPECT_EQ(getBlkLocationInt(3, HDFS_BLOCKS, loc, out), 0);
   EXPECT_EQ(asked(), (std::vector<Asked>{{4 * MIB, 4 * MIB, 2 * MIB}}));
   EXPECT_EQ(loc.blocksize, 4 * MIB);
-  EXPECT_EQ(loc.nblock, 3U);
-  EXPECT_EQ(loc.nreplica, 1U);
+  EXPECT_EQ(told(), (Told{3, 1}));
 }
 
 TEST_F(StorageTypeTest, Type3RanksNodes) {
@@ -219,8 +217,7 @@ TEST_F(StorageTypeTest, AnUnknownTypeIsLoggedAndNothingElse) {
     EXPECT_EQ(log.bodies(LOG_ERROR),
               std::vector<std::string>{"Unknown storage type " + std::to_string(type)});
     EXPECT_EQ(loc.blocksize, MIB);
-    EXPECT_EQ(loc.nblock, 0U);
-    EXPECT_EQ(loc.nreplica, 0U);
+    EXPECT_EQ(told(), (Told{0, 0}));
     EXPECT_EQ(out.position(), 0U);
   }
   EXPECT_TRUE(client.calls().empty());

@@ -22,11 +22,7 @@
 namespace zolt {
 namespace {
 
-using test::identity;
-using test::LogCapture;
-using test::onThread;
-using test::TempDir;
-using test::ThreadIdentity;
+using namespace test;
 
 // A directory "locked" that only root may search, in it "inner/file".
 class FailedPathTest : public testing::Test {

@@ -9,50 +9,16 @@
 #include <vector>
 
 #include "acl/acl.h"
-#include "acl_helpers.h"
-#include "base/io_exception.h"
-#include "faults.h"
-#include "temp_dir.h"
+#include "acl_fixture.h"
 
 namespace zolt {
 namespace {
 
-using test::ACCESS;
-using test::DEFAULT;
-using test::getfacl;
-using test::ints;
-using test::makesObjects;
-using test::objectsAlive;
-using test::run;
-using test::TempDir;
+using namespace test;
 
 // On the file system of the temporary directory, and on tmpfs.
-struct FileAclTest : ::testing::TestWithParam<const char*> {
-  FileAclTest() : dir(GetParam()) {
-    ACLUtil::init();
-    zolt_fault_clear();
-  }
-  ~FileAclTest() override { zolt_fault_clear(); }
-
-  std::string file(const std::string& acl = "u::rw,g::r,o::-") {
-    std::string path = dir.file("file");
-    setfacl("--set " + acl, path);
-    return path;
-  }
-
-  std::string directory(const std::string& access = "u::rwx,g::rx,o::-",
-                        const std::string& byDefault = "") {
-    std::string path = dir / "directory";
-    mkdir(path.c_str(), 0755);
-    setfacl("--set " + access, path);
-    if (!byDefault.empty()) setfacl("-d --set " + byDefault, path);
-    return path;
-  }
-
-  static void setfacl(const std::string& arguments, const std::string& path) {
-    const auto result = run("setfacl " + arguments + " '" + path + "'");
-    EXPECT_EQ(result.status, 0) << result.output;
-  }
+struct FileAclTest : test::AclFixture, ::testing::WithParamInterface<const char*> {
+  FileAclTest() : AclFixture(GetParam()) {}
 
   // The answer, or the failure as "code text".
   static std::string outcome(const std::function<void()>& call) {
@@ -83,8 +49,6 @@ struct FileAclTest : ::testing::TestWithParam<const char*> {
     const std::string failure = outcome([&] { bytes = aclStatus(path, isDirectory); });
     return failure.empty() ? bytes : failure;
   }
-
-  TempDir dir;
 };
 
 INSTANTIATE_TEST_SUITE_P(FileSystems, FileAclTest, ::testing::Values("/tmp", "/dev/shm"),

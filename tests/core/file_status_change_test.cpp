@@ -13,9 +13,7 @@
 namespace zolt {
 namespace {
 
-using test::LogCapture;
-using test::Memory;
-using test::NEVER;
+using namespace test;
 
 class FileStatusChangeTest : public test::FileStatusFixture {};
 

@@ -17,13 +17,7 @@
 namespace zolt {
 namespace {
 
-using test::identity;
-using test::LogCapture;
-using test::Memory;
-using test::NEVER;
-using test::onThread;
-using test::openDescriptors;
-using test::ThreadIdentity;
+using namespace test;
 
 class FileStatusFailureTest : public test::FileStatusFixture {};
 

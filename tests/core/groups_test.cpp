@@ -17,12 +17,7 @@
 namespace zolt {
 namespace {
 
-using test::identity;
-using test::identityOf;
-using test::LogCapture;
-using test::onThread;
-using test::threadId;
-using test::ThreadIdentity;
+using namespace test;
 
 class GroupsTest : public test::IdentityFixture {};
 

@@ -16,13 +16,17 @@
 namespace zolt {
 namespace {
 
-using test::identity;
-using test::LogCapture;
-using test::onThread;
-using test::TempDir;
-using test::ThreadIdentity;
+using namespace test;
 
-class IdentityTest : public test::IdentityFixture {};
+class IdentityTest : public test::IdentityFixture {
+ protected:
+  static void expectRefused(const char* call, int error, const std::string& message) {
+    const LogCapture log;
+    zolt_fault_arm(call, 1, 1, error);
+    expectIOException(message, error, [] { const FSAccount account("alice"); });
+    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+  }
+};
 
 constexpr uint32_t NOBODY = 65534;
 constexpr FSAccount::Superuser ASKED{.askedBy = "getFailedPath"};
@@ -199,11 +203,7 @@ TEST_F(IdentityTest, ALookupThatFailsInSilenceGivesNobodysRightsAndNeverTheDaemo
 TEST_F(IdentityTest, RefusedGroupsLeaveTheIdsAsTheyWere) {
   withAccounts([] {
     const ThreadIdentity before = identity();
-    const LogCapture log;
-    zolt_fault_arm("syscall_setgroups", 1, 1, EPERM);
-    const std::string message = "SYS_setgroups error for user=alice gid:70002";
-    expectIOException(message, EPERM, [] { const FSAccount account("alice"); });
-    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    expectRefused("syscall_setgroups", EPERM, "SYS_setgroups error for user=alice gid:70002");
     EXPECT_EQ(before, identity());
   });
 }
@@ -211,11 +211,7 @@ TEST_F(IdentityTest, RefusedGroupsLeaveTheIdsAsTheyWere) {
 TEST_F(IdentityTest, ARefusedUserChangesNothing) {
   withAccounts([] {
     const ThreadIdentity before = identity();
-    const LogCapture log;
-    zolt_fault_arm("setfsuid", 1, 1, EAGAIN);
-    const std::string message = "setfsuid error: 4294967295 -> 70001";
-    expectIOException(message, EAGAIN, [] { const FSAccount account("alice"); });
-    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    expectRefused("setfsuid", EAGAIN, "setfsuid error: 4294967295 -> 70001");
     EXPECT_EQ(before.fsuid, identity().fsuid);
     EXPECT_EQ(before.fsgid, identity().fsgid);
   });
@@ -224,11 +220,7 @@ TEST_F(IdentityTest, ARefusedUserChangesNothing) {
 TEST_F(IdentityTest, ARefusedGroupSwitchesTheUserBack) {
   withAccounts([] {
     const ThreadIdentity before = identity();
-    const LogCapture log;
-    zolt_fault_arm("setfsgid", 1, 1, EAGAIN);
-    const std::string message = "setfsgid error: 4294967295 -> 70002";
-    expectIOException(message, EAGAIN, [] { const FSAccount account("alice"); });
-    EXPECT_EQ(std::vector{message}, log.bodies(LOG_WARN));
+    expectRefused("setfsgid", EAGAIN, "setfsgid error: 4294967295 -> 70002");
     EXPECT_EQ(before.fsuid, identity().fsuid);
     EXPECT_EQ(before.fsgid, identity().fsgid);
   });

@@ -8,9 +8,7 @@
 namespace zolt {
 namespace {
 
-using test::LogCapture;
-using test::openDescriptors;
-using test::parse;
+using namespace test;
 using ListingFailureTest = test::ListingFixture;
 
 TEST_F(ListingFailureTest, AMissingDirectoryIsAnError) {

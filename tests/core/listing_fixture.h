@@ -43,6 +43,12 @@ inline std::vector<std::pair<std::string, Entry>> parse(const std::vector<char>&
   return entries;
 }
 
+/// The records of one more buffer, none of which came before.
+inline void add(const std::vector<char>& memory, Entries& all) {
+  for (const auto& [name, entry] : parse(memory))
+    EXPECT_TRUE(all.emplace(name, entry).second) << name << " came twice";
+}
+
 /// What a directory holds, by its own account.
 inline Entries expected(const std::string& path, bool dirOnly = false) {
   Entries found;
@@ -88,9 +94,7 @@ struct ListingFixture : ::testing::Test {
     for (calls = 0; result == 1; ++calls) {
       std::vector<char> memory(size, 'x');
       result = list(memory, dirOnly);
-      for (const auto& [name, entry] : parse(memory)) {
-        EXPECT_TRUE(all.emplace(name, entry).second) << name << " came twice";
-      }
+      add(memory, all);
     }
     return all;
   }

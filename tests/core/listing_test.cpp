@@ -13,12 +13,7 @@
 namespace zolt {
 namespace {
 
-using test::Entries;
-using test::expected;
-using test::LogCapture;
-using test::openDescriptors;
-using test::parse;
-using test::TempDir;
+using namespace test;
 using ListingTest = test::ListingFixture;
 
 TEST_F(ListingTest, AnEmptyDirectoryIsOneCallWithCountZero) {
@@ -142,14 +137,12 @@ TEST_F(ListingTest, AListingUnderWayGoesOnWhateverThePath) {
   std::vector<char> memory(4 + 14 + 2);
   ASSERT_EQ(list(memory), 1);
   Entries all;
-  for (const auto& entry : parse(memory))
-    all.insert(entry);
+  add(memory, all);
   Buffer<char> out;
   std::vector<char> rest(100);
   out.setBuffer(rest.data(), rest.size());
   EXPECT_EQ(getDirents("/no/such/directory", out, false), 0);
-  for (const auto& entry : parse(rest))
-    all.insert(entry);
+  add(rest, all);
   EXPECT_EQ(all, wanted);
 }
 
@@ -179,8 +172,7 @@ TEST_F(ListingTest, ACountLeavesTheListingAlone) {
   std::vector<char> memory(4 + 14 + 2);
   ASSERT_EQ(list(memory), 1);
   Entries all;
-  for (const auto& entry : parse(memory))
-    all.insert(entry);
+  add(memory, all);
   EXPECT_EQ(getDirentCount(dir.path()).count, 3);
   all.merge(listAll(64));
   EXPECT_EQ(all, wanted);
@@ -215,8 +207,7 @@ TEST_F(ListingTest, EveryThreadHasAListingOfItsOwn) {
           Buffer<char> out;
           out.setBuffer(memory.data(), memory.size());
           more = getDirents(own.path(), out, false);
-          for (const auto& entry : parse(memory))
-            all.insert(entry);
+          add(memory, all);
         }
         EXPECT_EQ(all, wanted);
       }
@@ -251,8 +242,7 @@ TEST_F(ListingTest, APositionOfOneIsOneToGoBackTo) {
   for (int call = 1; call <= 3; ++call) {
     std::vector<char> one(4 + 14 + 2);
     EXPECT_EQ(list(one), call < 3 ? 1 : 0) << call;
-    for (const auto& entry : parse(one))
-      EXPECT_TRUE(all.insert(entry).second) << entry.first << " came twice";
+    add(one, all);
     EXPECT_EQ(zolt_fault_calls("seekdir"), std::min(call, 2));
   }
   EXPECT_EQ(zolt_fault_calls("rewinddir"), 0);
@@ -270,8 +260,7 @@ class ChangingListingTest : public ListingTest {
   int more(bool dirOnly = false) {
     std::vector<char> memory(4 + 3 * (14 + 2));
     const int result = list(memory, dirOnly);
-    for (const auto& entry : parse(memory))
-      EXPECT_TRUE(all.insert(entry).second) << entry.first;
+    add(memory, all);
     return result;
   }
 
@@ -318,8 +307,7 @@ TEST_F(ChangingListingTest, AListingGoesOnWhateverThePath) {
   Buffer<char> out;
   out.setBuffer(memory.data(), memory.size());
   EXPECT_EQ(getDirents(other.path(), out, false), 0);
-  for (const auto& entry : parse(memory))
-    EXPECT_TRUE(all.insert(entry).second);
+  add(memory, all);
   EXPECT_EQ(all, expected(dir.path()));
   EXPECT_EQ(zolt_fault_calls("seekdir"), 1);
 }

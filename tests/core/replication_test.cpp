@@ -14,10 +14,7 @@
 namespace zolt {
 namespace {
 
-using test::attribute;
-using test::Bytes;
-using test::failing;
-using test::ScriptedClient;
+using namespace test;
 
 const ScriptedClient::Answer DONE = [](void*) { return 0; };
 

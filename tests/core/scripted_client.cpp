@@ -32,11 +32,6 @@ int watched(const char* name, ScriptedClient::Stat asked, Which which, unsigned 
   return result;
 }
 
-template <class Field>
-void put(void* request, size_t offset, const Field& field) {
-  std::memcpy(static_cast<char*>(request) + offset, &field, sizeof field);
-}
-
 }  // namespace
 
 ScriptedClient::ScriptedClient() : otherwise_(failing(-1, ENOTSUP)) {
@@ -64,15 +59,9 @@ ScriptedClient::Answer failing(int result, int error) {
   };
 }
 
-// The offsets stand here once more, as numbers: the tests do not take the structs' word for it.
-
 ScriptedClient::Answer placement(uint32_t replicas, int32_t status, uint32_t bgf) {
   return [=](void* request) {
-    put(request, 16 + 16, replicas);
-    put(request, 48 + 20, status);
-    const uint8_t value[] = {static_cast<uint8_t>(bgf >> 24), static_cast<uint8_t>(bgf >> 16),
-                             static_cast<uint8_t>(bgf >> 8), static_cast<uint8_t>(bgf)};
-    put(request, 48 + 32, value);
+    putPlacement(request, replicas, status, bgf);
     return 0;
   };
 }
@@ -87,14 +76,7 @@ ScriptedClient::Answer attribute(int32_t status, const std::string& value) {
 
 ScriptedClient::Answer locations(Locations reply) {
   return [reply = std::move(reply)](void* request) {
-    put(request, 16 + 40, reply.replicas);
-    put(request, 16 + 44, reply.blocks);
-    put(request, 16 + 48, reply.metaBlockSize);
-    size_t at = 16 + 56;
-    for (const int32_t word : reply.words) {
-      put(request, at, word);
-      at += sizeof word;
-    }
+    putLocations(request, reply);
     return 0;
   };
 }

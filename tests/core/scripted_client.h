@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "client_replies.h"
 #include "zolt.h"
 
 namespace zolt::test {
@@ -66,20 +67,11 @@ class ScriptedClient {
 /// A call that returns `result` with that errno.
 ScriptedClient::Answer failing(int result, int error);
 
-/// A request for replica count and block group factor: `status` 0 and the factor, or another
-/// status.
+/// See putPlacement and putLocations.
 ScriptedClient::Answer placement(uint32_t replicas, int32_t status, uint32_t bgf = 0);
+ScriptedClient::Answer locations(Locations reply);
 
 /// A request that reads an attribute.
 ScriptedClient::Answer attribute(int32_t status, const std::string& value);
-
-/// A location request; the words go where the entries are, as many as there are.
-struct Locations {
-  int32_t replicas = 0;
-  int32_t blocks = 0;
-  int64_t metaBlockSize = 0;
-  std::vector<int32_t> words;
-};
-ScriptedClient::Answer locations(Locations reply);
 
 }  // namespace zolt::test

@@ -40,6 +40,14 @@ struct XattrTest : ::testing::Test {
     return std::string(value.bytes.get(), value.bytes.get() + value.length);
   }
 
+  void expectNoList(int error, const LogCapture& log) const {
+    char memory = 'x';
+    char* list = &memory;
+    EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), error);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
+  }
+
   TempDir dir;
   const std::string file = dir.file("file");
   const std::string link = dir / "link";
@@ -311,12 +319,8 @@ TEST_F(XattrTest, AFailedListProbeIsAFailedAllocation) {
   for (const int error : {ENOENT, EACCES, E2BIG}) {
     const LogCapture log;
     zolt_fault_arm("listxattr", 1, 1, error);
-    char memory = 'x';
-    char* list = &memory;
-    EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), -ENOMEM);
-    EXPECT_EQ(list, nullptr);
+    expectNoList(-ENOMEM, log);
     EXPECT_EQ(zolt_fault_calls("listxattr"), 1);
-    EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
   }
 }
 
@@ -325,11 +329,7 @@ TEST_F(XattrTest, AFailedListIsLogged) {
   for (const int error : {ERANGE, EIO}) {
     const LogCapture log;
     zolt_fault_arm("listxattr", 2, 2, error);
-    char memory = 'x';
-    char* list = &memory;
-    EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), -error);
-    EXPECT_EQ(list, nullptr);
-    EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
+    expectNoList(-error, log);
   }
 }
 
@@ -351,12 +351,8 @@ TEST_F(XattrTest, AListForWhichThereIsNoMemoryIsLogged) {
     const LogCapture log;
     zolt_fault_arm("listxattr", 0, 0, 0);
     zolt_fault_xattr_lengths(-1, length);
-    char memory = 'x';
-    char* list = &memory;
-    EXPECT_EQ(zolt_listxattrs(file.c_str(), true, &list), -ENOMEM);
-    EXPECT_EQ(list, nullptr);
+    expectNoList(-ENOMEM, log);
     EXPECT_EQ(zolt_fault_calls("listxattr"), 1);
-    EXPECT_EQ(log.bodies(LOG_ERROR), Lines{"listxattr: failed to get the EA names for " + file});
   }
 }
 

@@ -26,7 +26,7 @@ struct Result {
   std::string thrown;
   std::string status;
   std::string locations;
-  std::vector<std::vector<uint64_t>> asked;
+  test::Ranges asked;
 };
 
 constexpr char CANARY = Guarded::UNTOUCHED;
@@ -132,7 +132,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Result expected = byTheRules(call, same);
 
   Result found;
-  const Client client(answersOf(fs, found.asked));
+  const Client client(test::clientOf(fs, found.asked));
   Guarded status(call.status.size(), input.pick(8));
   Guarded locations(call.hasLocations ? call.bytes : 0, input.pick(8));
   if (!call.status.empty()) std::memcpy(status.data(), call.status.data(), call.status.size());

@@ -1,5 +1,4 @@
-// A file system whose replies to the block queries come from a fuzz input, as the library's client
-// and as the model's file system: both are told the same.
+// A file system whose replies to the block queries come from a fuzz input.
 #pragma once
 
 #include <cerrno>
@@ -70,52 +69,5 @@ class FuzzedFileSystem : public test::FileSystem {
   std::string pattern_;
   size_t at_ = 0;
 };
-
-// The requests as bytes: the offsets stand here once more, as numbers.
-
-template <class T>
-T fieldOf(const char* request, size_t offset) {
-  T value{};
-  std::memcpy(&value, request + offset, sizeof value);
-  return value;
-}
-
-template <class T>
-void put(char* request, size_t offset, const T& value) {
-  std::memcpy(request + offset, &value, sizeof value);
-}
-
-/// The file system as the library's client; `asked` gets offset, skip factor and length of each
-/// request for locations.
-inline Client::Answer answersOf(FuzzedFileSystem& fs, std::vector<std::vector<uint64_t>>& asked) {
-  return [&fs, &asked](int fd, char* request) {
-    REQUIRE(fd >= 0);
-    REQUIRE(fieldOf<uint32_t>(request, 4) == 1);
-    int error = 0;
-    if (fieldOf<uint32_t>(request, 0) == 104) {
-      REQUIRE(fieldOf<uint32_t>(request, 20) == 3001 && fieldOf<uint32_t>(request, 52) == 6001);
-      const auto placed = fs.placement();
-      error = placed.error;
-      put(request, 32, placed.replicas);
-      put(request, 68, placed.status);
-      put(request, 80, __builtin_bswap32(static_cast<uint32_t>(placed.bgf)));
-    } else {
-      REQUIRE(fieldOf<uint32_t>(request, 0) == 64584 && fieldOf<uint32_t>(request, 20) == 3006);
-      asked.push_back({fieldOf<uint64_t>(request, 24), fieldOf<uint64_t>(request, 32),
-                       fieldOf<uint64_t>(request, 40)});
-      const auto [failed, reply] = fs.next(asked.back()[1], asked.back()[2]);
-      error = failed;
-      put(request, 56, reply.replicas);
-      put(request, 60, reply.blocks);
-      put(request, 64, reply.metaBlockSize);
-      if (!reply.words.empty()) {
-        std::memcpy(request + 72, reply.words.data(), 4 * reply.words.size());
-      }
-    }
-    if (error == 0) return 0;
-    errno = error;
-    return -1;
-  };
-}
 
 }  // namespace zolt::fuzz

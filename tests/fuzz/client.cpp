@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "fuzz.h"
 #include "zolt.h"
 
 namespace zolt::fuzz {
@@ -32,7 +33,8 @@ using zolt::fuzz::unsupported;
 
 int zolt_fcntl(int fd, void* request) {
   if (zolt::fuzz::current == nullptr) return unsupported();
-  return (*zolt::fuzz::current)(fd, static_cast<char*>(request));
+  REQUIRE(fd >= 0);
+  return (*zolt::fuzz::current)(request);
 }
 
 int zolt_restripe_file(int /*fd*/, void* /*request*/) {

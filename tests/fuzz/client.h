@@ -9,7 +9,7 @@ namespace zolt::fuzz {
 /// other call of the client does.
 class Client {
  public:
-  using Answer = std::function<int(int fd, char* request)>;
+  using Answer = std::function<int(void* request)>;
 
   explicit Client(Answer answer);
   ~Client();
