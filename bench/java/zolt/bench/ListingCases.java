@@ -74,67 +74,59 @@ final class ListingCases {
         }
     }
 
-    private static long pages(Page page, String path, ByteBuffer buffer) throws IOException {
-        long seen = 0;
-        int more;
-        do {
-            more = page.fill(path, buffer);
-            seen += buffer.getInt(0);
-        } while (more == 1);
-        return seen;
+    /** What is made of the records of one page; its number of them comes first. */
+    private interface Reading {
+        long of(ByteBuffer page) throws IOException;
     }
 
-    /** A listing's names as Java strings: a sum over their hashes. */
-    private static long names(Page page, String path, ByteBuffer buffer)
+    /** A listing from its beginning to its end: a sum over its pages. */
+    private static long list(Page page, String path, ByteBuffer buffer, Reading reading)
             throws IOException {
         long sum = 0;
         int more;
         do {
             more = page.fill(path, buffer);
-            buffer.clear();
-            for (int left = buffer.getInt(); left > 0; left--) {
-                buffer.position(buffer.position() + 10); // inode and type
-                byte[] name = new byte[buffer.getInt()];
-                buffer.get(name);
-                sum += new String(name, UTF_8).hashCode();
-            }
+            sum += reading.of(buffer.clear());
         } while (more == 1);
+        return sum;
+    }
+
+    private static byte[] name(ByteBuffer page) {
+        byte[] name = new byte[page.getInt()];
+        page.get(name);
+        return name;
+    }
+
+    /** A page's names as Java strings: a sum over their hashes. */
+    private static long names(ByteBuffer page) {
+        long sum = 0;
+        for (int left = page.getInt(); left > 0; left--) {
+            page.position(page.position() + 10); // inode and type
+            sum += new String(name(page), UTF_8).hashCode();
+        }
         return sum;
     }
 
     /** Inodes, types and name lengths: what the names leave out. */
-    private static long records(Page page, String path, ByteBuffer buffer)
-            throws IOException {
+    private static long records(ByteBuffer page) {
         long sum = 0;
-        int more;
-        do {
-            more = page.fill(path, buffer);
-            buffer.clear();
-            for (int left = buffer.getInt(); left > 0; left--) {
-                sum += buffer.getLong() * 31 + buffer.getShort();
-                int length = buffer.getInt();
-                buffer.position(buffer.position() + length);
-                sum += length;
-            }
-        } while (more == 1);
+        for (int left = page.getInt(); left > 0; left--) {
+            sum += page.getLong() * 31 + page.getShort();
+            int length = page.getInt();
+            page.position(page.position() + length);
+            sum += length;
+        }
         return sum;
     }
 
     /** Inode, type and the name's bytes of every record, as a NameNode keeps them. */
-    private static long contents(Page page, String path, ByteBuffer buffer)
-            throws IOException {
+    private static long contents(ByteBuffer page) {
         long sum = 0;
-        int more;
-        do {
-            more = page.fill(path, buffer);
-            buffer.clear();
-            for (int left = buffer.getInt(); left > 0; left--) {
-                sum += buffer.getLong() + buffer.getShort();
-                byte[] name = new byte[buffer.getInt()];
-                buffer.get(name);
-                sum += name[name.length - 1];
-            }
-        } while (more == 1);
+        for (int left = page.getInt(); left > 0; left--) {
+            sum += page.getLong() + page.getShort();
+            byte[] name = name(page);
+            sum += name[name.length - 1];
+        }
         return sum;
     }
 
@@ -163,17 +155,18 @@ final class ListingCases {
             throws Exception {
         String path = directory.toString();
         ByteBuffer buffer = Workspace.direct(BUFFERS[size]);
-        if (records(LIBRARY, path, buffer) != records(Floor::list, path, buffer)) {
+        if (list(LIBRARY, path, buffer, ListingCases::records)
+                != list(Floor::list, path, buffer, ListingCases::records)) {
             throw new AssertionError("other records than the floor's in " + directory);
         }
-        if (names(LIBRARY, path, buffer) != streamNames(directory)) {
+        if (list(LIBRARY, path, buffer, ListingCases::names) != streamNames(directory)) {
             throw new AssertionError("other names than the JDK's in " + directory);
         }
         Case listing = new Case("listing, " + BUFFER_NAMES[size], space.type, entries, entries)
-                .floor(() -> pages(Floor::list, path, buffer))
+                .floor(() -> list(Floor::list, path, buffer, ByteBuffer::getInt))
                 .bare(Floor.LIST, Floor.prepare(path, null, buffer))
-                .library(() -> pages(LIBRARY, path, buffer))
-                .way(READ, () -> contents(LIBRARY, path, buffer), null)
+                .library(() -> list(LIBRARY, path, buffer, ByteBuffer::getInt))
+                .way(READ, () -> list(LIBRARY, path, buffer, ListingCases::contents), null)
                 .way(STREAM_NAMES, () -> streamNames(directory), null);
         if (size == 0) {
             listing.way("File.list", () -> directory.toFile().list().length)
@@ -204,22 +197,16 @@ final class ListingCases {
         int read(String path, ByteBuffer buffer) throws IOException;
     }
 
-    private static long statuses(Page page, StatusOf status, String path, ByteBuffer buffer,
-            ByteBuffer record) throws IOException {
-        long sum = 0;
-        int more;
-        do {
-            more = page.fill(path, buffer);
-            buffer.clear();
-            for (int left = buffer.getInt(); left > 0; left--) {
-                buffer.position(buffer.position() + 10);
-                byte[] name = new byte[buffer.getInt()];
-                buffer.get(name);
-                status.read(path + "/" + new String(name), record);
+    private static Reading statuses(StatusOf status, String path, ByteBuffer record) {
+        return page -> {
+            long sum = 0;
+            for (int left = page.getInt(); left > 0; left--) {
+                page.position(page.position() + 10);
+                status.read(path + "/" + new String(name(page)), record);
                 sum += record.getLong(8) + record.getLong(48);
             }
-        } while (more == 1);
-        return sum;
+            return sum;
+        };
     }
 
     private static long walk(Path directory) throws IOException {
@@ -241,13 +228,12 @@ final class ListingCases {
         String path = directory.toString();
         ByteBuffer buffer = Workspace.direct(64 << 10);
         ByteBuffer record = Workspace.direct(88);
+        Reading floor = statuses((file, to) -> Floor.fast(file, true, to, 0, 0), path, record);
+        Reading library = statuses((file, to) ->
+                ZOLTNative.getFileStatusFastNative(file, true, to, 0, 0), path, record);
         Case both = new Case(WITH_STATUS, space.type, entries, entries)
-                .floor(() -> statuses(Floor::list,
-                        (file, to) -> Floor.fast(file, true, to, 0, 0), path,
-                        buffer, record))
-                .library(() -> statuses(LIBRARY, (file, to) ->
-                        ZOLTNative.getFileStatusFastNative(file, true, to, 0, 0), path, buffer,
-                        record))
+                .floor(() -> list(Floor::list, path, buffer, floor))
+                .library(() -> list(LIBRARY, path, buffer, library))
                 .way("walkFileTree", () -> walk(directory));
         if (entries >= 1000) {
             both.goal(Case.FLOOR, 1.06).goal("walkFileTree", 0.96);
