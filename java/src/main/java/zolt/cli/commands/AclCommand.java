@@ -118,13 +118,19 @@ final class AclCommand extends Group {
                 description = "What to change.")
         List<String> paths;
 
-        Change(Session session) {
-            super(session);
+        private final AclChange.Reader reader;
+        private final Step step;
+
+        /** What is done with the entries of a path. */
+        interface Step {
+            void take(Acl acl, String path) throws IOException;
         }
 
-        abstract Acl parse(String text) throws IOException;
-
-        abstract void apply(Acl acl, String path) throws IOException;
+        Change(Session session, AclChange.Reader reader, Step step) {
+            super(session);
+            this.reader = reader;
+            this.step = step;
+        }
 
         @Override
         final void run() throws IOException, Failure {
@@ -140,13 +146,13 @@ final class AclCommand extends Group {
             if (text.trim().isEmpty()) {
                 throw new Failure(Exit.USAGE, "no entries are given");
             }
-            AclChange change = AclChange.parse(text, toDefault, this::parse);
+            AclChange change = AclChange.parse(text, toDefault, reader);
             forAll(changed, "changed", (path, type) -> {
                 Acl acl = change.of(path, type);
                 if (acl.entries().isEmpty()) {
                     return false; // default entries, and no directory
                 }
-                apply(acl, path);
+                step.take(acl, path);
                 if (json) {
                     done(new Json().put("path", path).put("acl", Acl.get(path).toString()));
                 }
@@ -159,17 +165,7 @@ final class AclCommand extends Group {
             footer = {"", "Example: zolt acl set u::rwx,u:alice:rx,g::-,o::- /srv/data"})
     static final class Set extends Change {
         Set(Session session) {
-            super(session);
-        }
-
-        @Override
-        Acl parse(String text) throws IOException {
-            return Acl.parse(text);
-        }
-
-        @Override
-        void apply(Acl acl, String path) throws IOException {
-            acl.set(path);
+            super(session, Acl::parse, Acl::set);
         }
     }
 
@@ -178,17 +174,7 @@ final class AclCommand extends Group {
                 "          zolt acl modify -R u:alice:rX,d:u:alice:rX /srv/data"})
     static final class Modify extends Change {
         Modify(Session session) {
-            super(session);
-        }
-
-        @Override
-        Acl parse(String text) throws IOException {
-            return Acl.parse(text);
-        }
-
-        @Override
-        void apply(Acl acl, String path) throws IOException {
-            acl.modify(path);
+            super(session, Acl::parse, Acl::modify);
         }
     }
 
@@ -197,17 +183,7 @@ final class AclCommand extends Group {
             footer = {"", "Example: zolt acl remove u:alice,d:u:alice /srv/data"})
     static final class Remove extends Change {
         Remove(Session session) {
-            super(session);
-        }
-
-        @Override
-        Acl parse(String text) throws IOException {
-            return Acl.parseKeys(text);
-        }
-
-        @Override
-        void apply(Acl acl, String path) throws IOException {
-            acl.remove(path);
+            super(session, Acl::parseKeys, Acl::remove);
         }
     }
 
