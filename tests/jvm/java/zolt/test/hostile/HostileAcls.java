@@ -28,8 +28,8 @@ final class HostileAcls {
     /** A whole list, which any list of the stage becomes by merging it too. */
     private static final String WHOLE = "u::rwx,u:7:r--,g::r-x,m::rwx,o::--x";
 
-    /** A list of no path is stored nowhere, and one without entries is not even valid. */
     private static final Outcome NO_PATH = Outcome.error(Faults.EINVAL, "failed to get path");
+    /** A list of no path is stored nowhere, and one without entries is not even valid. */
     private static final Outcome ENOENT_OF_NO_PATH = Outcome.error(Faults.ENOENT, "");
     private static final Outcome MALFORMED = Outcome.error(Faults.EINVAL,
             ": Malformed access ACL \"\": Missing or wrong entry");
