@@ -28,6 +28,9 @@ public final class NameNodeMain {
     }
 
     private static NameNodeServer start(String folder) throws IOException {
+        // A class that is first needed in a request is loaded with the rights of its caller, who may not read the jars:
+        // they are open from here on, since each is looked into for what none has.
+        NameNodeMain.class.getClassLoader().getResource("no/such/resource");
         // Before the first thread that serves: each has what its maker has.
         SystemCallException.check(NativeFiles.confine(), "the capabilities of the service");
         // Modes are the client's, which has a mask of its own.

@@ -12,9 +12,11 @@ import java.net.ServerSocket;
 import java.net.URI;
 import java.nio.file.Files;
 import java.util.ArrayList;
+import java.util.HashSet;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
+import java.util.Set;
 import java.util.TreeMap;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -65,6 +67,7 @@ class KilledNameNodesTest {
         try {
             for (String id : IDS) {
                 start(id);
+                assertAllJarsAreOpen(servers.get(id));
             }
             datanode = java("datanode", ZoltDataNode.class.getName(), IDS[0]);
             awaitDataNode();
@@ -248,6 +251,16 @@ class KilledNameNodesTest {
         while (!answers(conf, id)) {
             assertTrue(process.isAlive() && System.nanoTime() < end, () -> id + " does not start: " + log(id));
             Thread.sleep(50);
+        }
+    }
+
+    /** Callers may not be allowed to read them, and classes are loaded in their requests. */
+    private static void assertAllJarsAreOpen(Process process) throws IOException {
+        // Another process may look, which has all capabilities again.
+        Process look = new ProcessBuilder("find", "/proc/" + process.pid() + "/fd", "-printf", "%l\\n").start();
+        Set<String> open = new HashSet<>(List.of(new String(look.getInputStream().readAllBytes()).split("\n")));
+        for (String part : System.getProperty("java.class.path").split(":")) {
+            assertTrue(!part.endsWith(".jar") || open.contains(java.nio.file.Path.of(part).toRealPath().toString()), part);
         }
     }
 
