@@ -4,18 +4,38 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.concurrent.TimeUnit;
 
 /** Whether the folder may only be read: a mark in it, so that all NameNodes on it know, and after any restart. */
 public final class SafeMode {
+    /** How late a NameNode may be to see what another one has been told. */
+    private static final long HOLDS_NANOS = TimeUnit.MILLISECONDS.toNanos(200);
+
     private final Path mark;
     private final byte[] markBytes;
+    private volatile long setLast = System.nanoTime();
+    private volatile long seenOff = setLast;
 
     public SafeMode(ServiceFolder service) throws IOException {
         mark = service.directory("state").resolve("safemode");
         markBytes = mark.toString().getBytes(StandardCharsets.UTF_8);
     }
 
+    /** What was seen a moment ago holds, unless it was changed here since: each change asks. */
     public boolean isOn() throws IOException {
+        long now = System.nanoTime();
+        long seen = seenOff;
+        if (now - seen < HOLDS_NANOS && seen - setLast > 0) {
+            return false;
+        }
+        boolean on = look();
+        if (!on) {
+            seenOff = now;
+        }
+        return on;
+    }
+
+    private boolean look() throws IOException {
         try (Acting own = Acting.service()) {
             return isMarked();
         }
@@ -31,8 +51,9 @@ public final class SafeMode {
     public void set(boolean on) throws IOException {
         if (!on) {
             Files.deleteIfExists(mark);
-        } else if (!isOn()) {
+        } else if (!look()) {
             Files.write(mark, new byte[0]);
         }
+        setLast = System.nanoTime();
     }
 }
