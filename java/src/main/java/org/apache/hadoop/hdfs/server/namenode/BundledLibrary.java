@@ -18,14 +18,13 @@ import java.util.Set;
 import java.util.stream.Stream;
 
 /**
- * The native libraries that a jar for developers carries for its platform. They are unpacked into a
+ * The native libraries that a jar carries for its platform. They are unpacked into a
  * private folder of unpredictable name, loaded and deleted again: the process keeps what it has mapped,
  * and nothing is left behind.
  */
-final class BundledLibrary {
+public final class BundledLibrary {
     /** In a jar: this folder, then one folder a platform. */
     private static final String FOLDER = "/zolt/native/";
-    private static final String LIBRARY = "libzolthadoop.so";
     private static final String CLIENT = "libzolt.so";
 
     private static final FileAttribute<Set<PosixFilePermission>> PRIVATE =
@@ -52,9 +51,32 @@ final class BundledLibrary {
         }
     }
 
-    /** Whether the class path has the library for this platform. */
-    static boolean present() {
-        return BundledLibrary.class.getResource(resource(LIBRARY)) != null;
+    /** Whether the class path has a library for this platform. */
+    static boolean present(String name) {
+        return BundledLibrary.class.getResource(resource(fileOf(name))) != null;
+    }
+
+    private static String fileOf(String name) {
+        return "lib" + name + ".so";
+    }
+
+    /**
+     * Loads a library: an installed one on {@code java.library.path}, or else the one that the class path carries, for where
+     * nobody has installed one.
+     *
+     * @param name without "lib" and ".so"
+     * @throws UnsatisfiedLinkError when there is none, or the loader refuses it
+     */
+    public static void loadInstalledOrOwn(String name) {
+        try {
+            System.loadLibrary(name);
+        } catch (UnsatisfiedLinkError e) {
+            boolean absent = String.valueOf(e.getMessage()).contains("java.library.path");
+            if (!absent || !present(name)) {
+                throw e;
+            }
+            load(fileOf(name));
+        }
     }
 
     /** The platform of the libraries that the class path carries; null where it carries none. */
@@ -67,15 +89,15 @@ final class BundledLibrary {
     }
 
     /**
-     * Unpacks and loads the library. A client library on the loader's search path is the one that
+     * Unpacks and loads a library. A client library on the loader's search path is the one that
      * answers; where there is none, it is the embedded one of the jar.
      *
      * @throws UnsatisfiedLinkError when the loader refuses it, or it cannot be unpacked
      */
-    static void load() {
+    private static void load(String file) {
         try {
             Path folder = Files.createTempDirectory("zolt-", PRIVATE);
-            Path library = folder.resolve(LIBRARY);
+            Path library = folder.resolve(file);
             Path client = folder.resolve(CLIENT);
             try {
                 unpack(library);
@@ -90,7 +112,7 @@ final class BundledLibrary {
                 Files.delete(folder);
             }
         } catch (IOException e) {
-            UnsatisfiedLinkError error = new UnsatisfiedLinkError("cannot unpack " + LIBRARY
+            UnsatisfiedLinkError error = new UnsatisfiedLinkError("cannot unpack " + file
                     + " below " + System.getProperty("java.io.tmpdir") + ": " + e);
             error.initCause(e);
             throw error;

@@ -12,6 +12,8 @@ import org.slf4j.Logger;
  * developers carries for its platform.
  */
 final class LibraryLoader {
+    private static final String LIBRARY = "zolthadoop";
+
     private LibraryLoader() {}
 
     /**
@@ -43,7 +45,7 @@ final class LibraryLoader {
                 refuseWhatIsNone(file);
                 System.load(new File(file).getAbsolutePath());
             } else {
-                loadFromPathOrJar();
+                BundledLibrary.loadInstalledOrOwn(LIBRARY);
             }
         } catch (UnsatisfiedLinkError e) {
             UnsatisfiedLinkError clear = new UnsatisfiedLinkError(whyNotLoaded(file, e));
@@ -65,19 +67,6 @@ final class LibraryLoader {
         }
     }
 
-    /** The jar's own library is for where nobody has installed one. */
-    private static void loadFromPathOrJar() {
-        try {
-            System.loadLibrary("zolthadoop");
-        } catch (UnsatisfiedLinkError e) {
-            boolean absent = String.valueOf(e.getMessage()).contains("java.library.path");
-            if (!absent || !BundledLibrary.present()) {
-                throw e;
-            }
-            BundledLibrary.load();
-        }
-    }
-
     private static String whyNotLoaded(String file, UnsatisfiedLinkError e) {
         String what = file != null
                 ? "Cannot load the ZOLT library from zolt.library=" + file
@@ -94,7 +83,7 @@ final class LibraryLoader {
         } else if (String.valueOf(e.getMessage()).contains("map segment")) {
             remedy = "The file lies on a file system without the right to execute: name a folder on"
                     + " another one with -Djava.io.tmpdir=DIR, or the file with -Dzolt.library=FILE.";
-        } else if (file == null && BundledLibrary.carried() != null && !BundledLibrary.present()) {
+        } else if (file == null && BundledLibrary.carried() != null && !BundledLibrary.present(LIBRARY)) {
             remedy = "The jar carries the library for " + BundledLibrary.carried()
                     + " only, and this is " + BundledLibrary.platform() + ".";
         } else if (file == null) {
