@@ -42,6 +42,19 @@ JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_close(JNIEnv*, jclas
   if (descriptor >= 0) close(descriptor);
 }
 
+// The field by which the class library itself keeps a descriptor; it has no public way to set it.
+JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_adopt(JNIEnv* env, jclass,
+                                                                  jobject object,
+                                                                  jint descriptor) try {
+  if (object == nullptr) throw std::invalid_argument("null");
+  jclass cls = env->GetObjectClass(object);
+  jfieldID field = env->GetFieldID(cls, "fd", "I");
+  env->DeleteLocalRef(cls);
+  if (field != nullptr) env->SetIntField(object, field, descriptor);
+} catch (...) {
+  zolt::hdfs::raiseInJava(env);
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_entries(JNIEnv* env, jclass,
                                                                     jint directory,
                                                                     jobject buffer) try {
@@ -59,6 +72,11 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_lock(JNIEnv*, jclass
     result = flock(descriptor, LOCK_EX);
   } while (result != 0 && errno == EINTR);
   return answer(result);
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_tryLock(JNIEnv*, jclass,
+                                                                    jint descriptor) {
+  return answer(flock(descriptor, LOCK_EX | LOCK_NB));
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, jclass,

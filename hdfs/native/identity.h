@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace zolt::hdfs {
 
@@ -20,6 +21,22 @@ int confineToData();
 /// again.
 int actAs(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, bool superuser);
 
+/// What a thread had before it took on a guest's identity.
+struct Before {
+  uint32_t uid = 0;
+  uint32_t gid = 0;
+  uint64_t effective = 0;
+  std::vector<uint32_t> groups;
+};
+
+/// Switches the thread to a user's ids and groups, with no capability in effect, in a process that
+/// is no service: all that the thread had is kept in `before`. 0 or -errno; after a failure the
+/// thread has all of it again, or the answer is -ENOTRECOVERABLE.
+int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, Before& before);
+
+/// Gives the thread back what it had. 0 or -errno.
+int resume(const Before& before);
+
 /// Switches the thread back to the process's ids and groups, with the capabilities on files in
 /// effect, and CAP_SYS_ADMIN where it is asked for. 0 or -errno.
 int actAsService(bool administrator);
@@ -27,9 +44,9 @@ int actAsService(bool administrator);
 /// Puts CAP_SYS_ADMIN in effect or out of effect. 0 or -errno.
 int administer(bool effective);
 
-/// For as long as it lives the thread, whoever it acts for, may open every file to read it and see
-/// what only an administrator sees of it; its ids stay. Where a file system goes by ids alone that
-/// gives no right, and the service has to ask as itself.
+/// For as long as it lives the thread, whoever it acts for but a guest, may open every file to read
+/// it and see what only an administrator sees of it; its ids stay. Where a file system goes by ids
+/// alone that gives no right, and the service has to ask as itself.
 class Looking {
  public:
   Looking();

@@ -105,6 +105,50 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAs(JNIEnv* env, j
   return raised(env, jint{0});
 }
 
+JNIEXPORT jlongArray JNICALL Java_zolt_hdfs_namespace_NativeFiles_assume(JNIEnv* env, jclass,
+                                                                         jint uid, jint gid,
+                                                                         jintArray groups) try {
+  std::vector<uint32_t> ids(static_cast<size_t>(env->GetArrayLength(groups)));
+  env->GetIntArrayRegion(groups, 0, static_cast<jsize>(ids.size()),
+                         reinterpret_cast<jint*>(ids.data()));
+  zolt::hdfs::Before before;
+  const int error =
+      zolt::hdfs::assume(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids, before);
+  std::vector<jlong> words{error, before.uid, before.gid, static_cast<jlong>(before.effective)};
+  words.insert(words.end(), before.groups.begin(), before.groups.end());
+  jlongArray answer = env->NewLongArray(static_cast<jsize>(words.size()));
+  if (answer == nullptr) {
+    // Nobody could give back what was taken.
+    if (error == 0) zolt::hdfs::resume(before);
+    return nullptr;
+  }
+  env->SetLongArrayRegion(answer, 0, static_cast<jsize>(words.size()), words.data());
+  return answer;
+} catch (...) {
+  return raised(env, jlongArray{nullptr});
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_resume(JNIEnv* env, jclass,
+                                                                   jlongArray before) try {
+  std::vector<jlong> words(static_cast<size_t>(env->GetArrayLength(before)));
+  env->GetLongArrayRegion(before, 0, static_cast<jsize>(words.size()), words.data());
+  constexpr size_t UID = 1;
+  constexpr size_t GID = 2;
+  constexpr size_t EFFECTIVE = 3;
+  constexpr size_t GROUPS = 4;
+  if (words.size() < GROUPS) throw std::invalid_argument("not what was answered");
+  zolt::hdfs::Before state;
+  state.uid = static_cast<uint32_t>(words[UID]);
+  state.gid = static_cast<uint32_t>(words[GID]);
+  state.effective = static_cast<uint64_t>(words[EFFECTIVE]);
+  for (size_t i = GROUPS; i < words.size(); i++) {
+    state.groups.push_back(static_cast<uint32_t>(words[i]));
+  }
+  return zolt::hdfs::resume(state);
+} catch (...) {
+  return raised(env, jint{0});
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAsService(JNIEnv*, jclass,
                                                                          jboolean administrator) {
   return zolt::hdfs::actAsService(administrator != JNI_FALSE);

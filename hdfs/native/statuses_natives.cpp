@@ -173,6 +173,17 @@ JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_details(JNIEnv* env,
   zolt::hdfs::raiseInJava(env);
 }
 
+JNIEXPORT void JNICALL Java_zolt_hdfs_namespace_NativeFiles_ownDetails(JNIEnv* env, jclass,
+                                                                       jint directory,
+                                                                       jbyteArray names,
+                                                                       jlongArray records) try {
+  Page(env, names, records).each([&](const char* name, jlong* record) {
+    if (record[FLAGS] == WANTED) record[RESULT] = readDetails(directory, name, record);
+  });
+} catch (...) {
+  zolt::hdfs::raiseInJava(env);
+}
+
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_detailsOf(JNIEnv* env, jclass,
                                                                       jint descriptor,
                                                                       jlongArray record) try {

@@ -1,15 +1,12 @@
 package zolt.hdfs.namenode;
 
 import java.io.IOException;
-import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.permission.FsPermission;
 import zolt.hdfs.namespace.Attributes;
 import zolt.hdfs.namespace.HdfsPath;
 
 /** The calls that change what an entry is like. */
 final class AttributeCalls {
-    private static final int MOST_COPIES = 512;
-
     private final Attributes attributes;
 
     AttributeCalls(Parts parts) {
@@ -33,16 +30,6 @@ final class AttributeCalls {
 
     @Dispatch.Changes("set replication for")
     boolean setReplication(String src, short replication) throws IOException {
-        return attributes.replication(HdfsPath.of(src), requireCopies(src, replication));
-    }
-
-    /** A number of copies that a file may have. */
-    static short requireCopies(String src, short replication) {
-        if (replication < 1 || replication > MOST_COPIES) {
-            throw new HadoopIllegalArgumentException("Requested replication factor of " + replication
-                    + (replication < 1 ? " is less than the required minimum of 1" : " exceeds maximum of " + MOST_COPIES)
-                    + " for " + src);
-        }
-        return replication;
+        return attributes.replication(HdfsPath.of(src), Attributes.requireCopies(src, replication));
     }
 }

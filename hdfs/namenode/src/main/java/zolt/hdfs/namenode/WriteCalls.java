@@ -24,6 +24,7 @@ import org.apache.hadoop.io.EnumSetWritable;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
+import zolt.hdfs.namespace.Attributes;
 import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Holders;
@@ -64,7 +65,7 @@ final class WriteCalls {
         limits.checkSize(blockSize);
         EnumSet<CreateFlag> flags = flag.get();
         OpenFiles.Creation how = new OpenFiles.Creation(masked, flags.contains(CreateFlag.CREATE),
-                flags.contains(CreateFlag.OVERWRITE), createParent, AttributeCalls.requireCopies(src, replication),
+                flags.contains(CreateFlag.OVERWRITE), createParent, Attributes.requireCopies(src, replication),
                 blockSize);
         OpenFiles.Opened opened = open.create(path, how, Requests.writer(clientName));
         paths.put(opened.entry().inode(), path);

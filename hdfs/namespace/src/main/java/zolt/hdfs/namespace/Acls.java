@@ -7,12 +7,15 @@ import java.util.Optional;
 import org.apache.hadoop.fs.permission.AclEntry;
 import org.apache.hadoop.fs.permission.AclEntryScope;
 import org.apache.hadoop.fs.permission.AclEntryType;
+import org.apache.hadoop.fs.permission.AclStatus;
 import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.protocol.AclException;
 import zolt.fs.Acl;
 
 /** Access control lists: HDFS says how one follows from another, the kernel who may change it. */
 public final class Acls {
+    private static final int MINIMAL = 3;
     private static final long NOBODY = 0xffffffffL;
 
     private final Folder folder;
@@ -35,6 +38,24 @@ public final class Acls {
         } catch (IOException e) {
             throw folder.refusal(path, e, FsAction.READ);
         }
+    }
+
+    /** The list as HDFS shows it: without what the mode says already, owner, mask and others. */
+    public AclStatus status(HdfsPath path) throws IOException {
+        Entry entry = folder.require(path);
+        FsPermission mode = new FsPermission((short) entry.permissions());
+        List<AclEntry> all = get(path);
+        List<AclEntry> access = all.stream().filter(each -> each.getScope() == AclEntryScope.ACCESS).toList();
+        List<AclEntry> beyond = new ArrayList<>(access.size() > MINIMAL ? access.subList(1, access.size() - 2) : List.of());
+        all.stream().filter(each -> each.getScope() == AclEntryScope.DEFAULT).forEach(beyond::add);
+        return new AclStatus.Builder().owner(folder.names().user(entry.uid())).group(folder.names().group(entry.gid()))
+                .stickyBit(mode.getStickyBit()).setPermission(mode).addEntries(beyond).build();
+    }
+
+    /** Leaves the entries of the mode, with the group's own and not the mask. */
+    public void remove(HdfsPath path) throws IOException {
+        change(path, now -> now.stream().filter(entry -> entry.getScope() == AclEntryScope.ACCESS
+                && entry.getName() == null && entry.getType() != AclEntryType.MASK).toList());
     }
 
     private List<AclEntry> get(String file) throws IOException {

@@ -2,6 +2,7 @@ package zolt.hdfs.namespace;
 
 import java.io.IOException;
 import java.util.Arrays;
+import org.apache.hadoop.security.AccessControlException;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 
@@ -15,8 +16,11 @@ public final class Acting implements AutoCloseable {
 
     private static final int OWN_GROUP = -1;
 
-    /** How much of the service's rights is in effect. */
-    private enum Reach { FILES, RECORDS, DATA }
+    /**
+     * How much of the service's rights is in effect. A guest acts in a process that is no service: nothing is ever done
+     * with the process's rights for another user.
+     */
+    private enum Reach { FILES, RECORDS, DATA, GUEST }
 
     /**
      * Whose rights a thread has.
@@ -27,7 +31,11 @@ public final class Acting implements AutoCloseable {
     private record Rights(Caller caller, Reach reach, int group) {
         /** Whether the thread has the service's own identity. */
         boolean isService() {
-            return caller.superuser() && group == OWN_GROUP;
+            return caller.superuser() && group == OWN_GROUP && !isGuest();
+        }
+
+        boolean isGuest() {
+            return reach == Reach.GUEST;
         }
 
         /** Changes to these rights from those that the thread has. */
@@ -48,6 +56,9 @@ public final class Acting implements AutoCloseable {
         }
 
         boolean areThoseOf(Rights other) {
+            if (isGuest() || other.isGuest()) {
+                return isGuest() && other.isGuest() && caller.uid() == other.caller.uid();
+            }
             return isService() && other.isService() ? reach == other.reach : equals(other);
         }
     }
@@ -67,6 +78,9 @@ public final class Acting implements AutoCloseable {
     private final OfThread thread = NOW.get();
     private final Rights before = thread.wanted;
     private final boolean kept;
+    /** Whether a guest came in by this scope, and what the thread had before, where that was changed. */
+    private boolean entered;
+    private long[] taken;
 
     private Acting(Rights rights) throws IOException {
         this(rights, false);
@@ -74,7 +88,9 @@ public final class Acting implements AutoCloseable {
 
     private Acting(Rights rights, boolean kept) throws IOException {
         this.kept = kept;
-        if (!rights.areThoseOf(thread.told)) {
+        if (rights.isGuest() && !rights.areThoseOf(thread.told)) {
+            enter(rights);
+        } else if (!rights.areThoseOf(thread.told)) {
             int result = rights.take(thread.told);
             if (result < 0) {
                 thread.told = rights;
@@ -106,11 +122,59 @@ public final class Acting implements AutoCloseable {
     }
 
     /**
+     * Acts as a user in a process that is no service. Scopes of the service's rights have no effect within. The process's
+     * own user keeps the thread's own identity, with all that it may.
+     *
+     * @throws AccessControlException where the process may not act for another user
+     */
+    public static Acting asGuest(Caller caller) throws IOException {
+        return new Acting(new Rights(caller, Reach.GUEST, OWN_GROUP));
+    }
+
+    private void enter(Rights rights) throws IOException {
+        Caller caller = rights.caller();
+        if (!thread.told.equals(OWN)) {
+            throw new IllegalStateException("the thread acts for " + before.caller().user() + " already");
+        }
+        if (!Caller.isOfProcess(caller)) {
+            long[] answer = NativeFiles.assume(caller.uid(), caller.gid(), caller.groups());
+            if (answer[0] == -SystemCallException.ENOTRECOVERABLE) {
+                end(OWN, SystemCallException.ENOTRECOVERABLE);
+            } else if (answer[0] != 0) {
+                throw new AccessControlException("This process runs as " + Caller.SERVICE.user() + " and may not act for "
+                        + caller.user() + ": that takes root, or CAP_SETUID and CAP_SETGID ("
+                        + NativeFiles.errorText((int) -answer[0]) + ")");
+            }
+            taken = answer;
+        }
+        entered = true;
+        thread.told = rights;
+    }
+
+    private void leave() {
+        int result = taken == null ? 0 : NativeFiles.resume(taken);
+        if (result < 0) {
+            end(before, -result);
+        }
+        thread.told = before;
+    }
+
+    /** Whether the thread acts for a guest. */
+    static boolean isGuest() {
+        return NOW.get().wanted.isGuest();
+    }
+
+    private static Rights unlessGuest(Rights rights) {
+        Rights now = NOW.get().wanted;
+        return now.isGuest() ? now : rights;
+    }
+
+    /**
      * Acts with the service's rights, in the midst of a caller's request, on what the service itself keeps with a
      * file: its lease, and the settings for which the file system's client asks an administrator's rights.
      */
     public static Acting service() throws IOException {
-        return new Acting(RECORDS);
+        return new Acting(unlessGuest(RECORDS));
     }
 
     /**
@@ -118,12 +182,12 @@ public final class Acting implements AutoCloseable {
      * as it does for the caller.
      */
     static Acting onData() throws IOException {
-        return new Acting(DATA);
+        return new Acting(unlessGuest(DATA));
     }
 
     /** Goes on acting for the same caller, so that what the thread makes has its uid and this group. */
     static Acting withGroup(int group) throws IOException {
-        return new Acting(new Rights(now(), Reach.FILES, group));
+        return new Acting(unlessGuest(new Rights(now(), Reach.FILES, group)));
     }
 
     /** For whom the thread acts. */
@@ -137,17 +201,23 @@ public final class Acting implements AutoCloseable {
         }
         int result = rights.take(thread.told);
         if (result < 0) {
-            // The next request on this thread would have a stranger's rights. Nothing is lost with the process.
-            LOG.error("Cannot return to the identity of {}: error {}", rights.caller().user(), -result);
-            Runtime.getRuntime().halt(1);
+            end(rights, -result);
         }
         thread.told = rights;
+    }
+
+    /** The next request on this thread would have a stranger's rights. Nothing is lost with the process. */
+    private static void end(Rights rights, int errno) {
+        LOG.error("Cannot return to the identity of {}: error {}", rights.caller().user(), errno);
+        Runtime.getRuntime().halt(1);
     }
 
     @Override
     public void close() {
         thread.wanted = before;
-        if (!kept) {
+        if (entered) {
+            leave();
+        } else if (!kept) {
             restore(thread, before);
         }
     }

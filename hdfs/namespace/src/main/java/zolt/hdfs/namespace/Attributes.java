@@ -5,6 +5,7 @@ import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.time.Instant;
+import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.security.AccessControlException;
 import zolt.fs.FileOperations;
@@ -12,8 +13,9 @@ import zolt.fs.FileOperations;
 /** Mode, owners, times, copies: with the rights of the caller, as the kernel gives them. */
 public final class Attributes {
     private static final long KEEP = -1;
+    private static final int MOST_COPIES = 512;
     private static final int KNOWN = 01777;
-    private static final int SET_GROUP_ID = 02000;
+    static final int SET_GROUP_ID = 02000;
 
     private final Folder folder;
 
@@ -85,6 +87,16 @@ public final class Attributes {
 
     private static Instant time(long millis) {
         return millis == KEEP ? null : Instant.ofEpochMilli(millis);
+    }
+
+    /** A number of copies that a file may have. */
+    public static short requireCopies(String path, short copies) {
+        if (copies < 1 || copies > MOST_COPIES) {
+            throw new HadoopIllegalArgumentException("Requested replication factor of " + copies
+                    + (copies < 1 ? " is less than the required minimum of 1" : " exceeds maximum of " + MOST_COPIES)
+                    + " for " + path);
+        }
+        return copies;
     }
 
     /** Sets the number of copies of a file; false for a directory. */

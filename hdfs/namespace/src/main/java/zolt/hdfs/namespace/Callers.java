@@ -45,6 +45,15 @@ public final class Callers {
         callers.clear();
     }
 
+    /** The caller of a name in a process that is no service: its rights are those of its ids. */
+    public static Caller guest(String user) throws IOException {
+        int[] ids = NativeFiles.credentials(user);
+        if (ids == null) {
+            throw unknown(user);
+        }
+        return new Caller(user, ids[0], ids[1], java.util.Arrays.copyOfRange(ids, 2, ids.length), ids[0] == 0);
+    }
+
     private Caller lookUp(String user) throws IOException {
         if (user.equals(Caller.SERVICE.user())) {
             return Caller.SERVICE;

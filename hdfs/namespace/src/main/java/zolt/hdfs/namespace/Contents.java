@@ -4,18 +4,35 @@ import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.util.ArrayDeque;
 import java.util.Queue;
+import java.util.function.Consumer;
 import org.apache.hadoop.fs.permission.FsAction;
 
 /** How much is in a tree, as far as the caller may see it. */
 public final class Contents {
     private final Folder folder;
-    private final Listings listings;
-    private final Statuses statuses;
+    private final Lister lister;
+    private final Asker details;
 
     public Contents(Folder folder, Listings listings, Statuses statuses) {
+        this(folder, listings::visit, statuses::details);
+    }
+
+    Contents(Folder folder, Lister lister, Asker details) {
         this.folder = folder;
-        this.listings = listings;
-        this.statuses = statuses;
+        this.lister = lister;
+        this.details = details;
+    }
+
+    /** Shows all entries of an open directory. */
+    @FunctionalInterface
+    interface Lister {
+        void visit(int directory, boolean isRoot, Consumer<Listings.Item> visitor) throws IOException;
+    }
+
+    /** Tells the details of an entry. */
+    @FunctionalInterface
+    interface Asker {
+        Details of(HdfsPath path, Entry entry) throws IOException;
     }
 
     /** Sums over a tree. */
@@ -58,7 +75,7 @@ public final class Contents {
         if (entry.isDirectory()) {
             TreeWalk.go(folder, path, new Adding(sum, path.isRoot()));
         } else {
-            add(entry, entry.isFile() ? statuses.details(path, entry) : Details.NONE, sum);
+            add(entry, entry.isFile() ? details.of(path, entry) : Details.NONE, sum);
         }
         return sum;
     }
@@ -89,7 +106,7 @@ public final class Contents {
             sum.directories++;
             Queue<byte[]> directories = new ArrayDeque<>();
             try {
-                listings.visit(walk.directory(), isWhole && walk.isAtTop(), item -> {
+                lister.visit(walk.directory(), isWhole && walk.isAtTop(), item -> {
                     if (item.entry().isDirectory()) {
                         directories.add(item.name());
                     } else {

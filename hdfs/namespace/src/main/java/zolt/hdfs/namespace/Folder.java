@@ -4,6 +4,7 @@ import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import org.apache.hadoop.fs.permission.FsAction;
+import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 
 /** The exported folder with what every operation on it needs. The calls act with the thread's rights. */
 public final class Folder {
@@ -44,7 +45,8 @@ public final class Folder {
         try {
             return status(path);
         } catch (SystemCallException e) {
-            if (e.errno() == SystemCallException.ENOENT) {
+            // Below a file HDFS refuses, and a file system has nothing.
+            if (e.errno() == SystemCallException.ENOENT || e.errno() == SystemCallException.ENOTDIR && Acting.isGuest()) {
                 return null;
             }
             throw refusal(path, e, FsAction.READ);
@@ -98,7 +100,53 @@ public final class Folder {
         byte[] target = new byte[MOST_TARGET];
         try (Place place = place(path)) {
             int length = SystemCallException.check(NativeFiles.readLink(place.bytes(), target), path.toString());
-            return new String(target, 0, length, StandardCharsets.UTF_8);
+            return root.targetForClient(new String(target, 0, length, StandardCharsets.UTF_8));
+        }
+    }
+
+    /** The target of what should be a link. */
+    public String linkTarget(HdfsPath path) throws IOException {
+        Entry entry = find(path);
+        if (entry == null) {
+            throw new FileNotFoundException("File does not exist: " + path);
+        }
+        if (!entry.isLink()) {
+            throw new IOException("Path " + path + " is not a symbolic link");
+        }
+        return target(path);
+    }
+
+    /**
+     * Where a path goes on in which there is a link that was not followed. The kernel says it, where it follows links: only
+     * it knows what ".." means behind one.
+     */
+    public HdfsPath resolved(HdfsPath path, UnresolvedPathException link) throws IOException {
+        String followed = root.isExported() ? null : followed(path);
+        if (followed != null) {
+            return pathOf(path, root.targetForClient(followed));
+        }
+        org.apache.hadoop.fs.Path next = link.getResolvedPath();
+        return pathOf(path, next.toUri().getScheme() == null ? next.toUri().getPath() : next.toString());
+    }
+
+    private static HdfsPath pathOf(HdfsPath path, String next) throws IOException {
+        if (!next.startsWith("/")) {
+            throw new IOException(path + " is a link that leads out of this file system, to " + next);
+        }
+        return HdfsPath.of(next);
+    }
+
+    /** Null where the kernel cannot follow. */
+    private String followed(HdfsPath path) throws SystemCallException {
+        byte[] target = new byte[MOST_TARGET];
+        try (Place place = place(path)) {
+            int end = NativeFiles.open(NativeFiles.NO_DIRECTORY, place.bytes(), NativeFiles.O_PATH, 0);
+            if (end < 0) {
+                return null;
+            }
+            int length = NativeFiles.readLink(Place.nameOf(end).getBytes(StandardCharsets.US_ASCII), target);
+            NativeFiles.close(end);
+            return length < 0 ? null : new String(target, 0, length, StandardCharsets.UTF_8);
         }
     }
 

@@ -25,6 +25,9 @@ final class Group {
             throw new SystemCallException(SystemCallException.EEXIST, path.toString());
         }
         try (Place place = folder.place(path)) {
+            if (Acting.isGuest()) {
+                return SystemCallException.check(call.make(place.bytes()), path.toString());  // the kernel alone decides
+            }
             Entry directory = Entry.of(place.directory());
             byte[] name = place.inDirectory();
             return SystemCallException.check(make(place, name, directory, Acting.now(), call), path.toString());

@@ -45,7 +45,7 @@ public final class Joining {
      */
     public void join(HdfsPath target, List<HdfsPath> paths, String machine) throws IOException {
         Entry into = folder.requireFile(target);
-        check(target, into, paths);
+        check(folder, target, into, paths, source -> open.holder(source).isPresent());
         String call = UUID.randomUUID().toString();
         OpenFiles.Writer writer = new OpenFiles.Writer("concat-" + call, machine, call);
         List<Source> sources = new ArrayList<>();
@@ -126,7 +126,14 @@ public final class Joining {
         }
     }
 
-    private void check(HdfsPath target, Entry into, List<HdfsPath> sources) throws IOException {
+    /** Tells whether a file is being written. */
+    @FunctionalInterface
+    interface Written {
+        boolean is(HdfsPath path) throws IOException;
+    }
+
+    static void check(Folder folder, HdfsPath target, Entry into, List<HdfsPath> sources, Written written)
+            throws IOException {
         if (sources.isEmpty()) {
             throw new HadoopIllegalArgumentException("No sources given");
         }
@@ -141,7 +148,7 @@ public final class Joining {
                 throw new HadoopIllegalArgumentException("Source file " + source
                         + " is not in the same directory with the target " + target);
             }
-            if (entry.size() == 0 || open.holder(source).isPresent()) {
+            if (entry.size() == 0 || written.is(source)) {
                 throw new HadoopIllegalArgumentException("concat: source file " + source
                         + " is invalid or empty or underConstruction");
             }

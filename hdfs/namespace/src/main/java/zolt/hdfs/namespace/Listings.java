@@ -136,7 +136,7 @@ public final class Listings {
         }
     }
 
-    private static byte[] joined(List<byte[]> names) {
+    static byte[] joined(List<byte[]> names) {
         int length = names.stream().mapToInt(name -> name.length + 1).sum();
         byte[] joined = new byte[length];
         int at = 0;

@@ -3,6 +3,8 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.nio.file.attribute.FileAttribute;
 import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -20,9 +22,27 @@ public final class Making {
     private static final int BITS = 9;
 
     private final Folder folder;
+    private final int mask;
 
+    /** In a process that has no mask of its own. */
     public Making(Folder folder) {
+        this(folder, 0);
+    }
+
+    /** The process's own mask, as proc(5) tells it: the call that answers it changes it. */
+    public static int maskOfProcess() throws IOException {
+        for (String line : Files.readAllLines(Path.of("/proc/self/status"), StandardCharsets.ISO_8859_1)) {
+            if (line.startsWith("Umask:")) {
+                return Integer.parseInt(line.substring(line.indexOf(':') + 1).trim(), Byte.SIZE);
+            }
+        }
+        throw new IOException("/proc/self/status has no mask");
+    }
+
+    /** @param mask that of the process; what the client wants counts, and not the mask */
+    public Making(Folder folder, int mask) {
         this.folder = folder;
+        this.mask = mask;
     }
 
     /** Makes a directory; one that is there already will do. */
@@ -78,6 +98,9 @@ public final class Making {
         try {
             int mode = mode(path, wanted);
             Group.make(folder, path, name -> NativeFiles.makeDirectory(name, mode));
+            if (isMasked(path, mode)) {
+                unmask(path, mode);
+            }
             return true;
         } catch (SystemCallException e) {
             if (e.errno() == SystemCallException.EEXIST) {
@@ -119,6 +142,18 @@ public final class Making {
         return (inherits ? unmasked : wanted).toShort() & (STICKY | 0777);
     }
 
+    /** Whether the process's mask has taken something from what was just made; with a default list it takes nothing. */
+    boolean isMasked(HdfsPath path, int mode) throws SystemCallException {
+        return (mode & mask) != 0 && !folder.hasDefaultAcl(path.parent());
+    }
+
+    private void unmask(HdfsPath path, int mode) throws IOException {
+        try (Place place = folder.place(path)) {
+            int kept = Entry.of(place.descriptor()).handsGroupDown() ? Attributes.SET_GROUP_ID : 0;
+            Files.setAttribute(Path.of(place.pinned()), "unix:mode", mode | kept);
+        }
+    }
+
     static FileAttribute<Set<PosixFilePermission>> permissions(int mode) {
         Set<PosixFilePermission> set = EnumSet.noneOf(PosixFilePermission.class);
         PosixFilePermission[] all = PosixFilePermission.values();
@@ -133,7 +168,8 @@ public final class Making {
     /** Makes a link to what is not looked at. */
     public void link(HdfsPath path, String target, boolean parents) throws IOException {
         try {
-            Group.make(folder, path, name -> NativeFiles.makeLink(target.getBytes(StandardCharsets.UTF_8), name));
+            Group.make(folder, path, name -> NativeFiles.makeLink(
+                    folder.root().targetForKernel(target).getBytes(StandardCharsets.UTF_8), name));
         } catch (IOException e) {
             int errno = Errors.of(e);
             if (errno == SystemCallException.ENOENT) {

@@ -27,19 +27,25 @@ final class NamesOfDirectory {
     /** Reads all names of an open directory. */
     static NamesOfDirectory read(int directory, boolean isRoot) throws SystemCallException {
         List<byte[]> names = new ArrayList<>();
-        ByteBuffer buffer = BUFFER.get();
-        int filled;
-        while ((filled = SystemCallException.check(NativeFiles.entries(directory, buffer), "a listing")) > 0) {
-            for (int at = 0; at < filled; at += buffer.getShort(at + LENGTH_AT)) {
-                byte[] name = nameAt(buffer, at + NAME_AT);
-                if (!isDots(name) && !(isRoot && Arrays.equals(name, OWN))) {
-                    names.add(name);
-                }
-            }
+        while (readSome(directory, isRoot, names)) {
+            continue;
         }
         byte[][] sorted = names.toArray(new byte[0][]);
         Arrays.sort(sorted, Arrays::compareUnsigned);
         return new NamesOfDirectory(sorted);
+    }
+
+    /** Adds the next names of an open directory, as many as a buffer holds; false at the end. */
+    static boolean readSome(int directory, boolean isRoot, List<byte[]> names) throws SystemCallException {
+        ByteBuffer buffer = BUFFER.get();
+        int filled = SystemCallException.check(NativeFiles.entries(directory, buffer), "a listing");
+        for (int at = 0; at < filled; at += buffer.getShort(at + LENGTH_AT)) {
+            byte[] name = nameAt(buffer, at + NAME_AT);
+            if (!isDots(name) && !(isRoot && Arrays.equals(name, OWN))) {
+                names.add(name);
+            }
+        }
+        return filled > 0;
     }
 
     private static byte[] nameAt(ByteBuffer buffer, int start) {

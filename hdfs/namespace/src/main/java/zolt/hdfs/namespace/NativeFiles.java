@@ -1,7 +1,9 @@
 package zolt.hdfs.namespace;
 
 import java.io.File;
+import java.io.FileDescriptor;
 import java.nio.ByteBuffer;
+import org.apache.hadoop.hdfs.server.namenode.BundledLibrary;
 
 /**
  * The system calls that neither the class library nor {@code ZOLTNative} offers.
@@ -20,6 +22,7 @@ public final class NativeFiles {
     public static final int O_RDWR = 02;
     public static final int O_CREAT = 0100;
     public static final int O_EXCL = 0200;
+    public static final int O_APPEND = 02000;
     public static final int O_DIRECTORY = 0200000;
     public static final int O_NOFOLLOW = 0400000;
     public static final int O_PATH = 010000000;
@@ -70,7 +73,7 @@ public final class NativeFiles {
         if (file != null) {
             System.load(new File(file).getAbsolutePath());
         } else {
-            System.loadLibrary("zolthdfs");
+            BundledLibrary.loadInstalledOrOwn("zolthdfs");
         }
     }
 
@@ -105,6 +108,9 @@ public final class NativeFiles {
      */
     public static native void details(int directory, byte[] names, long[] records);
 
+    /** As {@link #details}, with the rights that the thread has and no more. */
+    public static native void ownDetails(int directory, byte[] names, long[] records);
+
     /** As {@link #details}, of an open file and its record. */
     public static native int detailsOf(int descriptor, long[] record);
 
@@ -120,6 +126,12 @@ public final class NativeFiles {
 
     /** Waits for an open file's lock (flock(2), LOCK_EX), which ends when the file is closed. */
     public static native int lock(int descriptor);
+
+    /** As {@link #lock}; -EAGAIN at once where another open file has it. */
+    public static native int tryLock(int descriptor);
+
+    /** Lets an object of the class library, which must have none yet, have a descriptor, and close it. */
+    public static native void adopt(FileDescriptor object, int descriptor);
 
     /** Renames, with flags of renameat2(2). */
     public static native int rename(byte[] from, byte[] to, int flags);
@@ -198,6 +210,18 @@ public final class NativeFiles {
      * @param superuser whether the capabilities on files are in effect; else none is
      */
     public static native int actAs(int uid, int gid, int[] groups, boolean superuser);
+
+    /**
+     * Gives the thread the identity of a user for its file accesses, with no capability in effect, in a process that is
+     * no service and has confined nothing.
+     *
+     * @return 0 or -errno, then all that {@link #resume} gives back; after a failure the thread has it still, but with
+     *     -ENOTRECOVERABLE
+     */
+    public static native long[] assume(int uid, int gid, int[] groups);
+
+    /** Gives the thread back what it had, ids, groups and capabilities. */
+    public static native int resume(long[] before);
 
     /**
      * Gives the thread the identity of the process back, and its capabilities on files; that of an administrator

@@ -121,7 +121,7 @@ public final class OpenFiles {
     }
 
     /** What the file system has for HDFS's copies and block size: the nearest that it can. */
-    private static Details setLayout(WritableFile file, Creation how) throws IOException {
+    static Details setLayout(WritableFile file, Creation how) throws IOException {
         Details now = Statuses.detailsNow(file);
         boolean otherCopies = how.replication() > 0 && how.replication() != now.replication();
         boolean otherSize = how.blockSize() > 0 && how.blockSize() != now.blockSize();
@@ -352,7 +352,7 @@ public final class OpenFiles {
         }
     }
 
-    private static void cut(FileChannel channel, long size) throws IOException {
+    static void cut(FileChannel channel, long size) throws IOException {
         if (size > channel.size()) {
             throw new HadoopIllegalArgumentException("Cannot truncate to a larger file size. Current size: "
                     + channel.size() + ", truncate size: " + size + ".");

@@ -27,7 +27,7 @@ final class Place implements AutoCloseable {
         if (path.isHidden()) {
             throw new SystemCallException(SystemCallException.ENOENT, what);
         }
-        String whole = path.isRoot() ? root.path() : root.path() + path;
+        String whole = path.isRoot() ? root.name() : root.path() + path;
         name = utf8(whole).length <= MOST_BYTES ? whole : along(root, path);
     }
 
@@ -42,7 +42,7 @@ final class Place implements AutoCloseable {
 
     /** Goes as many components at a time as the kernel takes, and answers the rest below the last descriptor. */
     private String along(Root root, HdfsPath path) throws SystemCallException {
-        way = open(NativeFiles.NO_DIRECTORY, root.path());
+        way = open(NativeFiles.NO_DIRECTORY, root.name());
         StringBuilder chunk = new StringBuilder();
         try {
             for (String component : path.parent().components()) {

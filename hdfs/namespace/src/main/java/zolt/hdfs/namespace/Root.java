@@ -16,10 +16,70 @@ public final class Root {
 
     private final String path;
     private final Entry entry;
+    private final boolean isExported;
 
-    private Root(String path, Entry entry) {
+    private Root(String path, Entry entry, boolean isExported) {
         this.path = path;
         this.entry = entry;
+        this.isExported = isExported;
+    }
+
+    /**
+     * A folder for the programs of this machine, on which the kernel follows links as it does for any of them. A link's
+     * target is a path of the machine.
+     */
+    public static Root mounted(String folder) throws IOException {
+        String path = Path.of(folder).toRealPath().toString();
+        Entry entry = Entry.of(path);
+        if (!entry.isDirectory()) {
+            throw new IOException(path + " is not a folder");
+        }
+        return new Root(path.equals("/") ? "" : path, entry, false);
+    }
+
+    /**
+     * Refuses when another file system stands at the path than when it was opened: one that is no longer mounted leaves a
+     * folder of this machine's, in which nothing is to be looked for nor made.
+     */
+    public void requireMounted() throws IOException {
+        if (isExported || path.isEmpty()) {
+            return;
+        }
+        try {
+            if (Entry.of(path).isSameAs(entry)) {
+                return;
+            }
+        } catch (SystemCallException e) {
+            if (e.errno() != SystemCallException.ENOENT) {
+                return;
+            }
+        }
+        throw new IOException(path + " is not the file system that was mounted there");
+    }
+
+    boolean isExported() {
+        return isExported;
+    }
+
+    /** What a client is told of a link's target: its path, where it lies below the folder. */
+    String targetForClient(String target) {
+        if (isExported || !target.startsWith("/")) {
+            return target;
+        }
+        if (target.equals(path)) {
+            return "/";
+        }
+        return target.startsWith(path + "/") ? target.substring(path.length()) : "file:" + target;
+    }
+
+    /** The target that the kernel shall find, for one that a client names. */
+    String targetForKernel(String target) {
+        return isExported || !target.startsWith("/") ? target : target.equals("/") ? name() : path + target;
+    }
+
+    /** The name of the folder itself. */
+    String name() {
+        return path.isEmpty() ? "/" : path;
     }
 
     /**
@@ -38,7 +98,7 @@ public final class Root {
                     + " the option nosymfollow, in a mount namespace of the service's own. 'zolt hdfs' does that; it"
                     + " needs the right to mount (root, or CAP_SYS_ADMIN), and Linux 5.10 or later");
         }
-        return new Root(path, entry);
+        return new Root(path, entry, true);
     }
 
     private static boolean refusesLinks(long mount) throws IOException {
@@ -51,7 +111,7 @@ public final class Root {
         return false;
     }
 
-    /** The folder's path in the process's own file system, without a slash at the end. */
+    /** The folder's path in the process's own file system, without a slash at the end: of the root itself, nothing. */
     public String path() {
         return path;
     }
@@ -65,7 +125,7 @@ public final class Root {
     /** Asks with a descriptor of the folder, open for reading. */
     public <T> T withDescriptor(Question<T> question) throws IOException {
         int descriptor = SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
-                path.getBytes(StandardCharsets.UTF_8), NativeFiles.O_RDONLY | NativeFiles.O_DIRECTORY, 0), path);
+                name().getBytes(StandardCharsets.UTF_8), NativeFiles.O_RDONLY | NativeFiles.O_DIRECTORY, 0), path);
         try {
             return question.ask(descriptor);
         } finally {

@@ -1,6 +1,5 @@
 package zolt.hdfs.namespace;
 
-import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
@@ -38,14 +37,7 @@ public final class Statuses {
     }
 
     public String target(HdfsPath path) throws IOException {
-        Entry entry = folder.find(path);
-        if (entry == null) {
-            throw new FileNotFoundException("File does not exist: " + path);
-        }
-        if (!entry.isLink()) {
-            throw new IOException("Path " + path + " is not a symbolic link");
-        }
-        return folder.target(path);
+        return folder.linkTarget(path);
     }
 
     /**

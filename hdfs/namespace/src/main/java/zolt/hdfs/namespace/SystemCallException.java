@@ -13,6 +13,7 @@ public final class SystemCallException extends IOException {
     public static final int EPERM = 1;
     public static final int ENOENT = 2;
     public static final int EIO = 5;
+    public static final int EAGAIN = 11;
     public static final int EACCES = 13;
     public static final int EBUSY = 16;
     public static final int EEXIST = 17;
@@ -28,6 +29,7 @@ public final class SystemCallException extends IOException {
     public static final int ELOOP = 40;
     public static final int ENODATA = 61;
     public static final int EOPNOTSUPP = 95;
+    public static final int ENOTRECOVERABLE = 131;
     public static final int ESTALE = 116;
     public static final int EDQUOT = 122;
 
