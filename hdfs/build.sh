@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the HDFS service with Maven: build.sh FOLDER. Leaves the class paths of the service and of its
-# tests in FOLDER/classpath and FOLDER/test-classpath. Where that cannot be, it says in one line why, and fails.
+# tests in FOLDER/classpath and FOLDER/test-classpath, and the jar of zolt:// in FOLDER/zolt-filesystem.jar. Where that cannot be, it says in one line why, and fails.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 mkdir -p "$1"
@@ -27,11 +27,22 @@ build -o || { grep -q 'offline mode\|not been downloaded\|could not be resolved'
 
 own=
 tests=
-for module in namespace datanode namenode; do
+for module in namespace datanode namenode filesystem; do
   own=$own$folder/hdfs-$module/classes:
   tests=$tests$folder/hdfs-$module/test-classes:
 done
 own=$own$(realpath "$here/../build/java/zolt-hadoop.jar")
-others() { tr ':' '\n' <"$folder/hdfs-namenode/$1" | grep -v "^$here/" | paste -sd :; }
+others() { for module in namenode filesystem; do tr ':' '\n' <"$folder/hdfs-$module/$1"; done | grep -v "^$here/" | awk '!seen[$0]++' | paste -sd :; }
+
+# zolt:// for Hadoop's programs: with the natives of this platform, and with no class of Hadoop's.
+for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
+  platform=${developers##*/zolt-hadoop-}
+  natives=$folder/natives/zolt/native/${platform%.jar}
+  mkdir -p "$natives"
+  strip -o "$natives/libzolthdfs.so" "$here/../build/lib/libzolthdfs.so" && cp "$developers" "$folder/zolt-filesystem.jar.new" &&
+    jar --update --file "$folder/zolt-filesystem.jar.new" -C "$folder/hdfs-namespace/classes" . -C "$folder/hdfs-filesystem/classes" . \
+      -C "$folder/natives" . && mv "$folder/zolt-filesystem.jar.new" "$folder/zolt-filesystem.jar" || { echo 'the jar of zolt:// cannot be made'; exit 1; }
+done
+
 printf '%s\n' "$own:$(others service.path)" >"$folder/classpath"
 printf '%s\n' "$tests$own:$(others tests.path)" >"$folder/test-classpath"

@@ -14,10 +14,12 @@ work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-hdfs-test.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 mkdir "$work/folder" "$work/commands" "$work/state"
 chmod 755 "$work" "$work/folder" "$work/commands"
-scan=
+# A service gives up capabilities for its whole process; zolt:// is a library in any.
+service=
 for module in namespace datanode namenode; do
-  [ ! -d "$build/hdfs/hdfs-$module/test-classes" ] || scan="$scan --scan-class-path=$build/hdfs/hdfs-$module/test-classes"
+  [ ! -d "$build/hdfs/hdfs-$module/test-classes" ] || service="$service --scan-class-path=$build/hdfs/hdfs-$module/test-classes"
 done
+library=--scan-class-path=$build/hdfs/hdfs-filesystem/test-classes
 
 # Owners and groups of Hadoop's tests of its commands, who are users of the system here: in this mount namespace alone.
 cp /etc/passwd /etc/group "$work/"
@@ -29,7 +31,7 @@ for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob c
 done
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
-export work scan pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
+export work service library pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
   for folder in folder commands; do
@@ -40,15 +42,19 @@ unshare --mount --propagation private -- bash -c '
   done
   chgrp supergroup "$work/commands"
   cd "$work/state"
-  exec java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
-    -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
-    -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
-    -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
-    -Dzolt.test.document="$document" -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
-    -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
-    -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
-    ${scan} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
-    --reports-dir "$build/hdfs/reports"' >"$build/hdfs/test.log" 2>&1
+  result=0
+  for part in service library; do
+    java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
+      -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
+      -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
+      -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
+      -Dzolt.test.document="$document" -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
+      -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
+      -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
+      ${!part} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
+      --reports-dir "$build/hdfs/reports/$part" || result=1
+  done
+  exit $result' >"$build/hdfs/test.log" 2>&1
 result=$?
 sed -n '/^Test run finished\|tests \(found\|successful\|failed\|skipped\|aborted\)/p; /\[X\]/p' "$build/hdfs/test.log"
 [ $result -eq 0 ] || echo "See build/hdfs/test.log"
