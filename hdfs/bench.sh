@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Hadoop's own NameNode and this one side by side: bench.sh BUILD [PART...], with PART one of operations, listing, size
-# and data; all of them by default. FILES=100000 says how many files "listing" and "size" make, OPERATIONS=5000 how
-# many calls "operations" counts at a time. It runs as root, in a mount namespace of its own.
+# and data; and zolt:// beside Hadoop's local file system and plain calls, with the PART files; all of them by default.
+# FILES=100000 says how many files "listing", "size" and "files" make, OPERATIONS=5000 how many calls "operations" counts
+# at a time. It runs as root, in a mount namespace of its own.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "$1" && pwd)
@@ -17,10 +18,22 @@ chmod 755 "$work" "$work/folder"
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
 export work build
+own=()
+[ $# -gt 0 ] || own=(files)
+others=()
+for part; do [ "$part" = files ] && own=(files) || others+=("$part"); done
+# "files" is a program of its own; it needs no server of this project's.
+programs=
+[ ${#own[@]} -eq 0 ] || programs=zolt.hdfs.bench.FileSystems
+[ $# -gt 0 ] && [ ${#others[@]} -eq 0 ] || programs="$programs zolt.hdfs.bench.Bench"
+export programs
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
   mount -o bind,nosymfollow "$work/folder" "$work/folder" || exit 1
   cd "$work"
-  exec java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Dhadoop.tmp.dir="$work/tmp" \
-    -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-5000}" \
-    -cp "$(cat "$build/hdfs/test-classpath")" zolt.hdfs.bench.Bench "$@"' bench "$@"
+  for program in $programs; do
+    java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Dhadoop.tmp.dir="$work/tmp" \
+      -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
+      -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-5000}" \
+      -cp "$(cat "$build/hdfs/test-classpath")" "$program" "$@" || exit
+  done' bench "${others[@]+"${others[@]}"}"

@@ -1,0 +1,297 @@
+package zolt.hdfs.bench;
+
+import java.io.IOException;
+import java.net.URI;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.file.Files;
+import java.nio.file.StandardOpenOption;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Locale;
+import java.util.Map;
+import java.util.Random;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FSDataInputStream;
+import org.apache.hadoop.fs.FSDataOutputStream;
+import org.apache.hadoop.fs.FileRange;
+import org.apache.hadoop.fs.FileStatus;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.RawLocalFileSystem;
+import org.apache.hadoop.fs.RemoteIterator;
+import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.MiniDFSCluster;
+
+/**
+ * {@code zolt://} beside Hadoop's own local file system, Hadoop's HDFS and plain file calls, each on a folder of its own
+ * on the same disk: see hdfs/bench.sh. All in turns, several times; the best of each counts.
+ */
+public final class FileSystems {
+    private static final int ROUNDS = 5;
+    private static final int MEGABYTES = 256;
+    private static final int MB = 1 << 20;
+    private static final int SMALL_FILES = 1000;
+    private static final int SMALL = 1024;
+    private static final int RANGES = 256;
+    private static final int RANGE = 1 << 16;
+    private static final int FILES = Integer.getInteger("bench.files");
+    private static final String LOCAL = "RawLocal";
+    private static final String OWN = "zolt";
+    private static final String PLAIN = "plain";
+    private static final double OF_PLAIN = 0.95;
+
+    private final java.nio.file.Path work = java.nio.file.Path.of(System.getProperty("bench.work"));
+    private final Map<String, Path> roots = new LinkedHashMap<>();
+    private final Map<String, FileSystem> all = new LinkedHashMap<>();
+    private final byte[] bytes = new byte[MB];
+    private final ByteBuffer direct = ByteBuffer.allocateDirect(MB);
+    private int missed;
+
+    private FileSystems() {}
+
+    public static void main(String[] arguments) throws Exception {
+        org.apache.log4j.BasicConfigurator.configure();
+        org.apache.log4j.Logger.getRootLogger().setLevel(org.apache.log4j.Level.OFF);
+        new FileSystems().run();
+        System.exit(0);
+    }
+
+    private void add(String name, FileSystem files, Path root) throws IOException {
+        files.mkdirs(root);
+        all.put(name, files);
+        roots.put(name, root);
+    }
+
+    private void run() throws Exception {
+        new Random(1).nextBytes(bytes);
+        Configuration conf = new HdfsConfiguration();
+        conf.set("dfs.replication", "1");
+        System.setProperty("test.build.data", work.resolve("mini").toString());
+        RawLocalFileSystem local = new RawLocalFileSystem();
+        local.initialize(URI.create("file:///"), conf);
+        add(LOCAL, local, new Path(Files.createDirectory(work.resolve("raw")).toString()));
+        Configuration own = new Configuration(conf);
+        own.set("fs.zolt.root", Files.createDirectory(work.resolve("own")).toString());
+        add(OWN, FileSystem.newInstance(URI.create("zolt:///"), own), new Path("/bench"));
+        try (MiniDFSCluster cluster = new MiniDFSCluster.Builder(conf).numDataNodes(1).build()) {
+            add("hdfs", cluster.getFileSystem(), new Path("/bench"));
+            Files.createDirectory(work.resolve(PLAIN));
+            System.out.printf("%n| | RawLocal | zolt:// | Hadoop's hdfs:// | FileChannel | to RawLocal | to FileChannel"
+                    + " | |%n|---|--:|--:|--:|--:|--:|--:|---|%n");
+            data();
+            small();
+            listing();
+        }
+        System.out.printf("%nmissed: %d%n", missed);
+    }
+
+    /** Does something once; what counts is how long it takes. */
+    private interface Work {
+        void on(FileSystem files, Path root) throws Exception;
+    }
+
+    private interface Plain {
+        void on(java.nio.file.Path root) throws Exception;
+    }
+
+    /** The best time of each, in seconds. */
+    private Map<String, Double> time(List<String> names, Work work, Plain plain) throws Exception {
+        Map<String, Double> best = new LinkedHashMap<>();
+        for (int round = 0; round < ROUNDS; round++) {
+            for (String name : names) {
+                long begun = System.nanoTime();
+                work.on(all.get(name), roots.get(name));
+                best.merge(name, (System.nanoTime() - begun) / 1e9, Math::min);
+            }
+            if (plain != null) {
+                long begun = System.nanoTime();
+                plain.on(this.work.resolve(PLAIN));
+                best.merge(PLAIN, (System.nanoTime() - begun) / 1e9, Math::min);
+            }
+        }
+        return best;
+    }
+
+    private void row(String what, double amount, Map<String, Double> seconds) {
+        double own = amount / seconds.get(OWN);
+        double toLocal = seconds.containsKey(LOCAL) ? own / (amount / seconds.get(LOCAL)) : Double.NaN;
+        double toPlain = seconds.containsKey(PLAIN) ? own / (amount / seconds.get(PLAIN)) : Double.NaN;
+        boolean held = !(toLocal < 1) && !(toPlain < OF_PLAIN);
+        missed += held ? 0 : 1;
+        System.out.printf("| %s | %s | %s | %s | %s | %s | %s | %s |%n", what, speed(amount, seconds.get(LOCAL)),
+                speed(amount, seconds.get(OWN)), speed(amount, seconds.get("hdfs")), speed(amount, seconds.get(PLAIN)),
+                ratio(toLocal), ratio(toPlain), held ? "held" : "**missed**");
+    }
+
+    private static String speed(double amount, Double seconds) {
+        return seconds == null ? "" : String.format(Locale.ROOT, "%.0f", amount / seconds);
+    }
+
+    private static String ratio(double value) {
+        return Double.isNaN(value) ? "" : String.format(Locale.ROOT, "%.2f", value);
+    }
+
+    private static List<String> all() {
+        return List.of(LOCAL, OWN, "hdfs");
+    }
+
+    private void data() throws Exception {
+        row("write, MB/s", MEGABYTES, time(all(), (files, root) -> {
+            try (FSDataOutputStream out = files.create(new Path(root, "data"), true)) {
+                for (int i = 0; i < MEGABYTES; i++) {
+                    out.write(bytes);
+                }
+            }
+        }, root -> {
+            java.nio.file.Path file = root.resolve("data");
+            Files.deleteIfExists(file);
+            try (FileChannel out = FileChannel.open(file, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE)) {
+                for (int i = 0; i < MEGABYTES; i++) {
+                    out.write(ByteBuffer.wrap(bytes));
+                }
+            }
+        }));
+        row("read into arrays of 1 MB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, bytes.length),
+                root -> readAll(root, ByteBuffer.wrap(bytes))));
+        row("read into arrays of 4 KB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, 4096),
+                root -> readAll(root, ByteBuffer.wrap(bytes, 0, 4096).slice())));
+        row("read into direct buffers of 1 MB, MB/s", MEGABYTES, time(List.of(OWN, "hdfs"), (files, root) -> {
+            try (FSDataInputStream in = files.open(new Path(root, "data"))) {
+                long total = 0;
+                for (int got; (got = in.read(direct.clear())) > 0;) {
+                    total += got;
+                }
+                require(total);
+            }
+        }, root -> readAll(root, direct)));
+        vectored();
+    }
+
+    private static void readAll(FileSystem files, Path root, int size) throws IOException {
+        byte[] into = new byte[size];
+        long total = 0;
+        try (FSDataInputStream in = files.open(new Path(root, "data"))) {
+            for (int got; (got = in.read(into, 0, size)) > 0;) {
+                total += got;
+            }
+        }
+        require(total);
+    }
+
+    private static void readAll(java.nio.file.Path root, ByteBuffer into) throws IOException {
+        long total = 0;
+        try (FileChannel in = FileChannel.open(root.resolve("data"), StandardOpenOption.READ)) {
+            for (int got; (got = in.read(into.clear())) > 0;) {
+                total += got;
+            }
+        }
+        require(total);
+    }
+
+    private static void require(long total) throws IOException {
+        if (total != (long) MEGABYTES * MB) {
+            throw new IOException("read " + total);
+        }
+    }
+
+    private void vectored() throws Exception {
+        List<Long> offsets = new ArrayList<>();
+        Random random = new Random(3);
+        for (int i = 0; i < RANGES; i++) {
+            offsets.add((long) random.nextInt(MEGABYTES * (MB / RANGE)) * RANGE);
+        }
+        List<Long> different = offsets.stream().distinct().sorted().toList();
+        ByteBuffer[] buffers = new ByteBuffer[different.size()];
+        Arrays.setAll(buffers, i -> ByteBuffer.allocateDirect(RANGE));
+        double megabytes = (double) different.size() * RANGE / MB;
+        row("readVectored, ranges of 64 KB, MB/s", megabytes, time(all(), (files, root) -> {
+            List<FileRange> ranges = different.stream().map(at -> FileRange.createFileRange(at, RANGE)).toList();
+            java.util.concurrent.atomic.AtomicInteger next = new java.util.concurrent.atomic.AtomicInteger();
+            try (FSDataInputStream in = files.open(new Path(root, "data"))) {
+                in.readVectored(ranges, length -> buffers[next.getAndIncrement()].clear());
+                for (FileRange range : ranges) {
+                    if (range.getData().get().remaining() != RANGE) {
+                        throw new IOException("a short range");
+                    }
+                }
+            }
+        }, root -> {
+            try (FileChannel in = FileChannel.open(root.resolve("data"), StandardOpenOption.READ)) {
+                int next = 0;
+                for (long at : different) {
+                    if (in.read(buffers[next++].clear(), at) != RANGE) {
+                        throw new IOException("a short range");
+                    }
+                }
+            }
+        }));
+    }
+
+    private void small() throws Exception {
+        byte[] some = Arrays.copyOf(bytes, SMALL);
+        row("small files made, a second", SMALL_FILES, time(all(), (files, root) -> {
+            for (int i = 0; i < SMALL_FILES; i++) {
+                try (FSDataOutputStream out = files.create(new Path(root, "small-" + i), true)) {
+                    out.write(some);
+                }
+            }
+        }, null));
+        row("small files read, a second", SMALL_FILES, time(all(), (files, root) -> {
+            byte[] into = new byte[SMALL];
+            for (int i = 0; i < SMALL_FILES; i++) {
+                try (FSDataInputStream in = files.open(new Path(root, "small-" + i))) {
+                    in.readFully(into);
+                }
+            }
+        }, null));
+        row("status, a second", SMALL_FILES, time(all(), (files, root) -> {
+            for (int i = 0; i < SMALL_FILES; i++) {
+                if (files.getFileStatus(new Path(root, "small-" + i)).getLen() != SMALL) {
+                    throw new IOException("another length");
+                }
+            }
+        }, null));
+        row("renamed, a second", SMALL_FILES * 2, time(all(), (files, root) -> {
+            for (int i = 0; i < SMALL_FILES; i++) {
+                rename(files, new Path(root, "small-" + i), new Path(root, "moved-" + i));
+            }
+            for (int i = 0; i < SMALL_FILES; i++) {
+                rename(files, new Path(root, "moved-" + i), new Path(root, "small-" + i));
+            }
+        }, null));
+    }
+
+    private static void rename(FileSystem files, Path from, Path to) throws IOException {
+        if (!files.rename(from, to)) {
+            throw new IOException("not renamed: " + from);
+        }
+    }
+
+    /** Names alone: HDFS is listed in the other parts. */
+    private void listing() throws Exception {
+        java.nio.file.Path filled = Files.createDirectory(work.resolve("own/filled"));
+        for (int i = 0; i < FILES; i++) {
+            Files.createFile(filled.resolve(String.format("part-%07d", i)));
+        }
+        roots.put(LOCAL, new Path(filled.toString()));
+        roots.put(OWN, new Path("/filled"));
+        row("listed by iterator, " + FILES + " entries, a second", FILES, time(List.of(LOCAL, OWN), (files, root) -> {
+            int count = 0;
+            for (RemoteIterator<FileStatus> each = files.listStatusIterator(root); each.hasNext(); each.next()) {
+                count++;
+            }
+            require(count, FILES);
+        }, null));
+        row("listed as an array, " + FILES + " entries, a second", FILES, time(List.of(LOCAL, OWN),
+                (files, root) -> require(files.listStatus(root).length, FILES), null));
+    }
+
+    private static void require(int count, int wanted) throws IOException {
+        if (count != wanted) {
+            throw new IOException("listed " + count);
+        }
+    }
+}
