@@ -131,7 +131,7 @@ endforeach()
 foreach(document README.md docs/operators.md docs/java.md docs/formats.md docs/performance.md docs/reliability.md)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${document})
   file(READ ${PROJECT_SOURCE_DIR}/${document} text)
-  string(REGEX REPLACE "\\[([^]]+)\\]\\((CONTRIBUTING|client/|java/|src/|docs/(cephfs|design|hdfs|provider)|design\\.|hdfs\\.|\\.\\./)[^)]*\\)"
+  string(REGEX REPLACE "\\[([^]]+)\\]\\((CONTRIBUTING|client/|java/|src/|docs/(cephfs|design|hadoop|hdfs|provider)|design\\.|hadoop\\.|hdfs\\.|\\.\\./)[^)]*\\)"
     "\\1" text "${text}")
   file(WRITE ${PROJECT_BINARY_DIR}/documents/${document} "${text}")
   get_filename_component(folder ${document} DIRECTORY)
