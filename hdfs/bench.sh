@@ -4,8 +4,8 @@
 # FILES=100000 says how many files "listing", "size" and "files" make, OPERATIONS=5000 how many calls "operations" counts
 # at a time. It runs as root, in a mount namespace of its own.
 set -u
-here=$(cd "$(dirname "$0")" && pwd)
-build=$(cd "$1" && pwd)
+here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
+build=$(CDPATH='' cd -- "$1" && pwd)
 shift
 
 why=$("$here/build.sh" "$build/hdfs") || { echo "No HDFS service: $why" >&2; exit 1; }

@@ -2,9 +2,9 @@
 # Builds the HDFS service with Maven: build.sh FOLDER. Leaves the class paths of the service and of its
 # tests in FOLDER/classpath and FOLDER/test-classpath, and the jar of zolt:// in FOLDER/zolt-filesystem.jar. Where that cannot be, it says in one line why, and fails.
 set -u
-here=$(cd "$(dirname "$0")" && pwd)
+here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 mkdir -p "$1"
-folder=$(cd "$1" && pwd)
+folder=$(CDPATH='' cd -- "$1" && pwd)
 
 command -v mvn >/dev/null || { echo 'there is no Maven here (the package maven)'; exit 1; }
 exec 9>"$folder/lock"

@@ -2,7 +2,7 @@
 # What 'make demo' shows: a folder of its own, served, and Hadoop's unmodified shell on it. Where that cannot be, it
 # says in one line why, and ends with 3.
 set -u
-root=$(cd "$(dirname "$0")/.." && pwd)
+root=$(CDPATH='' cd -- "$(dirname "$0")/.." && pwd)
 instead() {
   echo "No HDFS service here: $1. A tour of the natives instead:"
   exit 3

@@ -2,8 +2,8 @@
 # The tests of the HDFS service: test.sh BUILD [PATTERN]. They run as root, in a mount namespace of their own, on a
 # folder in which the kernel follows no links. PATTERN, a regular expression, chooses classes.
 set -u
-here=$(cd "$(dirname "$0")" && pwd)
-build=$(cd "$1" && pwd)
+here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
+build=$(CDPATH='' cd -- "$1" && pwd)
 pattern=${2:-.*}
 
 why=$("$here/build.sh" "$build/hdfs") || { echo "The HDFS service is left out: $why"; exit 0; }

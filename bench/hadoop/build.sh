@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds this module: build.sh FOLDER. Prints its class path, or why there is none, and then fails.
 set -u
-here=$(cd "$(dirname "$0")" && pwd)
+here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 mkdir -p "$1"
-folder=$(cd "$1" && pwd)
+folder=$(CDPATH='' cd -- "$1" && pwd)
 
 command -v mvn >/dev/null || { echo 'there is no Maven here (the package maven)'; exit 1; }
 timeout 300 mvn -q -B -f "$here/pom.xml" -Dfolder="$folder" \

@@ -2,7 +2,7 @@
 # What is said of mounts where "/" is none: the tests of that in a plain chroot, and a chroot whose own
 # mount refuses. The environment says what commands.sh needs, and ZOLT, the command.
 set -u
-here=$(cd "$(dirname "$0")" && pwd)
+here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 failed=0
 chroot=$here/../chroot.sh
 "$chroot" rw true >/dev/null
