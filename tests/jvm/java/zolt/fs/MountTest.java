@@ -47,6 +47,22 @@ class MountTest {
     }
 
     @Test
+    void someAreNeverWritten() {
+        assertEquals("it has no layer that can be written",
+                mount("overlay o ro,lowerdir=/a:/b").writeProtection().get());
+        assertEquals(Optional.empty(), mount("overlay o ro,lowerdir=/a,upperdir=/b,workdir=/c").writeProtection());
+        assertEquals("a squashfs is never written", mount("squashfs /dev/loop0 ro").writeProtection().get());
+        assertEquals(Optional.empty(), mount("tmpfs t ro").writeProtection());
+        assertEquals(Optional.empty(), mount("squashfs /dev/loop0 rw").writeProtection());
+    }
+
+    @Test
+    void aRemovedSourceShows() {
+        assertTrue(new Mount("30 1 8:1 /srv/gone//deleted /m rw - ext4 /dev/a rw").isRemoved());
+        assertFalse(new Mount("30 1 8:1 /srv/deleted /m rw - ext4 /dev/a rw").isRemoved());
+    }
+
+    @Test
     void quotasAreOptions() {
         for (String option : List.of("quota", "usrquota", "grpquota", "prjquota", "uquota", "gquota", "pquota",
                 "usrjquota=aquota.user", "rw,relatime,prjquota")) {

@@ -43,10 +43,25 @@ final class Component {
 
     /** Looks at what is there. The superuser may not follow every link in a sticky directory: the way has none. */
     static Component look(String path) throws IOException {
-        String real = Paths.get(path).toRealPath().toString();
+        String real = real(path);
+        if (!DirectoryEntry.isReachable(real)) {
+            throw new UnreachableException(path);
+        }
         FileStatus status = new FileStatus();
         status.readFast(real);
         return new Component(path, real, status, list(real));
+    }
+
+    /** A descriptor's link in /proc leads to pipes and sockets by a way that has no path: the link is its own. */
+    private static String real(String path) throws IOException {
+        try {
+            return Paths.get(path).toRealPath().toString();
+        } catch (NoSuchFileException e) {
+            if (Files.exists(Paths.get(path))) {
+                return path;
+            }
+            throw e;
+        }
     }
 
     /** Null where there are modes only. */

@@ -207,6 +207,9 @@ final class Diagnosis {
         if (!hasContents) {
             return null;
         }
+        if (mount != null && mount.isRemoved()) {
+            return PathFailure.Reason.OTHER;
+        }
         if (Probe.isFull(component.real, walk.who.has(ThreadIdentity.CAP_SYS_RESOURCE)
                 || mount != null && mount.reservesFor(walk.who.uid()))) {
             return PathFailure.Reason.FULL;

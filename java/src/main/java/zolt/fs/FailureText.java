@@ -27,7 +27,8 @@ final class FailureText {
             case REFUSED:
                 return refusal();
             case READ_ONLY:
-                return "no one may write " + path + ": " + place() + " is mounted read-only";
+                return "no one may write " + path + ": " + place() + " is mounted read-only" + failure.writeProtection()
+                        .map(why -> ", and " + why).orElse("");
             case NO_EXEC:
                 return "no one may execute " + path + ": " + place() + " is mounted noexec";
             case NO_DEVICES:
@@ -55,7 +56,8 @@ final class FailureText {
                 return "no one may remove " + (failure.removed == null ? path : failure.removed)
                         + ": a file system is mounted there";
             default:
-                return path + ": " + failure.error;
+                return path + ": " + (failure.mount != null && failure.mount.isRemoved()
+                        ? "the directory that is mounted there was removed" : failure.error);
         }
     }
 

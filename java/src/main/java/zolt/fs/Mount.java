@@ -25,6 +25,8 @@ import java.util.regex.Pattern;
 public final class Mount {
     private static final int ID = 0;
     private static final int PARENT = 1;
+    private static final int DEVICE = 2;
+    private static final int ROOT = 3;
     private static final int POINT = 4;
     private static final int OPTIONS = 5;
     private static final int FIRST_TAG = 6;
@@ -42,8 +44,13 @@ public final class Mount {
     private static final List<String> REMOTE =
             Arrays.asList("nfs", "nfs4", "cifs", "smb3", "9p", "afs", "coda");
 
+    /** File systems that nothing can be written to. */
+    private static final List<String> NEVER_WRITTEN = Arrays.asList("squashfs", "iso9660", "erofs", "cramfs", "romfs");
+
     private final String id;
     private final String parent;
+    private final String device;
+    private final String root;
     private final String point;
     private final String type;
     private final String source;
@@ -54,6 +61,8 @@ public final class Mount {
         String[] fields = line.split(" ");
         id = fields[ID];
         parent = fields[PARENT];
+        device = fields[DEVICE];
+        root = fields[ROOT];
         point = unescaped(fields[POINT]);
         options = Arrays.asList(fields[OPTIONS].split(","));
         int separator = FIRST_TAG;
@@ -190,6 +199,35 @@ public final class Mount {
      */
     public boolean isReadOnly() {
         return options.contains("ro") || superOptions.contains("ro");
+    }
+
+    /**
+     * Why it cannot be mounted for writing, where that shows: as a clause for a message. Of a file system that is
+     * read-only here alone, or by its own options alone, nothing shows.
+     */
+    Optional<String> writeProtection() {
+        if (!superOptions.contains("ro")) {
+            return Optional.empty();
+        }
+        if (NEVER_WRITTEN.contains(type)) {
+            return Optional.of("a " + type + " is never written");
+        }
+        if (type.equals("overlay")) {
+            return superOptions.stream().anyMatch(option -> option.startsWith("upperdir=")) ? Optional.empty()
+                    : Optional.of("it has no layer that can be written");
+        }
+        try {
+            String flag = new String(Files.readAllBytes(Paths.get("/sys/dev/block/" + device + "/ro")),
+                    StandardCharsets.US_ASCII).trim();
+            return flag.equals("0") ? Optional.empty() : Optional.of("its device is write-protected");
+        } catch (IOException e) {
+            return Optional.empty(); // a file system without a device
+        }
+    }
+
+    /** Whether the directory that is mounted there was removed where it stood: nothing can be made in it. */
+    boolean isRemoved() {
+        return root.endsWith("//deleted");
     }
 
     /** Whether files on it cannot be executed. */

@@ -365,6 +365,23 @@ public final class PathFailure {
     }
 
     /**
+     * Why the file system that is read-only cannot be mounted for writing, where that shows: its device is
+     * write-protected, it is an overlay of lower directories alone, or of a type that is never written.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(file, 0600);
+     * PathFailure failure = PathFailure.of(file, "nobody", PathFailure.Access.READ).get();
+     * System.out.println(failure.writeProtection().isPresent()); // prints: false
+     * }</pre>
+     *
+     * @return a clause; empty unless the reason, or the {@link #guard}, is {@link Reason#READ_ONLY}
+     */
+    public Optional<String> writeProtection() {
+        return mount != null && (guard == Reason.READ_ONLY || reason == Reason.READ_ONLY) ? mount.writeProtection()
+                : Optional.empty();
+    }
+
+    /**
      * What keeps the rights that refuse from being changed.
      *
      * <pre>{@code

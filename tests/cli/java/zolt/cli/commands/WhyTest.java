@@ -3,6 +3,8 @@ package zolt.cli.commands;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
+import java.nio.channels.Pipe;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -11,6 +13,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Random;
 import java.util.stream.Collectors;
+import java.util.stream.Stream;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
@@ -357,6 +360,99 @@ class WhyTest extends CliFixture {
                 }
             }
             assertEquals(verdict.get("alsoGives"), given, path);
+        }
+    }
+
+    /** Of a list with an empty mask the kernel reads nothing: with the first right in it, some lose what others have. */
+    @Test
+    void whoLosesByARemedyIsSaid() throws Exception {
+        Tool.sh("cd $1; mkdir lo; chgrp nogroup lo; setfacl -m u::rwx,u:lp:--x,g::rwx,g:sys:r-x,m::---,o::rwx lo",
+                dir.toString());
+        String path = path("lo");
+        List<String> before = rights("lp", path);
+        Cli run = Cli.run("why", "--as", "nobody", "--for", "x", path);
+        assertTrue(run.text().endsWith("  to permit it: zolt acl modify u:nobody:--x,m::--x " + path + "\n"
+                + "  which also gives group::--x: the mask takes less from them then\n"
+                + "  which also takes user:lp:rw-, group:sys:rw-: with an empty mask they have what others have, and"
+                + " then what their entries give\n"), run.text());
+        Map<String, Object> verdict = why("nobody", 3, path);
+        assertEquals(List.of("group::--x"), verdict.get("alsoGives"));
+        assertEquals(List.of("user:lp:rw-", "group:sys:rw-"), verdict.get("alsoTakes"));
+        Cli.done("acl", "modify", "u:nobody:--x,m::--x", path);
+        assertEquals(List.of("true", "true", "true"), before);
+        assertEquals(List.of("false", "false", "true"), rights("lp", path));
+    }
+
+    /** A flag of chattr protects: for another's right to read, it is away only while the list is changed. */
+    @Test
+    void remediesGiveAFlagBack() throws Exception {
+        Assumptions.assumeTrue(Tool.sh("cd $1; touch f; mkdir d; chmod 600 f; chmod 700 d; touch d/f;"
+                + " chattr +i f 2>/dev/null && chattr +a d && echo yes; true", dir.toString()).equals("yes\n"),
+                "chattr does not work here");
+        try {
+            assertEquals("chattr -i " + path("f") + " && zolt acl modify u:nobody:r-- " + path("f") + " && chattr +i "
+                    + path("f"), why("nobody", 1, path("f")).get("remedy"));
+            assertEquals("chattr -a " + path("d") + " && zolt acl modify u:nobody:--x " + path("d") + " && chattr +a "
+                    + path("d"), why("nobody", 1, path("d/f")).get("remedy"));
+            assertEquals("chattr -i " + path("f"), why("root", 2, path("f")).get("remedy"));
+        } finally {
+            Tool.sh("cd $1; chattr -i f; chattr -a d", dir.toString());
+        }
+    }
+
+    /** What a link leads to may have a name that no path can express, or none at all. */
+    @Test
+    void linksIntoWhatHasNoPath() throws Exception {
+        Tool.sh("cd $1; mkdir em\ud83d\ude00 $'d\\377';"
+                + " echo hi | tee em\ud83d\ude00/f >$'d\\377/f'; ln -s em\ud83d\ude00/f l1;"
+                + " ln -s $'d\\377/f' l2; ln -s em\ud83d\ude00 l3", dir.toString());
+        for (String link : new String[] {"l1", "l2", "l3/f"}) {
+            for (String user : new String[] {"root", "nobody"}) {
+                Cli.fails(Exit.FAILED, path(link) + ": a name that is no UTF-8, or has a character beyond U+FFFF, can be"
+                        + " listed but not reached", "why", "--as", user, path(link));
+                Cli.done("why", "--as", user, "--for", "look", path(link));
+            }
+        }
+        Pipe pipe = Pipe.open();
+        try (Stream<Path> all = Files.list(Path.of("/proc/self/fd"))) {
+            String end = all.filter(WhyTest::isPipe).findFirst().get().toString();
+            Tool.sh("ln -s $1 $2", end, path("pipe"));
+            for (String way : new String[] {end, path("pipe")}) {
+                assertEquals("root may read " + way + "\n", Cli.done("why", way).text());
+                assertEquals("root may write " + way + "\n", Cli.done("why", "--for", "w", way).text());
+            }
+        } finally {
+            pipe.source().close();
+            pipe.sink().close();
+        }
+    }
+
+    private static boolean isPipe(Path link) {
+        try {
+            return Files.readSymbolicLink(link).toString().startsWith("pipe:");
+        } catch (IOException e) {
+            return false; // that of the list itself
+        }
+    }
+
+    /** What cannot be mounted for writing is not to be mounted for writing. */
+    @Test
+    void mountsThatAreNeverWritten() throws Exception {
+        Assumptions.assumeTrue(mayMount(), "this process may not mount");
+        Tool.sh("cd \"$1\"; mkdir t over gone at; mount -t tmpfs none t; mkdir t/a t/b; touch t/a/f; chmod 600 t/a/f;"
+                + " mount --bind gone at; rmdir gone", dir.toString());
+        boolean over = Tool.sh("cd \"$1\"; mount -t overlay -o lowerdir=t/a:t/b none over 2>/dev/null && echo yes; true",
+                dir.toString()).equals("yes\n");
+        try {
+            Cli run = Cli.run("why", "--for", "w", path("at"));
+            assertEquals(path("at") + ": the directory that is mounted there was removed\n", run.text());
+            assertEquals(Exit.FAILED, run.code);
+            Assumptions.assumeTrue(over, "this kernel has no overlay of lower directories");
+            assertEquals("no one may write " + path("over/f") + ": " + path("over") + " is mounted read-only, and it has"
+                    + " no layer that can be written\n", Cli.run("why", "--for", "w", path("over/f")).text());
+            assertEquals(null, why("nobody", 1, path("over/f")).get("remedy"));
+        } finally {
+            Tool.sh("cd \"$1\"; umount over; umount at; umount t; true", dir.toString());
         }
     }
 

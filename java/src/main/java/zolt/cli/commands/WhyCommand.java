@@ -94,10 +94,15 @@ final class WhyCommand extends Action {
         if (remedy != null) {
             out.line("  to permit it: " + remedy);
         }
-        List<String> others = others(failure);
+        List<String> others = words(Remedy.alsoGiven(failure));
         if (!others.isEmpty()) {
             out.line(Shown.name("  which also gives " + String.join(", ", others)
                     + ": the mask takes less from them then"));
+        }
+        List<String> losers = words(Remedy.alsoTaken(failure));
+        if (!losers.isEmpty()) {
+            out.line(Shown.name("  which also takes " + String.join(", ", losers)
+                    + ": with an empty mask they have what others have, and then what their entries give"));
         }
     }
 
@@ -120,11 +125,11 @@ final class WhyCommand extends Action {
                     .put("mode", String.format("%04o", failure.mode() & 07777))
                     .put("entry", failure.decidingEntry().map(AclEntry::toString).orElse(null));
         }
-        return object.put("remedy", Remedy.of(failure)).put("alsoGives", others(failure));
+        return object.put("remedy", Remedy.of(failure)).put("alsoGives", words(Remedy.alsoGiven(failure)))
+                .put("alsoTakes", words(Remedy.alsoTaken(failure)));
     }
 
-    /** Whom else the remedy lets in, with what they have then. */
-    private static List<String> others(PathFailure failure) {
-        return Remedy.alsoGiven(failure).stream().map(AclEntry::toString).collect(Collectors.toList());
+    private static List<String> words(List<AclEntry> entries) {
+        return entries.stream().map(AclEntry::toString).collect(Collectors.toList());
     }
 }

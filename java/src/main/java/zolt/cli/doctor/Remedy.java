@@ -19,7 +19,10 @@ public final class Remedy {
             return first;
         }
         String list = ofList(failure);
-        return !failure.guard().isPresent() ? list : first == null || list == null ? null : first + " && " + list;
+        if (!failure.guard().isPresent() || list == null) {
+            return list;
+        }
+        return first == null ? null : first + " && " + list + restoring(failure.guard().get(), failure);
     }
 
     /** What takes away what refuses everyone; null where nothing does. */
@@ -30,8 +33,21 @@ public final class Remedy {
             case APPEND_ONLY:
                 return "chattr -a " + quoted(failure.component());
             default:
-                return failure.mountPoint().map(point -> "mount -o remount," + option(reason) + " " + quoted(point))
+                return failure.writeProtection().isPresent() ? null : failure.mountPoint()
+                        .map(point -> "mount -o remount," + option(reason) + " " + quoted(point))
                         .orElse(null);
+        }
+    }
+
+    /** A flag protects, and is away only while the list is changed. A mount is what the operator decides about. */
+    private static String restoring(PathFailure.Reason guard, PathFailure failure) {
+        switch (guard) {
+            case IMMUTABLE:
+                return " && chattr +i " + quoted(failure.component());
+            case APPEND_ONLY:
+                return " && chattr +a " + quoted(failure.component());
+            default:
+                return "";
         }
     }
 
@@ -61,18 +77,56 @@ public final class Remedy {
      */
     public static List<AclEntry> alsoGiven(PathFailure failure) {
         List<AclEntry> given = new ArrayList<>();
-        AclEntry mask = mask(failure.acl());
-        if (mask == null || ofList(failure) == null) {
-            return given;
-        }
-        int after = mask.permissions() | wanted(failure);
-        for (AclEntry each : failure.acl().entries()) {
-            boolean own = each.type() == AclEntry.Type.USER && each.id() == failure.who().uid();
-            if (isMasked(each) && !own && (each.permissions() & after & ~mask.permissions()) != 0) {
-                given.add(each.withPermissions(each.permissions() & after));
+        for (AclEntry each : concerned(failure)) {
+            int now = each.permissions() & (mask(failure.acl()).permissions() | wanted(failure));
+            if ((now & ~before(each, failure.acl())) != 0) {
+                given.add(each.withPermissions(now));
             }
         }
         return given;
+    }
+
+    /**
+     * Who loses by a change of the list: while a mask takes everything, the kernel does not read the list, and named
+     * users and groups have what others have. With the first right in the mask they have what their entries give.
+     *
+     * @return entries with what they lose; empty for none
+     */
+    public static List<AclEntry> alsoTaken(PathFailure failure) {
+        List<AclEntry> taken = new ArrayList<>();
+        for (AclEntry each : concerned(failure)) {
+            int after = mask(failure.acl()).permissions() | wanted(failure);
+            int lost = after == 0 ? 0 : before(each, failure.acl()) & ~(each.permissions() & after);
+            if (lost != 0) {
+                taken.add(each.withPermissions(lost));
+            }
+        }
+        return taken;
+    }
+
+    /** Whose rights a change of the mask moves, but for those that are asked for. */
+    private static List<AclEntry> concerned(PathFailure failure) {
+        List<AclEntry> concerned = new ArrayList<>();
+        if (mask(failure.acl()) == null || ofList(failure) == null) {
+            return concerned;
+        }
+        for (AclEntry each : failure.acl().entries()) {
+            boolean own = each.type() == AclEntry.Type.USER && each.id() == failure.who().uid();
+            if (isMasked(each) && !own) {
+                concerned.add(each);
+            }
+        }
+        return concerned;
+    }
+
+    /** What an entry comes to as the list is; the owning group has the mask's rights alone where that is empty. */
+    private static int before(AclEntry each, Acl acl) {
+        int mask = mask(acl).permissions();
+        if (mask != 0 || each.type() == AclEntry.Type.OWNING_GROUP) {
+            return each.permissions() & mask;
+        }
+        return acl.entries().stream().filter(entry -> entry.scope() == AclEntry.Scope.ACCESS
+                && entry.type() == AclEntry.Type.OTHER).mapToInt(AclEntry::permissions).findFirst().orElse(0);
     }
 
     /** What an entry of one's own is to give, which comes before those of groups and others; 0 for an owner. */

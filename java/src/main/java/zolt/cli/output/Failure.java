@@ -10,6 +10,7 @@ import zolt.fs.AttributeExistsException;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.LeaseHeldException;
 import zolt.fs.NoSuchAttributeException;
+import zolt.fs.UnreachableException;
 
 /** A failed operation as a person and a script see it: one line, and an exit code. */
 public final class Failure extends Exception {
@@ -41,6 +42,9 @@ public final class Failure extends Exception {
         String reason = reason(path, e);
         if (e instanceof AccessDeniedException) {
             return new Failure(Exit.DENIED, reason);
+        }
+        if (e instanceof UnreachableException) {
+            return new Failure(Exit.FAILED, Names.UNREACHABLE);
         }
         if (e instanceof NoSuchFileException && leadsThroughFile(path)) {
             return new Failure(Exit.FAILED, NO_DIRECTORY);
