@@ -67,6 +67,14 @@ output=$("$work/prefix/bin/zolt" tour "$work/nowhere" 2>&1)
 [ $? -eq 4 ] && [ "$output" = "zolt: $work/nowhere: No such file or directory: failed to open directory" ] ||
   fail "nowhere: $output"
 
+# Who stands in a folder whose name no path can express can take it there.
+mkdir "$work/em"$'\xf0\x9f\x98\x80' "$work/bytes"$'\xff'
+for folder in "$work"/em* "$work"/bytes*; do
+  touch "$folder/part-0001"
+  output=$(env -C "$folder" "$work/prefix/bin/zolt" tour 2>&1) || fail "a tour in $folder: $output"
+  expect '^  file +[0-9]+  part-0001$'
+done
+
 # A signal ends it, and it takes its files with it.
 mkdir "$work/tmp"
 for signal in TERM HUP INT TERM; do

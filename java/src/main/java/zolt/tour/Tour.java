@@ -12,6 +12,7 @@ import java.util.List;
 import java.util.function.UnaryOperator;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
+import zolt.fs.DirectoryEntry;
 
 /**
  * A guided tour of the library. It lists a directory, and shows the rest on files of its own in a
@@ -53,7 +54,8 @@ public final class Tour {
     private static Path room(Path directory) throws IOException {
         try {
             Path temporary = Paths.get(System.getProperty("java.io.tmpdir"));
-            if (!Files.getFileStore(directory).equals(Files.getFileStore(temporary))) {
+            if (DirectoryEntry.isReachable(directory.toAbsolutePath().toString())
+                    && !Files.getFileStore(directory).equals(Files.getFileStore(temporary))) {
                 return Files.createTempDirectory(directory, ".zolt-tour-");
             }
         } catch (IOException e) {

@@ -11,6 +11,7 @@ import zolt.cli.output.Exit;
 import zolt.cli.output.Failure;
 import zolt.cli.output.Session;
 import zolt.cli.output.Shown;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.tour.Tour;
 
@@ -41,6 +42,8 @@ final class TourCommand extends Action {
         Path path = Paths.get(directory).toAbsolutePath();
         // What ".." is of a link is not what it is written behind.
         path = path.toString().contains("..") ? path : path.normalize();
+        // A name that no path can express may be that of the folder where one stands.
+        path = DirectoryEntry.isReachable(path.toString()) ? path : Paths.get(directory);
         PrintStream page = new PrintStream(out, true, "UTF-8");
         try {
             Tour.take(page, session.outIsTerminal, Shown::name, path,
