@@ -6,9 +6,11 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.Arrays;
 import java.util.List;
+import java.util.stream.Collectors;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
 import zolt.cli.output.Exit;
 
 class ArgumentsTest extends CliFixture {
@@ -46,6 +48,39 @@ class ArgumentsTest extends CliFixture {
                 Cli.fed(file + "\n/\n" + file, "stat", "-").text());
         assertEquals(dir + ":\n", Cli.fed(dir + "\n", "ls", "-").lines().get(0) + "\n");
         Cli.fails(Exit.NOT_FOUND, "./-: No such file or directory", "stat", "./-");
+    }
+
+    /** What cannot be handed on as it is is refused, and nothing is done: it would become something else. */
+    @ParameterizedTest
+    @ValueSource(strings = {"lease set cl\udcff F", "leases --holder cl\udcff --expire 0s D", "find D -holder cl\udcff",
+        "xattr set user.v v\udcff F", "xattr set user.n\udcff 1 F", "xattr get user.n\udcff F",
+        "xattr remove user.n\udcff F", "acl modify u:\udcff:r F", "acl restore \udcff", "find D -newer \udcff",
+        "find D -user \udcff", "stat --as \udcff F", "lease set -- cl\udcff F", "lease set --json cl\udcff F"})
+    void bytesThatAreNoTextAreRefused(String line) throws Exception {
+        String file = file("f");
+        Tool.raw("setfattr", "-n", "user.lease.holder", "-v", "0x636c3f", file);
+        String before = Tool.raw("getfattr", "-dm-", "-e", "hex", file) + Tool.raw("getfacl", file);
+        Cli run = Cli.run(Arrays.stream(line.split(" ")).map(word -> word.equals("F") ? file : word.equals("D")
+                ? dir.toString() : word).toArray(String[]::new));
+        assertTrue(run.err.contains("is no UTF-8, and cannot be expressed") && run.err.indexOf('\n') + 1
+                == run.err.length(), run.err);
+        assertEquals(Exit.USAGE, run.code, run.err);
+        assertEquals("", run.text());
+        assertEquals(before, Tool.raw("getfattr", "-dm-", "-e", "hex", file) + Tool.raw("getfacl", file));
+    }
+
+    /** Nor does a name of an attribute with a character beyond U+FFFF cross as it is; a value and a holder do. */
+    @Test
+    void charactersBeyondTheBasicPlane() throws Exception {
+        String file = file("f");
+        String name = "user.\ud83d\ude00";
+        Cli.fails(Exit.USAGE, name + " has a character beyond U+FFFF, or U+FFFD, and cannot be expressed",
+                "xattr", "set", name, "1", file);
+        Cli.done("xattr", "set", "user.v", "\ud83d\ude00", file);
+        Cli.done("lease", "set", "\ud83d\ude00", file);
+        assertEquals("user.lease.holder=0xf09f9880 user.v=0xf09f9880", Tool.lines("getfattr", "--absolute-names", "-d",
+                "-e", "hex", file).stream().filter(line -> line.matches("user.(v|lease.holder)=.*")).sorted()
+                .collect(Collectors.joining(" ")));
     }
 
     @Test

@@ -83,10 +83,17 @@ class ChangesTest extends CliFixture {
     }
 
     @Test
+    void aHolderHasAName() throws Exception {
+        String path = file("file");
+        Cli.fails(Exit.USAGE, "the empty name is that of no holder", "lease", "set", "", path);
+        Cli.fails(Exit.NOT_FOUND, path + ": no lease", "lease", "get", path);
+    }
+
+    @Test
     void durationsAreRead() throws Exception {
         String path = file("file");
         Cli.done("lease", "set", "w", path);
-        for (String time : List.of("90s", "5m", "1h", "2d", "1h30m")) {
+        for (String time : List.of("90s", "5m", "1h", "2d", "1h30m", Long.MAX_VALUE + "s")) {
             assertEquals("w\n", Cli.done("lease", "get", "--expire", time, path).text());
         }
         for (String time : List.of("", "5", "x", "1w", "0s-1s")) {

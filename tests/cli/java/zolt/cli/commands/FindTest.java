@@ -68,6 +68,14 @@ class FindTest extends CliFixture {
                 Cli.done("find", tree, "-type", "f", "-newer", "/etc/passwd").raw());
     }
 
+    /** A pattern is compared byte by byte where a name is no UTF-8. */
+    @Test
+    void patternsHaveBytes() throws Exception {
+        Tool.sh("cd $1; touch $'a\\377b' $'a\\376b'", dir.toString());
+        assertEquals(dir + "/a\u00ffb\n", Cli.run("find", dir.toString(), "-name", "a\udcffb").raw());
+        assertEquals(2, Cli.run("find", dir.toString(), "-name", "a?b").raw().split("\n").length);
+    }
+
     @Test
     void conditionsOfTheFileSystemAreFound() throws Exception {
         makeTree();

@@ -2,6 +2,7 @@ package zolt.cli.commands;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
@@ -52,6 +53,20 @@ class XattrTest extends CliFixture {
         String path = withValues();
         assertEquals(sorted(Tool.raw("getfattr", "--absolute-names", "-d", "-m", "-", path)),
                 sorted(Cli.done("xattr", "list", path).raw()));
+    }
+
+    /** Two names that are no UTF-8 stay two, in JSON (I-JSON, RFC 7493: no lone surrogates) and in a pipe. */
+    @Test
+    void namesThatAreNoTextAreWhole() throws Exception {
+        String path = file("file");
+        Tool.sh("setfattr -n $'user.a\\xff' -v 1 $1; setfattr -n $'user.a\\xfe' -v 2 $1; setfattr -n user.b -v 3 $1", path);
+        String line = Cli.done("xattr", "list", "--json", path).text();
+        assertEquals("{\"path\":\"" + path + "\",\"attributes\":{\"user.b\":\"3\"},\"attributesBase64\":"
+                + "{\"dXNlci5h/g==\":\"Mg==\",\"dXNlci5h/w==\":\"MQ==\"}}\n", line);
+        assertEquals(Map.of("user.b", "3"), Value.object(Cli.done("xattr", "list", "--json", path).text().trim())
+                .get("attributes"));
+        String raw = Cli.done("xattr", "list", path).raw();
+        assertTrue(raw.contains("user.a\u00ff=\"1\"\n") && raw.contains("user.a\u00fe=\"2\"\n"), raw);
     }
 
     @ParameterizedTest

@@ -6,9 +6,11 @@ import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import java.util.Locale;
+import java.util.stream.Collectors;
 import picocli.CommandLine;
 import picocli.CommandLine.Help.Ansi;
 import zolt.cli.output.Exit;
+import zolt.cli.output.Names;
 import zolt.cli.output.Session;
 
 /**
@@ -22,6 +24,9 @@ public final class Commands {
             "tour", "completion");
     /** Those that only have verbs. */
     private static final List<String> GROUPS = Arrays.asList("acl", "xattr", "lease");
+
+    /** Arguments, by their labels, that may have bytes that are no UTF-8. */
+    private static final List<String> TAKE_BYTES = Arrays.asList("PATH", "PATTERN");
 
     private Commands() {}
 
@@ -88,6 +93,11 @@ public final class Commands {
 
     /** The parser takes a version for a format, in which "%" and "@|" of a path would be more than letters. */
     private static int executed(CommandLine.ParseResult parsed, Session session) {
+        String unfit = inexpressible(parsed);
+        if (unfit != null) {
+            session.fail(Exit.USAGE, unfit);
+            return Exit.USAGE;
+        }
         if (!parsed.isVersionHelpRequested() || parsed.isUsageHelpRequested()) {
             return new CommandLine.RunLast().execute(parsed);
         }
@@ -99,6 +109,31 @@ public final class Commands {
         } catch (IOException e) {
             return session.broken(e);
         }
+    }
+
+    /**
+     * An argument with a byte that is no UTF-8 would become another one on its way into the library. Of paths, each
+     * has its own failure, and a pattern is compared here, with names that have such bytes, too.
+     */
+    private static String inexpressible(CommandLine.ParseResult parsed) {
+        for (CommandLine.ParseResult each : parsed.asCommandLineList().stream().map(CommandLine::getParseResult)
+                .collect(Collectors.toList())) {
+            List<CommandLine.Model.ArgSpec> given = new ArrayList<>(each.matchedOptions());
+            given.addAll(each.matchedPositionals());
+            for (CommandLine.Model.ArgSpec argument : given) {
+                boolean takesBytes = TAKE_BYTES.contains(argument.paramLabel());
+                for (String value : argument.originalStringValues()) {
+                    if (Names.hasBytes(value) && !takesBytes) {
+                        return value + ": " + label(argument) + " is no UTF-8, and cannot be expressed";
+                    }
+                }
+            }
+        }
+        return null;
+    }
+
+    private static String label(CommandLine.Model.ArgSpec argument) {
+        return argument.isOption() ? ((CommandLine.Model.OptionSpec) argument).longestName() : argument.paramLabel();
     }
 
     /** Where -h has another meaning, as in ls(1), help is --help alone. */
@@ -121,8 +156,7 @@ public final class Commands {
 
     /** Of a value that is none of its type, the parser names the type as Java does. */
     private static String unfit(CommandLine.Model.ArgSpec argument, String value) {
-        String name = argument.isOption() ? ((CommandLine.Model.OptionSpec) argument).longestName()
-                : argument.paramLabel();
+        String name = label(argument);
         Class<?> type = argument.type();
         String wanted;
         if (type.isEnum()) {

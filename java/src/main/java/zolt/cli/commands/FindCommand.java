@@ -283,8 +283,8 @@ final class FindCommand extends Action {
 
     /** A name that no path can express can still be printed, where nothing more is asked of it. */
     private boolean printed(TreeWalk.Node parent, byte[] bytes, int length, FileType itsType) {
-        TreeWalk.Node node = new TreeWalk.Node(Names.join(parent.path, new String(bytes, 0, length,
-                StandardCharsets.UTF_8)), itsType, parent.depth + 1);
+        TreeWalk.Node node = new TreeWalk.Node(Names.join(parent.path, Names.text(bytes, length)), itsType,
+                parent.depth + 1);
         if (json || lease || holder != null || !ofFacts.isEmpty() || node.depth < mindepth) {
             return false;
         }

@@ -18,6 +18,9 @@ import zolt.fs.Lease;
 final class LeaseCommand extends Group {
     private static final String WHAT = "Files.";
 
+    /** No lease is as old, and what is added to it still fits. */
+    private static final Duration LONGEST = Duration.ofDays(1_000_000);
+
     private static final String HALF = "only half a lease, which a crash has left and nobody holds: zolt lease"
             + " remove ends it";
 
@@ -45,7 +48,10 @@ final class LeaseCommand extends Group {
         }
 
         @Override
-        void run() {
+        void run() throws Failure {
+            if (holder.isEmpty()) {
+                throw new Failure(Exit.USAGE, "the empty name is that of no holder");
+            }
             forEach(paths, path -> {
                 Lease lease = Lease.of(path);
                 try {
@@ -112,7 +118,7 @@ final class LeaseCommand extends Group {
             String upper = text.toUpperCase();
             Duration time = Duration.parse(upper.endsWith("D") ? "P" + upper : "PT" + upper);
             if (!time.isNegative()) {
-                return time;
+                return time.compareTo(LONGEST) < 0 ? time : LONGEST;
             }
         } catch (DateTimeParseException e) {
             // It is said below.

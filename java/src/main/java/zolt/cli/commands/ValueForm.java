@@ -5,6 +5,7 @@ import java.util.Arrays;
 import java.util.Base64;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Failure;
+import zolt.cli.output.Names;
 
 /** How values of attributes are written: as getfattr(1) and setfattr(1) do. */
 enum ValueForm {
@@ -25,7 +26,7 @@ enum ValueForm {
         if (value.length == 0 && form != hex && form != base64) {
             return name + "=\"\"";
         }
-        String start = new String(name.getBytes(StandardCharsets.UTF_8), StandardCharsets.ISO_8859_1)
+        String start = new String(Names.bytes(name), StandardCharsets.ISO_8859_1)
                 + "=";
         ValueForm chosen = form != null ? form : isPrintable(value) ? text : base64;
         switch (chosen) {

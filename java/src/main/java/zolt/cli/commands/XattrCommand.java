@@ -2,6 +2,7 @@ package zolt.cli.commands;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.util.Base64;
 import java.util.List;
 import java.util.Map;
 import java.util.Optional;
@@ -11,8 +12,10 @@ import picocli.CommandLine.Parameters;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Failure;
 import zolt.cli.output.Json;
+import zolt.cli.output.Names;
 import zolt.cli.output.Session;
 import zolt.cli.output.Shown;
+import zolt.fs.DirectoryEntry;
 import zolt.fs.ExtendedAttributes;
 import zolt.fs.FileOperations;
 import zolt.fs.FileType;
@@ -31,6 +34,9 @@ final class XattrCommand extends Group {
         if (name.indexOf('.') <= 0 || name.endsWith(".")) {
             throw new Failure(Exit.USAGE, name + " is no name of an attribute: it begins with a namespace, as"
                     + " user.colour does");
+        }
+        if (!DirectoryEntry.isReachable(name)) {
+            throw new Failure(Exit.USAGE, name + " has a character beyond U+FFFF, or U+FFFD, and cannot be expressed");
         }
         if (name.equals("user.lease.holder") || name.equals("user.lease.update")) {
             throw new Failure(Exit.USAGE, name + " belongs to the lease of the file: see zolt lease");
@@ -120,9 +126,7 @@ final class XattrCommand extends Group {
                 FileOperations.inode(path, false); // a listing's own failure does not say what it is
                 Map<String, byte[]> all = ExtendedAttributes.of(path).all();
                 if (json) {
-                    Json values = new Json();
-                    all.forEach(values::put);
-                    out.line(new Json().put("path", path).put("attributes", values).toString());
+                    out.line(object(path, all).toString());
                 } else if (!all.isEmpty()) {
                     out.line("# file: " + session.header(path));
                     all.forEach((name, value) -> show(session, form, name, value));
@@ -131,6 +135,27 @@ final class XattrCommand extends Group {
                 return true;
             });
         }
+    }
+
+    /** A name that is no UTF-8 is no key: two such names could be the same text. */
+    private static Json object(String path, Map<String, byte[]> all) {
+        Json values = new Json();
+        Json exact = new Json();
+        boolean isText = true;
+        for (Map.Entry<String, byte[]> each : all.entrySet()) {
+            if (Names.hasBytes(each.getKey())) {
+                isText = false;
+                exact.put(base64(Names.bytes(each.getKey())), base64(each.getValue()));
+            } else {
+                values.put(each.getKey(), each.getValue());
+            }
+        }
+        Json object = new Json().put("path", path).put("attributes", values);
+        return isText ? object : object.put("attributesBase64", exact);
+    }
+
+    private static String base64(byte[] bytes) {
+        return Base64.getEncoder().encodeToString(bytes);
     }
 
     @Command(name = "set", description = "Set an attribute.", footer = {"",

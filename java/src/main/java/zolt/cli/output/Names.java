@@ -46,7 +46,7 @@ public final class Names {
     }
 
     /** The bytes of such a text. */
-    static byte[] bytes(String text) {
+    public static byte[] bytes(String text) {
         ByteArrayOutputStream bytes = new ByteArrayOutputStream();
         text.codePoints().forEach(c -> {
             byte[] each = isByte(c) ? new byte[] {(byte) c}
