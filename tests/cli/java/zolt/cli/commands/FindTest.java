@@ -176,10 +176,12 @@ class FindTest extends CliFixture {
             walk.walk(dir.toString(), true);
             walk.walk(dir.toString(), true);
             walk.summary(visited[0] + " changed");
+            walk.summary(null); // of who says nothing else
         }
         session.stop.end();
         assertEquals(5, visited[0]);
-        assertEquals("zolt: 5 changed, 0 failed, and then stopped by a signal\n", err.toString(StandardCharsets.UTF_8));
+        assertEquals("zolt: 5 changed, 0 failed, and then stopped by a signal\n"
+                + "zolt: stopped by a signal before the end\n", err.toString(StandardCharsets.UTF_8));
     }
 
     @ParameterizedTest

@@ -24,7 +24,9 @@ import zolt.fs.FileStatus;
 
 @Command(name = "restore", description = {"Restore lists, owners, groups and flags from what acl get -R or"
     + " getfacl -R has printed, as setfacl --restore does.",
-    "What is not in the file stays as it is; a path in it is taken as it stands there."},
+    "What is not in the file stays as it is; a path in it is taken as it stands there. Links on it are followed, as"
+        + " setfacl does, and owner and list of what they lead to are changed: in a tree where others may make links,"
+        + " that may be anything."},
         footer = {"", "Example: zolt acl get -R /srv/data >lists; zolt acl restore lists"})
 final class AclRestore extends Action {
     private static final int FLAGS = 07000;

@@ -213,7 +213,8 @@ final class TreeWalk implements Closeable {
             String line = done == null ? "" : ", " + done;
             line += failed > 0 || done != null ? ", " + failed + " failed" : "";
             line += vanished > 0 ? ", " + vanished + " vanished meanwhile" : "";
-            line += stopped ? ", and then stopped by a signal" : "";
+            line += !stopped ? "" : line.isEmpty() ? ", stopped by a signal before the end"
+                    : ", and then stopped by a signal";
             session.say(line.substring(2));
         }
     }
