@@ -205,12 +205,13 @@ class WhyOracleTest extends CliFixture {
                     assertEquals(Exit.DENIED, run.code);
                 }
             }
-            // What has a flag has no new rights before that is gone.
+            // What has a flag has no new rights before that is gone; and it protects again behind that.
             Tool.sh("cd \"$1\"/$2/open; chattr -i -a i a; chmod 600 i a; chattr +i i; chattr +a a", dir.toString(), where);
             for (String[] each : new String[][] {{"i", "-i"}, {"a", "-a"}}) {
                 String file = path(where + "/open/" + each[0]);
                 String remedy = String.valueOf(why("nobody", "r", List.of(file)).get(0).get("remedy"));
-                assertEquals("chattr " + each[1] + " " + file + " && zolt acl modify u:nobody:r-- " + file, remedy);
+                assertEquals("chattr " + each[1] + " " + file + " && zolt acl modify u:nobody:r-- " + file + " && chattr "
+                        + each[1].replace('-', '+') + " " + file, remedy);
             }
             Cli.done("why", "--for", "w", path(where + "/kept/f"), path(where + "/plain"));
             Cli.done("why", "--for", "r", path(where + "/kept"), path(where + "/open/a"));

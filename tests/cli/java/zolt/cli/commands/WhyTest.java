@@ -383,23 +383,6 @@ class WhyTest extends CliFixture {
         assertEquals(List.of("false", "false", "true"), rights("lp", path));
     }
 
-    /** A flag of chattr protects: for another's right to read, it is away only while the list is changed. */
-    @Test
-    void remediesGiveAFlagBack() throws Exception {
-        Assumptions.assumeTrue(Tool.sh("cd $1; touch f; mkdir d; chmod 600 f; chmod 700 d; touch d/f;"
-                + " chattr +i f 2>/dev/null && chattr +a d && echo yes; true", dir.toString()).equals("yes\n"),
-                "chattr does not work here");
-        try {
-            assertEquals("chattr -i " + path("f") + " && zolt acl modify u:nobody:r-- " + path("f") + " && chattr +i "
-                    + path("f"), why("nobody", 1, path("f")).get("remedy"));
-            assertEquals("chattr -a " + path("d") + " && zolt acl modify u:nobody:--x " + path("d") + " && chattr +a "
-                    + path("d"), why("nobody", 1, path("d/f")).get("remedy"));
-            assertEquals("chattr -i " + path("f"), why("root", 2, path("f")).get("remedy"));
-        } finally {
-            Tool.sh("cd $1; chattr -i f; chattr -a d", dir.toString());
-        }
-    }
-
     /** What a link leads to may have a name that no path can express, or none at all. */
     @Test
     void linksIntoWhatHasNoPath() throws Exception {
