@@ -32,7 +32,8 @@ for module in namespace datanode namenode filesystem; do
   tests=$tests$folder/hdfs-$module/test-classes:
 done
 own=$own$(realpath "$here/../build/java/zolt-hadoop.jar")
-others() { for module in namenode filesystem; do tr ':' '\n' <"$folder/hdfs-$module/$1"; done | grep -v "^$here/" | awk '!seen[$0]++' | paste -sd :; }
+# Maven ends its files without a newline.
+others() { for module in namenode filesystem; do tr ':' '\n' <"$folder/hdfs-$module/$1"; echo; done | grep -v "^$here/\|^\$" | awk '!seen[$0]++' | paste -sd :; }
 
 # zolt:// for Hadoop's programs: with the natives of this platform, and with no class of Hadoop's.
 for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
