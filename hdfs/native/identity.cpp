@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 namespace zolt::hdfs {
@@ -131,13 +132,19 @@ int administer(bool effective) {
   return setEffective(ON_FILES | (effective ? bit(CAP_SYS_ADMIN) : 0));
 }
 
-int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, Before& before) {
+int keep(Before& before) {
   Capabilities now;
   if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
   before.effective = uint64_t{now.data[1].effective} << WORD_BITS | now.data[0].effective;
   before.gid = static_cast<uint32_t>(setfsgid(REFUSED));
   before.uid = static_cast<uint32_t>(setfsuid(REFUSED));
   before.groups = groupsOfThread();
+  return 0;
+}
+
+int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, const Before& before) {
+  Capabilities now;
+  if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
   int error = putInEffect(now, TO_SWITCH);
   if (error == 0) error = setIds(uid, gid, groups);
   if (error == 0) error = putInEffect(now, 0);
@@ -146,7 +153,7 @@ int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, Before&
   return error;
 }
 
-int resume(const Before& before) {
+int resume(const Before& before) noexcept try {
   Capabilities now;
   if (syscall(SYS_capget, &now.header, now.data.data()) != 0) return failure();
   if (const int error = putInEffect(now, TO_SWITCH); error != 0) return error;
@@ -156,6 +163,8 @@ int resume(const Before& before) {
   }
   isGuest() = false;
   return putInEffect(now, before.effective);
+} catch (const std::bad_alloc&) {
+  return -ENOMEM;
 }
 
 Looking::Looking() : before_(isGuest() ? 0 : inEffect()) {

@@ -29,13 +29,16 @@ struct Before {
   std::vector<uint32_t> groups;
 };
 
+/// What the thread has now. 0 or -errno.
+int keep(Before& before);
+
 /// Switches the thread to a user's ids and groups, with no capability in effect, in a process that
-/// is no service: all that the thread had is kept in `before`. 0 or -errno; after a failure the
-/// thread has all of it again, or the answer is -ENOTRECOVERABLE.
-int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, Before& before);
+/// is no service. `before` is what keep() has answered. 0 or -errno; after a failure the thread has
+/// all of that again, or the answer is -ENOTRECOVERABLE.
+int assume(uint32_t uid, uint32_t gid, std::span<const uint32_t> groups, const Before& before);
 
 /// Gives the thread back what it had. 0 or -errno.
-int resume(const Before& before);
+int resume(const Before& before) noexcept;
 
 /// Switches the thread back to the process's ids and groups, with the capabilities on files in
 /// effect, and CAP_SYS_ADMIN where it is asked for. 0 or -errno.

@@ -3,6 +3,7 @@
 #include <pwd.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -112,22 +113,23 @@ JNIEXPORT jlongArray JNICALL Java_zolt_hdfs_namespace_NativeFiles_assume(JNIEnv*
   env->GetIntArrayRegion(groups, 0, static_cast<jsize>(ids.size()),
                          reinterpret_cast<jint*>(ids.data()));
   zolt::hdfs::Before before;
-  const int error =
-      zolt::hdfs::assume(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids, before);
+  jlong error = zolt::hdfs::keep(before);
   std::vector<jlong> words{error, before.uid, before.gid, static_cast<jlong>(before.effective)};
   words.insert(words.end(), before.groups.begin(), before.groups.end());
   jlongArray answer = env->NewLongArray(static_cast<jsize>(words.size()));
-  if (answer == nullptr) {
-    // Nobody could give back what was taken.
-    if (error == 0) zolt::hdfs::resume(before);
-    return nullptr;
-  }
+  if (answer == nullptr) return nullptr;
   env->SetLongArrayRegion(answer, 0, static_cast<jsize>(words.size()), words.data());
+  if (error != 0) return answer;
+  // From here on nothing takes memory: what a thread has taken on, its caller is told.
+  error = zolt::hdfs::assume(static_cast<uint32_t>(uid), static_cast<uint32_t>(gid), ids, before);
+  env->SetLongArrayRegion(answer, 0, 1, &error);
   return answer;
 } catch (...) {
   return raised(env, jlongArray{nullptr});
 }
 
+// A failure of any kind is an answer, upon which the caller ends the process: an exception would
+// leave the thread with a guest's rights.
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_resume(JNIEnv* env, jclass,
                                                                    jlongArray before) try {
   std::vector<jlong> words(static_cast<size_t>(env->GetArrayLength(before)));
@@ -146,7 +148,7 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_resume(JNIEnv* env, 
   }
   return zolt::hdfs::resume(state);
 } catch (...) {
-  return raised(env, jint{0});
+  return -ENOMEM;
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_actAsService(JNIEnv*, jclass,
