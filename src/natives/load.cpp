@@ -39,14 +39,6 @@ void raiseOutOfMemory(JNIEnv* env) noexcept {
   }
 }
 
-void initCache(JNIEnv* env) noexcept {
-  try {
-    JniUtil::init(env);
-  } catch (...) {
-    raiseOutOfMemory(env);
-  }
-}
-
 }  // namespace
 }  // namespace zolt
 
@@ -56,7 +48,7 @@ JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* /*reserved*/) try {
   using namespace zolt;
   JNIEnv* env = nullptr;
   vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION);
-  initCache(env);
+  JniUtil::init(env);
   logger2::currentLevel = levelOfJavaLogger(env);
   ZOLT_DEBUG("libzolthadoop initializing");
   ACLUtil::init();

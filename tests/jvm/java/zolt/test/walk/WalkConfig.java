@@ -21,7 +21,7 @@ final class WalkConfig {
     static List<Scenario> scenarios(Place place) throws IOException {
         Path table = place.file("mtab", 0);
         Scenario.Action mounts = () -> {
-            Files.writeString(table, "first /mnt ext4 rw 0 0\nsecond /mnt zolt rw 0 0\n");
+            Files.writeString(table, "first /mnt ext4 rw 0 0\nsecond /mnt/longer-than-a-short-string zolt rw 0 0\n");
             Faults.mountTable(table.toString());
         };
         Rule notThere = error(Faults.ENOENT, "zolt");
@@ -34,7 +34,7 @@ final class WalkConfig {
                 .steps(),
             new Scenario("getFsName: the second line of the table")
                 .prepare(mounts)
-                .call(() -> ZOLTNative.getFsName("/mnt", "zolt"))
+                .call(() -> ZOLTNative.getFsName("/mnt/longer-than-a-short-string", "zolt"))
                 .withoutMemory(noMemory(), notThere)
                 .steps(
                     string(),
