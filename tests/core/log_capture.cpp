@@ -30,7 +30,7 @@ void expectItsName(const std::string& text) {
   const std::smatch match = splitAtPrefix(text);
   if (match.empty()) return;
   const std::vector<std::string> names = namesOf(match.suffix());
-  EXPECT_TRUE(names.empty() || std::ranges::find(names, match[1].str()) != names.end()) << text;
+  EXPECT_NE(std::ranges::find(names, match[1].str()), names.end()) << text;
 }
 
 }  // namespace

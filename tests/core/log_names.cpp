@@ -32,6 +32,9 @@ const Message MESSAGES[] = {
     {"Unknown user ", "", {"username_to_uidgid"}},
     {"getpwnam_r() failed", "", {"username_to_uidgid"}},
     {"Unknown group ", "", {"grpname_to_gid"}},
+    {"new failed, pwdbufsize = ", "", {"username_to_uidgid", "uid_to_usrname"}},
+    {"new failed, grpbufsize = ", "", {"grpname_to_gid", "gid_to_grpname"}},
+    {"No ids for user ", "", {"idsOf"}},
     {"getgrnam_r() failed", "", {"grpname_to_gid"}},
     // configuration
     {"Invalid default blocksize ", "", {NATIVE(setDefaultBlockSizeReplication)}},
@@ -106,6 +109,7 @@ const Message MESSAGES[] = {
     {"valid failed dump ", "", {"valid"}},
     {"acl_valid fails", "", {"valid"}},
     {"/", ": Malformed access ACL ", {"valid"}},
+    {": Malformed ", "", {"valid"}},
     {"current acl lacks base entries", "", {"make_valid"}},
     {"acl_calc_mask error ", "", {"make_valid"}},
     {"acl_get_file error ", "", {"get_file"}},
@@ -129,6 +133,12 @@ const Message MESSAGES[] = {
     {"convert,790 unknown acl scope: ", "", {"convert"}},
     {"convert dump: ", "", {"convert"}},
     {"AclEntry count:", "", {"convert"}},
+    // what begins with a path or says nothing, and the lines of the logger's own tests
+    {"",
+     "",
+     {NATIVE(setPermission), NATIVE(setTimes), NATIVE(renewFileLeaseNative),
+      NATIVE(removeFileLeaseNative), "convert", "getFailedPathInt", "speakAtEveryLevel",
+      "TestBody"}},
 };
 
 std::atomic<bool> seen[std::size(MESSAGES)];

@@ -6,8 +6,7 @@
 
 namespace zolt::test {
 
-/// What a line of that body may be called, as the function's name in it; nothing for a body that is
-/// no message of the table.
+/// What a line of that body may be called, as the function's name in it.
 std::vector<std::string> namesOf(const std::string& body);
 
 /// The messages of the table that no line has had so far.
