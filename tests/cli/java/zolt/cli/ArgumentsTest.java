@@ -50,6 +50,21 @@ class ArgumentsTest extends CliFixture {
         Cli.fails(Exit.NOT_FOUND, "./-: No such file or directory", "stat", "./-");
     }
 
+    /** A value behind "=" is one whatever it looks like. */
+    @ParameterizedTest
+    @ValueSource(strings = {"--as", "--json", "--as=nobody", "-0", "-", "--", "--holder"})
+    void valuesMayLookLikeOptions(String holder) throws Exception {
+        String file = file("f");
+        Cli.done("lease", "set", "--", holder, file);
+        for (String call : new String[] {"leases --holder", "find --holder", "find -holder"}) {
+            String[] words = (call + "=" + holder + " " + dir).split(" ");
+            assertTrue(Cli.done(words).text().endsWith(file + "\n"), call);
+        }
+        Cli.fails(Exit.USAGE, holder + ": --for takes look, r, w, x or d (see zolt why --help)", "why", "--for=" + holder,
+                file);
+        assertTrue(Cli.done("leases", file).text().endsWith("\t" + holder + "\t" + file + "\n"));
+    }
+
     /** What cannot be handed on as it is is refused, and nothing is done: it would become something else. */
     @ParameterizedTest
     @ValueSource(strings = {"lease set cl\udcff F", "leases --holder cl\udcff --expire 0s D", "find D -holder cl\udcff",

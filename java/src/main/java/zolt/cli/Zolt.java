@@ -12,6 +12,7 @@ import java.util.Arrays;
 import java.util.List;
 import picocli.CommandLine;
 import zolt.cli.commands.Commands;
+import zolt.cli.commands.Values;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Output;
 import zolt.cli.output.Session;
@@ -81,8 +82,9 @@ public final class Zolt {
         StringWriter usage = new StringWriter();
         // What is asked of a command that is none is not asked of all.
         boolean isWord = !known && arguments.length > 0 && !arguments[0].startsWith("-");
-        int code = line.setOut(new PrintWriter(usage)).execute(known
-                ? Arrays.copyOfRange(arguments, 1, arguments.length) : isWord ? new String[] {arguments[0]} : arguments);
+        String[] words = known ? Arrays.copyOfRange(arguments, 1, arguments.length)
+                : isWord ? new String[] {arguments[0]} : arguments;
+        int code = line.setOut(new PrintWriter(usage)).execute(Values.marked(words));
         session.out.text(usage.toString());
         return code;
     }

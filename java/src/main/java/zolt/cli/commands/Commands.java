@@ -82,7 +82,8 @@ public final class Commands {
         if (search != null) {
             search.setOverwrittenOptionsAllowed(false);
         }
-        return line.setCaseInsensitiveEnumValuesAllowed(true).setUnmatchedOptionsArePositionalParams(false)
+        return line.registerConverter(String.class, Values::plain).setCaseInsensitiveEnumValuesAllowed(true)
+                .setUnmatchedOptionsArePositionalParams(false)
                 .setExpandAtFiles(false).setUsageHelpAutoWidth(false).setUsageHelpWidth(96)
                 .setColorScheme(CommandLine.Help.defaultColorScheme(
                         session.outIsTerminal ? Ansi.ON : Ansi.OFF))
@@ -124,7 +125,7 @@ public final class Commands {
                 boolean takesBytes = TAKE_BYTES.contains(argument.paramLabel());
                 for (String value : argument.originalStringValues()) {
                     if (Names.hasBytes(value) && !takesBytes) {
-                        return value + ": " + label(argument) + " is no UTF-8, and cannot be expressed";
+                        return Values.plain(value) + ": " + label(argument) + " is no UTF-8, and cannot be expressed";
                     }
                 }
             }
@@ -149,7 +150,7 @@ public final class Commands {
     }
 
     private static int wrong(CommandLine.ParameterException e, Session session) {
-        session.fail(Exit.USAGE, whatIsWrong(e) + " (see " + e.getCommandLine().getCommandSpec()
+        session.fail(Exit.USAGE, Values.plain(whatIsWrong(e)) + " (see " + e.getCommandLine().getCommandSpec()
                 .qualifiedName() + " --help)");
         return Exit.USAGE;
     }
