@@ -165,6 +165,19 @@ wait $walk
 grep -q '^Full thread dump' "$work/errors" && ! grep -q '^Full thread dump' "$work/answer" ||
   fail "a dump of threads: $(head -n 3 "$work/errors")"
 
+# A walk that only shows says, too, that it was not at its end.
+for call in 'ls -R' 'ls -Rt' find; do
+  # shellcheck disable=SC2086
+  "$zolt" $call $usr >"$work/answer" 2>"$work/errors" &
+  walk=$!
+  while [ ! -s "$work/answer" ] && kill -0 $walk; do :; done
+  kill $walk
+  wait $walk
+  status=$?
+  [ $status -eq 143 ] && [ "$(cat "$work/errors")" = 'zolt: stopped by a signal before the end' ] ||
+    fail "$call and SIGTERM: $status $(cat "$work/errors")"
+done
+
 # What failed is read from the failure, whatever the name of the file occurs in; and a name that is no UTF-8
 # is one in an argument, too.
 mkdir "$work/names"

@@ -98,6 +98,9 @@ abstract class Action implements Callable<Integer> {
      */
     final void forEach(List<String> paths, Step step) {
         for (String path : paths) {
+            if (session.stop.isAsked()) {
+                return;
+            }
             if (path.equals(STANDARD_INPUT)) {
                 forEach(new PathReader(session.in, nul ? '\0' : '\n'), step);
             } else {

@@ -12,6 +12,7 @@ import zolt.cli.output.Names;
 import zolt.cli.output.Output;
 import zolt.cli.output.Progress;
 import zolt.cli.output.Session;
+import zolt.cli.output.Stop;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.fs.FileStatus;
@@ -213,7 +214,7 @@ final class TreeWalk implements Closeable {
             String line = done == null ? "" : ", " + done;
             line += failed > 0 || done != null ? ", " + failed + " failed" : "";
             line += vanished > 0 ? ", " + vanished + " vanished meanwhile" : "";
-            line += !stopped ? "" : line.isEmpty() ? ", stopped by a signal before the end"
+            line += !stopped ? "" : line.isEmpty() ? ", " + Stop.SAID
                     : ", and then stopped by a signal";
             session.say(line.substring(2));
         }

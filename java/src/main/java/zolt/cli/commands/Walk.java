@@ -15,6 +15,7 @@ import zolt.cli.output.Failure;
 import zolt.cli.output.Names;
 import zolt.cli.output.Progress;
 import zolt.cli.output.Session;
+import zolt.cli.output.Stop;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.fs.FileOperations;
@@ -49,6 +50,9 @@ final class Walk {
         this.needsFacts = how.needsFacts();
         this.withDots = how.all;
         this.progress = new Progress(session);
+        if (recursive) {
+            session.stop.listen();
+        }
     }
 
     /** Lists a directory, quickly where only names are wanted. */
@@ -68,7 +72,7 @@ final class Walk {
         }
         Deque<String> waiting = new ArrayDeque<>();
         list(path, waiting);
-        while (!waiting.isEmpty()) {
+        while (!waiting.isEmpty() && !session.stop.isAsked()) {
             String next = waiting.pop();
             try {
                 list(next, waiting);
@@ -86,6 +90,9 @@ final class Walk {
 
     void end() {
         progress.clear();
+        if (session.stop.isAsked()) {
+            session.say(Stop.SAID);
+        }
     }
 
     private void list(String path, Deque<String> waiting) throws IOException {
@@ -103,7 +110,7 @@ final class Walk {
                 take(dot(path, "."), sorted);
                 take(dot(path, ".."), sorted);
             }
-            while (listing.advance()) {
+            while (listing.advance() && !session.stop.isAsked()) {
                 int length = listing.nameBytes(name);
                 byte[] bytes = order == null ? name : Arrays.copyOf(name, length);
                 take(new Item(listing.type(), listing.inode(), bytes, length), sorted);

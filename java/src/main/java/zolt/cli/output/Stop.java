@@ -6,6 +6,8 @@ import java.util.concurrent.locks.LockSupport;
 
 /** A signal asks long work to end: it finishes the step that it is at, says how far it came, and ends. */
 public final class Stop {
+    /** What work that says nothing else says then. */
+    public static final String SAID = "stopped by a signal before the end";
     private static final int LONGEST_STEP_SECONDS = 5;
 
     private final CountDownLatch ended = new CountDownLatch(1);
