@@ -262,7 +262,7 @@ class FindTest extends CliFixture {
         List<String> found = new ArrayList<>();
         Cli.done("leases", dir.toString()).lines().forEach(line -> found.add(line.replaceFirst("^\\d+\t", "")));
         Collections.sort(found);
-        assertEquals(List.of("-\t" + path("d/t59"), "alive\t" + path("d/t10"), "dead\t" + path("a/s0"),
+        assertEquals(List.of("\t" + path("d/t59"), "alive\t" + path("d/t10"), "dead\t" + path("a/s0"),
                 "dead\t" + path("a/s512")), found);
         assertEquals(2, Cli.done("leases", "--holder", "dead", dir.toString()).lines().size());
         assertEquals(Cli.done("leases", dir.toString()).raw().replace('\n', '\0'),

@@ -16,7 +16,8 @@ import zolt.fs.FileStatus;
 import zolt.fs.FileType;
 
 @Command(name = "leases", description = {"List the leases in trees: for how many seconds each was not renewed"
-    + " at the least, its holder, and the file. Half a lease, which a crash has left, has no holder (-).",
+    + " at the least, its holder, and the file. Of half a lease, which a crash has left, nothing stands where the holder"
+    + " would.",
     "A renewal is seen by the file's change time, so any other change of the file counts as one."},
         footer = {"", "Examples: zolt leases /srv/data",
             "          zolt leases --holder client-7 --expire 1h /srv/data"})
@@ -79,9 +80,7 @@ final class LeasesCommand extends Action {
             return;
         }
         out.text(look.age + "\t");
-        if (look.half) {
-            out.text("-");
-        } else {
+        if (look.holder != null) {
             session.show(look.holder, look.holder.length);
         }
         out.text("\t" + session.shown(look.path));
