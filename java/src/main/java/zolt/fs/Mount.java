@@ -225,8 +225,16 @@ public final class Mount {
         }
     }
 
-    /** Whether the directory that is mounted there was removed where it stood: nothing can be made in it. */
-    boolean isRemoved() {
+    /**
+     * Whether the directory that is mounted there was removed where it stood: nothing can be made in it.
+     *
+     * <pre>{@code
+     * System.out.println(Mount.of(directory).get().isRemoved()); // prints: false
+     * }</pre>
+     *
+     * @return whether it was
+     */
+    public boolean isRemoved() {
         return root.endsWith("//deleted");
     }
 

@@ -75,7 +75,9 @@ class DoctorTest extends CliFixture {
         Map<String, Map<String, Object>> found =
                 findings(Cli.done("doctor", "--as", "nobody", "--json", dir.toString()));
         assertEquals("warn", found.get("writing").get("verdict"));
+        assertEquals("zolt why --as nobody --for w " + dir, found.get("writing").get("mend"));
         assertEquals(null, found.get("attributes"));
+        assertEquals(null, found.get("capabilities"), "they are the command's, and not those of nobody");
         String file = file("file");
         assertEquals(Exit.FAILED, Cli.run("doctor", file).code);
         assertTrue(Files.exists(dir.resolve("file")));
@@ -97,6 +99,38 @@ class DoctorTest extends CliFixture {
             assertTrue(mount.get("found").toString().endsWith(" is mounted read-only"), mount.toString());
         } finally {
             Tool.raw("umount", bound);
+        }
+    }
+
+    /** Nor can anything be made in what is mounted and was removed. */
+    @Test
+    void aMountOfWhatWasRemovedFails() throws Exception {
+        String bound = Files.createDirectory(dir.resolve("bound")).toString();
+        Assumptions.assumeTrue(new ProcessBuilder("sh", "-c", "mkdir \"$1/of\" && mount --bind \"$1/of\" \"$1/bound\""
+                + " && rmdir \"$1/of\"", "sh", dir.toString()).start().waitFor() == 0, "this process may not mount");
+        try {
+            Map<String, Map<String, Object>> found = findings(Cli.run("doctor", "--json", bound));
+            assertEquals("umount it, and mount one that is there", found.get("mount").get("mend"));
+            assertEquals("fail", found.get("writing").get("verdict"));
+        } finally {
+            Tool.raw("umount", bound);
+        }
+    }
+
+    /** What a file system does not keep is no matter of how it is mounted. */
+    @Test
+    void aTypeWithoutAttributesIsNamed() throws Exception {
+        String place = Files.createDirectory(dir.resolve("ram")).toString();
+        Assumptions.assumeTrue(new ProcessBuilder("mount", "-t", "ramfs", "none", place).start().waitFor() == 0,
+                "this process may not mount");
+        try {
+            Map<String, Map<String, Object>> found = findings(Cli.run("doctor", "--json", place));
+            for (String check : List.of("attributes", "ACLs", "leases", "blocks")) {
+                assertEquals("ramfs keeps none here: use another file system, such as ext4 or xfs",
+                        found.get(check).get("mend"), check);
+            }
+        } finally {
+            Tool.raw("umount", place);
         }
     }
 
@@ -138,6 +172,18 @@ class DoctorTest extends CliFixture {
         assertTrue(found.get("open files").get("found").toString().matches("[0-9]+ of up to .*"));
 
         Cli.fails(Exit.NOT_FOUND, "4194305: no such process", "doctor", "--pid", "4194305"); // more than there may be
+        // Its parent, which becomes another program, does not know of it.
+        Process parent = new ProcessBuilder("sh", "-c", "sleep 0.2 & echo $!; exec sleep 60").start();
+        try {
+            String zombie = parent.inputReader().readLine();
+            while (!Tool.text("cat", "/proc/" + zombie + "/status").contains("State:\tZ")) {
+                Thread.onSpinWait();
+            }
+            Cli.fails(Exit.NOT_FOUND, zombie + ": this process has ended, and its parent has not asked for its exit code"
+                    + " (a zombie)", "doctor", "--pid", zombie);
+        } finally {
+            parent.destroy();
+        }
     }
 
     @Test

@@ -47,7 +47,7 @@ final class DoctorCommand extends Action {
         }
         if (path != null) {
             loadLibrary();
-            new FileSystemChecks(findings, path).all();
+            new FileSystemChecks(findings, path, as).all();
         }
         if (findings.failed() > 0) {
             session.answer(Exit.FAILED);
@@ -56,15 +56,16 @@ final class DoctorCommand extends Action {
 
     private void service(Findings findings) throws IOException, Failure {
         ServiceChecks service = new ServiceChecks(findings, pid);
-        if (!service.isThere()) {
-            throw new Failure(Exit.NOT_FOUND, pid + ": no such process");
-        }
         loadLibrary(); // it knows the names of users
+        String missing = service.whatIsMissing();
+        if (missing != null) {
+            throw new Failure(Exit.NOT_FOUND, pid + ": " + missing);
+        }
         service.all();
     }
 
     /** Without the library nothing else can be looked at. */
-    private static boolean process(Findings findings) throws IOException {
+    private boolean process(Findings findings) throws IOException {
         ProcessChecks process = new ProcessChecks(findings);
         process.java();
         if (!process.library()) {
@@ -73,7 +74,11 @@ final class DoctorCommand extends Action {
         loadLibrary();
         process.client();
         process.acl();
-        process.capabilities();
+        if (as == null) {
+            process.capabilities();
+        } else {
+            process.acting();
+        }
         process.nobody();
         process.logger();
         process.openFiles();

@@ -23,13 +23,17 @@ import zolt.fs.PathFailure;
 public final class FileSystemChecks {
     private static final byte[] VALUE = {1, 2, 3};
     private static final int BLOCK = 4096;
+    private static final String LOG = "see the log of the kernel";
 
     private final Findings findings;
     private final String path;
+    private final String why;
 
-    public FileSystemChecks(Findings findings, String path) {
+    /** @param as the user who is acted for; null for none */
+    public FileSystemChecks(Findings findings, String path, String as) {
         this.findings = findings;
         this.path = path;
+        this.why = "zolt why " + (as == null ? "" : "--as " + Remedy.quoted(as) + " ");
     }
 
     public void all() {
@@ -38,7 +42,7 @@ public final class FileSystemChecks {
             status.readFast(path);
         } catch (IOException e) {
             findings.fail("status", Failure.about(path, e).getMessage(),
-                    "zolt why --for look " + Remedy.quoted(path));
+                    why + "--for look " + Remedy.quoted(path));
             return;
         }
         if (!status.isDirectory()) {
@@ -47,7 +51,7 @@ public final class FileSystemChecks {
         }
         findings.ok("status", path + " is a directory of " + status.owner());
         mount();
-        tried("listing", "zolt why " + Remedy.quoted(path), () -> {
+        tried("listing", why + Remedy.quoted(path), () -> {
             int entries = 0;
             try (DirectoryListing listing = DirectoryListing.open(path)) {
                 while (listing.advance()) {
@@ -80,7 +84,7 @@ public final class FileSystemChecks {
         if (shortage != null) {
             findings.fail("writing", untried + ": " + shortage, Shortage.MEND);
         } else if (isRefused()) {
-            findings.warn("writing", untried, "zolt why --for w " + Remedy.quoted(path));
+            findings.warn("writing", untried, why + "--for w " + Remedy.quoted(path));
         } else {
             findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory of a file system that"
                     + " keeps files");
@@ -92,7 +96,7 @@ public final class FileSystemChecks {
         try {
             return PathFailure.of(path, PathFailure.Access.WRITE).map(PathFailure::reason)
                     .filter(reason -> reason != PathFailure.Reason.FILE_SYSTEM
-                            && reason != PathFailure.Reason.UNKNOWN).isPresent();
+                            && reason != PathFailure.Reason.UNKNOWN && reason != PathFailure.Reason.OTHER).isPresent();
         } catch (IOException e) {
             return false;
         }
@@ -107,7 +111,7 @@ public final class FileSystemChecks {
         } catch (IOException e) {
             String shortage = Shortage.of(e, path);
             findings.fail("writing", path + ": " + (shortage != null ? shortage : Shortage.reason(e)),
-                    shortage != null ? Shortage.MEND : "see the log of the kernel");
+                    shortage != null ? Shortage.MEND : LOG);
         }
     }
 
@@ -116,6 +120,9 @@ public final class FileSystemChecks {
         if (mount == null) {
             findings.warn("mount", "the mount table does not show it, as in a chroot whose root is no mount point",
                     "see /proc/self/mountinfo");
+        } else if (mount.isRemoved()) {
+            findings.fail("mount", mount + ": the directory that is mounted there was removed",
+                    "umount it, and mount one that is there");
         } else if (mount.isReadOnly()) {
             findings.fail("mount", mount + " is mounted read-only", "mount it for writing");
         } else {
@@ -124,23 +131,21 @@ public final class FileSystemChecks {
     }
 
     private void write(String file) {
-        tried("attributes", "mount with user_xattr", () -> {
+        tried("attributes", LOG, () -> {
             ExtendedAttributes attributes = ExtendedAttributes.of(file);
             attributes.set("user.zolt.doctor", VALUE);
             byte[] read = attributes.get("user.zolt.doctor").orElse(new byte[0]);
             attributes.remove("user.zolt.doctor");
             return Arrays.equals(read, VALUE) ? "set, read and removed" : null;
         });
-        String mend = Acl.isAvailable() ? "mount with POSIX ACLs (ext4, xfs: on by default; else -o acl)"
-                : "install libacl1";
-        tried("ACLs", mend, () -> {
+        tried("ACLs", Acl.isAvailable() ? LOG : "install libacl1", () -> {
             Acl wanted = Acl.of(AclEntry.user(0, AclEntry.READ));
             wanted.modify(file);
             boolean there = !Acl.get(file).isMinimal();
             Acl.clear(file);
             return there && Acl.get(file).isMinimal() ? "set, read and removed" : null;
         });
-        tried("leases", "as for attributes", () -> {
+        tried("leases", LOG, () -> {
             Lease lease = Lease.of(file);
             lease.set("zolt doctor");
             boolean held = lease.holder(Lease.NEVER).isPresent();
@@ -181,9 +186,18 @@ public final class FileSystemChecks {
             String shortage = Shortage.of(e, path);
             if (shortage != null) {
                 findings.fail(check, path + ": " + shortage, Shortage.MEND);
+            } else if (String.valueOf(e.getMessage()).startsWith("Operation not supported") && Acl.isAvailable()) {
+                findings.fail(check, e.getMessage(), unsupported());
             } else {
                 findings.fail(check, String.valueOf(e.getMessage()), mend);
             }
         }
+    }
+
+    /** Some types have options against it; the others keep no attributes, of which lists, leases and blocks are made. */
+    private String unsupported() {
+        String type = Mount.of(path).map(Mount::type).orElse("its type");
+        return type.startsWith("ext") ? "mount it without nouser_xattr and noacl"
+                : type + " keeps none here: use another file system, such as ext4 or xfs";
     }
 }

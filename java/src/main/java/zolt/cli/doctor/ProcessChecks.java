@@ -77,6 +77,11 @@ public final class ProcessChecks {
         }
     }
 
+    /** What the process itself may do has been given up by then. */
+    public void acting() throws IOException {
+        findings.ok("identity", "acts as " + ThreadIdentity.now() + "; capabilities are looked at without --as");
+    }
+
     public void capabilities() throws IOException {
         Rights rights = Rights.now();
         long uid = ThreadIdentity.now().uid();

@@ -27,8 +27,15 @@ public final class ServiceChecks {
         this.process = Paths.get("/proc/" + pid);
     }
 
-    public boolean isThere() {
-        return Files.isReadable(process.resolve("status"));
+    /** Why there is no such service; null where one runs. Only what runs a program has memory of its own. */
+    public String whatIsMissing() throws IOException {
+        if (!Files.isReadable(process.resolve("status"))) {
+            return "no such process";
+        }
+        Map<String, String> status = status(process);
+        return status.containsKey("VmSize") ? null : status.get("State").startsWith("Z")
+                ? "this process has ended, and its parent has not asked for its exit code (a zombie)"
+                : "this is a thread of the kernel, and no program";
     }
 
     public void all() throws IOException {
