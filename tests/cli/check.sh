@@ -167,6 +167,7 @@ grep -q '^Full thread dump' "$work/errors" && ! grep -q '^Full thread dump' "$wo
 
 # A walk that only shows says, too, that it was not at its end.
 for call in 'ls -R' 'ls -Rt' find; do
+  : >"$work/answer"
   # shellcheck disable=SC2086
   "$zolt" $call $usr >"$work/answer" 2>"$work/errors" &
   walk=$!
