@@ -9,7 +9,11 @@ MINUTES ?= 10
 KILLS ?= 200
 SECONDS := 0.6
 PREFIX ?= /usr/local
-# The shell reads these from its environment, where a blank is a blank.
+# The shell reads these from its environment, where a blank is a blank, and "$" no reference of make's.
+ifneq ($(origin DIR),file)
+override DIR := $(value DIR)
+endif
+override PREFIX := $(value PREFIX)
 export DIR PREFIX
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
@@ -85,6 +89,8 @@ deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build
 
 build: deps ## the library, the embedded client and the Java side
+	@[ ! -e build ] || [ -w build ] || { echo "build/ belongs to $$(stat -c %U build): call make as that user," \
+	  'or in a clone of your own' >&2; exit 1; }
 	@cmake --preset release >/dev/null
 	@echo 'Building build/lib/ and build/client/'
 	@out=$$(cmake --build --preset release -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }

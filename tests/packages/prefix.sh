@@ -22,7 +22,7 @@ if [ "${1-}" = inside ]; then
   ln -sf /nowhere "$(ls /usr/local/lib/libzolt.so /usr/local/lib/*/libzolt.so 2>/dev/null | head -n 1)"
   echo '#!/bin/sh' >/usr/local/bin/cmake && chmod 755 /usr/local/bin/cmake
   PATH=/usr/local/bin:$PATH "$source/scripts/install.sh" "$BUILD" /usr/local >"$2/said" 2>&1 && exit 1
-  grep -q '^install.sh: /usr/local/bin/zolt is installed, but does not run: zolt: ' "$2/said" ||
+  grep -q '^install.sh: /usr/local/bin/zolt does not run, and what is new of it is taken away again: zolt: ' "$2/said" ||
     { cat "$2/said"; exit 1; }
   [ ! -e /usr/local/share/java/zolt.new ]
   exit
@@ -53,6 +53,29 @@ done
 said=$(cd "$work" && "$source/scripts/install.sh" "$BUILD" '' 2>&1)
 [ "$said" = 'install.sh: PREFIX is empty: name a folder' ] || fail "an empty prefix: $said"
 
+# An installation that fails leaves nothing, neither where there was nothing nor beside what was there.
+install_to() { "$source/scripts/install.sh" "$BUILD" "$@" 2>&1; }
+mkdir "$work/old" && touch "$work/old/kept"
+for prefix in old 'ne w/deeper'; do
+  said=$(JAVA_HOME=/nowhere install_to "$work/$prefix") && fail 'an installation without Java'
+  [[ $said = "install.sh: $work/$prefix/bin/zolt does not run, "*": zolt: no java in JAVA_HOME=/nowhere"* ]] ||
+    fail "without Java: $said"
+done
+mkdir "$work/full" "$work/full/bin"
+touch "$work/full/bin/zolt" && chattr +i "$work/full/bin/zolt" 2>/dev/null && {
+  said=$(install_to "$work/full") && fail 'an installation over what cannot be replaced'
+  [[ $said = "install.sh: nothing is installed: "*" Operation not permitted"* && $said != *$'\n'* ]] ||
+    fail "what cannot be replaced: $said"
+  chattr -i "$work/full/bin/zolt"
+}
+rm -f "$work/full/bin/zolt"
+[ "$(cd "$work" && find old "ne w" full 2>/dev/null)" = $'old\nold/kept\nfull\nfull/bin' ] ||
+  fail "what a failed installation leaves: $(cd "$work" && find old "ne w" full)"
+
+# What root installs is everyone's, whatever umask(2) root has.
+(umask 077 && install_to "$work/closed" >/dev/null) || fail 'an installation under umask 077'
+[ -z "$(find "$work/closed" ! -perm -044 -o -type d ! -perm -055)" ] || fail 'an installation that is not for everyone'
+
 # The Makefile belongs to the build in its own folder.
 [ "$BUILD" = "$source/build" ] || exit $failed
 blank=$work/'a b%s@|x|@'
@@ -64,6 +87,7 @@ output=$(from install PREFIX="$blank/prefix") || fail "make install into a folde
 [[ $("$blank/prefix/bin/zolt" --version) = "zolt 1.0.0"*$'\nlibrary 1.0.0, '"$blank"/prefix/lib*$'\nclient  '"$blank"/prefix/* ]] ||
   fail "files of a version: $("$blank/prefix/bin/zolt" --version)"
 [ -f "$blank/prefix/share/java/zolt.jsa" ] || fail 'no classes are kept ready in a folder with a blank'
+output=$(from install PREFIX="$work/\$HOME(x)\$") && [ -x "$work/\$HOME(x)\$/bin/zolt" ] || fail "make install with a dollar: $output"
 output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] ||
   fail "a staged installation: $output"
 exit $failed
