@@ -115,6 +115,26 @@ class TextsTest extends CliFixture {
         for (String path : List.of(file("\ud83d\ude00"), path("no\ud83d\ude00"), file("\ud83d\ude00") + "/deeper")) {
             Cli.fails(Exit.FAILED, path + ": " + Names.UNREACHABLE, "why", path);
         }
+        // Where a link leads there, the kernel goes that way.
+        Tool.sh("cd $1; for each in 'd\ud83d\ude00' $'f\\xff'; do"
+                + " mkdir -m 750 \"$each\"; touch \"$each/in\"; ln -sfn \"$each\" ld;"
+                + " cp -P ld ld$((++count)); chown root:daemon \"$each\"; ln -s \"no$each\" no$count; done", dir.toString());
+        for (String link : List.of(path("ld1"), path("ld2"))) {
+            String refusal = " (drwxr-x--- root daemon): nobody is neither the owner nor in the group, and the mode gives"
+                    + " others ---\n  to permit it: zolt acl modify u:nobody:--x " + link + "\n";
+            Cli run = Cli.run("why", "--as", "nobody", "--for", "x", link);
+            assertEquals("nobody may not search " + link + refusal, run.text());
+            assertEquals(Exit.DENIED, run.code);
+            assertEquals("nobody may not search " + link + refusal,
+                    Cli.run("why", "--as", "nobody", link + "/in").text());
+            assertEquals("daemon may read " + link + "\n", Cli.done("why", "--as", "daemon", link).text());
+            run = Cli.run("why", "--for", "w", link);
+            assertTrue(run.text().startsWith("it is not known whether root may write " + link + ": "), run.text());
+            assertEquals(Exit.FAILED, run.code);
+            run = Cli.run("why", link.replace("ld", "no"));
+            assertEquals("what " + link.replace("ld", "no") + " leads to does not exist\n", run.text());
+            assertEquals(Exit.NOT_FOUND, run.code);
+        }
         assertTrue(Cli.run("why", path("none")).text().endsWith("none does not exist\n"));
     }
 }

@@ -15,8 +15,13 @@ final class Component {
 
     /** As it was reached. */
     final String path;
-    /** With no link in it; null where it was not looked at: then all below are 0, and the list is empty. */
+    /**
+     * With no link in it, unless such a path cannot be expressed; null where it was not looked at: then all below are 0,
+     * and the list is empty.
+     */
     final String real;
+    /** Whether only a link leads to it: flags and the directory that it is in cannot be asked for. */
+    final boolean byLinkAlone;
     final long inode;
     final long uid;
     final long gid;
@@ -27,7 +32,8 @@ final class Component {
 
     private Component(String path, String real, FileStatus status, Acl list) {
         this.path = path;
-        this.real = real;
+        this.byLinkAlone = real != null && !DirectoryEntry.isReachable(real);
+        this.real = byLinkAlone ? path : real;
         this.inode = status == null ? 0 : status.inode();
         this.uid = status == null ? 0 : status.uid();
         this.gid = status == null ? 0 : status.gid();
@@ -44,12 +50,13 @@ final class Component {
     /** Looks at what is there. The superuser may not follow every link in a sticky directory: the way has none. */
     static Component look(String path) throws IOException {
         String real = real(path);
-        if (!DirectoryEntry.isReachable(real)) {
+        String usable = DirectoryEntry.isReachable(real) ? real : path;
+        if (!DirectoryEntry.isReachable(usable)) {
             throw new UnreachableException(path);
         }
         FileStatus status = new FileStatus();
-        status.readFast(real);
-        return new Component(path, real, status, list(real));
+        status.readFast(usable);
+        return new Component(path, real, status, list(usable));
     }
 
     /** A descriptor's link in /proc leads to pipes and sockets by a way that has no path: the link is its own. */

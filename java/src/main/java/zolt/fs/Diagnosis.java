@@ -144,6 +144,9 @@ final class Diagnosis {
             return refused == PathFailure.Access.EXECUTE && type == FileType.FILE && mount == null
                     ? PathFailure.Reason.NO_EXEC : PathFailure.Reason.FILE_SYSTEM;
         }
+        if (refused == PathFailure.Access.WRITE && component.byLinkAlone) {
+            return PathFailure.Reason.UNKNOWN;
+        }
         if (walk.access == PathFailure.Access.REMOVE) {
             return obstacleOfRemoval();
         }

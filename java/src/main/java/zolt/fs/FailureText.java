@@ -22,7 +22,9 @@ final class FailureText {
         String path = component.path;
         switch (failure.reason) {
             case MISSING:
-                return path.endsWith("/") ? path.substring(0, path.length() - 1) + " is no directory"
+                return !DirectoryEntry.isReachable(path) && DirectoryEntry.isReachable(failure.path())
+                        ? "what " + failure.path() + " leads to does not exist"
+                        : path.endsWith("/") ? path.substring(0, path.length() - 1) + " is no directory"
                         : path + " does not exist";
             case REFUSED:
                 return refusal();
@@ -85,6 +87,10 @@ final class FailureText {
 
     private String decider() {
         Mount mount = failure.mount;
+        if (failure.reason == PathFailure.Reason.UNKNOWN && component.byLinkAlone) {
+            return "owner, mode and list permit it, but that leads to a name that is no UTF-8, or has a character beyond"
+                    + " U+FFFF, and its flags and limits cannot be asked for";
+        }
         if (mount == null) {
             return BY_THE_KERNEL;
         }

@@ -60,7 +60,7 @@ final class WhyCommand extends Action {
         forEach(paths, path -> {
             Optional<PathFailure> found = PathFailure.of(path, purpose.access);
             if (found.isPresent() && found.get().reason() == PathFailure.Reason.MISSING
-                    && !DirectoryEntry.isReachable(found.get().component())) {
+                    && !DirectoryEntry.isReachable(path)) {
                 throw new Failure(Exit.FAILED, Names.UNREACHABLE);
             }
             if (json) {
