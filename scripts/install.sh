@@ -60,7 +60,7 @@ rm -f "$jars/zolt.jsa"
 Where a library is not found, run ldconfig as root."
 # Classes kept ready make a quick start; a Java that keeps none does without. Its option takes no blanks.
 (cd "$jars" && ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new "$prefix/bin/zolt" ls -l / >/dev/null 2>&1) || :
-[ ! -f "$jars/zolt.new" ] || mv "$jars/zolt.new" "$jars/zolt.jsa"
+[ ! -f "$jars/zolt.new" ] || { touch -r "$jars/zolt-cli.jar" "$jars/zolt.new" && mv "$jars/zolt.new" "$jars/zolt.jsa"; }
 version=$("$prefix/bin/zolt" --version)
 echo "Installed below $prefix: ${version%%
 *}, $prefix/bin/zolt"

@@ -13,7 +13,7 @@ fail() { echo "FAILED: $1"; failed=1; }
 cache=$scratch/cache/zolt-tools
 kept=$cache/zolt.jsa
 mkdir "$scratch/cache"
-moved() { sed "s,/usr/bin/zolt,$scratch/usr/bin/zolt,; s,/var/cache,$scratch/cache,; s,!= /usr \],!= $scratch/usr ]," "$1"; }
+moved() { sed "s,/usr/bin/zolt,$scratch/usr/bin/zolt,; s,/usr/share/java/zolt-cli.jar,$scratch&,; s,/var/cache,$scratch/cache,; s,!= /usr \],!= $scratch/usr ]," "$1"; }
 here=$(cd "$(dirname "$0")/../.." && pwd)
 moved "$here/bin/zolt" >"$scratch/usr/bin/zolt"
 moved "$here/cmake/packages/postinst" >"$scratch/postinst"
@@ -39,18 +39,23 @@ done
 
 # What does not fit is not read, and not complained of.
 cp "$kept" "$scratch/good"
-put() { rm -f "$kept"; cat >"$kept"; }
+jar=$scratch/usr/share/java/zolt-cli.jar
+put() { rm -f "$kept"; cat >"$kept"; touch -r "$jar" "$kept"; }
 sed 's/Server VM ([0-9]/Server VM (9/' "$scratch/good" | put
 cmp -s "$kept" "$scratch/good" && fail 'the file does not say which Java made it'
 works 'a file of another Java' && used && fail 'a file of another Java is read'
 head -c 100000 /dev/zero | put && works 'a file of nothing'
 : | put && works 'an empty file'
-put <"$scratch/good" && chmod 644 "$kept" && touch -d @86400 "$scratch/usr/share/java/zolt-cli.jar"
+# Of one that was cut off, Java would not notice.
+for bytes in 1000 100000 1000000 3000000; do
+  put <"$scratch/good" && truncate -s $bytes "$kept" && works "$bytes bytes of a file"
+done
+put <"$scratch/good" && chmod 644 "$kept" && touch -d @86400 "$jar" "$kept"
 works 'a file of other jars' && used && fail 'a file of other jars is read'
 chmod 0 "$kept" && works 'a file that may not be read'
 
 # Nothing fails an installation: no Java, no place.
-mkdir "$scratch/bin" && for tool in rm mkdir readlink sync mv; do ln -s "$(command -v $tool)" "$scratch/bin"; done
+mkdir "$scratch/bin" && for tool in rm mkdir readlink sync touch mv; do ln -s "$(command -v $tool)" "$scratch/bin"; done
 PATH=$scratch/bin ends "$scratch/postinst" configure
 [ -z "$(ls -A "$cache")" ] || fail "without Java: $(ls "$cache")"
 works none

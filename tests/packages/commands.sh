@@ -23,6 +23,7 @@ else
   "$CMAKE" --install "$BUILD" --prefix "$work/prefix" >/dev/null || exit 1
   zolt=$work/prefix/bin/zolt
   ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=$work/prefix/share/java/zolt.jsa "$zolt" ls -l / >/dev/null
+  touch -r "$work/prefix/share/java/zolt-cli.jar" "$work/prefix/share/java/zolt.jsa"
 fi
 for tool in getfacl getfattr setfattr setpriv; do
   command -v $tool >/dev/null || { echo "commands.sh: no $tool"; exit 2; }
