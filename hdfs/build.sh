@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the HDFS service with Maven: build.sh FOLDER. Leaves the class paths of the service and of its
-# tests in FOLDER/classpath and FOLDER/test-classpath, and the jar of zolt:// in FOLDER/zolt-filesystem.jar. Where that cannot be, it says in one line why, and fails.
+# tests in FOLDER/classpath and FOLDER/test-classpath, those of the web server, which has another Hadoop, in FOLDER/web-classpath
+# and FOLDER/web-test-classpath, and the jar of zolt:// in FOLDER/zolt-filesystem.jar. Where that cannot be, it says in one line why, and fails.
 set -u
 here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 mkdir -p "$1"
@@ -25,15 +26,15 @@ rm -f "$folder/test-classpath"
 build -o || { grep -q 'offline mode\|not been downloaded\|could not be resolved' "$folder/log" && build; } ||
   { echo "Maven cannot get or build it: $(sed -n 's/^.*\[ERROR\] //p' "$folder/log" | head -1 | cut -c 1-160)"; exit 1; }
 
-own=
-tests=
-for module in namespace datanode namenode filesystem; do
-  own=$own$folder/hdfs-$module/classes:
-  tests=$tests$folder/hdfs-$module/test-classes:
-done
-own=$own$(realpath "$here/../build/java/zolt-hadoop.jar")
-# Maven ends its files without a newline.
-others() { for module in namenode filesystem; do tr ':' '\n' <"$folder/hdfs-$module/$1"; echo; done | grep -v "^$here/\|^\$" | awk '!seen[$0]++' | paste -sd :; }
+core=$(realpath "$here/../build/java/zolt-hadoop.jar")
+own() { printf "%s" "$core"; printf ":$folder/hdfs-%s/classes" "$@"; }
+tests() { printf "$folder/hdfs-%s/test-classes:" "$@"; }
+# others FILE MODULE...: what modules need of others. Maven ends its files without a newline.
+others() {
+  local file=$1 module
+  shift
+  for module; do tr ':' '\n' <"$folder/hdfs-$module/$file"; echo; done | grep -v "^$here/\|^\$" | awk '!seen[$0]++' | paste -sd :
+}
 
 # zolt:// for Hadoop's programs: with the natives of this platform, and with no class of Hadoop's.
 for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
@@ -45,5 +46,9 @@ for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
       -C "$folder/natives" . && mv "$folder/zolt-filesystem.jar.new" "$folder/zolt-filesystem.jar" || { echo 'the jar of zolt:// cannot be made'; exit 1; }
 done
 
-printf '%s\n' "$own:$(others service.path)" >"$folder/classpath"
-printf '%s\n' "$tests$own:$(others tests.path)" >"$folder/test-classpath"
+service=(namespace datanode namenode filesystem)
+web=(namespace filesystem)
+printf '%s\n' "$(own "${web[@]}"):$(others service.path web)" >"$folder/web-classpath"
+printf '%s\n' "$(tests web)$(own "${web[@]}"):$(others tests.path web)" >"$folder/web-test-classpath"
+printf '%s\n' "$(own "${service[@]}"):$(others service.path namenode filesystem)" >"$folder/classpath"
+printf '%s\n' "$(tests "${service[@]}")$(own "${service[@]}"):$(others tests.path namenode filesystem)" >"$folder/test-classpath"

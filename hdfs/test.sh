@@ -20,18 +20,19 @@ for module in namespace datanode namenode; do
   [ ! -d "$build/hdfs/hdfs-$module/test-classes" ] || service="$service --scan-class-path=$build/hdfs/hdfs-$module/test-classes"
 done
 library=--scan-class-path=$build/hdfs/hdfs-filesystem/test-classes
+web=--scan-class-path=$build/hdfs/hdfs-web/test-classes
 
 # Owners and groups of Hadoop's tests of its commands, who are users of the system here: in this mount namespace alone.
 cp /etc/passwd /etc/group "$work/"
 id=64000
-for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob charlie user1; do
+for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob charlie user1 user2 group1 foo bar glarch 123 foo@bar; do
   id=$((id + 1))
   grep -q "^$name:" "$work/group" || echo "$name:x:$id:" >>"$work/group"
   grep -q "^$name:" "$work/passwd" || echo "$name:x:$id:$id::/nonexistent:/usr/sbin/nologin" >>"$work/passwd"
 done
 
 export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
-export work service library pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
+export work service library web pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
   for folder in folder commands; do
@@ -43,14 +44,19 @@ unshare --mount --propagation private -- bash -c '
   chgrp supergroup "$work/commands"
   cd "$work/state"
   result=0
-  for part in service library; do
-    java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Xcheck:jni \
+  for part in service library web; do
+    # The natives that the web server has are those of the library.
+    classes=test-classpath
+    options="-Xcheck:jni"
+    [ $part != web ] || { classes=web-test-classpath; options="-XX:TieredStopAtLevel=1 --add-opens java.base/java.lang=ALL-UNNAMED -Dfs.defaultFS=zolt:///"; }
+    java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true $options \
       -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
       -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
       -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
       -Dzolt.test.document="$document" -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
       -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
-      -cp "$(cat "$build/hdfs/test-classpath")" org.junit.platform.console.ConsoleLauncher execute \
+      -Dtest.hadoop.hdfs=false -Dtest.dir="$work/state" \
+      -cp "$(cat "$build/hdfs/$classes")" org.junit.platform.console.ConsoleLauncher execute \
       ${!part} --include-classname "$pattern" --disable-banner --details=tree --details-theme=ascii \
       --reports-dir "$build/hdfs/reports/$part" || result=1
   done

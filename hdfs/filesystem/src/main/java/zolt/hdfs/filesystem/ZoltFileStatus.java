@@ -51,11 +51,36 @@ final class ZoltFileStatus extends FileStatus {
         return details().hasAcl();
     }
 
+    /** Its bit for a list is how older programs, and Hadoop's web server, ask for {@link #hasAcl}. */
+    private final class Permission extends FsPermission {
+        private static final long serialVersionUID = 1;
+
+        Permission(short mode) {
+            super(mode);
+        }
+
+        @Override
+        @Deprecated
+        public boolean getAclBit() {
+            return hasAcl();
+        }
+
+        private Object writeReplace() {
+            return new FsPermission(toShort());
+        }
+    }
+
+    @Override
+    public FsPermission getPermission() {
+        return new Permission(super.getPermission().toShort());
+    }
+
     /** One that knows everything already. */
     private FileStatus plain() {
         try {
             return new FileStatus(getLen(), isDirectory(), getReplication(), getBlockSize(), getModificationTime(),
-                    getAccessTime(), getPermission(), getOwner(), getGroup(), isSymlink() ? getSymlink() : null, getPath(),
+                    getAccessTime(), super.getPermission(), getOwner(), getGroup(),
+                    isSymlink() ? getSymlink() : null, getPath(),
                     hasAcl(), isEncrypted(), isErasureCoded());
         } catch (IOException e) {
             throw new java.io.UncheckedIOException(e);

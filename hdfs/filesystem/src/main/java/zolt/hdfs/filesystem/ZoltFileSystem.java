@@ -145,6 +145,9 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
         }
         setConf(conf);
         Forgotten.prepare();
+        // A class that is first needed in an operation is loaded with the rights of its user, who may not read the jars:
+        // they are open from here on, since each is looked into for what none has.
+        ZoltFileSystem.class.getClassLoader().getResource("no/such/resource");
         user = new User(UserGroupInformation.getCurrentUser().getShortUserName(),
                 conf.getInt(ACCOUNTS_KEY, ACCOUNTS_DEFAULT));
         mask = FsPermission.getUMask(conf);
