@@ -127,12 +127,28 @@ class AclTest extends CliFixture {
         }
     }
 
+    /** As setfacl(1) refuses it; of a default list it takes the rest from the mode, as setfacl does. */
+    @Test
+    void aListThatIsSetIsWhole() throws Exception {
+        String file = file("file");
+        for (String part : new String[] {"u:1:r", "u::rw,g::r", "g::r,o::-,u:1:r,m::r"}) {
+            Cli.fails(Exit.USAGE, file + ": a whole list has u::, g:: and o:: (zolt acl modify keeps the others)", "acl",
+                    "set", part, file);
+            assertEquals("no", Tool.sh("setfacl --set $1 $2 2>/dev/null || printf no", part, file));
+        }
+        String ours = Files.createDirectory(dir.resolve("ours")).toString();
+        String theirs = Files.createDirectory(dir.resolve("theirs")).toString();
+        Cli.done("acl", "set", "d:u:1:r", ours);
+        Tool.raw("setfacl", "--set", "d:u:1:r", theirs);
+        same(ours, theirs);
+    }
+
     @Test
     void onlyDirectoriesHaveDefaultLists() throws Exception {
         String file = file("file");
         for (String verb : new String[] {"modify", "set"}) {
             Cli.fails(Exit.FAILED, file + ": only directories have default lists", "acl", verb,
-                    "u:1:r,d:u:1:r", file);
+                    "u::rw,g::r,o::r,u:1:r,d:u:1:r", file);
         }
         assertEquals("-rw-r--r--", Tool.text("stat", "-c", "%A", file).trim());
         Cli.done("acl", "remove", "d:u:1", file);

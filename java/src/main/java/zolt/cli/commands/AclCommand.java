@@ -164,8 +164,21 @@ final class AclCommand extends Group {
     @Command(name = "set", description = "Replace the lists for which there are entries.",
             footer = {"", "Example: zolt acl set u::rwx,u:alice:rx,g::-,o::- /srv/data"})
     static final class Set extends Change {
+        private static final int BASE_ENTRIES = 3;
+
         Set(Session session) {
-            super(session, Acl::parse, Acl::set);
+            super(session, Acl::parse, Set::whole);
+        }
+
+        /** As with setfacl(1): who leaves out an entry of the mode does not say what is to become of it. */
+        private static void whole(Acl acl, String path) throws IOException {
+            long base = acl.entries().stream().filter(each -> each.scope() == AclEntry.Scope.ACCESS
+                    && (each.type() == AclEntry.Type.OWNER || each.type() == AclEntry.Type.OWNING_GROUP
+                            || each.type() == AclEntry.Type.OTHER)).count();
+            if (base < BASE_ENTRIES && acl.entries().stream().anyMatch(each -> each.scope() == AclEntry.Scope.ACCESS)) {
+                throw new IllegalArgumentException("a whole list has u::, g:: and o:: (zolt acl modify keeps the others)");
+            }
+            acl.set(path);
         }
     }
 
