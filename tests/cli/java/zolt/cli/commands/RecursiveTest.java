@@ -42,6 +42,13 @@ class RecursiveTest extends CliFixture {
         return String.join("\n", sorted(Tool.sh("cd \"$1\" && find . ../outside -printf '%P %y %m\\n'", tree)));
     }
 
+    /** A path that cannot be expressed has failed, wherever it was met. */
+    @Test
+    void failuresAreCounted() throws Exception {
+        Cli run = Cli.run("chmod", "-R", "600", dir + "/\udcff", path("none"));
+        assertTrue(run.err.endsWith("\nzolt: 0 changed, 2 failed\n"), run.err);
+    }
+
     /** Runs on a tree, and gives back the summary; nothing else may be complained of. */
     private static String summary(String... arguments) {
         Cli run = Cli.run(arguments);

@@ -84,7 +84,6 @@ final class TreeWalk implements Closeable {
     private final byte[] name = new byte[LONGEST_NAME];
     private final NameStack names = new NameStack();
     private final Deque<Level> levels = new ArrayDeque<>();
-    private long failed;
     private long vanished;
 
     TreeWalk(Session session, Visitor visitor) {
@@ -186,7 +185,6 @@ final class TreeWalk implements Closeable {
         if (visitor.unreachable(parent, name, length, type) && type != FileType.DIRECTORY) {
             return;
         }
-        failed++;
         progress.clear();
         session.fail(Names.join(parent.path, Names.text(name, length)),
                 new Failure(Exit.FAILED, Names.UNREACHABLE));
@@ -201,7 +199,6 @@ final class TreeWalk implements Closeable {
             vanished++;
             return;
         }
-        failed++;
         progress.clear();
         session.fail(node.path, e);
     }
@@ -210,6 +207,7 @@ final class TreeWalk implements Closeable {
     void summary(String done) {
         progress.clear();
         boolean stopped = session.stop.isAsked();
+        long failed = session.failures();
         if (done != null || failed > 0 || stopped) {
             String line = done == null ? "" : ", " + done;
             line += failed > 0 || done != null ? ", " + failed + " failed" : "";

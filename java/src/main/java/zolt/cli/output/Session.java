@@ -15,6 +15,7 @@ public final class Session {
     /** Whether failures are told as objects. */
     public boolean json;
     private int code = Exit.OK;
+    private long failures;
 
     /** @param terminals the streams that are terminals: any of "o" and "e" */
     public Session(OutputStream out, PrintStream err, String terminals) {
@@ -28,6 +29,7 @@ public final class Session {
     public void fail(String path, Exception e) {
         Failure failure = Failure.of(path, e);
         out.flush();
+        failures++;
         tell(path, failure.code, failure.getMessage());
         answer(failure.code);
     }
@@ -79,6 +81,11 @@ public final class Session {
 
     public int code() {
         return code;
+    }
+
+    /** Of how many paths a failure was reported. */
+    public long failures() {
+        return failures;
     }
 
     /** A name that others have chosen, to be written: its bytes in a pipe, {@link Shown} on a terminal. */
