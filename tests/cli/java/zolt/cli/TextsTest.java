@@ -3,12 +3,17 @@ package zolt.cli;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.ByteArrayOutputStream;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
+import picocli.CommandLine;
+import zolt.cli.commands.Commands;
 import zolt.cli.output.Exit;
 import zolt.cli.output.Names;
+import zolt.cli.output.Session;
 
 /** What is said of a wrong call, and the form of every complaint. */
 class TextsTest extends CliFixture {
@@ -101,6 +106,38 @@ class TextsTest extends CliFixture {
         assertEquals(1, run.lines().size());
         assertEquals(2, run.err.lines().peek(Value::object).count());
         Cli.fails(Exit.NOT_FOUND, "--json: No such file or directory", "stat", "--", "--json");
+    }
+
+    /** Each name of each option, as the commands have them. */
+    @Test
+    void everyOptionIsCompleted() throws Exception {
+        Session session = new Session(new ByteArrayOutputStream(), System.err, "");
+        String script = Cli.done("completion").text();
+        String zsh = Cli.done("completion", "zsh").text();
+        List<String> calls = new ArrayList<>();
+        List<String> wanted = new ArrayList<>();
+        for (CommandLine command : Commands.tree(session).getSubcommands().values()) {
+            List<CommandLine> lines = new ArrayList<>(command.getSubcommands().values());
+            lines.add(command);
+            for (CommandLine line : lines) {
+                if (line.getCommandName().equals("help")) {
+                    continue;
+                }
+                String words = line.getCommandSpec().qualifiedName(" ");
+                String own = zsh.lines().filter(each -> each.startsWith("    ('" + words.substring("zolt ".length()) + "')"))
+                        .findFirst().get();
+                line.getCommandSpec().options().stream().filter(option -> !option.hidden())
+                        .flatMap(option -> Arrays.stream(option.names())).forEach(name -> {
+                            calls.add(words + " " + name);
+                            wanted.add(name);
+                            assertTrue(own.contains("'" + name + ":"), words + " " + name);
+                        });
+            }
+        }
+        assertTrue(wanted.size() > 100, wanted.toString());
+        assertEquals(wanted, Tool.lines(Tool.with(calls, "bash", "-c", "eval \"$1\"; shift; for call; do COMP_WORDS=($call);"
+                + " COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zolt; printf '%s\\n' \"${COMPREPLY[@]}\" | grep -xFe"
+                + " \"${COMP_WORDS[-1]}\" || echo \"no $call\"; done", "bash", script)));
     }
 
     @Test

@@ -1,5 +1,6 @@
 package zolt.cli.commands;
 
+import java.util.Arrays;
 import java.util.Map;
 import java.util.TreeSet;
 import picocli.CommandLine;
@@ -84,7 +85,9 @@ final class CompletionCommand extends Action {
     private static void describe(String command, CommandLine line, StringBuilder words) {
         TreeSet<String> next = new TreeSet<>(next(line).keySet());
         for (OptionSpec option : line.getCommandSpec().options()) {
-            next.add(option.longestName());
+            if (!option.hidden()) {
+                next.addAll(Arrays.asList(option.names()));
+            }
         }
         words.append("    '").append(command).append("') words='").append(String.join(" ", next))
                 .append("' ;;\n");

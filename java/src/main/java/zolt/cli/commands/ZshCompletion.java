@@ -58,7 +58,9 @@ final class ZshCompletion {
                 each.getCommandSpec().usageMessage().description())));
         for (OptionSpec option : line.getCommandSpec().options()) {
             if (!option.hidden()) {
-                next.put(option.longestName(), CompletionCommand.summary(option.description()));
+                for (String name : option.names()) {
+                    next.put(name, CompletionCommand.summary(option.description()));
+                }
             }
             if (option.typeInfo().isEnum()) {
                 values.put(String.join("|", option.names()),
