@@ -15,6 +15,7 @@ import picocli.CommandLine.Spec;
         "  zolt acl modify u:alice:rx /srv/data",
         "  zolt doctor /srv",
         "  zolt help acl modify", "",
+        "zolt hdfs serves a folder by the protocols of HDFS, from a clone that is built: zolt hdfs --help.", "",
         "Exit codes: 0 done; 1 an operation failed, or several for different reasons; 2 a wrong call;",
         "3 permission denied; 4 no such path, user, attribute or lease; 5 it cannot run;",
         "6 it is there already: a lease, an attribute.", "",
