@@ -115,6 +115,9 @@ final class Diagnosis {
 
     /** In the order in which a change of rights does not help, helps, and does not help enough. */
     private PathFailure.Reason obstacle() throws IOException {
+        if (walk.access == PathFailure.Access.REMOVE && (walk.removed == null || isMountPoint(walk.removed))) {
+            return PathFailure.Reason.MOUNT_POINT; // whatever its directory gives
+        }
         FileType type = component.type();
         boolean hasContents = type == FileType.FILE || type == FileType.DIRECTORY;
         PathFailure.Reason whole = mount == null ? null : obstacleOfMount(type, hasContents);
@@ -196,7 +199,7 @@ final class Diagnosis {
                 && walk.who.uid() != removedUid && !walk.who.has(ThreadIdentity.CAP_FOWNER)) {
             return PathFailure.Reason.STICKY;
         }
-        return walk.removed == null || isMountPoint(walk.removed) ? PathFailure.Reason.MOUNT_POINT : null;
+        return null;
     }
 
     private PathFailure.Reason obstacleOfWriting(FileType type, boolean hasContents) throws IOException {

@@ -384,6 +384,36 @@ class WhyTest extends CliFixture {
     }
 
     /** What a link leads to may have a name that no path can express, or none at all. */
+    /** No right permits it, so none is proposed. */
+    @Test
+    void mountPointsAreNotRemoved() {
+        for (String user : new String[] {"root", "nobody"}) {
+            Cli run = Cli.run("why", "--as", user, "--for", "d", "/proc");
+            assertEquals("no one may remove /proc: a file system is mounted there\n", run.text());
+            assertEquals(Exit.DENIED, run.code);
+        }
+    }
+
+    /** A remount does not help where the device is write-protected. */
+    @Test
+    void aWriteProtectedDeviceIsNamed() throws Exception {
+        Assumptions.assumeTrue(mayMount(), "this process may not mount");
+        Assumptions.assumeTrue(new ProcessBuilder("sh", "-c", "cd \"$1\" && truncate -s 4M image && mkfs.ext4 -q image"
+                + " && mkdir disk && losetup -r --show -f image >device", "sh", dir.toString()).start().waitFor() == 0,
+                "this process gets no loop device");
+        String device = Files.readString(dir.resolve("device")).trim();
+        try {
+            Tool.raw("mount", "-o", "ro", device, path("disk"));
+            Cli run = Cli.run("why", "--for", "w", path("disk"));
+            assertEquals("no one may write " + path("disk") + ": " + path("disk")
+                    + " is mounted read-only, and its device is write-protected\n", run.text());
+            assertEquals(Exit.DENIED, run.code);
+            Tool.raw("umount", path("disk"));
+        } finally {
+            Tool.raw("losetup", "-d", device);
+        }
+    }
+
     @Test
     void linksIntoWhatHasNoPath() throws Exception {
         Tool.sh("cd $1; mkdir em\ud83d\ude00 $'d\\377';"
