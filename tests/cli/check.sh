@@ -77,7 +77,7 @@ mkdir "$work/gone"
 output=$(cd "$work/gone" && rmdir "$work/gone" && "$zolt" ls / 2>&1)
 [ $? -eq 5 ] && [ "$(tail -n +2 <<<"$output")" = 'zolt: the current folder is deleted: change to another one' ] ||
   fail "a deleted folder: $output"
-for limit in '-v 100000' '-v 300000' '-d 50000' '-n 12'; do
+for limit in '-v 100000' '-v 300000' '-d 50000' '-n 13' '-n 14'; do
   output=$(cd "$work" && eval "ulimit $limit" && "$zolt" ls / 2>&1)
   [ $? -eq 5 ] && [ "$(wc -l <<<"$output")" -eq 1 ] && [[ $output = 'zolt: '[!:]* && $output != *'at java'* ]] ||
     fail "ulimit $limit: $output"
