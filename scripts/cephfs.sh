@@ -67,7 +67,7 @@ cat >"$CEPH_CONF" <<TEXT
 TEXT
 (
   umask 077
-  for name in mon. client.admin osd.0 osd.1 osd.2 mds.a; do
+  for name in mon. client.admin osd.0 osd.1 osd.2 mds.a mds.b; do
     printf '[%s]\n  key = %s\n  caps mon = "allow *"\n  caps osd = "allow *"\n' "$name" "$key"
     [ "$name" = mon. ] || printf '  caps mds = "allow *"\n'
   done >"$STATE/keyring"

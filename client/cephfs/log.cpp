@@ -1,6 +1,7 @@
 #include "log.h"
 
 #include <fcntl.h>
+#include <sys/fsuid.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,8 +16,26 @@ namespace zolt_cephfs {
 
 namespace {
 
+// The file is the service's, and the line may be about a call for one of its users: whose ids the thread
+// has for the file system then (setfsuid(2)).
+class AsService {
+ public:
+  AsService() : group_(setfsgid(getegid())), user_(setfsuid(geteuid())) {}
+  ~AsService() {
+    setfsuid(static_cast<uid_t>(user_));
+    setfsgid(static_cast<gid_t>(group_));
+  }
+  AsService(const AsService&) = delete;
+  AsService& operator=(const AsService&) = delete;
+
+ private:
+  int group_;
+  int user_;
+};
+
 // Opened for each line: they are few, and whoever rotates the file may take it away in between.
 void write(const std::string& line) {
+  const AsService rights;
   const std::string& file = settings().logFile;
   const int fd = file.empty() ? STDERR_FILENO
                               : open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);

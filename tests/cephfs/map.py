@@ -1,7 +1,6 @@
 #!/usr/bin/python3
-"""map.py LIBRARY MOUNT: the location map of files of many layouts is what the monitors say of each object; what
+"""map.py LIBRARY: the location map of files of many layouts is what the monitors say of each object; what
 replication is, and when it may be set; what happens while OSDs or the monitor are away. Within scripts/cephfs.sh."""
-import errno
 import os
 import random
 import signal
@@ -10,53 +9,13 @@ import sys
 import threading
 import time
 
+import checks
+from checks import MOUNT, STATE, as_user, expect, make, refusal, said, wait
 from client import MIB, Client, Cluster
 
-LIBRARY, MOUNT = sys.argv[1:]
-STATE = os.environ["STATE"]
-WAIT_S = 60
-os.environ.update(ZOLT_CEPHFS_TIMEOUT="2", ZOLT_CEPHFS_FRESH="200", ZOLT_CEPHFS_LOG=STATE + "/client.log")
+LIBRARY = sys.argv[1]
+os.environ.update(ZOLT_CEPHFS_TIMEOUT="2", ZOLT_CEPHFS_FRESH="200", ZOLT_CEPHFS_LOG=checks.LOG)
 client, cluster = Client(LIBRARY), Cluster()
-failed = 0
-
-
-def expect(what, found, wanted):
-    global failed
-    if found != wanted:
-        failed += 1
-        print("FAILED: %s: %r, not %r" % (what, found, wanted))
-
-
-def refusal(of):
-    try:
-        of()
-    except OSError as e:
-        return "EOPNOTSUPP" if e.errno == errno.EOPNOTSUPP else errno.errorcode[e.errno]
-    return None
-
-
-def wait(what, holds):
-    end = time.time() + WAIT_S
-    while not holds():
-        if time.time() > end:
-            sys.exit("FAILED: not within %d s: %s" % (WAIT_S, what))
-        time.sleep(0.1)
-
-
-def said(words):
-    try:
-        return words in open(STATE + "/client.log").read()
-    except FileNotFoundError:
-        return False
-
-
-def make(name, size, **layout):
-    path = os.path.join(MOUNT, name)
-    open(path, "w").close()
-    for key, value in layout.items():
-        os.setxattr(path, "ceph.file.layout." + key, str(value).encode())
-    os.truncate(path, size)
-    return path
 
 
 def padded(osds, copies):
@@ -128,6 +87,10 @@ def replication():
         # A child of a process with threads of librados: the interface without the monitors.
         os._exit(0 if refusal(lambda: client.set_copies(MOUNT + "/closed", 3)) == "EACCES" else 1)
     expect("without the right to write", os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 0)
+    tenfold = make("tenfold", 0)
+    os.chmod(tenfold, 0o666)
+    expect("for a user, where no pool has 10", as_user(65534, lambda: refusal(lambda: client.set_copies(tenfold, 10))), "EOPNOTSUPP")
+    expect("the reason, in the service's own file", said("10 copies: no data pool"), True)
     expect("outside CephFS", refusal(lambda: client.locations("/etc/hostname")), "EOPNOTSUPP")
     print("replication: by pool")
 
@@ -204,4 +167,4 @@ for part in (layouts, replication, an_osd_goes, the_monitor_goes, threads):
     began = time.time()
     part()
     print("  %.1f s" % (time.time() - began), flush=True)
-sys.exit(1 if failed else 0)
+sys.exit(1 if checks.failed else 0)

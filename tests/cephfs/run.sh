@@ -10,8 +10,8 @@ attempt() { echo "== ${*##*/}"; "$@" || { failed=1; echo "FAILED: $*"; }; }
 cmake --build --preset cephfs --target cephfs_tests >"$build/cephfs.log" 2>&1 || { cat "$build/cephfs.log"; exit 1; }
 attempt "$build/tests/cephfs/cephfs_tests" --gtest_brief=1
 # shellcheck disable=SC2016  # for the shell beside the cluster
-for test in 'tests/cephfs/map.py $CLIENT/libzolt.so $MOUNT' 'tests/cephfs/listing.py bin/zolt $MOUNT'; do
-  attempt scripts/cephfs.sh bash -c "/usr/bin/python3 $test"
+for test in 'map.py $CLIENT/libzolt.so' 'mount.py $CLIENT/libzolt.so' 'listing.py bin/zolt $MOUNT'; do
+  attempt scripts/cephfs.sh bash -c "/usr/bin/python3 tests/cephfs/$test"
 done
 attempt scripts/cephfs.sh tests/cephfs/demo.sh bin/zolt
 echo "$((SECONDS - began)) s"
