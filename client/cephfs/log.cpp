@@ -16,8 +16,8 @@ namespace zolt_cephfs {
 
 namespace {
 
-// The file is the service's, and the line may be about a call for one of its users: whose ids the thread
-// has for the file system then (setfsuid(2)).
+// The file is the service's, and the line may be about a call for one of its users: whose ids the
+// thread has for the file system then (setfsuid(2)).
 class AsService {
  public:
   AsService() : group_(setfsgid(getegid())), user_(setfsuid(geteuid())) {}
