@@ -262,6 +262,11 @@ for name in trusted.secret security.capability security.other; do
   expect 3 'Operation not permitted' "$zolt" xattr remove --as nobody $name "$work/attributed"
 done
 [ "$(getfattr -d -m - --absolute-names "$work/attributed" | grep -c =)" -eq 1 ] || fail 'attributes of nobody'
+# A user namespace of one id has no others to switch to.
+if unshare --user --map-root-user true 2>/dev/null; then
+  expect 3 '^zolt: switching to nobody is refused here, as in a user namespace ' \
+    unshare --user --map-root-user "$zolt" whoami --as nobody
+fi
 # Where they cannot be given up, nobody is acted for. Of what is after --, nothing is an option.
 java=$(command -v java)
 ln -s "$(readlink -f "$java")" "$work/empty/java"

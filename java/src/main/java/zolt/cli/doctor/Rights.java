@@ -129,7 +129,13 @@ public final class Rights {
             throw new Failure(Exit.BROKEN, "acting for another user would leave that user " + now.left()
                     + ", which this process could not give up (setpriv(1) needs CAP_SETPCAP)");
         }
-        Identity identity = Identity.of(name);
+        Identity identity;
+        try {
+            identity = Identity.of(name);
+        } catch (IOException e) {
+            throw new Failure(Exit.DENIED, "switching to " + user + " is refused here, as in a user namespace that has not"
+                    + " the user's ids, or may not set groups: " + e.getMessage());
+        }
         if (uid != 0 && (now().who.effectiveCapabilities() & ~SWITCHING) != 0) {
             identity.close();
             throw new Failure(Exit.BROKEN, "the kernel leaves capabilities to who is acted for: this process has"
