@@ -121,7 +121,7 @@ class PathFailureTest {
 
     @Test
     void aFileSystemWithoutListsHasModes() throws Exception {
-        PathFailure failure = asNobody("/proc/1/environ", Access.READ).orElseThrow();
+        PathFailure failure = asNobody("/proc/kmsg", Access.READ).orElseThrow();
         assertTrue(failure.explain().endsWith("and the mode gives others ---; only chmod or chown may change that: "
                 + "its file system keeps no access control lists"), failure::explain);
         assertTrue(failure.acl().isMinimal());
