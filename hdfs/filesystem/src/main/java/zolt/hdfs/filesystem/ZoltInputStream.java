@@ -30,7 +30,6 @@ import org.apache.hadoop.fs.StreamCapabilities;
 import org.apache.hadoop.fs.VectoredReadUtils;
 import org.apache.hadoop.fs.statistics.IOStatistics;
 import org.apache.hadoop.fs.statistics.IOStatisticsAggregator;
-import org.apache.hadoop.fs.statistics.IOStatisticsContext;
 import org.apache.hadoop.fs.statistics.IOStatisticsSource;
 import org.apache.hadoop.fs.statistics.impl.IOStatisticsBinding;
 import zolt.hdfs.namespace.DataFile;
@@ -48,7 +47,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     private final FileChannel channel;
     private final FileSystem.Statistics statistics;
     private final int bufferSize;
-    private final IOStatisticsAggregator aggregator = IOStatisticsContext.getCurrentIOStatisticsContext().getAggregator();
+    private final IOStatisticsAggregator aggregator = ThreadStatistics.now();
     private final AtomicLong bytes = new AtomicLong();
     private final AtomicLong operations = new AtomicLong();
     private final AtomicLong seeks = new AtomicLong();

@@ -18,7 +18,6 @@ import org.apache.hadoop.fs.StreamCapabilities;
 import org.apache.hadoop.fs.Syncable;
 import org.apache.hadoop.fs.statistics.IOStatistics;
 import org.apache.hadoop.fs.statistics.IOStatisticsAggregator;
-import org.apache.hadoop.fs.statistics.IOStatisticsContext;
 import org.apache.hadoop.fs.statistics.IOStatisticsSource;
 import org.apache.hadoop.fs.statistics.impl.IOStatisticsBinding;
 import zolt.hdfs.namespace.DataFile;
@@ -36,7 +35,7 @@ final class ZoltOutputStream extends OutputStream implements Syncable, StreamCap
     private final FileSystem.Statistics statistics;
     private final int bufferSize;
     private final boolean syncs;
-    private final IOStatisticsAggregator aggregator = IOStatisticsContext.getCurrentIOStatisticsContext().getAggregator();
+    private final IOStatisticsAggregator aggregator = ThreadStatistics.now();
     private final AtomicLong bytes = new AtomicLong();
     private final AtomicLong flushes = new AtomicLong();
     private final AtomicLong forces = new AtomicLong();

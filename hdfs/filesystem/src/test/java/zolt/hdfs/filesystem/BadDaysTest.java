@@ -9,7 +9,12 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.net.URI;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
 import java.nio.file.Files;
+import java.nio.file.StandardOpenOption;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.concurrent.TimeUnit;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FSDataInputStream;
@@ -184,13 +189,20 @@ class BadDaysTest {
         onDisk.close();
     }
 
+    /** Starts another program on a folder. */
+    private static Process start(Class<?> program, java.nio.file.Path root, String... before) throws IOException {
+        List<String> command = new ArrayList<>(List.of(before));
+        command.addAll(List.of(System.getProperty("java.home") + "/bin/java", "-XX:TieredStopAtLevel=1",
+                "-Dzolt.library=" + System.getProperty("zolt.library"),
+                "-Dzolt.hdfs.library=" + System.getProperty("zolt.hdfs.library"), "-cp",
+                System.getProperty("java.class.path"), program.getName(), root.toString()));
+        return new ProcessBuilder(command).redirectError(ProcessBuilder.Redirect.INHERIT).start();
+    }
+
     /** What was flushed stays, and nobody waits for the dead. */
     @Test
     void aWriterThatIsKilledLeavesWhatItFlushed() throws Exception {
-        Process child = new ProcessBuilder(System.getProperty("java.home") + "/bin/java",
-                "-Dzolt.library=" + System.getProperty("zolt.library"),
-                "-Dzolt.hdfs.library=" + System.getProperty("zolt.hdfs.library"), "-cp",
-                System.getProperty("java.class.path"), Writer.class.getName(), mount.toString()).start();
+        Process child = start(Writer.class, mount);
         assertEquals('!', child.getInputStream().read());
         assertThrows(AlreadyBeingCreatedException.class, () -> files.append(FILE));
         child.destroyForcibly();
@@ -217,6 +229,68 @@ class BadDaysTest {
             System.out.write('!');
             System.out.flush();
             Thread.sleep(60_000);
+        }
+    }
+
+    /** Of a file that was being joined to another one, the next writer finds nothing, and the file is still there. */
+    @Test
+    void whatAKilledProgramHasJoinedByHalfIsCutOff() throws Exception {
+        java.nio.file.Path root = TestFolder.make("joined");
+        java.nio.file.Path target = Files.write(root.resolve("target"), new byte[] {1, 2, 3});
+        java.nio.file.Path source = root.resolve("source");
+        long size = 8L << 30;
+        try (FileChannel made = FileChannel.open(source, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE)) {
+            made.write(ByteBuffer.wrap(new byte[] {4, 5, 6}));
+            made.write(ByteBuffer.allocate(1), size - 1);  // a hole
+        }
+        Process child = start(Joiner.class, root);
+        while (Files.size(target) == 3) {
+            assertTrue(child.isAlive());
+            Thread.sleep(1);
+        }
+        child.destroyForcibly();
+        assertTrue(child.waitFor(30, TimeUnit.SECONDS));
+        assertTrue(Files.size(target) < 3 + size, "it was quicker than its end");
+        Configuration conf = TestFolder.conf();
+        conf.set("fs.zolt.root", root.toString());
+        try (FileSystem there = FileSystem.newInstance(TestFolder.NAME, conf)) {
+            assertEquals(0, there.getXAttrs(new Path("/target")).size(), "what is kept for the next writer is nobody's");
+            try (FSDataOutputStream out = there.append(new Path("/target"))) {
+                out.write(9);
+            }
+            assertArrayEquals(new byte[] {1, 2, 3, 9}, Files.readAllBytes(target));
+            assertEquals(size, Files.size(source));
+        }
+        Files.delete(source);
+    }
+
+    /** What others have written since is no part of the other file, and stays. */
+    @Test
+    void whatWasWrittenBehindAHalfJoinedFileStays() throws Exception {
+        java.nio.file.Path target = Files.write(TestFolder.folder().resolve("half"), new byte[] {1, 2, 4, 5, 7});
+        Files.write(TestFolder.folder().resolve("other"), new byte[] {4, 5, 6});
+        run("setfattr", "-n", "user.zolt.joining", "-v", "2/other", target.toString());
+        try (FileSystem onDisk = TestFolder.files()) {
+            onDisk.append(new Path("/half")).close();
+            assertArrayEquals(new byte[] {1, 2, 4, 5, 7}, Files.readAllBytes(target));
+            Files.write(target, new byte[] {1, 2, 4, 5});
+            onDisk.append(new Path("/half")).close();
+            assertEquals(4, Files.size(target), "the mark is gone");
+            run("setfattr", "-n", "user.zolt.joining", "-v", "2/other", target.toString());
+            onDisk.append(new Path("/half")).close();
+            assertArrayEquals(new byte[] {1, 2}, Files.readAllBytes(target));
+            onDisk.delete(new Path("/half"), false);
+            onDisk.delete(new Path("/other"), false);
+        }
+    }
+
+    static final class Joiner {
+        private Joiner() {}
+
+        public static void main(String[] arguments) throws Exception {
+            System.setProperty("zolt.test.root", arguments[0]);
+            FileSystem.newInstance(URI.create("zolt:///"), new Configuration()).concat(new Path("/target"),
+                    new Path[] {new Path("/source")});
         }
     }
 }

@@ -9,7 +9,6 @@ import java.nio.file.StandardOpenOption;
 import java.time.Duration;
 import java.util.Optional;
 import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
-import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
 import zolt.fs.Lease;
 import zolt.fs.LeaseHeldException;
 
@@ -146,7 +145,7 @@ final class Leases {
      * Ends a session.
      *
      * @param last is done before, with the rights of the caller
-     * @throws LeaseExpiredException when it has ended: another one may have begun
+     * @throws org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException when it has ended: another one may have begun
      */
     void end(int file, Session session, Change last) throws IOException {
         try (Locks.Hold lock = lock(file)) {
@@ -166,7 +165,7 @@ final class Leases {
 
     private HeldLease requireHeld(int file, Session session) throws IOException {
         return of(file).filter(lease -> lease.isOf(session.id()))
-                .orElseThrow(() -> new LeaseExpiredException("The lease was lost: the file is another's by now"));
+                .orElseThrow(() -> ServerExceptions.leaseExpired("The lease was lost: the file is another's by now"));
     }
 
     /** Ends a session unless it has ended. */

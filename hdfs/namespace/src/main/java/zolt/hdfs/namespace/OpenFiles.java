@@ -12,7 +12,6 @@ import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
-import org.apache.hadoop.hdfs.server.namenode.LeaseExpiredException;
 import zolt.fs.BlockLocations;
 import zolt.fs.FileOperations;
 
@@ -284,7 +283,7 @@ public final class OpenFiles {
      */
     public Written written(HdfsPath path, String client, long inode) throws IOException {
         return writtenOrClosed(path, client, inode).orElseThrow(
-                () -> new LeaseExpiredException("File is not open for writing: " + name(path, inode, client)));
+                () -> ServerExceptions.leaseExpired("File is not open for writing: " + name(path, inode, client)));
     }
 
     /** As {@link #written}, but nothing when the file is closed: a client that heard no answer asks again. */
@@ -296,8 +295,8 @@ public final class OpenFiles {
             Optional<String> holder = file.lease.map(HeldLease::holder);
             isWriters = holder.equals(Optional.of(client));
             if (holder.isPresent() && !isWriters) {
-                throw new LeaseExpiredException("Client (=" + client + ") is not the lease owner (=" + holder.get() + ": "
-                        + name(path, inode, client));
+                throw ServerExceptions.leaseExpired("Client (=" + client + ") is not the lease owner (=" + holder.get()
+                        + ": " + name(path, inode, client));
             }
             return isWriters ? Optional.of(file) : Optional.empty();
         } finally {
@@ -315,7 +314,7 @@ public final class OpenFiles {
                 throw new FileNotFoundException("File does not exist: " + name(path, inode, client));
             }
             if (!file.entry.isFile()) {
-                throw new LeaseExpiredException("INode is not a regular file: " + name(path, inode, client));
+                throw ServerExceptions.leaseExpired("INode is not a regular file: " + name(path, inode, client));
             }
             checkWriter(path, file);
             return file;

@@ -143,8 +143,23 @@ public final class PlainFiles {
                 layOut(path, file, how);
             }
             return file.toData(false);
+        } catch (AlreadyBeingCreatedException e) {
+            throw e;  // another program has opened it already, and writes it
         } catch (IOException e) {
+            unmake(path, file);
             throw e instanceof SystemCallException ? folder.refusalToCreate(path, e, FsAction.WRITE) : e;
+        }
+    }
+
+    /** Nothing stays of what could not be begun. */
+    private void unmake(HdfsPath path, WritableFile file) {
+        try {
+            Entry there = folder.find(path);
+            if (there != null && there.isSameAs(file.entry())) {
+                removing.remove(path, false);
+            }
+        } catch (IOException e) {
+            LOG.debug("{} is left, empty", path, e);
         }
     }
 
@@ -188,7 +203,9 @@ public final class PlainFiles {
         boolean opened = false;
         try {
             requireFile(path, file.descriptor());
-            lock(path, file.descriptor(), call);
+            if (lock(path, file.descriptor(), call)) {
+                HalfJoined.mend(folder, path, file.descriptor());
+            }
             opened = true;
             return file;
         } finally {
@@ -198,7 +215,8 @@ public final class PlainFiles {
         }
     }
 
-    private static void lock(HdfsPath path, int descriptor, String call) throws IOException {
+    /** Whether there is a lock now: not every file system has them. */
+    private static boolean lock(HdfsPath path, int descriptor, String call) throws IOException {
         int result = NativeFiles.tryLock(descriptor);
         if (result == -SystemCallException.EAGAIN) {
             throw new AlreadyBeingCreatedException("Failed to " + call + " " + path
@@ -213,6 +231,7 @@ public final class PlainFiles {
             throw new AlreadyBeingCreatedException("Failed to " + call + " " + path + " because this file lease is currently"
                     + " owned by " + holder + ", a client of the HDFS service, where the lease can be recovered");
         }
+        return result == 0;
     }
 
     /** Cuts a file. */
@@ -225,19 +244,25 @@ public final class PlainFiles {
 
     /**
      * Copies the bytes of files behind those of another, and removes the files. When that fails, the target has what it had,
-     * and behind it the sources that are gone; a program that is ended in the midst may leave a part of one more there.
+     * and behind it the sources that are gone. A program that is ended in the midst may leave a part of one more there,
+     * which the next writer cuts off, or one source that the target has and that is there too.
      */
     public void join(HdfsPath target, List<HdfsPath> paths) throws IOException {
         Joining.check(folder, target, folder.requireFile(target), paths, source -> false);
-        try (WritableFile file = open(target, NativeFiles.O_APPEND, CONCAT); DataFile into = file.toData(true)) {
-            for (HdfsPath path : paths) {
-                try (DataFile source = toRead(path, CONCAT)) {
-                    append(path, source, into.channel());
-                    Entry there = folder.find(path);
-                    if (there == null || !there.isSameAs(source.entry())) {
-                        throw new IOException(path + " was replaced while it was joined");
+        try (WritableFile file = open(target, NativeFiles.O_APPEND, CONCAT)) {
+            int descriptor = file.descriptor();
+            try (DataFile into = file.toData(true)) {
+                for (HdfsPath path : paths) {
+                    try (DataFile source = toRead(path, CONCAT)) {
+                        HalfJoined.mark(descriptor, into.channel().size(), path);
+                        append(path, source, into.channel());
+                        HalfJoined.unmark(descriptor);
+                        Entry there = folder.find(path);
+                        if (there == null || !there.isSameAs(source.entry())) {
+                            throw new IOException(path + " was replaced while it was joined");
+                        }
+                        removing.remove(path, false);
                     }
-                    removing.remove(path, false);
                 }
             }
         }

@@ -4,11 +4,11 @@ import java.io.FileNotFoundException;
 import java.io.IOException;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.ParentNotDirectoryException;
+import org.apache.hadoop.fs.PathIOException;
 import org.apache.hadoop.fs.PathIsNotEmptyDirectoryException;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.protocol.DSQuotaExceededException;
-import org.apache.hadoop.hdfs.protocol.FSLimitException.PathComponentTooLongException;
 import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 import org.apache.hadoop.security.AccessControlException;
 
@@ -49,8 +49,10 @@ final class Refusals {
             case SystemCallException.ENOTEMPTY:
                 return new PathIsNotEmptyDirectoryException(path + " is non empty");
             case SystemCallException.ENAMETOOLONG:
-                return new PathComponentTooLongException(NAME_BYTES, path.name().length(),
-                        path.isRoot() ? "/" : path.parent().toString(), path.name());
+                String parent = path.isRoot() ? "/" : path.parent().toString();
+                return Acting.isGuest()
+                        ? new PathIOException(parent, path.name() + " is longer than " + NAME_BYTES + " bytes")
+                        : ServerExceptions.nameTooLong(NAME_BYTES, path.name().length(), parent, path.name());
             case SystemCallException.EDQUOT:
                 return new DSQuotaExceededException("The quota of the file system is used up: " + path);
             default:

@@ -8,23 +8,38 @@ import org.apache.hadoop.hdfs.protocol.AclException;
 public final class AclRules {
     private AclRules() {}
 
+    @FunctionalInterface
+    private interface Rule {
+        List<AclEntry> changed() throws AclException;
+    }
+
+    /** Programs that have only the client's part of Hadoop do not have the rules. */
+    private static List<AclEntry> by(Rule rule) throws AclException {
+        try {
+            return rule.changed();
+        } catch (NoClassDefFoundError e) {
+            throw new AclException("Access control lists are changed by HDFS's rules, which are in hadoop-hdfs: its jar is"
+                    + " not on the class path", e);
+        }
+    }
+
     /** Adds entries, in place of those for the same user or group; the mask follows. */
     public static List<AclEntry> merge(List<AclEntry> now, List<AclEntry> entries) throws AclException {
-        return AclTransformation.mergeAclEntries(now, entries);
+        return by(() -> AclTransformation.mergeAclEntries(now, entries));
     }
 
     /** Replaces the scopes that the entries have. */
     public static List<AclEntry> replace(List<AclEntry> now, List<AclEntry> entries) throws AclException {
-        return AclTransformation.replaceAclEntries(now, entries);
+        return by(() -> AclTransformation.replaceAclEntries(now, entries));
     }
 
     /** Removes entries for the same users and groups; the mask follows. */
     public static List<AclEntry> remove(List<AclEntry> now, List<AclEntry> entries) throws AclException {
-        return AclTransformation.filterAclEntriesByAclSpec(now, entries);
+        return by(() -> AclTransformation.filterAclEntriesByAclSpec(now, entries));
     }
 
     /** Removes what a directory hands down. */
     public static List<AclEntry> removeDefault(List<AclEntry> now) throws AclException {
-        return AclTransformation.filterDefaultAclEntries(now);
+        return by(() -> AclTransformation.filterDefaultAclEntries(now));
     }
 }
