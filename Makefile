@@ -24,7 +24,7 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 
 N ?= 300
 
-.PHONY: help demo test cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
+.PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
 .PHONY: install packages packages-portable portable publish reproducible platforms clean
 
@@ -57,6 +57,10 @@ soak-hdfs: KILLS = 100
 soak-hdfs: hdfs ## two NameNodes on one folder, of which one or the other is killed KILLS=100 times under load
 	@ZOLT_TEST_OPTS=-Dzolt.test.kills=$(KILLS) hdfs/test.sh build 'zolt.hdfs.namenode.KilledNameNodesTest'
 	@sed -n 's/^\([0-9]* kills: .*\)/\1/p' build/hdfs/test.log
+
+test-programs: hdfs ## MapReduce's examples and Spark on zolt:// and hdfs:// (PROGRAMS='mapreduce spark'; gets some 450 MB)
+	@scripts/deps.sh programs
+	@hdfs/programs/programs.sh build $(PROGRAMS)
 
 hostile: ## every native with everything that its parameters may be given
 	@scripts/deps.sh build test

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # deps.sh SET...: installs what the sets (build, test, portable, platforms, cephfs, cluster, packages, bench, profile,
-# hadoop, lint, mutants, coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
+# hadoop, programs, lint, mutants, coverage) need and the machine lacks, from Debian's packages. Without root it names the packages instead and fails.
 set -eu
 
 missing=()
@@ -81,6 +81,10 @@ for set in "$@"; do
       ;;
     hadoop)  # for the HDFS service and one part of the benchmark, which are left out without it
       need mvn maven
+      ;;
+    programs)
+      need mvn maven
+      need "/usr/lib/python3*/ensurepip" python3-venv
       ;;
     lint)
       need clang-format clang-format
