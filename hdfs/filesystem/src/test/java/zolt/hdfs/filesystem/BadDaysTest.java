@@ -277,6 +277,15 @@ class BadDaysTest {
             onDisk.append(new Path("/half")).close();
             assertEquals(4, Files.size(target), "the mark is gone");
             run("setfattr", "-n", "user.zolt.joining", "-v", "2/other", target.toString());
+            onDisk.setPermission(new Path("/half"), new FsPermission((short) 0664));
+            onDisk.append(new Path("/half")).close();
+            assertEquals(4, Files.size(target), "others may have made the mark");
+            onDisk.setPermission(new Path("/half"), new FsPermission((short) 0644));
+            onDisk.setOwner(new Path("/other"), "nobody", null);
+            onDisk.append(new Path("/half")).close();
+            assertEquals(4, Files.size(target), "the other file is another user's");
+            run("setfattr", "-n", "user.zolt.joining", "-v", "2/other", target.toString());
+            onDisk.setOwner(new Path("/other"), "root", null);
             onDisk.append(new Path("/half")).close();
             assertArrayEquals(new byte[] {1, 2}, Files.readAllBytes(target));
             onDisk.delete(new Path("/half"), false);

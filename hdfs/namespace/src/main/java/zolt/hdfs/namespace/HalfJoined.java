@@ -13,13 +13,16 @@ import org.slf4j.LoggerFactory;
 /**
  * What a program leaves that is ended while it copies a file behind another: a mark on the target, which says where it ended
  * before and which file was copied. The next writer cuts off what was copied. It goes by the bytes and not by the mark
- * alone, since other programs may have written there since: what it cuts off is all in the other file.
+ * alone, since other programs may have written there since: what it cuts off is all in the other file. It does so with
+ * files of its user alone, and where nobody else can have made the mark: whether something was cut off would tell another
+ * user what is in a file.
  */
 final class HalfJoined {
     private static final Logger LOG = LoggerFactory.getLogger(HalfJoined.class);
     private static final byte[] ATTRIBUTE = "user.zolt.joining".getBytes(StandardCharsets.US_ASCII);
     /** A number, a slash and a name. */
     private static final int MOST_BYTES = 512;
+    private static final int WRITABLE_BY_OTHERS = 022;
     private static final int SOME_BYTES = 1 << 20;
 
     private HalfJoined() {}
@@ -44,19 +47,23 @@ final class HalfJoined {
 
     /** Cuts off the part of another file at the end of one that the caller writes, and that nobody else does. */
     static void mend(Folder folder, HdfsPath path, int descriptor) throws IOException {
+        Entry target = Entry.of(descriptor);
+        if (target.uid() != Acting.now().uid() || (target.permissions() & WRITABLE_BY_OTHERS) != 0) {
+            return;
+        }
         byte[] value = new byte[MOST_BYTES];
         int length = NativeFiles.getAttribute(nameOf(descriptor), ATTRIBUTE, value);
         if (length <= 0) {
             return;
         }
         String mark = new String(value, 0, length, StandardCharsets.UTF_8);
-        int slash = mark.indexOf('/');
+        int slash = mark.lastIndexOf('/');
         try (OpenedFile source = OpenedFile.toRead(folder, path.parent().child(mark.substring(slash + 1)));
                 FileChannel from = FileChannel.open(Path.of(Place.nameOf(source.descriptor())), StandardOpenOption.READ);
                 FileChannel file = FileChannel.open(Path.of(Place.nameOf(descriptor)), StandardOpenOption.READ,
                         StandardOpenOption.WRITE)) {
             long end = Long.parseLong(mark.substring(0, Math.max(0, slash)));
-            if (end >= 0 && isBeginning(file, end, from)) {
+            if (end >= 0 && source.entry().uid() == target.uid() && isBeginning(file, end, from)) {
                 LOG.info("{} was being joined with {} by a program that has ended: cut to its {} bytes", path,
                         mark.substring(slash + 1), end);
                 file.truncate(end);
