@@ -58,7 +58,7 @@ soak-hdfs: hdfs ## two NameNodes on one folder, of which one or the other is kil
 	@ZOLT_TEST_OPTS=-Dzolt.test.kills=$(KILLS) hdfs/test.sh build 'zolt.hdfs.namenode.KilledNameNodesTest'
 	@sed -n 's/^\([0-9]* kills: .*\)/\1/p' build/hdfs/test.log
 
-test-programs: hdfs ## MapReduce's examples and Spark on zolt:// and hdfs:// (PROGRAMS='mapreduce spark'; gets some 450 MB)
+test-programs: hdfs ## MapReduce, Spark and a bare machine on zolt:// and hdfs:// (PROGRAMS=; gets some 900 MB)
 	@scripts/deps.sh programs
 	@hdfs/programs/programs.sh build $(PROGRAMS)
 

@@ -85,6 +85,7 @@ for set in "$@"; do
     programs)
       need mvn maven
       need "/usr/lib/python3*/ensurepip" python3-venv
+      need mmdebstrap mmdebstrap
       ;;
     lint)
       need clang-format clang-format
