@@ -104,11 +104,11 @@ TEST_F(FailedPathTest, APathWithoutObstaclesIsReportedOnce) {
 
 TEST_F(FailedPathTest, AMissingFileIsReportedDownToItsParent) {
   const LogCapture log;
-  getFailedPath((inner_ + "/none/deeper").c_str(), true);
+  getFailedPath((inner_ + "//none//deeper").c_str(), true);
   const auto found = reports(log);
   ASSERT_EQ(2U, found.size()) << log.all();
   EXPECT_EQ(Paths{inner_}, blocks(found[0]));
-  EXPECT_EQ((Paths{inner_ + "/none/deeper", inner_ + "/none"}), blocks(found[1]));
+  EXPECT_EQ((Paths{inner_ + "//none//deeper", inner_ + "//none"}), blocks(found[1]));
 }
 
 TEST_F(FailedPathTest, TheRootHasNoBlock) {
