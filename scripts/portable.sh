@@ -22,7 +22,7 @@ for machine in "${machines[@]}"; do
       -DZOLT_ZIG="$zig" -DZOLT_ARCH="$machine" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZOLT_TESTS="${TESTS:-OFF}"
     cmake --build "$out" --target zolthadoop zolt "$@"
   } >"$build/portable/$machine.log" 2>&1 || { cat "$build/portable/$machine.log"; exit 1; }
-  mapfile -t objects < <(find "$out/src" -name '*.o')
+  mapfile -t objects < <(find "$out/src/CMakeFiles/zolthadoop.dir" -name '*.o')
   checked=$(MAX_GLIBC=2.17 OBJDUMP=llvm-objdump "$here/tests/artifact/check.sh" "$out/lib/libzolthadoop.so.1.0.0" \
     "$out"/java/include/*_ZOLTNative.h "${objects[@]}") || { echo "$checked"; exit 1; }
   mkdir -p "$jar/zolt/native/linux-$machine"

@@ -5,11 +5,15 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${ZOLT_ARCH})
 set(CMAKE_CXX_COMPILER ${ZOLT_ZIG} c++ -target ${ZOLT_ARCH}-linux-gnu.2.17)
 
+# This compiler would keep a register for the frame.
+set(CMAKE_CXX_FLAGS_INIT -fomit-frame-pointer)
+
 # What is not used of the runtime stays away, and what only a debugger reads.
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--gc-sections -Wl,--strip-debug -Wl,--build-id=sha1")
 
-# libacl is bound at run time: of its package only the declarations are needed, and none of its machine's others.
-foreach(header acl/libacl.h sys/acl.h)
+# Of this machine's headers only these are needed: of libacl, which is bound at run time, and of the tool that counts
+# instructions.
+foreach(header acl/libacl.h sys/acl.h valgrind/callgrind.h valgrind/valgrind.h)
   if(EXISTS /usr/include/${header})
     configure_file(/usr/include/${header} ${CMAKE_BINARY_DIR}/headers/${header} COPYONLY)
   endif()

@@ -24,8 +24,8 @@ constexpr const char* MAKE_VALID = "make_valid";
 constexpr int BASE_TAGS = ACL_USER_OBJ | ACL_GROUP_OBJ | ACL_OTHER;
 constexpr int NAMED_TAGS = ACL_USER | ACL_GROUP;
 
-constexpr int MERGE = 0;
-constexpr int REMOVE = 1;
+constexpr int MERGE_ENTRIES = 0;
+constexpr int REMOVE_ENTRIES = 1;
 
 unsigned checkedType(unsigned type, const char* function = __builtin_FUNCTION()) {
   if (type == ACL_TYPE_ACCESS || type == ACL_TYPE_DEFAULT) return type;
@@ -152,12 +152,12 @@ int ACL::size() const {
 }
 
 ACL& ACL::operator+(ACL& other) {
-  changeEntries(other, MERGE);
+  changeEntries(other, MERGE_ENTRIES);
   return *this;
 }
 
 ACL& ACL::operator-(ACL& other) {
-  changeEntries(other, REMOVE);
+  changeEntries(other, REMOVE_ENTRIES);
   return *this;
 }
 
@@ -172,14 +172,14 @@ int ACL::changeEntries(ACL& other, int mode) {
 void ACL::changeEntry(const Entry& change, int mode) {
   for (Entry& entry : *this) {
     if (!entry.cmp(change)) continue;
-    if (mode == MERGE) {
+    if (mode == MERGE_ENTRIES) {
       entry.copy(change);
     } else {
       entry.remove();
     }
     return;
   }
-  if (mode == MERGE) Entry(*this).copy(change);
+  if (mode == MERGE_ENTRIES) Entry(*this).copy(change);
 }
 
 void ACL::clear() {

@@ -102,6 +102,11 @@ class ACL {
   bool maskGiven = false;
 };
 
+/// Whether entries of a tag are for one user or group, whose id they have.
+inline bool isNamed(int tag) {
+  return tag == ACL_USER || tag == ACL_GROUP;
+}
+
 /// One entry of a list, and a position in it; the null entry is the end. It does not own: it lasts
 /// as long as the list holds the entry.
 class ACL::Entry {

@@ -9,10 +9,6 @@ using acl_errors::check;
 
 namespace {
 
-bool isNamed(int tag) {
-  return tag == ACL_USER || tag == ACL_GROUP;
-}
-
 const char* tagName(int tag) {
   switch (tag) {
     case ACL_USER_OBJ:

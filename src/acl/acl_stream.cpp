@@ -19,10 +19,6 @@ int32_t readInt(std::istream& in) {
   return in.read(reinterpret_cast<char*>(&value), sizeof value) ? value : 0;
 }
 
-bool isNamed(int tag) {
-  return tag == ACL_USER || tag == ACL_GROUP;
-}
-
 bool isTag(int tag) {
   return isNamed(tag) || tag == ACL_USER_OBJ || tag == ACL_GROUP_OBJ || tag == ACL_MASK ||
          tag == ACL_OTHER;

@@ -6,7 +6,7 @@ namespace zolt {
 
 namespace {
 
-constexpr const char* NATIVE = ZOLT_NATIVE(setDefaultBlockSizeReplication);
+constexpr const char* DEFAULTS = ZOLT_NATIVE(setDefaultBlockSizeReplication);
 
 }  // namespace
 
@@ -18,12 +18,12 @@ void setDefaultBlockSizeReplication(int64_t blockSize, int replication) {
   if (blockSize > 0) {
     defaultBlockSize = static_cast<uint64_t>(blockSize);
   } else {
-    ZOLT_WARN_AS(NATIVE, "Invalid default blocksize " << blockSize);
+    ZOLT_WARN_AS(DEFAULTS, "Invalid default blocksize " << blockSize);
   }
   if (replication > 0) {
     defaultReplication = replication;
   } else {
-    ZOLT_WARN_AS(NATIVE, "Invalid default replication " << replication);
+    ZOLT_WARN_AS(DEFAULTS, "Invalid default replication " << replication);
   }
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 static_assert(BLOCK_HEADER_AT > sizeof(StatusRecord));
 
-constexpr const char* NATIVE = ZOLT_NATIVE(getBlockLocationsNative);
+constexpr const char* QUERY = ZOLT_NATIVE(getBlockLocationsNative);
 
 void takeFacts(const char* status, locationplus& loc) {
   StatusRecord record;
@@ -56,7 +56,7 @@ Errno locate(const std::string& path, StorageType type, bool followLink, locatio
              Buffer<int>& out) {
   UniqueFd file;
   if (const Errno error = openToRead(path.c_str(), followLink ? 0 : O_NOFOLLOW, file)) {
-    ZOLT_ERROR_AS(NATIVE, "open failed with " << error.value());
+    ZOLT_ERROR_AS(QUERY, "open failed with " << error.value());
     return error;
   }
   const Errno error(getBlkLocationInt(file.get(), type, loc, out));
@@ -97,8 +97,8 @@ Errno getBlockLocations(const std::string& path, StorageType type, bool followLi
   } else if (const Errno error = askFacts(path, followLink, loc)) {
     return error;
   }
-  ZOLT_DEBUG_AS(NATIVE, joined(" ", path, "inode", loc.inode, "offset", offset, "length", length,
-                               "filelen", loc.filelen));
+  ZOLT_DEBUG_AS(QUERY, joined(" ", path, "inode", loc.inode, "offset", offset, "length", length,
+                              "filelen", loc.filelen));
   if (loc.isRegular) {
     const Errno error = locateRange(path, type, followLink, offset, length, loc, locations);
     if (error) return error;

@@ -13,7 +13,7 @@ namespace zolt {
 namespace {
 
 // Whom the log lines speak for.
-constexpr const char* BGF = "getBlkBGF";
+constexpr const char* BLOCK_BGF = "getBlkBGF";
 constexpr const char* BLOCKS = "getBlkLocation";
 constexpr const char* RANKING = "getBlkLocation_sort";
 
@@ -32,15 +32,16 @@ Errno readBlockSize(int fd, location& loc) {
 
   if (request.attribute.status != 0) {
     loc.blocksize = defaultBlockSize;
-    ZOLT_DEBUG_AS(BGF, "bgf is not set, uses default block size: " << loc.blocksize);
+    ZOLT_DEBUG_AS(BLOCK_BGF, "bgf is not set, uses default block size: " << loc.blocksize);
   } else {
     const int bgf = bgfIn(request.attribute);
-    ZOLT_DEBUG_AS(BGF, "bgf: " << bgf);
+    ZOLT_DEBUG_AS(BLOCK_BGF, "bgf: " << bgf);
     loc.blocksize = static_cast<uint64_t>(int64_t{bgf}) * fsblk;
   }
   if (const uint64_t excess = loc.blocksize % fsblk; excess != 0) {
     loc.blocksize += fsblk - excess;
-    ZOLT_DEBUG_AS(BGF, "fs blocksize " << fsblk << " returns aligned blocksize " << loc.blocksize);
+    ZOLT_DEBUG_AS(BLOCK_BGF,
+                  "fs blocksize " << fsblk << " returns aligned blocksize " << loc.blocksize);
   }
   loc.nreplica = request.replication.dataReplicas;
   return {};

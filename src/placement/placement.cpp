@@ -12,7 +12,7 @@ namespace zolt {
 namespace {
 
 constexpr const char* REPLICATION = ZOLT_NATIVE(setReplication);
-constexpr const char* BGF = ZOLT_NATIVE(setBGF);
+constexpr const char* SET_BGF = ZOLT_NATIVE(setBGF);
 
 template <class... Pieces>
 [[noreturn, gnu::cold]] void fail(Errno error, const Pieces&... pieces) {
@@ -62,7 +62,7 @@ void changeBGF(const std::string& path, int bgf) try {
     fail(Errno::ofFailure(), "Failed to set BGF(", bgf, ") for ", path);
   }
 } catch (const IOException& error) {
-  ZOLT_ERROR_AS(BGF, error.what());
+  ZOLT_ERROR_AS(SET_BGF, error.what());
   throw;
 }
 
