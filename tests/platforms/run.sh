@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # run.sh BUILD [NAME...]: the portable libraries of BUILD/portable on the systems of systems.tsv, or on those of the
 # NAMEs. Each is unpacked from Debian's packages into BUILD/platforms/NAME, once, and entered by chroot(2) in a mount
-# namespace that ends with the run. inside.sh says what runs there. One for another machine is run by qemu-user, which
-# the kernel is told of for as long as this takes. What came of it stands in BUILD/platforms/NAME.tsv.
+# namespace that ends with the run. inside.sh says what runs there. One for another machine is run by qemu-user, of
+# which the kernel knows as long as that namespace lasts. What came of it stands in BUILD/platforms/NAME.tsv.
 set -eu
 build=$(realpath "$1")
 shift
@@ -58,14 +58,22 @@ older_classes() {  # older_classes CLASSES
   echo "$older:$(ls "$tool"/jvmdowngrader-java-api-*.jar)"
 }
 
-emulate() {  # the kernel runs the programs of that machine by qemu, in every root: it is opened here
-  [ -e /proc/sys/fs/binfmt_misc/register ] || mount -t binfmt_misc none /proc/sys/fs/binfmt_misc
-  [ -e /proc/sys/fs/binfmt_misc/zolt-aarch64 ] && return
-  local magic='\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00'
-  local mask='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
-  printf '%s' ":zolt-aarch64:M::$magic:$mask:$(command -v qemu-aarch64-static):FOC" >/proc/sys/fs/binfmt_misc/register
-  trap 'echo -1 >/proc/sys/fs/binfmt_misc/zolt-aarch64' EXIT
+# Debian's JUnit does not start in Java 8. The one that its makers publish does, and stands before it.
+older_junit() {
+  local tool=$all/junit
+  [ -e "$tool" ] || mvn -q -B dependency:copy -Dartifact=org.junit.platform:junit-platform-console-standalone:1.9.3 \
+    -DoutputDirectory="$tool" >&2
+  ls "$tool"/*.jar
 }
+
+# A program in a jar of its own, as a user of the jar with both libraries has it. Java 24 and later ask its manifest
+# whether it may call natives.
+loaded=$all/loaded
+mkdir -p "$loaded"
+javac --release 8 -Xlint:-options -cp "$build/portable/zolt-hadoop.jar" -d "$loaded" "$top/tests/packages/Loaded.java"
+printf '%s\n' 'Main-Class: Loaded' 'Enable-Native-Access: ALL-UNNAMED' \
+  'Class-Path: ../portable/zolt-hadoop.jar /usr/share/java/slf4j-api.jar' >"$loaded.manifest"
+jar --create --file "$loaded.jar" --manifest "$loaded.manifest" -C "$loaded" Loaded.class
 
 failed=0
 while IFS=$'\t' read -r name suite arch java; do
@@ -76,8 +84,9 @@ while IFS=$'\t' read -r name suite arch java; do
   [ -e "$root/complete" ] || { echo "Unpacking build/platforms/$name/"; unpack "$root" "$suite" "$arch" "$java"; }
   classes=$portable/tests/jvm/classes
   [ "$java" -ge 17 ] || classes=$(older_classes "$classes")
+  [ "$java" -ge 11 ] || classes=$classes:$(older_junit)
   emulated=
-  [ "$(machine "$arch")" = "$(uname -m)" ] || { emulate; emulated=yes; }
+  [ "$(machine "$arch")" = "$(uname -m)" ] || emulated=yes
   mapfile -t environment < <(sed "s#^CLASSPATH=[^:]*#CLASSPATH=$classes#" "$portable/tests/jvm/environment")
   for jar in $(printf '%s\n' "${environment[@]}" | sed -n 's/^CLASSPATH=//p' | tr : ' ') /usr/share/java/slf4j-simple.jar; do
     case $jar in
@@ -88,19 +97,26 @@ while IFS=$'\t' read -r name suite arch java; do
   status=0
   unshare --mount --fork --pid --kill-child bash -c '
     set -eu
-    root=$1 top=$2 build=$3
-    shift 3
+    root=$1 top=$2 build=$3 emulated=$4
+    shift 4
+    [ -z "$emulated" ] || {  # programs for aarch64, in every root: the emulator is opened here
+      mount -t binfmt_misc none /proc/sys/fs/binfmt_misc
+      magic="\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00"
+      mask="\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff"
+      printf %s ":zolt-aarch64:M::$magic:$mask:$(command -v qemu-aarch64-static):FOC" \
+        >/proc/sys/fs/binfmt_misc/register
+    }
     mount --bind "$root" "$root"
     mount --bind "$top" "$root$top"
     [ "${build#"$top"/}" != "$build" ] || mount --rbind "$build" "$root$build"
     mount -t proc proc "$root/proc"
     mount --rbind /sys "$root/sys"
     mount --rbind /dev "$root/dev"
-    exec chroot "$root" "$@"' enter "$root" "$top" "$build" \
-    env -i PATH=/usr/sbin:/usr/bin HOME=/root EMULATED=$emulated "${environment[@]}" "JAVA=/usr/lib/jvm/java-$java-openjdk-$arch/bin/java" \
+    exec chroot "$root" "$@"' enter "$root" "$top" "$build" "$emulated" \
+    env -i PATH=/usr/sbin:/usr/bin HOME=/root EMULATED=$emulated LOADED="$loaded.jar" "${environment[@]}" "JAVA=/usr/lib/jvm/java-$java-openjdk-$arch/bin/java" \
     "$here/inside.sh" "$top" "$portable" "$all/$name.tsv.new" >"$all/$name.log" 2>&1 </dev/null || status=$?
   tail -n 3 "$all/$name.log"
   [ $status -eq 0 ] || { echo "platforms: $name failed, see build/platforms/$name.log" >&2; failed=1; }
-  [ ! -e "$all/$name.tsv.new" ] || mv "$all/$name.tsv.new" "$all/$name.tsv"
+  [ ! -e "$all/$name.tsv.new" ] || { mv "$all/$name.tsv.new" "$all/$name.tsv"; mv "$all/$name.tsv.new.left" "$all/$name.left"; }
 done <"$here/systems.tsv"
 exit $failed
