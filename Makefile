@@ -25,7 +25,8 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 N ?= 300
 
 .PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
-.PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-hdfs lint format tidy
+.PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-portable bench-hdfs
+.PHONY: lint format tidy
 .PHONY: install packages packages-portable portable publish reproducible platforms clean
 
 help: ## this text
@@ -153,7 +154,7 @@ bench: build ## each native beside its floor and beside what Java offers (SECOND
 	@scripts/deps.sh hadoop >/dev/null 2>&1 || :
 	@hadoop=$$(bench/hadoop/build.sh build/bench/hadoop) && export HADOOP="$$hadoop" || export WITHOUT="$$hadoop"; \
 	  ONLY='$(ONLY)' bench/run.sh $(CURDIR)/build $(CURDIR)/build/bench $(SECONDS) $(if $(LONG),long); \
-	  status=$$?; $(if $(DOCUMENT),bench/document.sh build/bench >docs/performance.md;) exit $$status
+	  status=$$?; $(if $(DOCUMENT),bench/document.sh build/bench >build/bench/page.md && cp build/bench/page.md docs/performance.md;) exit $$status
 
 bench-calls: build ## the system calls of each native against its floor's, by strace
 	@scripts/deps.sh bench
@@ -173,6 +174,13 @@ bench-count: build ## instructions of the core's hot paths against bench/counts.
 	@scripts/deps.sh bench
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_counts 2>&1) || { echo "$$out"; exit 1; }
 	@ACCEPT=$(ACCEPT) bench/count.sh build/bench/zolt_counts bench/counts.tsv build/bench/counts
+
+bench-portable: SECONDS = 0.2
+bench-portable: build ## the portable library beside this build's: instructions, and the time of each native (SECONDS=)
+	@scripts/deps.sh bench portable
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench zoltrivals zolt_counts 2>&1) || { echo "$$out"; exit 1; }
+	@scripts/portable.sh build zolt_counts
+	@bench/rival.sh build $(SECONDS) docs/performance.md
 
 bench-hdfs: hdfs ## Hadoop's own NameNode and the HDFS service side by side (PARTS=, FILES=100000, OPERATIONS=5000)
 	@FILES='$(FILES)' OPERATIONS='$(OPERATIONS)' hdfs/bench.sh build $(PARTS)

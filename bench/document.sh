@@ -127,6 +127,8 @@ Where the floor does 1.9 times the work of one thread, the library is held to 1.
 floor where that is less. Where the floor does not, nothing is judged: there the kernel, or the machine,
 does no more.
 
+$(sed -n '/^## The portable library$/,/^## Times$/{/^## Times$/!p}' "$(dirname "$0")/../docs/performance.md")
+
 ## Times
 
 Nanoseconds a call; for listings, counts, blocks and attributes nanoseconds an entry.

@@ -78,6 +78,7 @@ final class Case {
             if (way.answer() == null) {
                 continue;
             }
+            Rivals.choose(way);
             long answer = way.answer().run();
             if (wanted == null) {
                 wanted = answer;

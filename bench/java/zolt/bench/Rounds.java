@@ -34,7 +34,7 @@ final class Rounds {
         int[] calls = new int[ways];
         double round = 0;
         for (int way = 0; way < ways; way++) {
-            double once = warmUp(measured.ways.get(way).work(), seconds / 3 * 1e9);
+            double once = warmUp(measured.ways.get(way), seconds / 3 * 1e9);
             calls[way] = seconds == 0 ? 1 : (int) Math.max(1, Math.min(TURN / once, 1e6));
             round += calls[way] * once;
         }
@@ -64,14 +64,15 @@ final class Rounds {
 
     private void round(int number, int[] calls) throws Exception {
         for (int way = 0; way < calls.length; way++) {
-            turn(measured.ways.get(way).work(), way, number, calls[way]);
+            turn(measured.ways.get(way), way, number, calls[way]);
         }
     }
 
-    private void turn(Work work, int way, int round, int calls) throws Exception {
+    private void turn(Case.Way of, int way, int round, int calls) throws Exception {
+        Rivals.choose(of);
         long wallStart = System.nanoTime();
         long cpuStart = CLOCK.getCurrentThreadCpuTime();
-        repeat(work, calls);
+        repeat(of.work(), calls);
         double units = (double) calls * measured.units;
         cpu[way][round] = (CLOCK.getCurrentThreadCpuTime() - cpuStart) / units;
         wall[way][round] = (System.nanoTime() - wallStart) / units;
@@ -86,12 +87,13 @@ final class Rounds {
     }
 
     /** Nanoseconds a call takes once the way is warm. */
-    private static double warmUp(Work work, double time) throws Exception {
+    private static double warmUp(Case.Way way, double time) throws Exception {
+        Rivals.choose(way);
         long start = System.nanoTime();
         int calls = 1;
         for (;;) {
             long last = System.nanoTime();
-            repeat(work, calls);
+            repeat(way.work(), calls);
             long now = System.nanoTime();
             if (now - start >= time) {
                 return Math.max(1, (double) (now - last) / calls);
