@@ -8,6 +8,10 @@ set(CMAKE_CXX_COMPILER ${ZOLT_ZIG} c++ -target ${ZOLT_ARCH}-linux-gnu.2.17)
 # This compiler would keep a register for the frame.
 set(CMAKE_CXX_FLAGS_INIT -fomit-frame-pointer)
 
+# CMake's first looks at it link nothing: it would build its runtime once more for programs.
+set(CMAKE_CXX_COMPILER_ID_TEST_FLAGS_FIRST -c)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+
 # What is not used of the runtime stays away, and what only a debugger reads.
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--gc-sections -Wl,--strip-debug -Wl,--build-id=sha1")
 
