@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# reproducible.sh TOP: builds every package and everything published twice, each time from the last commit and from
-# nothing, and shows where the two differ: in another folder, another time zone, with another umask and language.
+# reproducible.sh TOP [FOLDER]: builds every package and everything published twice, each time from the last commit and
+# from nothing, and shows where the two differ: in another folder, another time zone, with another umask and language.
+# In FOLDER, if named, both builds stay.
 set -eu
 top=$(realpath "$1")
-scratch=$(mktemp -d -p "${TMPDIR:-/var/tmp}")
-trap 'rm -rf "$scratch"' EXIT
+scratch=${2-}
+[ -n "$scratch" ] || { scratch=$(mktemp -d -p "${TMPDIR:-/var/tmp}"); trap 'rm -rf "$scratch"' EXIT; }
 unset CMAKE_CXX_COMPILER_LAUNCHER
 
 built() {  # built FOLDER SETTING...: builds there, and prints the sum of each file
