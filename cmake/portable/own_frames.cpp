@@ -1,6 +1,7 @@
-// The portable library carries its unwinder. For each frame of an exception the unwinder asks the
-// loader for all libraries of the process until one has that frame, and in a NameNode there are
-// dozens. Exceptions of this library end in it: here the unwinder is shown this library first.
+// The portable library carries its unwinder. Before GLIBC 2.35 that asks the loader, for each frame
+// of an exception, for all libraries of the process until one has the frame, and in a NameNode
+// there are dozens. Exceptions of this library end in it: here the unwinder is shown this library
+// first.
 #include <dlfcn.h>
 #include <link.h>
 
