@@ -21,7 +21,7 @@ built() {  # built FOLDER SETTING...: builds there, and prints the sum of each f
 umask 022
 built "$scratch/one" TZ=UTC LC_ALL=C >"$scratch/one.sums"
 umask 077
-built "$scratch/another folder" TZ=Asia/Tokyo LC_ALL=C.UTF-8 >"$scratch/two.sums"
+built "$scratch/another/folder" TZ=Asia/Tokyo LC_ALL=C.UTF-8 >"$scratch/two.sums"
 cat "$scratch/one.sums"
 diff "$scratch/one.sums" "$scratch/two.sums" >/dev/null || {
   echo 'These differ from one build to the other:'
