@@ -2,7 +2,7 @@
 # Hadoop's own NameNode and this one side by side: bench.sh BUILD [PART...], with PART one of operations, listing, size
 # and data; and zolt:// beside Hadoop's local file system and plain calls, with the PART files; all of them by default.
 # FILES=100000 says how many files "listing", "size" and "files" make, OPERATIONS=5000 how many calls "operations" counts
-# at a time. It runs as root, in a mount namespace of its own.
+# at a time, and ROWS='data small listing hdfs' which rows "files" has, and whether Hadoop's HDFS is in them. It runs as root, in a mount namespace of its own.
 set -u
 here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 build=$(CDPATH='' cd -- "$1" && pwd)
@@ -34,6 +34,6 @@ unshare --mount --propagation private -- bash -c '
   for program in $programs; do
     java -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true -Dhadoop.tmp.dir="$work/tmp" \
       -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
-      -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.operations="${OPERATIONS:-5000}" \
+      -Dbench.work="$work" -Dbench.build="$build" -Dbench.files="${FILES:-100000}" -Dbench.rows="${ROWS:-data small listing hdfs}" -Dbench.operations="${OPERATIONS:-5000}" \
       -cp "$(cat "$build/hdfs/test-classpath")" "$program" "$@" || exit
   done' bench "${others[@]+"${others[@]}"}"

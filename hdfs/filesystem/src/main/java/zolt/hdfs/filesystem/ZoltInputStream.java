@@ -11,10 +11,12 @@ import java.io.FileDescriptor;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.channels.FileChannel;
+import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
 import java.util.Objects;
 import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.atomic.AtomicInteger;
 import java.util.concurrent.atomic.AtomicLong;
 import java.util.function.Consumer;
 import java.util.function.IntFunction;
@@ -35,12 +37,15 @@ import org.apache.hadoop.fs.statistics.impl.IOStatisticsBinding;
 import zolt.hdfs.namespace.DataFile;
 
 /**
- * Reads a file by its descriptor. The right to it was asked for when it was opened; what reads needs no identity. Only
- * short reads in a row go through a buffer.
+ * Reads a file by its descriptor. The right to it was asked for when it was opened; what reads needs no identity.
  */
 final class ZoltInputStream extends FSInputStream implements ByteBufferReadable, ByteBufferPositionedReadable, CanUnbuffer,
         HasFileDescriptor, StreamCapabilities, IOStatisticsSource {
     private static final ByteBuffer EMPTY = ByteBuffer.allocate(0);
+    private static final int MOST_AHEAD = 1 << 17;
+    /** What goes past the buffer: it would be copied once more. */
+    private static final int LARGE = 1 << 15;
+    private static final int GROWTH = 8;
 
     private final String name;
     private final DataFile file;
@@ -59,7 +64,11 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     private ByteBuffer buffer = EMPTY;
     /** Where the file is read on, behind what is in the buffer. */
     private long position;
+    /** Where the kernel reads on for whoever does not say where. */
+    private long offsetOfDescriptor;
     private long knownSize;
+    /** How much the buffer takes in next. */
+    private int ahead;
     private volatile boolean closed;
 
     ZoltInputStream(String name, DataFile file, FileSystem.Statistics statistics, int bufferSize) {
@@ -67,6 +76,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         this.file = file;
         this.statistics = statistics;
         this.bufferSize = Math.max(1, bufferSize);
+        ahead = this.bufferSize;
         channel = file.channel();
         knownSize = file.entry().size();
     }
@@ -88,23 +98,43 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
 
     /** Reads on, past the buffer. */
     private int readOn(ByteBuffer into) throws IOException {
-        int got = channel.read(into, position);
-        if (got > 0) {
-            position += got;
+        if (into.hasArray()) {
+            int got = readOn(into.array(), into.arrayOffset() + into.position(), into.remaining());
+            into.position(into.position() + Math.max(0, got));
+            return got;
         }
+        int got = channel.read(into, position);
+        position += Math.max(0, got);
         return got;
     }
 
-    private boolean fill() throws IOException {
-        if (buffer.capacity() == 0) {
-            buffer = ByteBuffer.allocate(bufferSize);
+    private int readOn(byte[] into, int offset, int length) throws IOException {
+        if (offsetOfDescriptor != position) {
+            channel.position(position);
+            offsetOfDescriptor = position;
         }
-        buffer.clear();
+        int got = file.read(into, offset, length);
+        position += Math.max(0, got);
+        offsetOfDescriptor = position;
+        return got;
+    }
+
+    /** Reads ahead, more each time, as long as the reader goes on where it was. */
+    private boolean fill() throws IOException {
+        if (buffer.capacity() < ahead) {
+            buffer = ByteBuffer.allocate(ahead == bufferSize ? bufferSize : MOST_AHEAD);
+        }
+        buffer.clear().limit(ahead);
         try {
             return readOn(buffer) > 0;
         } finally {
             buffer.flip();
+            readMoreAhead();
         }
+    }
+
+    private void readMoreAhead() {
+        ahead = Math.max(bufferSize, Math.min(GROWTH * ahead, MOST_AHEAD));
     }
 
     @Override
@@ -130,19 +160,22 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         if (!into.hasRemaining()) {
             return 0;
         }
-        if (!buffer.hasRemaining()) {
-            if (into.remaining() >= bufferSize) {
+        int before = into.remaining();
+        int got = 0;
+        while (into.hasRemaining() && got >= 0) {
+            if (buffer.hasRemaining()) {
+                int some = Math.min(into.remaining(), buffer.remaining());
+                into.put(buffer.slice().limit(some));
+                buffer.position(buffer.position() + some);
+            } else if (into.remaining() >= Math.min(ahead, LARGE)) {
                 buffer.limit(0);  // what was in it lies before the position no more
-                return count(readOn(into));
-            }
-            if (!fill()) {
-                return -1;
+                readMoreAhead();
+                got = readOn(into);
+            } else if (!fill()) {
+                got = -1;
             }
         }
-        int some = Math.min(into.remaining(), buffer.remaining());
-        into.put(buffer.slice().limit(some));
-        buffer.position(buffer.position() + some);
-        return count(some);
+        return count(into.remaining() == before ? -1 : before - into.remaining());
     }
 
     @Override
@@ -198,6 +231,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         } else {
             position = to;
             buffer.clear().limit(0);
+            ahead = bufferSize;
         }
     }
 
@@ -233,6 +267,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     public synchronized void unbuffer() {
         position -= buffer.remaining();
         buffer = EMPTY;
+        ahead = bufferSize;
     }
 
     @Override
@@ -252,11 +287,18 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         }
         vectored.incrementAndGet();
         ranges.addAndGet(sorted.size());
+        List<CompletableFuture<ByteBuffer>> all = new ArrayList<>(sorted.size());
         for (FileRange range : sorted) {
             CompletableFuture<ByteBuffer> data = new CompletableFuture<>();
             range.setData(data);
-            VectoredReads.submit(() -> read(range, data, allocate, release));
+            all.add(data);
         }
+        AtomicInteger next = new AtomicInteger();
+        VectoredReads.submit(sorted.size(), () -> {
+            for (int i = next.getAndIncrement(); i < all.size(); i = next.getAndIncrement()) {
+                read(sorted.get(i), all.get(i), allocate, release);
+            }
+        });
     }
 
     private void read(FileRange range, CompletableFuture<ByteBuffer> data, IntFunction<ByteBuffer> allocate,

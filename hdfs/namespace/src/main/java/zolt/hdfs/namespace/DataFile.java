@@ -15,12 +15,14 @@ public final class DataFile implements Closeable {
     private static final Logger LOG = LoggerFactory.getLogger(DataFile.class);
 
     private final FileDescriptor descriptor;
+    private final FileInputStream in;
     private final FileChannel channel;
     private final Entry entry;
     private final Cleaner.Cleanable closing;
 
-    private DataFile(FileDescriptor descriptor, FileChannel channel, Entry entry) {
+    private DataFile(FileDescriptor descriptor, FileInputStream in, FileChannel channel, Entry entry) {
         this.descriptor = descriptor;
+        this.in = in;
         this.channel = channel;
         this.entry = entry;
         closing = Forgotten.watch(this, () -> {
@@ -42,7 +44,8 @@ public final class DataFile implements Closeable {
     @SuppressWarnings("resource")  // the channel closes the stream
     static DataFile toRead(int descriptor, Entry entry) {
         FileDescriptor object = adopted(descriptor);
-        return new DataFile(object, new FileInputStream(object).getChannel(), entry);
+        FileInputStream in = new FileInputStream(object);
+        return new DataFile(object, in, in.getChannel(), entry);
     }
 
     /** As {@link #toRead}, at the end of the file or at its beginning. */
@@ -53,11 +56,19 @@ public final class DataFile implements Closeable {
         if (append) {
             channel.position(entry.size());
         }
-        return new DataFile(object, channel, entry);
+        return new DataFile(object, null, channel, entry);
     }
 
     public FileChannel channel() {
         return channel;
+    }
+
+    /**
+     * Reads into an array at the position of {@link #channel}, and moves it on. A stream copies to arrays faster than a
+     * channel does.
+     */
+    public int read(byte[] into, int offset, int length) throws IOException {
+        return in.read(into, offset, length);
     }
 
     public FileDescriptor descriptor() {
