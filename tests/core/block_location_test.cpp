@@ -304,7 +304,7 @@ TEST_F(LocationTest, EachRoundsRequestIsWrittenAnew) {
     loc.length = 4 * MIB;
     client.next([](void* request) {
       std::memset(request, 0xAB, 16 + 56);
-      return locations(same(1, {1, 9}, MIB))(request);
+      return locations(same(1, {1, 9}, MIB + (int64_t{1} << 32)))(request);
     });
     reply(same(3, {1, 9}, MIB));
     EXPECT_EQ(query(3, loc, out), 0);
