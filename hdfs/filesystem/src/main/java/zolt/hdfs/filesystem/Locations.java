@@ -1,15 +1,13 @@
 package zolt.hdfs.filesystem;
 
 import java.io.IOException;
-import java.util.HashMap;
 import java.util.List;
-import java.util.Map;
-import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.security.AccessControlException;
 import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.NodeHosts;
 import zolt.hdfs.namespace.PlainFiles;
 
 /**
@@ -17,26 +15,15 @@ import zolt.hdfs.namespace.PlainFiles;
  * one, every byte is as near to this host as to any other.
  */
 final class Locations {
-    /** Pairs of a node's number and its host: {@code 0=host0,1=host1}. */
-    static final String NODES_KEY = "fs.zolt.nodes";
-
     private static final String LOCAL_HOST = "localhost";
     private static final String RACK = "/default-rack/";
 
-    private final Map<Integer, String> hosts = new HashMap<>();
+    private final NodeHosts hosts;
     private final PlainFiles files;
 
     Locations(Configuration conf, PlainFiles files) {
         this.files = files;
-        for (String pair : conf.getTrimmedStrings(NODES_KEY)) {
-            int equals = pair.indexOf('=');
-            try {
-                hosts.put(Integer.parseInt(pair.substring(0, Math.max(0, equals)).trim()),
-                        pair.substring(equals + 1).trim());
-            } catch (NumberFormatException e) {
-                throw new HadoopIllegalArgumentException(NODES_KEY + " has " + pair + ", which is not NUMBER=HOST");
-            }
-        }
+        hosts = new NodeHosts(conf);
     }
 
     boolean knowsNodes() {
@@ -59,8 +46,7 @@ final class Locations {
     }
 
     private BlockLocation of(zolt.fs.BlockLocation block) {
-        String[] names = block.nodes().stream().map(hosts::get).filter(java.util.Objects::nonNull).distinct()
-                .toArray(String[]::new);
+        String[] names = hosts.of(block).toArray(new String[0]);
         if (names.length == 0) {
             return local(block.offset(), block.length());
         }

@@ -1,8 +1,12 @@
 package zolt.hdfs.namenode;
 
 import java.io.IOException;
-import java.util.ArrayList;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
+import java.util.function.IntFunction;
+import java.util.function.LongFunction;
+import java.util.stream.IntStream;
 import org.apache.hadoop.fs.StorageType;
 import org.apache.hadoop.hdfs.protocol.DatanodeInfoWithStorage;
 import org.apache.hadoop.hdfs.protocol.ExtendedBlock;
@@ -33,24 +37,30 @@ final class Blocks {
         return datanodes;
     }
 
+    /** Some bytes of a file. */
+    record Range(long offset, long length) {
+        long end(long size) {
+            return Math.min(size, length > Long.MAX_VALUE - offset ? Long.MAX_VALUE : offset + length);
+        }
+    }
+
     /**
      * The blocks of a range of a file. One that is being written is as long as it is now: its bytes are there when a
      * DataNode has written them.
+     *
+     * @param hosts where the file system has the byte at an offset; the DataNodes there are the first of a block's
      */
-    LocatedBlocks of(FileBlocks file, long offset, long length, boolean written, String client, boolean signed) {
+    LocatedBlocks of(FileBlocks file, Range range, boolean written, LongFunction<List<String>> hosts, boolean signed) {
+        Map<List<String>, List<DatanodeInfoWithStorage>> chosen = new HashMap<>();
+        IntFunction<LocatedBlock> located = index -> locate(file, index, chosen.computeIfAbsent(
+                hosts.apply(file.block(index).start()),
+                near -> datanodes.choose(READERS, near, Requests.machine(), List.of())), signed);
         long size = file.size();
-        long end = Math.min(size, length > Long.MAX_VALUE - offset ? Long.MAX_VALUE : offset + length);
-        List<LocatedBlock> located = new ArrayList<>();
-        if (offset < end) {
-            List<DatanodeInfoWithStorage> nodes = datanodes.choose(READERS, client, List.of());
-            int last = file.indexOf(end - 1);
-            for (int index = file.indexOf(offset); index <= last; index++) {
-                located.add(locate(file, index, nodes, signed));
-            }
-        }
-        LocatedBlock lastBlock = size == 0 ? null
-                : locate(file, file.indexOf(size - 1), datanodes.choose(READERS, client, List.of()), signed);
-        return new LocatedBlocks(size, written, located, lastBlock, true, null, null);
+        long end = range.end(size);
+        List<LocatedBlock> all = range.offset() >= end ? List.of()
+                : IntStream.rangeClosed(file.indexOf(range.offset()), file.indexOf(end - 1)).mapToObj(located).toList();
+        LocatedBlock last = size == 0 ? null : located.apply(file.indexOf(size - 1));
+        return new LocatedBlocks(size, written, all, last, true, null, null);
     }
 
     /** Those of a file that are not to be found. */

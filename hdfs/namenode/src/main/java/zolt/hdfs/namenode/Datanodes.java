@@ -56,6 +56,10 @@ final class Datanodes {
             return storages;
         }
 
+        private boolean isOn(List<String> hosts) {
+            return hosts.contains(registration.getHostName()) || hosts.contains(registration.getIpAddr());
+        }
+
         DatanodeInfo info() {
             long capacity = 0;
             long used = 0;
@@ -178,11 +182,14 @@ final class Datanodes {
     }
 
     /**
-     * Some live nodes, those on the client's machine first, and the others in turn.
+     * Some live nodes: first those on some hosts, and of the same rank those on the client's machine, and the others in
+     * turn.
      *
+     * @param near names or addresses of hosts
      * @param without nodes not to take
      */
-    List<DatanodeInfoWithStorage> choose(int most, String client, Collection<? extends DatanodeID> without) {
+    List<DatanodeInfoWithStorage> choose(int most, List<String> near, String client,
+            Collection<? extends DatanodeID> without) {
         Set<String> excluded = new HashSet<>();
         without.forEach(id -> excluded.add(id.getXferAddr()));
         List<Node> live = of(DatanodeReportType.LIVE);
@@ -191,7 +198,8 @@ final class Datanodes {
             return List.of();
         }
         java.util.Collections.rotate(live, next(live.size()));
-        live.sort(Comparator.comparing(node -> !node.registration.getIpAddr().equals(client)));
+        live.sort(Comparator.comparing((Node node) -> !node.isOn(near))
+                .thenComparing(node -> !node.registration.getIpAddr().equals(client)));
         return live.stream().limit(most).map(Node::located).toList();
     }
 

@@ -1,10 +1,18 @@
 package zolt.hdfs.namenode;
 
 import java.io.IOException;
+import java.util.List;
+import java.util.Map;
+import java.util.NavigableMap;
+import java.util.Optional;
+import java.util.TreeMap;
+import java.util.function.LongFunction;
 import org.apache.hadoop.hdfs.protocol.LocatedBlocks;
+import zolt.fs.BlockLocation;
 import zolt.hdfs.block.Generations;
 import zolt.hdfs.namespace.Folder;
 import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.NodeHosts;
 import zolt.hdfs.namespace.OpenFiles;
 import zolt.hdfs.namespace.OpenedFile;
 import zolt.hdfs.namespace.Statuses;
@@ -18,8 +26,10 @@ final class Locations {
     private final BlockLimits limits;
     private final Generations generations;
     private final KnownPaths paths;
+    private final NodeHosts nodes;
 
-    Locations(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, KnownPaths paths) {
+    Locations(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, KnownPaths paths, NodeHosts nodes) {
+        this.nodes = nodes;
         this.limits = limits;
         folder = parts.folder();
         statuses = parts.statuses();
@@ -50,6 +60,19 @@ final class Locations {
         int generation = generations.of(file.descriptor());
         FileBlocks cut = FileBlocks.of(inode, generation, file.entry().size(), statuses.details(file).blockSize(),
                 limits);
-        return blocks.of(cut, offset, length, open.isWritten(file), Requests.machine(), signed);
+        return blocks.of(cut, new Blocks.Range(offset, length), open.isWritten(file), hosts(file, offset, length), signed);
+    }
+
+    /** On which hosts the file system has a byte of the range, as far as they are known. */
+    private LongFunction<List<String>> hosts(OpenedFile file, long offset, long length) throws IOException {
+        if (nodes.isEmpty()) {
+            return at -> List.of();
+        }
+        NavigableMap<Long, BlockLocation> byOffset = new TreeMap<>();
+        for (BlockLocation block : file.blocks(offset, length)) {
+            byOffset.put(block.offset(), block);
+        }
+        return at -> Optional.ofNullable(byOffset.floorEntry(at)).map(Map.Entry::getValue)
+                .filter(block -> at < block.offset() + block.length()).map(nodes::of).orElse(List.of());
     }
 }

@@ -48,6 +48,7 @@ import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.Locks;
 import zolt.hdfs.namespace.Names;
 import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.NodeHosts;
 import zolt.hdfs.namespace.OpenFiles;
 import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SafeMode;
@@ -138,7 +139,7 @@ public final class NameNodeServer implements AutoCloseable {
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
         Generations generations = root.withDescriptor(open -> Generations.of(open, open));
         BlockLimits limits = BlockLimits.of(conf);
-        Locations locations = new Locations(parts, blocks, limits, generations, paths);
+        Locations locations = new Locations(parts, blocks, limits, generations, paths, new NodeHosts(conf));
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
         return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
                 new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts),

@@ -89,7 +89,7 @@ final class WriteCalls {
             WriteBlock next = previous == null ? new WriteBlock(file.entry().inode(), 0, file.session().start(), 0)
                     : own(file, previous).next(previous.getNumBytes());
             limits.checkNumber(next.sequence());
-            List<DatanodeInfoWithStorage> nodes = blocks.datanodes().choose(Blocks.WRITERS, Requests.machine(),
+            List<DatanodeInfoWithStorage> nodes = blocks.datanodes().choose(Blocks.WRITERS, List.of(), Requests.machine(),
                     excludeNodes == null ? List.of() : Arrays.asList(excludeNodes));
             if (nodes.isEmpty()) {
                 throw new IOException("File " + src + " could only be written to 0 of the 1 minReplication nodes. There"
@@ -147,7 +147,7 @@ final class WriteCalls {
             List<DatanodeID> without = new ArrayList<>(Arrays.asList(existings));
             Collections.addAll(without, excludes == null ? new DatanodeInfo[0] : excludes);
             return blocks.toWrite(block, writer(file), blk.getNumBytes(),
-                    blocks.datanodes().choose(numAdditionalNodes, Requests.machine(), without));
+                    blocks.datanodes().choose(numAdditionalNodes, List.of(), Requests.machine(), without));
         }
     }
 

@@ -8,6 +8,8 @@ import java.security.PrivilegedExceptionAction;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.function.Consumer;
+import java.util.stream.Collectors;
+import java.util.stream.IntStream;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.CommonConfigurationKeys;
 import org.apache.hadoop.fs.FileSystem;
@@ -20,12 +22,14 @@ import org.apache.hadoop.net.StaticMapping;
 import org.apache.hadoop.security.UserGroupInformation;
 import zolt.hdfs.datanode.ZoltDataNode;
 import zolt.hdfs.namespace.NativeFiles;
+import zolt.hdfs.namespace.NodeHosts;
 import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SystemCallException;
 
 /** A NameNode and DataNodes in this process, on the folder of the tests. */
 public final class Service implements AutoCloseable {
     static final String FOLDER = System.getProperty("zolt.test.folder");
+    static final String COMMANDS = System.getProperty("zolt.test.commands");
     private static final Path STATE = Path.of(System.getProperty("zolt.test.state"));
     private static final long WAIT_MILLIS = 30_000;
 
@@ -59,10 +63,12 @@ public final class Service implements AutoCloseable {
     /** One on a folder of its own, for Hadoop's tests of its commands. */
     public static synchronized Service forCommands() throws Exception {
         if (commands == null) {
-            commands = start(System.getProperty("zolt.test.commands"), conf -> {
+            commands = start(COMMANDS, conf -> {
                 conf.setBoolean(CommonConfigurationKeys.HADOOP_SECURITY_AUTHORIZATION, true);
                 conf.setClass(DFSConfigKeys.NET_TOPOLOGY_NODE_SWITCH_MAPPING_IMPL_KEY, StaticMapping.class,
                         DNSToSwitchMapping.class);
+                conf.set(NodeHosts.KEY, IntStream.range(0, HOSTS.size()).mapToObj(node -> node + "=" + HOSTS.get(node))
+                        .collect(Collectors.joining(",")));
                 StaticMapping.resetMap();
                 for (int i = 0; i < RACKS.size(); i++) {
                     StaticMapping.addNodeToRack(HOSTS.get(i), RACKS.get(i));
@@ -81,7 +87,11 @@ public final class Service implements AutoCloseable {
     }
 
     static Service startWithoutDataNodes() throws Exception {
-        return start(FOLDER, conf -> { }, List.of());
+        return startWithoutDataNodes(conf -> { });
+    }
+
+    static Service startWithoutDataNodes(Consumer<Configuration> settings) throws Exception {
+        return start(FOLDER, settings, List.of());
     }
 
     /** With other settings than usual. */

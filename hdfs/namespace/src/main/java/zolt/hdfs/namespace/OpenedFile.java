@@ -2,10 +2,15 @@ package zolt.hdfs.namespace;
 
 import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.util.List;
 import org.apache.hadoop.fs.permission.FsAction;
+import zolt.fs.BlockLocation;
+import zolt.fs.BlockLocations;
 
 /** A file that is held, so that what is told of it is told of one and the same file. */
 public final class OpenedFile implements AutoCloseable {
+    private static final ThreadLocal<BlockLocations> BLOCKS = ThreadLocal.withInitial(BlockLocations::new);
+
     private final int descriptor;
     private final boolean readable;
     private final Entry entry;
@@ -57,6 +62,15 @@ public final class OpenedFile implements AutoCloseable {
 
     public Entry entry() {
         return entry;
+    }
+
+    /** The blocks of a range, each with the nodes that hold most of it; whoever may see the file may know. */
+    public List<BlockLocation> blocks(long offset, long length) throws IOException {
+        try (Acting own = Acting.service()) {
+            BlockLocations blocks = BLOCKS.get();
+            blocks.read(Place.nameOf(descriptor), BlockLocations.Form.RANKED, offset, length);
+            return blocks.list();
+        }
     }
 
     @Override

@@ -14,7 +14,6 @@ import org.apache.hadoop.hdfs.protocol.AlreadyBeingCreatedException;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
 import zolt.fs.BlockLocation;
-import zolt.fs.BlockLocations;
 
 /**
  * Files for a program that reads and writes them itself. Who writes one holds its lock (flock(2)), which the kernel gives
@@ -25,7 +24,6 @@ public final class PlainFiles {
     private static final Logger LOG = LoggerFactory.getLogger(PlainFiles.class);
     private static final int ATTEMPTS = 10;
     private static final byte[] ASK_SIZE = {};
-    private static final ThreadLocal<BlockLocations> BLOCKS = ThreadLocal.withInitial(BlockLocations::new);
     private static final String CONCAT = "CONCAT_FILE";
 
     private final Folder folder;
@@ -79,9 +77,7 @@ public final class PlainFiles {
     /** The blocks of a range of a file that the caller may read, each with the nodes that hold most of it. */
     public List<BlockLocation> blocks(HdfsPath path, long offset, long length) throws IOException {
         try (OpenedFile file = OpenedFile.toRead(folder, path)) {
-            BlockLocations blocks = BLOCKS.get();
-            blocks.read(Place.nameOf(file.descriptor()), BlockLocations.Form.RANKED, offset, length);
-            return blocks.list();
+            return file.blocks(offset, length);
         }
     }
 
