@@ -7,9 +7,18 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Locale;
+import java.util.Set;
+import java.util.TreeSet;
+import java.util.regex.Pattern;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 import org.apache.hadoop.conf.Configuration;
+import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
 
 /** What 'zolt hdfs' does with the configuration of a folder. */
 class LauncherTest {
@@ -70,5 +79,33 @@ class LauncherTest {
         assertEquals("7", all.get("dfs.namenode.handler.count"));
         assertEquals("1", all.get("another.key"));
         assertEquals(null, all.get("a.comment"));
+    }
+
+    private static Set<String> words(String text, String pattern, String separator) {
+        return Pattern.compile(pattern, Pattern.MULTILINE).matcher(text).results()
+                .flatMap(found -> Stream.of(found.group(1).split(separator))).collect(Collectors.toCollection(TreeSet::new));
+    }
+
+    /** Its capabilities are those that the server keeps, and the two to make its mount and to give up the others. */
+    @ParameterizedTest
+    @ValueSource(strings = {"namenode", "datanode"})
+    void theUnitIsGoodAndGivesNoMoreThanTheServerNeeds(String name) throws Exception {
+        Path launcher = Path.of(System.getProperty("zolt.test.launcher")).toRealPath();
+        Path root = launcher.getParent().getParent();
+        String unit = Files.readString(root.resolve("hdfs/systemd/zolt-hdfs-" + name + "@.service"))
+                .replace("/opt/zolt", root.toString());
+        Set<String> needed = words(Files.readString(launcher), "^ *server " + name + " (\\S+)", ",");
+        needed = needed.stream().map(each -> "CAP_" + each.substring(1).toUpperCase(Locale.ROOT))
+                .collect(Collectors.toCollection(TreeSet::new));
+        needed.addAll(Set.of("CAP_SYS_ADMIN", "CAP_SETPCAP"));
+        assertEquals(needed, words(unit, "^CapabilityBoundingSet=(.*)$", " "));
+
+        Assumptions.assumeTrue(Files.isExecutable(Path.of("/usr/bin/systemd-analyze")), "there is no systemd-analyze");
+        Path file = Files.writeString(work.resolve("zolt-hdfs-" + name + "@srv-data.service"), unit);
+        Process verify = new ProcessBuilder("systemd-analyze", "verify", file.toString()).redirectErrorStream(true)
+                .start();
+        String said = new String(verify.getInputStream().readAllBytes());
+        assertEquals(0, verify.waitFor(), said);
+        assertEquals("", said);
     }
 }
