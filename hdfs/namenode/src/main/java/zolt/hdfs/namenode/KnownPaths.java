@@ -1,12 +1,15 @@
 package zolt.hdfs.namenode;
 
+import java.io.IOException;
 import java.util.ArrayDeque;
 import java.util.Deque;
 import java.util.HashMap;
 import java.util.LinkedHashMap;
 import java.util.LinkedList;
 import java.util.Map;
+import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
+import zolt.hdfs.namespace.Statuses;
 
 /**
  * Where inodes were last seen: for a DataNode that has to open a file by its path, and a writer whose file was renamed.
@@ -73,6 +76,17 @@ final class KnownPaths {
             components.addFirst(node.name);
         }
         return HdfsPath.of(components);
+    }
+
+    /** As {@link #get}; null also where the inode is not there any more, or the caller may not see it. */
+    HdfsPath getIfThere(long inode, Statuses statuses) {
+        HdfsPath path = get(inode);
+        try {
+            Entry there = path == null ? null : statuses.getLink(path);
+            return there != null && there.inode() == inode ? path : null;
+        } catch (IOException e) {
+            return null;
+        }
     }
 
     /** An entry has another path now, and so has all below it. */

@@ -4,6 +4,7 @@ import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.net.InetSocketAddress;
 import java.time.Duration;
+import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.Executors;
 import java.util.concurrent.ScheduledExecutorService;
@@ -71,6 +72,8 @@ public final class NameNodeServer implements AutoCloseable {
     private final ServiceFolder service;
     private final RPC.Server server;
     private final StatusPage page;
+    /** Null where nobody needs one. */
+    private final DelegationTokens tokens;
     private final Calls calls = new Calls();
     private final ScheduledExecutorService housekeeper;
 
@@ -94,16 +97,21 @@ public final class NameNodeServer implements AutoCloseable {
         Callers callers = callers(conf, accounts);
         Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service), forcing(conf));
         Dispatch.Admission users = () -> callers.of(Requests.user().getShortUserName());
-        List<Object> subjects = subjects(conf, parts, root, datanodes,
-                new Blocks(namespace.getBlockPoolID(), datanodes, keys), defaults, state.safeMode());
-        server = server(conf, Dispatch.serve(ClientProtocol.class, subjects, users, state));
+        tokens = DelegationTokens.of(conf, service);
+        KnownPaths paths = new KnownPaths();
+        WrittenFiles written = new WrittenFiles(conf, parts, paths);
+        List<Object> subjects = new ArrayList<>(subjects(conf, parts, paths, written,
+                new Blocks(namespace.getBlockPoolID(), datanodes, keys)));
+        subjects.add(new ServiceCalls(conf, defaults, datanodes, new Space(root), state.safeMode()));
+        subjects.add(new TokenCalls(tokens));
+        server = server(conf, Dispatch.serve(ClientProtocol.class, subjects, users, state), tokens);
         Protocols others = new Protocols(conf, server, state);
         others.datanodes(new DatanodeCalls(namespace, datanodes, keys), new DatanodeAdmission(conf, callers));
         others.namenodes(new NamenodeCalls(namespace), users);
         others.groups(new GroupsOfUsers(folder.names()), users);
         others.reconfiguration(users);
         others.refreshing(new Refreshing(server, callers, authorizes(conf)), users);
-        page = new StatusPage(conf, root.path(), datanodes, calls);
+        page = new StatusPage(conf, root.path(), datanodes, calls, written);
         server.start();
 
         housekeeper = Executors.newSingleThreadScheduledExecutor(task -> {
@@ -111,7 +119,7 @@ public final class NameNodeServer implements AutoCloseable {
             thread.setDaemon(true);
             return thread;
         });
-        housekeeper.scheduleWithFixedDelay(() -> keepHouse(keys, holders, limits), HOUSEKEEPING_SECONDS,
+        housekeeper.scheduleWithFixedDelay(() -> keepHouse(keys, holders, limits, written), HOUSEKEEPING_SECONDS,
                 HOUSEKEEPING_SECONDS, TimeUnit.SECONDS);
         LOG.info("Serving {} at {}", root.path(), address());
     }
@@ -133,18 +141,19 @@ public final class NameNodeServer implements AutoCloseable {
         NameNode.initializeGenericKeys(conf, service, HAUtil.getNameNodeId(conf, service));
     }
 
-    private static List<Object> subjects(Configuration conf, Parts parts, Root root, Datanodes datanodes, Blocks blocks,
-            FsServerDefaults defaults, SafeMode safeMode) throws IOException {
-        KnownPaths paths = new KnownPaths();
+    /** The calls on files. */
+    private static List<Object> subjects(Configuration conf, Parts parts, KnownPaths paths, WrittenFiles written,
+            Blocks blocks) throws IOException {
         FileStatuses forms = new FileStatuses(parts.statuses(), parts.folder().names());
-        Generations generations = root.withDescriptor(open -> Generations.of(open, open));
+        Generations generations = parts.folder().root().withDescriptor(open -> Generations.of(open, open));
         BlockLimits limits = BlockLimits.of(conf);
         Locations locations = new Locations(parts, blocks, limits, generations, paths, new NodeHosts(conf));
         int pageSize = conf.getInt(DFSConfigKeys.DFS_LIST_LIMIT, DFSConfigKeys.DFS_LIST_LIMIT_DEFAULT);
-        return List.of(new StatusCalls(parts, forms, locations, paths, pageSize), new TreeCalls(parts, paths),
+        StatusCalls single = new StatusCalls(parts, forms, locations, paths, pageSize);
+        return List.of(single, new BatchedListings(conf, single, pageSize), new TreeCalls(parts, paths),
                 new AttributeCalls(parts), new AclCalls(parts), new XAttrCalls(conf, parts),
-                new WriteCalls(parts, blocks, limits, generations, forms, paths),
-                new ServiceCalls(conf, defaults, datanodes, new Space(root), safeMode));
+                new WriteCalls(parts, blocks, limits, generations, forms, paths, written),
+                new WrittenFiles.Listing(written));
     }
 
     private static RetryCache answered(Configuration conf) {
@@ -181,7 +190,8 @@ public final class NameNodeServer implements AutoCloseable {
                 false, conf.getLong("fs.trash.interval", 0), DataChecksum.Type.CRC32C, "", (byte) 0);
     }
 
-    private static RPC.Server server(Configuration conf, ClientProtocol clients) throws IOException {
+    private static RPC.Server server(Configuration conf, ClientProtocol clients, DelegationTokens tokens)
+            throws IOException {
         RPC.setProtocolEngine(conf, ClientNamenodeProtocolPB.class, ProtobufRpcEngine2.class);
         InetSocketAddress address = DFSUtilClient.getNNAddress(conf);
         RPC.Server server = new RPC.Builder(conf)
@@ -193,6 +203,7 @@ public final class NameNodeServer implements AutoCloseable {
                 .setNumHandlers(conf.getInt(DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_KEY,
                         DFSConfigKeys.DFS_NAMENODE_HANDLER_COUNT_DEFAULT))
                 .setVerbose(false)
+                .setSecretManager(tokens)
                 .build();
         if (authorizes(conf)) {
             server.refreshServiceAcl(conf, new HDFSPolicyProvider());
@@ -219,9 +230,10 @@ public final class NameNodeServer implements AutoCloseable {
         return page.port();
     }
 
-    private static void keepHouse(BlockKeys keys, Holders holders, OpenFiles.Limits limits) {
+    private static void keepHouse(BlockKeys keys, Holders holders, OpenFiles.Limits limits, WrittenFiles written) {
         try {
             keys.renew();
+            written.sweep();
             holders.sweep(limits.hard().multipliedBy(2));
         } catch (IOException | RuntimeException e) {
             LOG.warn("Housekeeping failed and will be tried again", e);
@@ -238,6 +250,9 @@ public final class NameNodeServer implements AutoCloseable {
         housekeeper.shutdownNow();
         server.stop();
         page.close();
+        if (tokens != null) {
+            tokens.stopThreads();
+        }
         service.close();
     }
 }

@@ -22,12 +22,9 @@ import org.apache.hadoop.hdfs.protocol.HdfsConstants.SafeModeAction;
 import org.apache.hadoop.hdfs.protocol.ReplicatedBlockStats;
 import org.apache.hadoop.hdfs.protocol.RollingUpgradeInfo;
 import org.apache.hadoop.hdfs.security.token.block.DataEncryptionKey;
-import org.apache.hadoop.hdfs.security.token.delegation.DelegationTokenIdentifier;
 import org.apache.hadoop.hdfs.server.blockmanagement.BlockStoragePolicySuite;
 import org.apache.hadoop.hdfs.server.protocol.DatanodeStorageReport;
-import org.apache.hadoop.io.Text;
 import org.apache.hadoop.ipc.RpcNoSuchMethodException;
-import org.apache.hadoop.security.token.Token;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.SafeMode;
 import zolt.hdfs.namespace.Space;
@@ -160,11 +157,6 @@ final class ServiceCalls {
     }
 
     DataEncryptionKey getDataEncryptionKey() {
-        return null;
-    }
-
-    /** Without Kerberos nobody needs one. */
-    Token<DelegationTokenIdentifier> getDelegationToken(Text renewer) {
         return null;
     }
 }

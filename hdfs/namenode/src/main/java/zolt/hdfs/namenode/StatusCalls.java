@@ -167,9 +167,8 @@ final class StatusCalls {
     /** For a DataNode on a file system without handles. */
     private String pathOfInode(String src) throws IOException {
         Acting.now().requireSuperuser();
-        HdfsPath path = paths.get(inode(src));
-        Entry entry = path == null ? null : statuses.getLink(path);
-        if (entry == null || entry.inode() != inode(src)) {
+        HdfsPath path = paths.getIfThere(inode(src), statuses);
+        if (path == null) {
             throw new FileNotFoundException("Nobody has asked for inode " + inode(src) + " lately");
         }
         return path.toString();

@@ -26,8 +26,9 @@ final class StatusPage implements AutoCloseable {
     private final HttpServer2 server;
     private final ObjectName bean;
 
-    StatusPage(Configuration conf, String folder, Datanodes datanodes, Calls calls) throws IOException {
-        bean = MBeans.register("NameNode", "ZoltNameNode", new State(folder, datanodes, calls));
+    StatusPage(Configuration conf, String folder, Datanodes datanodes, Calls calls, WrittenFiles written)
+            throws IOException {
+        bean = MBeans.register("NameNode", "ZoltNameNode", new State(folder, datanodes, calls, written));
         InetSocketAddress address = NetUtils.createSocketAddr(conf.getTrimmed(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY,
                 DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_DEFAULT));
         server = new HttpServer2.Builder().setName("hdfs").setConf(conf)
@@ -70,6 +71,9 @@ final class StatusPage implements AutoCloseable {
 
         int getDeadDataNodes();
 
+        /** How many files are written through this NameNode. */
+        int getOpenFiles();
+
         /** How often each call came. */
         Map<String, Long> getCalls();
 
@@ -90,11 +94,13 @@ final class StatusPage implements AutoCloseable {
         private final String folder;
         private final Datanodes datanodes;
         private final Calls calls;
+        private final WrittenFiles written;
 
-        State(String folder, Datanodes datanodes, Calls calls) {
+        State(String folder, Datanodes datanodes, Calls calls, WrittenFiles written) {
             this.folder = folder;
             this.datanodes = datanodes;
             this.calls = calls;
+            this.written = written;
         }
 
         private interface Value<T> {
@@ -120,6 +126,11 @@ final class StatusPage implements AutoCloseable {
         @Override
         public int getDeadDataNodes() {
             return datanodes.of(DatanodeReportType.DEAD).size();
+        }
+
+        @Override
+        public int getOpenFiles() {
+            return written.count();
         }
 
         @Override

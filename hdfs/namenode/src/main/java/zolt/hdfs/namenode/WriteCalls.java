@@ -25,7 +25,6 @@ import zolt.hdfs.block.Generations;
 import zolt.hdfs.block.SignedBlock;
 import zolt.hdfs.block.WriteBlock;
 import zolt.hdfs.namespace.Attributes;
-import zolt.hdfs.namespace.Entry;
 import zolt.hdfs.namespace.HdfsPath;
 import zolt.hdfs.namespace.Holders;
 import zolt.hdfs.namespace.OpenFiles;
@@ -44,9 +43,10 @@ final class WriteCalls {
     private final Generations generations;
     private final FileStatuses forms;
     private final KnownPaths paths;
+    private final WrittenFiles written;
 
     WriteCalls(Parts parts, Blocks blocks, BlockLimits limits, Generations generations, FileStatuses forms,
-            KnownPaths paths) {
+            KnownPaths paths, WrittenFiles written) {
         statuses = parts.statuses();
         open = parts.open();
         holders = parts.holders();
@@ -55,6 +55,7 @@ final class WriteCalls {
         this.generations = generations;
         this.forms = forms;
         this.paths = paths;
+        this.written = written;
     }
 
     @Dispatch.Changes("create file")
@@ -68,7 +69,7 @@ final class WriteCalls {
                 flags.contains(CreateFlag.OVERWRITE), createParent, Attributes.requireCopies(src, replication),
                 blockSize);
         OpenFiles.Opened opened = open.create(path, how, Requests.writer(clientName));
-        paths.put(opened.entry().inode(), path);
+        written.begun(opened.entry().inode(), path, Requests.machine());
         return forms.ofWritten(path, opened);
     }
 
@@ -76,7 +77,7 @@ final class WriteCalls {
     LastBlockWithStatus append(String src, String clientName, EnumSetWritable<CreateFlag> flag) throws IOException {
         HdfsPath path = HdfsPath.of(src);
         OpenFiles.Opened opened = open.append(path, Requests.writer(clientName));
-        paths.put(opened.entry().inode(), path);
+        written.begun(opened.entry().inode(), path, Requests.machine());
         return new LastBlockWithStatus(null, forms.ofWritten(path, opened));
     }
 
@@ -85,7 +86,7 @@ final class WriteCalls {
             long fileId, String[] favoredNodes, EnumSet<AddBlockFlag> addBlockFlags) throws IOException {
         HdfsPath path = where(src, fileId);
         try (OpenFiles.Written file = open.written(path, clientName, fileId)) {
-            paths.put(file.entry().inode(), path);
+            written.begun(file.entry().inode(), path, Requests.machine());
             WriteBlock next = previous == null ? new WriteBlock(file.entry().inode(), 0, file.session().start(), 0)
                     : own(file, previous).next(previous.getNumBytes());
             limits.checkNumber(next.sequence());
@@ -118,17 +119,11 @@ final class WriteCalls {
     /** A file may have another name since it was opened: the one at which it was last seen, if it still is there. */
     private HdfsPath where(String src, long fileId) throws IOException {
         HdfsPath path = HdfsPath.of(src);
-        HdfsPath known = fileId > 0 ? paths.get(fileId) : null;
-        return known != null && !known.equals(path) && isAt(known, fileId) ? known : path;
-    }
-
-    private boolean isAt(HdfsPath path, long inode) {
-        try {
-            Entry there = statuses.getLink(path);
-            return there != null && there.inode() == inode;
-        } catch (IOException e) {
-            return false;
+        if (fileId <= 0 || path.equals(paths.get(fileId))) {
+            return path;
         }
+        HdfsPath known = paths.getIfThere(fileId, statuses);
+        return known == null ? path : known;
     }
 
     /** Nothing to forget: the next block starts at the same place, and complete cuts what is behind the end. */
@@ -153,16 +148,18 @@ final class WriteCalls {
 
     @Dispatch.Changes("complete file")
     boolean complete(String src, String clientName, ExtendedBlock last, long fileId) throws IOException {
-        Optional<OpenFiles.Written> written = open.writtenOrClosed(where(src, fileId), clientName, fileId);
-        if (written.isEmpty()) {
+        Optional<OpenFiles.Written> there = open.writtenOrClosed(where(src, fileId), clientName, fileId);
+        if (there.isEmpty()) {
+            written.ended(fileId);
             return true;
         }
-        try (OpenFiles.Written file = written.get()) {
+        try (OpenFiles.Written file = there.get()) {
             long size = last == null ? file.session().start() : own(file, last).start() + last.getNumBytes();
             if (file.entry().size() < size) {
                 return false;
             }
             file.complete(size);
+            written.ended(file.entry().inode());
             return true;
         }
     }
