@@ -72,6 +72,7 @@ public final class NameNodeServer implements AutoCloseable {
     private final ServiceFolder service;
     private final RPC.Server server;
     private final StatusPage page;
+    private final RefusalWords refusals;
     /** Null where nobody needs one. */
     private final DelegationTokens tokens;
     private final Calls calls = new Calls();
@@ -80,7 +81,8 @@ public final class NameNodeServer implements AutoCloseable {
     /** Begins to serve. The calling thread, and so each that is started here, has been confined before. */
     public NameNodeServer(Configuration conf, Root root) throws IOException {
         Duration accounts = Duration.ofSeconds(conf.getInt(ACCOUNTS_KEY, ACCOUNTS_DEFAULT));
-        Folder folder = new Folder(root, new Names(accounts));
+        refusals = new RefusalWords(root);
+        Folder folder = new Folder(root, new Names(accounts), refusals);
         service = new ServiceFolder(root);
         Holders holders = new Holders(service);
         OpenFiles.Limits limits = new OpenFiles.Limits(Duration.ofMillis(HdfsConstants.LEASE_SOFTLIMIT_PERIOD),
@@ -111,7 +113,7 @@ public final class NameNodeServer implements AutoCloseable {
         others.groups(new GroupsOfUsers(folder.names()), users);
         others.reconfiguration(users);
         others.refreshing(new Refreshing(server, callers, authorizes(conf)), users);
-        page = new StatusPage(conf, root.path(), datanodes, calls, written);
+        page = new StatusPage(conf, root.path(), datanodes, calls, written, refusals);
         server.start();
 
         housekeeper = Executors.newSingleThreadScheduledExecutor(task -> {
@@ -250,6 +252,7 @@ public final class NameNodeServer implements AutoCloseable {
         housekeeper.shutdownNow();
         server.stop();
         page.close();
+        refusals.close();
         if (tokens != null) {
             tokens.stopThreads();
         }

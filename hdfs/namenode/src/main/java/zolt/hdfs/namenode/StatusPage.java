@@ -26,9 +26,9 @@ final class StatusPage implements AutoCloseable {
     private final HttpServer2 server;
     private final ObjectName bean;
 
-    StatusPage(Configuration conf, String folder, Datanodes datanodes, Calls calls, WrittenFiles written)
-            throws IOException {
-        bean = MBeans.register("NameNode", "ZoltNameNode", new State(folder, datanodes, calls, written));
+    StatusPage(Configuration conf, String folder, Datanodes datanodes, Calls calls, WrittenFiles written,
+            RefusalWords refusals) throws IOException {
+        bean = MBeans.register("NameNode", "ZoltNameNode", new State(folder, datanodes, calls, written, refusals));
         InetSocketAddress address = NetUtils.createSocketAddr(conf.getTrimmed(DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_KEY,
                 DFSConfigKeys.DFS_NAMENODE_HTTP_ADDRESS_DEFAULT));
         server = new HttpServer2.Builder().setName("hdfs").setConf(conf)
@@ -88,6 +88,9 @@ final class StatusPage implements AutoCloseable {
 
         /** The exception by which each call was refused the last time. */
         Map<String, String> getLastRefusal();
+
+        /** Why the kernel refused, and how often; whom and what is in the log. */
+        Map<String, Long> getRefusalReasons();
     }
 
     private static final class State implements StateMXBean {
@@ -95,12 +98,14 @@ final class StatusPage implements AutoCloseable {
         private final Datanodes datanodes;
         private final Calls calls;
         private final WrittenFiles written;
+        private final RefusalWords refusals;
 
-        State(String folder, Datanodes datanodes, Calls calls, WrittenFiles written) {
+        State(String folder, Datanodes datanodes, Calls calls, WrittenFiles written, RefusalWords refusals) {
             this.folder = folder;
             this.datanodes = datanodes;
             this.calls = calls;
             this.written = written;
+            this.refusals = refusals;
         }
 
         private interface Value<T> {
@@ -156,6 +161,13 @@ final class StatusPage implements AutoCloseable {
         @Override
         public Map<String, String> getLastRefusal() {
             return byCall(Calls.Kind::lastRefusal);
+        }
+
+        @Override
+        public Map<String, Long> getRefusalReasons() {
+            Map<String, Long> all = new TreeMap<>();
+            refusals.reasons().forEach((reason, count) -> all.put(reason, count.sum()));
+            return all;
         }
     }
 }

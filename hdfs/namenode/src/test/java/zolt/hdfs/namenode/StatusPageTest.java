@@ -7,11 +7,17 @@ import java.net.URI;
 import java.nio.charset.StandardCharsets;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.protocol.ClientProtocol;
 import org.apache.hadoop.ipc.RemoteException;
+import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.test.GenericTestUtils;
 import org.junit.jupiter.api.Assertions;
 import org.junit.jupiter.api.Test;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
+import org.slf4j.event.Level;
 
 /** What monitors see. */
 class StatusPageTest {
@@ -51,6 +57,44 @@ class StatusPageTest {
             assertTrue(page.contains("getListing"), page);
             assertTrue(page.contains("java.lang.UnsupportedOperationException"), page);
             assertTrue(page.length() < 100_000 && !page.contains("secret"), "the page is everybody's");
+        }
+    }
+
+    /** In words that name nobody; whom and what is in the log. */
+    @Test
+    void whyTheKernelRefusedIsShown() throws Exception {
+        Path secret = new Path("/refused/secret");
+        Logger log = LoggerFactory.getLogger(RefusalWords.class);
+        GenericTestUtils.setLogLevel(log, Level.INFO);
+        GenericTestUtils.LogCapturer said = GenericTestUtils.LogCapturer.captureLogs(log);
+        try (Service service = Service.startWithoutDataNodes(conf -> { }); FileSystem client = service.client();
+                FileSystem nobody = service.client("nobody")) {
+            client.mkdirs(secret);
+            client.setPermission(secret, new FsPermission((short) 0700));
+            client.setPermission(secret.getParent(), new FsPermission((short) 0775));
+            Assertions.assertThrows(AccessControlException.class, () -> nobody.mkdirs(new Path("/refused/new")));
+            for (int i = 0; i < 1000; i++) {
+                String heard = Assertions.assertThrows(AccessControlException.class, () -> nobody.listStatus(secret))
+                        .getMessage();
+                assertTrue(heard.startsWith("Permission denied: user=nobody, access=READ_EXECUTE,"
+                        + " inode=\"/refused/secret\""), heard);
+            }
+            String page = page(service);
+            long end = System.currentTimeMillis() + 20_000;
+            while (!page.contains("read: other has ---")) {
+                assertTrue(System.currentTimeMillis() < end, page);
+                Thread.sleep(50);
+                page = page(service);
+            }
+            assertTrue(page.contains("write: other has r-x") && page.contains(RefusalWords.NOT_LOOKED_AT), page);
+            assertTrue(!page.contains("secret") && !page.contains("nobody"), page);
+            int lines = said.getOutput().split("Refused: nobody may not ", -1).length - 1;
+            Assertions.assertEquals(2, lines, said.getOutput());
+            assertTrue(said.getOutput().contains(Service.FOLDER + secret + " (drwx------ root root): nobody is neither"),
+                    said.getOutput());
+            client.delete(secret.getParent(), true);
+        } finally {
+            said.stopCapturing();
         }
     }
 }

@@ -14,11 +14,16 @@ public final class Folder {
 
     private final Root root;
     private final Names names;
-    private final Refusals refusals = new Refusals(this);
+    private final Refusals refusals;
 
     public Folder(Root root, Names names) {
+        this(root, names, RefusalListener.NONE);
+    }
+
+    public Folder(Root root, Names names, RefusalListener listener) {
         this.root = root;
         this.names = names;
+        refusals = new Refusals(this, listener);
     }
 
     public Root root() {

@@ -21,9 +21,11 @@ final class Refusals {
     private static final int NAME_BYTES = 255;
 
     private final Folder folder;
+    private final RefusalListener listener;
 
-    Refusals(Folder folder) {
+    Refusals(Folder folder, RefusalListener listener) {
         this.folder = folder;
+        this.listener = listener;
     }
 
     IOException of(HdfsPath path, IOException failure, FsAction wanted, boolean creating) {
@@ -113,6 +115,7 @@ final class Refusals {
 
     /** In the words of HDFS, as far as the caller may see whose the entry is. */
     private AccessControlException denied(HdfsPath path, HdfsPath refusing, FsAction wanted) {
+        listener.refused(Acting.now(), refusing, wanted);
         StringBuilder text = new StringBuilder("Permission denied: user=").append(Acting.now().user())
                 .append(", access=").append(wanted).append(", inode=\"").append(refusing).append('"');
         try {
