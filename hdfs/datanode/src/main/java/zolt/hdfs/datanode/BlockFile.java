@@ -47,7 +47,7 @@ final class BlockFile implements Closeable {
 
     /** The bytes from a position on; to be closed by the caller. */
     FileInputStream read(long position) throws IOException {
-        FileInputStream in = new FileInputStream(magicLink());
+        FileInputStream in = new FileInputStream(NativeFiles.nameOf(descriptor));
         try {
             in.getChannel().position(position);
             return in;
@@ -59,7 +59,7 @@ final class BlockFile implements Closeable {
 
     /** A descriptor for writing in place from a position on. Whatever stream takes it closes it. */
     FileDescriptor write(long position) throws IOException {
-        RandomAccessFile file = new RandomAccessFile(magicLink(), "rw");
+        RandomAccessFile file = new RandomAccessFile(NativeFiles.nameOf(descriptor), "rw");
         try {
             file.seek(position);
             return file.getFD();
@@ -94,9 +94,5 @@ final class BlockFile implements Closeable {
         long[] status = new long[NativeFiles.STATUS_WORDS];
         SystemCallException.check(NativeFiles.status(descriptor, ITSELF, status), toString());
         return status;
-    }
-
-    private String magicLink() {
-        return "/proc/self/fd/" + descriptor;
     }
 }

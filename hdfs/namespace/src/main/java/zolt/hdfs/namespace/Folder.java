@@ -149,7 +149,7 @@ public final class Folder {
             if (end < 0) {
                 return null;
             }
-            int length = NativeFiles.readLink(Place.nameOf(end).getBytes(StandardCharsets.US_ASCII), target);
+            int length = NativeFiles.readLink(NativeFiles.nameOf(end).getBytes(StandardCharsets.US_ASCII), target);
             NativeFiles.close(end);
             return length < 0 ? null : new String(target, 0, length, StandardCharsets.UTF_8);
         }

@@ -28,7 +28,7 @@ final class HalfJoined {
     private HalfJoined() {}
 
     private static byte[] nameOf(int descriptor) {
-        return Place.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
+        return NativeFiles.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
     }
 
     /** From here on, what is behind the end of the target is a part of the source. */
@@ -59,8 +59,9 @@ final class HalfJoined {
         String mark = new String(value, 0, length, StandardCharsets.UTF_8);
         int slash = mark.lastIndexOf('/');
         try (OpenedFile source = OpenedFile.toRead(folder, path.parent().child(mark.substring(slash + 1)));
-                FileChannel from = FileChannel.open(Path.of(Place.nameOf(source.descriptor())), StandardOpenOption.READ);
-                FileChannel file = FileChannel.open(Path.of(Place.nameOf(descriptor)), StandardOpenOption.READ,
+                FileChannel from = FileChannel.open(Path.of(NativeFiles.nameOf(source.descriptor())),
+                        StandardOpenOption.READ);
+                FileChannel file = FileChannel.open(Path.of(NativeFiles.nameOf(descriptor)), StandardOpenOption.READ,
                         StandardOpenOption.WRITE)) {
             long end = Long.parseLong(mark.substring(0, Math.max(0, slash)));
             if (end >= 0 && source.entry().uid() == target.uid() && isBeginning(file, end, from)) {

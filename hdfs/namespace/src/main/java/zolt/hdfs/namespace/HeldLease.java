@@ -19,7 +19,7 @@ public record HeldLease(String holder, Optional<Session> session) {
 
     /** The lease of an open file, asked for with the thread's rights; nothing when nobody writes the file. */
     public static Optional<HeldLease> of(int descriptor) throws IOException {
-        byte[] file = Place.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
+        byte[] file = NativeFiles.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
         byte[] value = new byte[USUAL_BYTES];
         int length = NativeFiles.getAttribute(file, HOLDER, value);
         if (length == -SystemCallException.ERANGE) {

@@ -165,7 +165,7 @@ public final class Joining {
             to.position(to.size());
             for (Source source : sources) {
                 try (OpenedFile file = open(source, OpenedFile.toRead(folder, source.path));
-                        FileChannel from = FileChannel.open(Path.of(Place.nameOf(file.descriptor())),
+                        FileChannel from = FileChannel.open(Path.of(NativeFiles.nameOf(file.descriptor())),
                                 StandardOpenOption.READ)) {
                     copy(source, from, to, writer);
                 }

@@ -108,7 +108,7 @@ final class Leases {
     }
 
     private static void hold(int file, String client, String what) throws IOException {
-        Lease lease = Lease.of(Place.nameOf(file));
+        Lease lease = Lease.of(NativeFiles.nameOf(file));
         try {
             lease.set(client);
         } catch (LeaseHeldException half) {
@@ -221,7 +221,7 @@ final class Leases {
 
     private static void cut(int file, long size) throws IOException {
         try (Acting own = Acting.onData();
-                FileChannel channel = FileChannel.open(Path.of(Place.nameOf(file)), StandardOpenOption.WRITE)) {
+                FileChannel channel = FileChannel.open(Path.of(NativeFiles.nameOf(file)), StandardOpenOption.WRITE)) {
             if (size < channel.size()) {
                 channel.truncate(size);
                 channel.force(true);
@@ -246,6 +246,6 @@ final class Leases {
     }
 
     private static byte[] name(int file) {
-        return Place.nameOf(file).getBytes(StandardCharsets.US_ASCII);
+        return NativeFiles.nameOf(file).getBytes(StandardCharsets.US_ASCII);
     }
 }

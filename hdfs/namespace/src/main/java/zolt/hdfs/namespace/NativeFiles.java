@@ -79,6 +79,11 @@ public final class NativeFiles {
 
     private NativeFiles() {}
 
+    /** A name for what a descriptor holds, in this process, which stays that whatever becomes of its path. */
+    public static String nameOf(int descriptor) {
+        return "/proc/self/fd/" + descriptor;
+    }
+
     /**
      * Opens a file; O_CLOEXEC, O_NOCTTY and O_NONBLOCK come with every call, so that no FIFO keeps a thread.
      *

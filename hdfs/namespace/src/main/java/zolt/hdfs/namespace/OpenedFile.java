@@ -68,7 +68,7 @@ public final class OpenedFile implements AutoCloseable {
     public List<BlockLocation> blocks(long offset, long length) throws IOException {
         try (Acting own = Acting.service()) {
             BlockLocations blocks = BLOCKS.get();
-            blocks.read(Place.nameOf(descriptor), BlockLocations.Form.RANKED, offset, length);
+            blocks.read(NativeFiles.nameOf(descriptor), BlockLocations.Form.RANKED, offset, length);
             return blocks.list();
         }
     }

@@ -56,7 +56,7 @@ final class Place implements AutoCloseable {
             close();
             throw e;
         }
-        return "/proc/self/fd/" + way + "/" + chunk + path.name();
+        return NativeFiles.nameOf(way) + "/" + chunk + path.name();
     }
 
     private void step(String chunk) throws SystemCallException {
@@ -99,12 +99,12 @@ final class Place implements AutoCloseable {
 
     /** The name of that directory, which stays that whatever becomes of its path. */
     byte[] directoryName() throws SystemCallException {
-        return utf8(nameOf(directory()));
+        return utf8(NativeFiles.nameOf(directory()));
     }
 
     /** The name of the entry in that directory. */
     byte[] inDirectory() throws SystemCallException {
-        return utf8(nameOf(directory()) + name.substring(lastSlash()));
+        return utf8(NativeFiles.nameOf(directory()) + name.substring(lastSlash()));
     }
 
     private int lastSlash() {
@@ -113,16 +113,12 @@ final class Place implements AutoCloseable {
 
     /** A name for what the path holds now, which stays that whatever becomes of the path. */
     String pinned() throws SystemCallException {
-        return nameOf(descriptor());
+        return NativeFiles.nameOf(descriptor());
     }
 
     /** A name for the natives that take text. */
     String text() throws SystemCallException {
         return name.chars().anyMatch(c -> Character.isSurrogate((char) c)) ? pinned() : name;
-    }
-
-    static String nameOf(int descriptor) {
-        return "/proc/self/fd/" + descriptor;
     }
 
     private static byte[] utf8(String text) {

@@ -221,7 +221,7 @@ public final class PlainFiles {
             LOG.debug("{} is written without a lock: {}", path, NativeFiles.errorText(-result));
         }
         // Who may write and not read a file is not told of its lease.
-        byte[] name = Place.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
+        byte[] name = NativeFiles.nameOf(descriptor).getBytes(StandardCharsets.US_ASCII);
         if (NativeFiles.getAttribute(name, HeldLease.HOLDER, ASK_SIZE) > 0) {
             String holder = HeldLease.of(descriptor).map(HeldLease::holder).orElse("a client that has just ended");
             throw new AlreadyBeingCreatedException("Failed to " + call + " " + path + " because this file lease is currently"

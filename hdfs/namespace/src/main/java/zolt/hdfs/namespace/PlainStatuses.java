@@ -75,7 +75,7 @@ public final class PlainStatuses {
     /** Whether an entry has more of an access control list than its mode says, or hands one down. */
     public boolean hasAcl(HdfsPath path) throws IOException {
         try (Place place = folder.place(path)) {
-            byte[] name = Place.nameOf(place.descriptor()).getBytes(StandardCharsets.US_ASCII);
+            byte[] name = NativeFiles.nameOf(place.descriptor()).getBytes(StandardCharsets.US_ASCII);
             return NativeFiles.getAttribute(name, ACL, ASK_SIZE) > 0 || folder.hasDefaultAcl(path);
         }
     }

@@ -57,7 +57,7 @@ public final class ServiceFolder implements AutoCloseable {
             throw new IOException(directory + " is not a folder of the service's own user");
         }
         descriptors.add(descriptor);
-        Path held = Path.of(Place.nameOf(descriptor));
+        Path held = Path.of(NativeFiles.nameOf(descriptor));
         if (Entry.of(descriptor).permissions() != OWNER_ONLY) {
             Files.setPosixFilePermissions(held, Making.permissions(OWNER_ONLY).value());
         }

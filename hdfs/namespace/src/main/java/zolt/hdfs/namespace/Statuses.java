@@ -103,7 +103,7 @@ public final class Statuses {
     private static void askAsService(OpenedFile file, long[] record) throws IOException {
         try (Acting own = Acting.service()) {
             int readable = SystemCallException.check(NativeFiles.open(NativeFiles.NO_DIRECTORY,
-                    Place.nameOf(file.descriptor()).getBytes(StandardCharsets.US_ASCII), NativeFiles.O_RDONLY, 0),
+                    NativeFiles.nameOf(file.descriptor()).getBytes(StandardCharsets.US_ASCII), NativeFiles.O_RDONLY, 0),
                     "an open file");
             try {
                 readDetails(readable, record);

@@ -45,7 +45,7 @@ final class WritableFile implements AutoCloseable {
 
     /** A name that stays that of this file, whatever becomes of its path. */
     String name() {
-        return Place.nameOf(descriptor);
+        return NativeFiles.nameOf(descriptor);
     }
 
     /** The bytes, to write; opened with the thread's rights. */
