@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
@@ -102,6 +103,7 @@ class LauncherTest {
 
         Assumptions.assumeTrue(Files.isExecutable(Path.of("/usr/bin/systemd-analyze")), "there is no systemd-analyze");
         Path file = Files.writeString(work.resolve("zolt-hdfs-" + name + "@srv-data.service"), unit);
+        Files.setPosixFilePermissions(file, PosixFilePermissions.fromString("rw-r--r--"));  // whatever the umask is
         Process verify = new ProcessBuilder("systemd-analyze", "verify", file.toString()).redirectErrorStream(true)
                 .start();
         String said = new String(verify.getInputStream().readAllBytes());
