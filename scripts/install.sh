@@ -8,14 +8,16 @@ fail() { echo "install.sh: $1" >&2; exit 1; }
 
 case $prefix in
   '') fail 'PREFIX is empty: name a folder' ;;
-  /*) ;;
-  *) prefix=$PWD/$prefix ;;
+  *[!/]*) [ "${prefix#/}" != "$prefix" ] || prefix=$PWD/$prefix ;;
+  *) fail 'PREFIX is /: name a folder below it, as /usr or /usr/local' ;;
 esac
 # Of Java, the loader and cmake, each has names of folders that it does not take.
 no() { fail "$1: $(printf %q "$prefix")"; }
 case $prefix in
   *[:\;\\]*) no 'PREFIX has a colon, a semicolon or a backslash, with which nothing would run there' ;;
   *[[:cntrl:]]*) no 'PREFIX has a line end or another control character' ;;
+  *\$LIB* | *\$ORIGIN* | *\$PLATFORM* | *\$\{LIB\}* | *\$\{ORIGIN\}* | *\$\{PLATFORM\}*)
+    no 'PREFIX has a word that the loader replaces in its search path (ld.so(8))' ;;
   *[[:space:]]) no 'PREFIX ends in a blank, which cmake would leave out' ;;
 esac
 printf %s "$prefix" | iconv -f UTF-8 -t UCS-2 >/dev/null 2>&1 ||

@@ -43,7 +43,7 @@ else
 fi
 
 # What would not run is refused in one line, before anything is there.
-for name in 'a:b' 'a;b' 'a\b' $'a\nb' $'a\eb' 'a ' $'a\xff' 'a😀'; do
+for name in 'a:b' 'a;b' 'a\b' $'a\nb' $'a\eb' 'a ' $'a\xff' 'a😀' 'a$LIB' '${ORIGIN}'; do
   mkdir "$work/none"
   said=$("$source/scripts/install.sh" "$BUILD" "$work/none/$name" 2>&1) &&
     fail "an installation into $(printf %q "$name")"
@@ -52,6 +52,8 @@ for name in 'a:b' 'a;b' 'a\b' $'a\nb' $'a\eb' 'a ' $'a\xff' 'a😀'; do
 done
 said=$(cd "$work" && "$source/scripts/install.sh" "$BUILD" '' 2>&1)
 [ "$said" = 'install.sh: PREFIX is empty: name a folder' ] || fail "an empty prefix: $said"
+said=$("$source/scripts/install.sh" "$BUILD" // 2>&1)
+[ "$said" = 'install.sh: PREFIX is /: name a folder below it, as /usr or /usr/local' ] || fail "the root as prefix: $said"
 
 # An installation that fails leaves nothing, neither where there was nothing nor beside what was there.
 install_to() { "$source/scripts/install.sh" "$BUILD" "$@" 2>&1; }
