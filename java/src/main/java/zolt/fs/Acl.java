@@ -26,6 +26,10 @@ import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
  * }</pre>
  */
 public final class Acl {
+    private static final int OWNER_SHIFT = 6;
+    private static final int GROUP_SHIFT = 3;
+    private static final int ALL_BITS = 7;
+
     private final List<AclEntry> entries;
 
     private Acl(Collection<AclEntry> entries) {
@@ -115,8 +119,28 @@ public final class Acl {
      * @throws IOException when it cannot be read
      */
     public static Acl get(String path) throws IOException {
-        ByteBuffer stream = ByteBuffer.wrap(ZOLTNative.getAclStatus(path, isDirectory(path)))
-                .order(ByteOrder.nativeOrder());
+        Acl kept = kept(path);
+        return kept != null ? kept : ofMode(fastStatus(path).mode());
+    }
+
+    /** The three entries that a mode is. */
+    static Acl ofMode(int mode) {
+        return of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
+                AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
+                AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
+    }
+
+    /** The lists of a path; null where its file system keeps none. */
+    static Acl kept(String path) throws IOException {
+        ByteBuffer stream;
+        try {
+            stream = ByteBuffer.wrap(ZOLTNative.getAclStatus(path, isDirectory(path))).order(ByteOrder.nativeOrder());
+        } catch (IOException e) {
+            if (!NativeFailure.isUnsupported(e) || NativeFailure.isWithoutLibacl(e)) {
+                throw e;
+            }
+            return null;
+        }
         List<AclEntry> entries = new ArrayList<>();
         while (stream.hasRemaining()) {
             AclEntry.Scope scope = scope(stream.getInt());
@@ -179,9 +203,22 @@ public final class Acl {
     }
 
     private static boolean isDirectory(String path) throws IOException {
+        return fastStatus(path).isDirectory();
+    }
+
+    private static FileStatus fastStatus(String path) throws IOException {
         FileStatus status = new FileStatus();
         status.readFast(path);
-        return status.isDirectory();
+        return status;
+    }
+
+    /**
+     * Whether a path has these lists already. Then they are not written again: the kernel takes set-group-id from a
+     * directory whose group is not the caller's even then, and setfacl(1) does not write them either.
+     */
+    private static boolean isThere(Acl present, Acl wanted) {
+        return Arrays.stream(AclEntry.Scope.values()).map(wanted::of)
+                .allMatch(list -> list.entries.isEmpty() || list.equals(present.of(list.entries.get(0).scope())));
     }
 
     /**
@@ -199,7 +236,9 @@ public final class Acl {
      */
     public void set(String path) throws IOException {
         requireDirectoryForDefault(path);
-        ZOLTNative.setAcl(Check.notNull(path, "path"), specification());
+        if (!isThere(get(Check.notNull(path, "path")), this)) {
+            ZOLTNative.setAcl(path, specification());
+        }
     }
 
     /**
@@ -215,7 +254,25 @@ public final class Acl {
      */
     public void modify(String path) throws IOException {
         requireDirectoryForDefault(path);
-        ZOLTNative.modifyAclEntries(Check.notNull(path, "path"), specification());
+        Acl present = get(Check.notNull(path, "path"));
+        if (!isThere(present, modified(present))) {
+            ZOLTNative.modifyAclEntries(path, specification());
+        }
+    }
+
+    /** The lists for which there are entries, with them, and with the masks that come of them. */
+    private Acl modified(Acl present) {
+        List<AclEntry> all = new ArrayList<>();
+        for (AclEntry.Scope scope : AclEntry.Scope.values()) {
+            Acl change = of(scope);
+            if (!change.entries.isEmpty()) {
+                List<AclEntry> merged = new ArrayList<>(present.of(scope).without(change).entries);
+                merged.addAll(change.entries);
+                Acl list = new Acl(merged);
+                all.addAll((change.has(AclEntry.Type.MASK) ? list : list.masked()).entries);
+            }
+        }
+        return new Acl(all);
     }
 
     /** The kernel says of files no more than "Permission denied". */
@@ -256,10 +313,11 @@ public final class Acl {
             }
             // A default list gets from the access list what it lacks; an access list may lack nothing.
             boolean valid = keys.isOfNames() || scope == AclEntry.Scope.DEFAULT && !keys.has(AclEntry.Type.MASK);
-            Acl left = valid ? get(path).of(scope).without(keys) : of();
+            Acl present = get(path).of(scope);
+            Acl left = valid ? present.without(keys) : of();
             if (left.has(AclEntry.Type.MASK) || !left.entries.isEmpty() && !keys.isOfNames()) {
                 left.masked().set(path);
-            } else {
+            } else if (!valid || !left.equals(present)) {
                 ZOLTNative.removeAclEntries(path, keys.specification());
             }
         }
@@ -307,9 +365,12 @@ public final class Acl {
      */
     public static void clear(String path) throws IOException {
         boolean directory = isDirectory(path);
-        Acl access = get(path).of(AclEntry.Scope.ACCESS);
+        Acl present = get(path);
+        Acl access = present.of(AclEntry.Scope.ACCESS);
+        if (!present.of(AclEntry.Scope.DEFAULT).entries.isEmpty()) {
+            ZOLTNative.removeDefaultAcl(path, directory);
+        }
         if (access.isMinimal()) {
-            ZOLTNative.removeAcl(path, directory);
             return;
         }
         List<AclEntry> kept = new ArrayList<>();
@@ -319,7 +380,6 @@ public final class Acl {
             }
         }
         ZOLTNative.setAcl(path, new Acl(kept).specification());
-        ZOLTNative.removeDefaultAcl(path, directory);
     }
 
     /**

@@ -9,10 +9,6 @@ import java.nio.file.Paths;
 
 /** One component of a path: its name alone or, where it was looked at, what the kernel has of it. */
 final class Component {
-    private static final int OWNER_SHIFT = 6;
-    private static final int GROUP_SHIFT = 3;
-    private static final int ALL_BITS = 7;
-
     /** As it was reached. */
     final String path;
     /**
@@ -39,7 +35,7 @@ final class Component {
         this.gid = status == null ? 0 : status.gid();
         this.mode = status == null ? 0 : status.mode();
         this.keepsLists = list != null;
-        this.acl = keepsLists ? list : ofMode(mode);
+        this.acl = keepsLists ? list : Acl.ofMode(mode);
     }
 
     /** A component that is not looked at. */
@@ -74,18 +70,12 @@ final class Component {
     /** Null where there are modes only. */
     private static Acl list(String path) throws IOException {
         try {
-            return Acl.get(path);
+            return Acl.kept(path);
         } catch (AccessDeniedException | NoSuchFileException e) {
             throw e;
         } catch (IOException unsupported) {
             return null;
         }
-    }
-
-    private static Acl ofMode(int mode) {
-        return Acl.of(AclEntry.base(AclEntry.Type.OWNER, mode >> OWNER_SHIFT & ALL_BITS),
-                AclEntry.base(AclEntry.Type.OWNING_GROUP, mode >> GROUP_SHIFT & ALL_BITS),
-                AclEntry.base(AclEntry.Type.OTHER, mode & ALL_BITS));
     }
 
     boolean isLookedAt() {

@@ -32,6 +32,11 @@ final class NativeFailure {
         return false;
     }
 
+    /** A file system without what was asked for, where errors are told in English; elsewhere the error stays one. */
+    static boolean isUnsupported(IOException e) {
+        return e.getMessage() != null && e.getMessage().startsWith("Operation not supported");
+    }
+
     /** No library of access control lists could be bound. */
     static boolean isWithoutLibacl(IOException e) {
         return ends(e, ": " + NO_LIBACL);

@@ -5,9 +5,11 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.ArrayList;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
+import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
@@ -152,6 +154,41 @@ class AclTest extends CliFixture {
         }
         assertEquals("-rw-r--r--", Tool.text("stat", "-c", "%A", file).trim());
         Cli.done("acl", "remove", "d:u:1", file);
+    }
+
+    /** The kernel takes set-group-id from a directory whose list is written from outside its group. */
+    @Test
+    void aListThatStaysIsNotWritten() throws Exception {
+        String shared = path("shared");
+        Tool.sh("chmod 755 $1; mkdir $2; chown nobody $2; chmod 2775 $2", dir.toString(), shared);
+        String lists = file("lists");
+        Files.writeString(Path.of(lists), Cli.done("acl", "get", shared).text());
+        for (String[] each : new String[][] {{"modify", "u::rwx", shared}, {"modify", "g::rwx,o::rx", shared},
+            {"set", "u::rwx,g::rwx,o::rx", shared}, {"remove", "u:2", shared}, {"clear", shared},
+            {"restore", lists}}) {
+            List<String> words = new ArrayList<>(List.of("acl", each[0], "--as", "nobody"));
+            words.addAll(List.of(each).subList(1, each.length));
+            Cli.done(words.toArray(new String[0]));
+            assertEquals("2775", Tool.text("stat", "-c", "%a", shared).trim(), words.toString());
+        }
+        Tool.sh("sed -i s/other::r-x/other::---/ $1", lists);
+        Cli run = Cli.run("acl", "restore", "--as", "nobody", lists);
+        assertEquals("zolt: " + shared + ": the flags -s- are not permitted\nzolt: 0 restored\n", run.err);
+        assertEquals(Exit.DENIED, run.code);
+    }
+
+    @Test
+    void whereNoListsAreKeptTheModeIsShown() throws Exception {
+        String place = Files.createDirectory(dir.resolve("ram")).toString();
+        Assumptions.assumeTrue(new ProcessBuilder("mount", "-t", "ramfs", "none", place).start().waitFor() == 0,
+                "this process may not mount");
+        try {
+            Tool.sh("install -m 640 /dev/null $1/file", place);
+            assertEquals(Tool.text("getfacl", "-p", place + "/file"), Cli.done("acl", "get", place + "/file").text());
+            Cli.fails(Exit.FAILED, place + "/file: Operation not supported", "acl", "modify", "u:2:r", place + "/file");
+        } finally {
+            Tool.raw("umount", place);
+        }
     }
 
     private static void same(String ours, String theirs) throws Exception {

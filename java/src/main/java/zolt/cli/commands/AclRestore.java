@@ -188,7 +188,7 @@ final class AclRestore extends Action {
         }
     }
 
-    private void flag(Block block) throws IOException {
+    private void flag(Block block) throws IOException, Failure {
         status.readFast(block.path);
         int flags = 0;
         for (int at = 0; at < 3 && at < block.flags.length(); at++) {
@@ -196,6 +196,10 @@ final class AclRestore extends Action {
         }
         if ((status.mode() & FLAGS) != flags) {
             Files.setAttribute(Paths.get(block.path), "unix:mode", status.mode() & PERMISSIONS | flags);
+            status.readFast(block.path);
+            if ((status.mode() & FLAGS) != flags) { // the kernel gives set-group-id to members of the group alone
+                throw new Failure(Exit.DENIED, "the flags " + block.flags + " are not permitted");
+            }
         }
     }
 }
