@@ -199,7 +199,7 @@ final class Diagnosis {
                 && walk.who.uid() != removedUid && !walk.who.has(ThreadIdentity.CAP_FOWNER)) {
             return PathFailure.Reason.STICKY;
         }
-        return null;
+        return mount != null && mount.isOfTheKernel() ? PathFailure.Reason.UNKNOWN : null;
     }
 
     private PathFailure.Reason obstacleOfWriting(FileType type, boolean hasContents) throws IOException {
@@ -220,7 +220,7 @@ final class Diagnosis {
                 || mount != null && mount.reservesFor(walk.who.uid()))) {
             return PathFailure.Reason.FULL;
         }
-        return mount != null && mount.hasQuotas() ? PathFailure.Reason.UNKNOWN : null;
+        return mount != null && (mount.hasQuotas() || mount.isOfTheKernel()) ? PathFailure.Reason.UNKNOWN : null;
     }
 
     private static boolean isMountPoint(String path) {

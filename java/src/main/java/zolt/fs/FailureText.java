@@ -96,8 +96,9 @@ final class FailureText {
         }
         return mount.decidedBy(failure.who.uid(), failure.who.isProcess())
                 .orElse(failure.reason == PathFailure.Reason.UNKNOWN
-                        ? "owner, mode and list permit it, but " + mount.point() + " has quotas, which only the"
-                                + " kernel knows"
+                        ? "owner, mode and list permit it, but " + (mount.isOfTheKernel()
+                                ? "what is below " + mount.point() + " is the kernel's own, and it may refuse"
+                                : mount.point() + " has quotas, which only the kernel knows")
                         : BY_THE_KERNEL);
     }
 

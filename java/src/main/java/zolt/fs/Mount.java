@@ -44,6 +44,9 @@ public final class Mount {
     private static final List<String> REMOTE =
             Arrays.asList("nfs", "nfs4", "cifs", "smb3", "9p", "afs", "coda");
 
+    /** What can be written or made there is up to the part of the kernel that shows itself so. */
+    private static final List<String> OF_THE_KERNEL = Arrays.asList("proc", "sysfs", "cgroup", "cgroup2", "debugfs",
+            "tracefs", "securityfs", "configfs", "pstore", "efivarfs", "bpf");
     /** File systems that nothing can be written to. */
     private static final List<String> NEVER_WRITTEN = Arrays.asList("squashfs", "iso9660", "erofs", "cramfs", "romfs");
 
@@ -251,6 +254,11 @@ public final class Mount {
     /** Whether the flags of chattr(1) are the kernel's own there, as of what proc(5) shows, and cannot be changed. */
     boolean hasFixedFlags() {
         return type.equals("proc");
+    }
+
+    /** Whether owner and mode permit what the kernel may refuse all the same: what is there is its own. */
+    boolean isOfTheKernel() {
+        return OF_THE_KERNEL.contains(type);
     }
 
     /** Whether what is written may count against a limit that only the kernel knows. */

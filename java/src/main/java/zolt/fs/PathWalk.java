@@ -7,6 +7,7 @@ import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Paths;
+import java.util.regex.Pattern;
 
 /**
  * The way to a path, walked from the root on with the identity of the calling thread, so that it is the file
@@ -15,6 +16,8 @@ import java.nio.file.Paths;
 final class PathWalk {
     /** As many links as the kernel follows (path_resolution(7)). */
     private static final int MOST_LINKS = 40;
+    /** rmdir(2) and rename(2) refuse both, whoever asks. */
+    private static final Pattern DOTS = Pattern.compile("(^|/)[.][.]?/*$");
 
     final String path;
     final PathFailure.Access access;
@@ -45,6 +48,12 @@ final class PathWalk {
      * @param trailing whether the walk ends where the path does, and not on the way
      */
     private void walk(String absolute, int links, boolean trailing) throws IOException {
+        if (access == PathFailure.Access.REMOVE && links == 0 && DOTS.matcher(path).find()) {
+            component = path;
+            reason = PathFailure.Reason.OTHER;
+            error = "a path that ends in \".\" or \"..\" names no entry that could be removed";
+            return;
+        }
         String last = "/";
         for (int end = 1; end > 0 && end < absolute.length();) {
             int slash = absolute.indexOf('/', end);
@@ -93,7 +102,15 @@ final class PathWalk {
         }
         if (there && links < MOST_LINKS) {
             // A link that can be seen, to what cannot: the reason lies on that way.
-            byte[] target = FileOperations.linkTarget(child);
+            byte[] target;
+            try {
+                target = FileOperations.linkTarget(child);
+            } catch (AccessDeniedException mayNotBeRead) { // one of proc(5)
+                component = child;
+                error = mayNotBeRead.getMessage();
+                reason = PathFailure.Reason.OTHER;
+                return true;
+            }
             walk(Paths.get(parent).resolve(new String(target, StandardCharsets.UTF_8)).toString(),
                     links + 1, trailing);
             // Whom the kernel told that something else is wrong it has not let as far as what is missing.

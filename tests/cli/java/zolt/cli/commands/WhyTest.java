@@ -383,7 +383,6 @@ class WhyTest extends CliFixture {
         assertEquals(List.of("false", "false", "true"), rights("lp", path));
     }
 
-    /** What a link leads to may have a name that no path can express, or none at all. */
     /** No right permits it, so none is proposed. */
     @Test
     void mountPointsAreNotRemoved() {
@@ -414,6 +413,45 @@ class WhyTest extends CliFixture {
         }
     }
 
+    /** rmdir(2) and rename(2) refuse both, whoever asks. */
+    @Test
+    void dotsNameNothingThatCouldBeRemoved() throws Exception {
+        Files.createDirectories(dir.resolve("d/e"));
+        for (String name : new String[] {"d/.", "d/./", "d/e/.."}) {
+            for (String user : new String[] {"root", "nobody"}) {
+                Cli run = Cli.run("why", "--as", user, "--for", "d", path(name));
+                assertEquals(path(name) + ": a path that ends in \".\" or \"..\" names no entry that could be removed\n",
+                        run.text());
+                assertEquals(Exit.FAILED, run.code);
+            }
+        }
+    }
+
+    /** Of what shows the kernel itself, owner and mode are not the whole truth, and links are not for everybody. */
+    @Test
+    void whatIsTheKernelsOwn() {
+        Cli run = Cli.run("why", "--for", "w", "/proc");
+        assertEquals("it is not known whether root may write /proc: owner, mode and list permit it, but what is below /proc"
+                + " is the kernel's own, and it may refuse\n", run.text());
+        assertEquals(Exit.FAILED, run.code);
+        run = Cli.run("why", "--as", "nobody", "--for", "x", "/proc/1/cwd");
+        assertTrue(run.text().startsWith("/proc/1/cwd: Permission denied"), run.text());
+        assertEquals(Exit.FAILED, run.code);
+    }
+
+    /** chattr(1) follows no link. */
+    @Test
+    void aFlagIsThatOfWhatALinkLeadsTo() throws Exception {
+        Tool.sh("cd $1; touch f; ln -s f l", dir.toString());
+        Assumptions.assumeTrue(new ProcessBuilder("chattr", "+i", path("f")).start().waitFor() == 0, "no flags here");
+        try {
+            assertEquals("chattr -i " + path("f"), why("root", 2, path("l")).get("remedy"));
+        } finally {
+            Tool.raw("chattr", "-i", path("f"));
+        }
+    }
+
+    /** What a link leads to may have a name that no path can express, or none at all. */
     @Test
     void linksIntoWhatHasNoPath() throws Exception {
         Tool.sh("cd $1; mkdir em\ud83d\ude00 $'d\\377';"

@@ -62,7 +62,7 @@ class DoctorTest extends CliFixture {
         Cli run = Cli.run("doctor", "--json", "/proc/self");
         Map<String, Object> writing = findings(run).get("writing");
         assertEquals("fail", writing.get("verdict"));
-        assertEquals("name a directory of a file system that keeps files", writing.get("mend"));
+        assertEquals("name a directory in which the kernel lets this process make files", writing.get("mend"));
         run = Cli.run("why", "--for", "w", "--json", "/proc/self");
         Map<String, Object> why = Value.object(run.text().trim());
         assertEquals("file_system", why.get("reason"));

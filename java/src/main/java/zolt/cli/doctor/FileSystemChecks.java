@@ -86,8 +86,8 @@ public final class FileSystemChecks {
         } else if (isRefused()) {
             findings.warn("writing", untried, why + "--for w " + Remedy.quoted(path));
         } else {
-            findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory of a file system that"
-                    + " keeps files");
+            findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory in which the kernel lets this"
+                    + " process make files");
         }
     }
 
@@ -119,7 +119,7 @@ public final class FileSystemChecks {
         Mount mount = Mount.of(path).orElse(null);
         if (mount == null) {
             findings.warn("mount", "the mount table does not show it, as in a chroot whose root is no mount point",
-                    "see /proc/self/mountinfo");
+                    "nothing, where that is meant: from outside the chroot zolt doctor shows the mount");
         } else if (mount.isRemoved()) {
             findings.fail("mount", mount + ": the directory that is mounted there was removed",
                     "umount it, and mount one that is there");

@@ -1,5 +1,7 @@
 package zolt.cli.doctor;
 
+import java.io.IOException;
+import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.List;
 import zolt.cli.output.Shown;
@@ -29,9 +31,9 @@ public final class Remedy {
     private static String removing(PathFailure.Reason reason, PathFailure failure) {
         switch (reason) {
             case IMMUTABLE:
-                return "chattr -i " + quoted(failure.component());
+                return "chattr -i " + flagged(failure);
             case APPEND_ONLY:
-                return "chattr -a " + quoted(failure.component());
+                return "chattr -a " + flagged(failure);
             default:
                 return failure.writeProtection().isPresent() ? null : failure.mountPoint()
                         .map(point -> "mount -o remount," + option(reason) + " " + quoted(point))
@@ -39,13 +41,22 @@ public final class Remedy {
         }
     }
 
+    /** The flags are those of what the links lead to, and chattr(1) follows none at the end. */
+    private static String flagged(PathFailure failure) {
+        try {
+            return quoted(Paths.get(failure.component()).toRealPath().toString());
+        } catch (IOException e) {
+            return quoted(failure.component());
+        }
+    }
+
     /** A flag protects, and is away only while the list is changed. A mount is what the operator decides about. */
     private static String restoring(PathFailure.Reason guard, PathFailure failure) {
         switch (guard) {
             case IMMUTABLE:
-                return " && chattr +i " + quoted(failure.component());
+                return " && chattr +i " + flagged(failure);
             case APPEND_ONLY:
-                return " && chattr +a " + quoted(failure.component());
+                return " && chattr +a " + flagged(failure);
             default:
                 return "";
         }
