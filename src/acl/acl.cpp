@@ -35,14 +35,8 @@ unsigned checkedType(unsigned type, const char* function = __builtin_FUNCTION())
 }
 
 const char* typePrefix(unsigned type) {
-  switch (type) {
-    case ACL_TYPE_ACCESS:
-      return "";
-    case ACL_TYPE_DEFAULT:
-      return "default:";
-    default:
-      return "undef:";
-  }
+  if (type == ACL_TYPE_ACCESS) return "";
+  return type == ACL_TYPE_DEFAULT ? "default:" : "undef:";
 }
 
 // libacl translates between ids and names with getpwuid(3) and its kin, whose answers lie in static
