@@ -13,6 +13,7 @@ import java.nio.ByteBuffer;
 import java.nio.channels.FileChannel;
 import java.nio.file.Files;
 import java.nio.file.StandardOpenOption;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
@@ -82,6 +83,22 @@ class BadDaysTest {
             write(again, 100);
         }
         assertEquals(100 * KILOBYTES, files.getFileStatus(FILE).getLen());
+    }
+
+    /** The target has what it had, and what is written to it by hand then is nothing half joined. */
+    @Test
+    void whatCannotBeJoinedLeavesNoMark() throws Exception {
+        java.nio.file.Path target = Files.write(mount.resolve("bad/target"), new byte[100 * KILOBYTES]);
+        java.nio.file.Path source = Files.write(mount.resolve("bad/source"), new byte[120 * KILOBYTES]);
+        Files.setPosixFilePermissions(target, PosixFilePermissions.fromString("rw-r--r--"));
+        IOException full = assertThrows(IOException.class, () -> files.concat(new Path("/bad/target"),
+                new Path[] {new Path("/bad/source")}));
+        assertTrue(full.getMessage().contains("No space left on device"), full.getMessage());
+        assertEquals(100 * KILOBYTES, Files.size(target));
+        Files.write(target, new byte[10], StandardOpenOption.APPEND);
+        files.append(new Path("/bad/target")).close();
+        assertEquals(100 * KILOBYTES + 10, Files.size(target));
+        assertEquals(120 * KILOBYTES, Files.size(source));
     }
 
     @Test

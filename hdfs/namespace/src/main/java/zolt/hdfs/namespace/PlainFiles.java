@@ -251,8 +251,11 @@ public final class PlainFiles {
                 for (HdfsPath path : paths) {
                     try (DataFile source = toRead(path, CONCAT)) {
                         HalfJoined.mark(descriptor, into.channel().size(), path);
-                        append(path, source, into.channel());
-                        HalfJoined.unmark(descriptor);
+                        try {
+                            append(path, source, into.channel());
+                        } finally {
+                            HalfJoined.unmark(descriptor);
+                        }
                         Entry there = folder.find(path);
                         if (there == null || !there.isSameAs(source.entry())) {
                             throw new IOException(path + " was replaced while it was joined");

@@ -75,13 +75,21 @@ public final class SharedRecords {
                 String name = record.getFileName().toString();
                 if (name.indexOf('.') < 0) {
                     names.add(name);
-                } else if (Files.exists(record) && Files.getLastModifiedTime(record).toInstant().isBefore(oldest)) {
-                    Files.deleteIfExists(record);
+                } else {
+                    removeIfOlder(record, oldest);
                 }
             }
-        } catch (NoSuchFileException e) {
-            return names();  // another NameNode has finished or removed it
         }
         return names;
+    }
+
+    private static void removeIfOlder(Path record, Instant oldest) throws IOException {
+        try {
+            if (Files.getLastModifiedTime(record).toInstant().isBefore(oldest)) {
+                Files.deleteIfExists(record);
+            }
+        } catch (NoSuchFileException e) {
+            // Another NameNode has finished or removed it.
+        }
     }
 }
