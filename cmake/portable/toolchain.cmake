@@ -3,13 +3,14 @@
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZOLT_ARCH ZOLT_ZIG)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${ZOLT_ARCH})
-set(CMAKE_CXX_COMPILER ${ZOLT_ZIG} c++ -target ${ZOLT_ARCH}-linux-gnu.2.17)
+set(CMAKE_CXX_COMPILER ${ZOLT_ZIG} c++)
+set(CMAKE_CXX_COMPILER_TARGET ${ZOLT_ARCH}-linux-gnu.2.17)
 
 # This compiler would keep a register for the frame.
 set(CMAKE_CXX_FLAGS_INIT -fomit-frame-pointer)
 
-# CMake's first looks at it link nothing: it would build its runtime once more for programs.
-set(CMAKE_CXX_COMPILER_ID_TEST_FLAGS_FIRST -c)
+# CMake's first looks at it link nothing, the very first since the target is named above: the compiler would build its
+# runtime once more, without optimization.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 # What is not used of the runtime stays away, and what only a debugger reads.

@@ -6,6 +6,7 @@ set -eu
 top=$(realpath "$1")
 scratch=${2-}
 [ -n "$scratch" ] || { scratch=$(mktemp -d -p "${TMPDIR:-/var/tmp}"); trap 'rm -rf "$scratch"' EXIT; }
+mkdir -p "$scratch"
 unset CMAKE_CXX_COMPILER_LAUNCHER
 
 built() {  # built FOLDER SETTING...: builds there, and prints the sum of each file
