@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# portable.sh BUILD [TARGET...]: the library and the embedded client for every Linux with GLIBC 2.17 or later, in
-# BUILD/portable/x86_64 and BUILD/portable/aarch64, each read by the check of the built file; then the jar that carries
-# both, BUILD/portable/zolt-hadoop.jar. TARGETs are built besides; TESTS=ON knows those of the tests in virtual machines.
+# portable.sh BUILD [TARGET...]: the library, the embedded client and the command for every Linux with GLIBC 2.17 or
+# later, in BUILD/portable/x86_64 and BUILD/portable/aarch64, each library read by the check of the built file; then the
+# jar that carries both, BUILD/portable/zolt-hadoop.jar. TARGETs are built besides; TESTS=ON knows those of the tests in
+# virtual machines.
 set -eu
 build=$(realpath "$1")
 shift
@@ -20,7 +21,7 @@ for machine in "${machines[@]}"; do
   {
     cmake -G Ninja -S "$here" -B "$out" -DCMAKE_TOOLCHAIN_FILE="$here/cmake/portable/toolchain.cmake" \
       -DZOLT_ZIG="$zig" -DZOLT_ARCH="$machine" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZOLT_TESTS="${TESTS:-OFF}"
-    cmake --build "$out" --target zolthadoop zolt "$@"
+    cmake --build "$out" --target zolthadoop zolt zolt_completion "$@"
   } >"$build/portable/$machine.log" 2>&1 || { cat "$build/portable/$machine.log"; exit 1; }
   mapfile -t objects < <(find "$out/src/CMakeFiles/zolthadoop.dir" -name '*.o')
   checked=$(MAX_GLIBC=2.17 OBJDUMP=llvm-objdump "$here/tests/artifact/check.sh" "$out/lib/libzolthadoop.so.1.0.0" \
