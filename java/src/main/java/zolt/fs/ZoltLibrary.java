@@ -206,7 +206,7 @@ public final class ZoltLibrary {
     }
 
     /**
-     * The device that the mount table names for a mount point.
+     * The device that the mount table (/etc/mtab, which bare containers may lack) names for a mount point.
      *
      * <pre>{@code
      * System.out.println(ZoltLibrary.device("/proc", "proc")); // prints: proc
@@ -215,7 +215,7 @@ public final class ZoltLibrary {
      * @param mountPoint a path, as it stands in the table
      * @param type the type of the file system
      * @return the first column of the first entry with both
-     * @throws java.nio.file.NoSuchFileException when there is none; the message has the type
+     * @throws java.nio.file.NoSuchFileException when there is none, or no table; the message has the type
      * @throws IOException for any other failure
      */
     public static String device(String mountPoint, String type) throws IOException {

@@ -11,7 +11,6 @@ import zolt.cli.output.Names;
 import zolt.fs.DirectoryEntry;
 import zolt.fs.DirectoryListing;
 import zolt.fs.Mount;
-import zolt.fs.ZoltLibrary;
 
 /** The first stop: what a directory holds, and which file system serves it. */
 final class ListingStop {
@@ -60,7 +59,6 @@ final class ListingStop {
     private static String fileSystem(Path directory) throws IOException {
         Mount mount = Mount.of(directory.toString()).orElse(null);
         return mount == null ? "a file system that the mount table does not show"
-                : ZoltLibrary.device(mount.point(), mount.type()) + " on " + mount.point() + " type "
-                        + mount.type();
+                : mount.source() + " on " + mount.point() + " type " + mount.type();
     }
 }
