@@ -75,6 +75,9 @@ printf '%s\n' 'Main-Class: Loaded' 'Enable-Native-Access: ALL-UNNAMED' \
   'Class-Path: ../portable/zolt-hadoop.jar /usr/share/java/slf4j-api.jar' >"$loaded.manifest"
 jar --create --file "$loaded.jar" --manifest "$loaded.manifest" -C "$loaded" Loaded.class
 
+# A system ends with this script, however that is ended: unshare(1) itself waits for what it runs, whatever it is sent.
+trap 'exit 130' INT
+
 failed=0
 while IFS=$'\t' read -r name suite arch java; do
   case $name in '' | '#'*) continue ;; esac
@@ -95,7 +98,7 @@ while IFS=$'\t' read -r name suite arch java; do
   done
   echo "Running the tests in build/platforms/$name/, with build/platforms/$name.log"
   status=0
-  unshare --mount --fork --pid --kill-child bash -c '
+  setpriv --pdeathsig KILL unshare --mount --fork --pid --kill-child bash -c '
     set -eu
     root=$1 top=$2 build=$3 emulated=$4
     shift 4
@@ -114,7 +117,8 @@ while IFS=$'\t' read -r name suite arch java; do
     mount --rbind /dev "$root/dev"
     exec chroot "$root" "$@"' enter "$root" "$top" "$build" "$emulated" \
     env -i PATH=/usr/sbin:/usr/bin HOME=/root EMULATED=$emulated LOADED="$loaded.jar" "${environment[@]}" "JAVA=/usr/lib/jvm/java-$java-openjdk-$arch/bin/java" \
-    "$here/inside.sh" "$top" "$portable" "$all/$name.tsv.new" >"$all/$name.log" 2>&1 </dev/null || status=$?
+    "$here/inside.sh" "$top" "$portable" "$all/$name.tsv.new" >"$all/$name.log" 2>&1 </dev/null &
+  wait $! || status=$?
   tail -n 3 "$all/$name.log"
   [ $status -eq 0 ] || { echo "platforms: $name failed, see build/platforms/$name.log" >&2; failed=1; }
   [ ! -e "$all/$name.tsv.new" ] || { mv "$all/$name.tsv.new" "$all/$name.tsv"; mv "$all/$name.tsv.new.left" "$all/$name.left"; }
