@@ -212,10 +212,14 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
     }
 
     private <T> T write(String what, HdfsPath path, Operation<T> operation) throws IOException {
-        statistics.incrementWriteOps(1);
-        operations.incrementCounter(what);
+        countWrite(what);
         parts.folder().root().requireMounted();
         return resolve(path, operation);
+    }
+
+    private void countWrite(String what) {
+        statistics.incrementWriteOps(1);
+        operations.incrementCounter(what);
     }
 
     private void change(String what, Path path, Change change) throws IOException {
@@ -633,7 +637,8 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
     private boolean move(Path from, Path to, Move move) throws IOException {
         HdfsPath source = HdfsPath.of(text(from));
         HdfsPath target = HdfsPath.toCreate(text(to));
-        return write(StoreStatisticNames.OP_RENAME, HdfsPath.ROOT, root -> {
+        countWrite(StoreStatisticNames.OP_RENAME);
+        return resolve(HdfsPath.ROOT, root -> {
             try {
                 return move.by(source, target);
             } catch (UnresolvedPathException e) {

@@ -18,6 +18,7 @@ final class Place implements AutoCloseable {
 
     private final String what;
     private final String name;
+    private final byte[] bytes;
     private int way = -1;
     private int itself = -1;
     private int directory = -1;
@@ -28,7 +29,10 @@ final class Place implements AutoCloseable {
             throw new SystemCallException(SystemCallException.ENOENT, what);
         }
         String whole = path.isRoot() ? root.name() : root.path() + path;
-        name = utf8(whole).length <= MOST_BYTES ? whole : along(root, path);
+        byte[] all = utf8(whole);
+        boolean isShort = all.length <= MOST_BYTES;
+        name = isShort ? whole : along(root, path);
+        bytes = isShort ? all : utf8(name);
     }
 
     /**
@@ -77,7 +81,7 @@ final class Place implements AutoCloseable {
 
     /** The name of the entry itself, for the natives by bytes. */
     byte[] bytes() {
-        return utf8(name);
+        return bytes;
     }
 
     /** A descriptor on the entry itself, with no rights but to name it; it is closed with this place. */

@@ -20,7 +20,10 @@ public final class Renaming {
 
     /** Renames, into a directory where the destination is one; nothing where HDFS does not. Never replaces. */
     public Optional<Renamed> rename(HdfsPath from, HdfsPath to) throws IOException {
-        Entry source = folder.find(from);
+        Entry source = source(from);
+        if (isRenamedAtOnce(from, source, to, NativeFiles.RENAME_NOREPLACE)) {
+            return Optional.of(new Renamed(source, to));
+        }
         Entry target = folder.findToCreate(to);
         HdfsPath into = target != null && target.isDirectory() && !from.isRoot() ? to.child(from.name()) : to;
         if (source == null || from.isRoot()) {
@@ -46,7 +49,11 @@ public final class Renaming {
 
     /** Renames to just this path; replaces a file, or an empty directory, only where asked. */
     public Renamed rename(HdfsPath from, HdfsPath to, boolean overwrite) throws IOException {
-        Entry source = folder.find(from);
+        Entry source = source(from);
+        int flags = overwrite ? 0 : NativeFiles.RENAME_NOREPLACE;
+        if (isRenamedAtOnce(from, source, to, flags)) {
+            return new Renamed(source, to);
+        }
         if (source == null) {
             throw new FileNotFoundException("rename source " + from + " is not found.");
         }
@@ -67,7 +74,7 @@ public final class Renaming {
         }
         checkReplaced(from, source, to, overwrite);
         checkParent(to);
-        int result = call(from, to, overwrite ? 0 : NativeFiles.RENAME_NOREPLACE);
+        int result = call(from, to, flags);
         if (result == -SystemCallException.EEXIST && !overwrite) {
             throw alreadyThere(to);
         } else if (result == -SystemCallException.ENOTEMPTY || result == -SystemCallException.EEXIST) {
@@ -76,6 +83,27 @@ public final class Renaming {
             throw refusal(from, to, new SystemCallException(-result, from.toString()));
         }
         return new Renamed(source, to);
+    }
+
+    private Entry source(HdfsPath from) throws IOException {
+        Entry source = null;
+        try {
+            source = folder.find(from);
+            return source;
+        } finally {
+            if (source == null || !folder.root().isMountOf(source)) {
+                folder.root().requireMounted();
+            }
+        }
+    }
+
+    /**
+     * Whether that was all. The kernel refuses what HDFS does, but for a link that gets the name of its own target; where
+     * it refuses, the rules are asked one after the other, for what HDFS says.
+     */
+    private boolean isRenamedAtOnce(HdfsPath from, Entry source, HdfsPath to, int flags) throws IOException {
+        return source != null && !source.isLink() && !from.isRoot() && !to.isRoot() && !to.equals(from)
+                && call(from, to, flags) == 0;
     }
 
     private void checkReplaced(HdfsPath from, Entry source, HdfsPath to, boolean overwrite) throws IOException {

@@ -57,6 +57,11 @@ public final class Root {
         throw new IOException(path + " is not the file system that was mounted there");
     }
 
+    /** Whether an entry that was found by its path lies on the mount on which the folder was opened: it is there, then. */
+    boolean isMountOf(Entry found) {
+        return found.device() == entry.device() && found.mount() == entry.mount();
+    }
+
     boolean isExported() {
         return isExported;
     }
