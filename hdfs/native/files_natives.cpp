@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -77,6 +78,25 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_lock(JNIEnv*, jclass
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_tryLock(JNIEnv*, jclass,
                                                                     jint descriptor) {
   return answer(flock(descriptor, LOCK_EX | LOCK_NB));
+}
+
+JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_read(JNIEnv* env, jclass,
+                                                                 jint descriptor, jobject buffer,
+                                                                 jint at, jint length, jlong from,
+                                                                 jint flags) try {
+  void* memory = buffer == nullptr ? nullptr : env->GetDirectBufferAddress(buffer);
+  if (memory == nullptr) throw std::invalid_argument("the buffer is not direct");
+  if (at < 0 || length < 0 || length > env->GetDirectBufferCapacity(buffer) - at) {
+    throw std::invalid_argument("not a part of the buffer");
+  }
+  const iovec part = {static_cast<char*>(memory) + at, static_cast<size_t>(length)};
+  ssize_t result = 0;
+  do {
+    result = preadv2(descriptor, &part, 1, from, flags);
+  } while (result < 0 && errno == EINTR);
+  return answer(result);
+} catch (...) {
+  return raised(env, jint{0});
 }
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, jclass,

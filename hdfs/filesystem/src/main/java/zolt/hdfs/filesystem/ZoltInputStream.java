@@ -15,7 +15,6 @@ import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
 import java.util.Objects;
-import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.atomic.AtomicInteger;
 import java.util.concurrent.atomic.AtomicLong;
 import java.util.function.Consumer;
@@ -42,8 +41,7 @@ import zolt.hdfs.namespace.DataFile;
 final class ZoltInputStream extends FSInputStream implements ByteBufferReadable, ByteBufferPositionedReadable, CanUnbuffer,
         HasFileDescriptor, StreamCapabilities, IOStatisticsSource {
     private static final ByteBuffer EMPTY = ByteBuffer.allocate(0);
-    private static final int MOST_AHEAD = 1 << 17;
-    /** What goes past the buffer: it would be copied once more. */
+    /** What goes past the buffer: one call for so much is enough, and a direct buffer needs no copy. */
     private static final int LARGE = 1 << 15;
     private static final int GROWTH = 8;
 
@@ -64,8 +62,6 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     private ByteBuffer buffer = EMPTY;
     /** Where the file is read on, behind what is in the buffer. */
     private long position;
-    /** Where the kernel reads on for whoever does not say where. */
-    private long offsetOfDescriptor;
     private long knownSize;
     /** How much the buffer takes in next. */
     private int ahead;
@@ -75,7 +71,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         this.name = name;
         this.file = file;
         this.statistics = statistics;
-        this.bufferSize = Math.max(1, bufferSize);
+        this.bufferSize = Math.max(1, Math.min(bufferSize, PageMemory.AHEAD));
         ahead = this.bufferSize;
         channel = file.channel();
         knownSize = file.entry().size();
@@ -98,31 +94,15 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
 
     /** Reads on, past the buffer. */
     private int readOn(ByteBuffer into) throws IOException {
-        if (into.hasArray()) {
-            int got = readOn(into.array(), into.arrayOffset() + into.position(), into.remaining());
-            into.position(into.position() + Math.max(0, got));
-            return got;
-        }
-        int got = channel.read(into, position);
+        int got = PageMemory.read((some, from) -> file.read(some, from, name), into, position);
         position += Math.max(0, got);
-        return got;
-    }
-
-    private int readOn(byte[] into, int offset, int length) throws IOException {
-        if (offsetOfDescriptor != position) {
-            channel.position(position);
-            offsetOfDescriptor = position;
-        }
-        int got = file.read(into, offset, length);
-        position += Math.max(0, got);
-        offsetOfDescriptor = position;
         return got;
     }
 
     /** Reads ahead, more each time, as long as the reader goes on where it was. */
     private boolean fill() throws IOException {
-        if (buffer.capacity() < ahead) {
-            buffer = ByteBuffer.allocate(ahead == bufferSize ? bufferSize : MOST_AHEAD);
+        if (buffer == EMPTY) {
+            buffer = PageMemory.take(PageMemory.AHEAD);
         }
         buffer.clear().limit(ahead);
         try {
@@ -134,7 +114,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     }
 
     private void readMoreAhead() {
-        ahead = Math.max(bufferSize, Math.min(GROWTH * ahead, MOST_AHEAD));
+        ahead = Math.min(GROWTH * ahead, PageMemory.AHEAD);
     }
 
     @Override
@@ -196,7 +176,7 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         if (from < 0) {
             throw new EOFException(FSExceptionMessages.NEGATIVE_SEEK);
         }
-        return into.hasRemaining() ? count(channel.read(into, from)) : 0;
+        return into.hasRemaining() ? count(PageMemory.read(channel::read, into, from)) : 0;
     }
 
     @Override
@@ -266,8 +246,13 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
     @Override
     public synchronized void unbuffer() {
         position -= buffer.remaining();
-        buffer = EMPTY;
+        drop();
         ahead = bufferSize;
+    }
+
+    private void drop() {
+        PageMemory.give(buffer);
+        buffer = EMPTY;
     }
 
     @Override
@@ -275,7 +260,10 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         readVectored(wanted, allocate, released -> { });
     }
 
-    /** Each range is a read of its own, several at a time; nothing is read that nobody asked for. */
+    /**
+     * Each range is a read of its own; nothing is read that nobody asked for. What the kernel has in memory is read here,
+     * sooner than a thread wakes; from the first on that it has not, several are read at a time.
+     */
     @Override
     public void readVectored(List<? extends FileRange> wanted, IntFunction<ByteBuffer> allocate,
             Consumer<ByteBuffer> release) throws IOException {
@@ -287,35 +275,33 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
         }
         vectored.incrementAndGet();
         ranges.addAndGet(sorted.size());
-        List<CompletableFuture<ByteBuffer>> all = new ArrayList<>(sorted.size());
+        List<RangeRead> all = new ArrayList<>(sorted.size());
         for (FileRange range : sorted) {
-            CompletableFuture<ByteBuffer> data = new CompletableFuture<>();
-            range.setData(data);
-            all.add(data);
+            all.add(new RangeRead(range, allocate, release));
         }
-        AtomicInteger next = new AtomicInteger();
-        VectoredReads.submit(sorted.size(), () -> {
+        int present = present(all);
+        AtomicInteger next = new AtomicInteger(present);
+        VectoredReads.submit(all.size() - present, () -> {
             for (int i = next.getAndIncrement(); i < all.size(); i = next.getAndIncrement()) {
-                read(sorted.get(i), all.get(i), allocate, release);
+                all.get(i).done((into, from) -> readFully(from, into));
             }
         });
     }
 
-    private void read(FileRange range, CompletableFuture<ByteBuffer> data, IntFunction<ByteBuffer> allocate,
-            Consumer<ByteBuffer> release) {
-        ByteBuffer into = null;
-        try {
-            into = allocate.apply(range.getLength());
-            into.limit(into.position() + range.getLength());
-            int start = into.position();
-            readFully(range.getOffset(), into);
-            into.position(start);
-            data.complete(into);
-        } catch (IOException | RuntimeException | Error e) {
-            if (into != null) {
-                release.accept(into);
-            }
-            data.completeExceptionally(e);
+    /** How many ranges, from the first on, needed no waiting. */
+    private synchronized int present(List<RangeRead> all) throws IOException {
+        requireOpen();
+        int done = 0;
+        while (done < all.size() && all.get(done).done(this::readPresent)) {
+            done++;
+        }
+        return done;
+    }
+
+    private void readPresent(ByteBuffer into, long from) throws IOException {
+        int got = PageMemory.read(file::readPresent, into, from);
+        if (got > 0) {
+            count(got);
         }
     }
 
@@ -360,11 +346,11 @@ final class ZoltInputStream extends FSInputStream implements ByteBufferReadable,
                 return;
             }
             closed = true;
+            drop();
         }
         try {
             file.close();
         } finally {
-            buffer = EMPTY;
             aggregator.aggregate(getIOStatistics());
         }
     }

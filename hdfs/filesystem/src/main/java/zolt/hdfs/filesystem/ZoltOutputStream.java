@@ -61,9 +61,7 @@ final class ZoltOutputStream extends OutputStream implements Syncable, StreamCap
 
     private void put(ByteBuffer from) throws IOException {
         try {
-            while (from.hasRemaining()) {
-                channel.write(from);
-            }
+            PageMemory.write(channel, from);
         } catch (ClosedChannelException e) {
             throw e;
         } catch (IOException e) {

@@ -78,6 +78,9 @@ class BadDaysTest {
         assertTrue(full.getMessage().contains(FILE.toString()), full.getMessage());
         assertThrows(IOException.class, out::close, "what was in the buffer is lost, and that is told");
         assertTrue(files.getFileStatus(FILE).getLen() >= 100 * KILOBYTES, "what was flushed is there");
+        try (FSDataOutputStream atOnce = files.append(FILE)) {
+            assertThrows(IOException.class, () -> atOnce.write(new byte[400 * KILOBYTES]));
+        }
         assertTrue(files.delete(FILE, false));
         try (FSDataOutputStream again = files.create(FILE)) {
             write(again, 100);
@@ -151,6 +154,9 @@ class BadDaysTest {
         try (var below = Files.list(mount)) {
             assertEquals(0, below.count());
         }
+        Files.createFile(Files.createDirectory(mount.resolve("bad")).resolve("file"));
+        assertThrows(IOException.class, () -> files.rename(FILE, new Path("/bad/new")));
+        assertTrue(Files.exists(mount.resolve("bad/file")));
         assertEquals(-1, open.read(), "what is open stays open");
         open.close();
     }

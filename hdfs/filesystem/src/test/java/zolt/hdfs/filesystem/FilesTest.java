@@ -20,16 +20,22 @@ import java.util.HashSet;
 import java.util.List;
 import java.util.Random;
 import java.util.Set;
+import java.util.concurrent.ConcurrentHashMap;
+import java.util.function.IntFunction;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.CommonPathCapabilities;
 import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
+import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.FileChecksum;
+import org.apache.hadoop.fs.FileContext;
+import org.apache.hadoop.fs.FileRange;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.FileUtil;
 import org.apache.hadoop.fs.LocatedFileStatus;
+import org.apache.hadoop.fs.Options;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.fs.RemoteIterator;
 import org.apache.hadoop.fs.Trash;
@@ -38,6 +44,7 @@ import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.MiniDFSCluster;
 import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 
@@ -78,13 +85,13 @@ class FilesTest {
     /** Every way of reading tells the same bytes, in whatever order they are mixed. */
     @Test
     void allReadsSeeTheSameBytes() throws Exception {
-        byte[] bytes = random(300_000);
+        byte[] bytes = random(3_000_000);
         write(files, FILE, bytes);
         Random random = new Random(1);
         try (FSDataInputStream in = files.open(FILE)) {
             for (int i = 0; i < 5000; i++) {
                 int at = random.nextInt(bytes.length);
-                int length = random.nextInt(9000) + 1;
+                int length = random.nextInt(i % 50 == 0 ? bytes.length : 9000) + 1;
                 switch (random.nextInt(6)) {
                     case 0:
                         in.seek(at);
@@ -112,6 +119,70 @@ class FilesTest {
         }
     }
 
+    /** The mark of an interruption closes channels, and is to close no stream. */
+    @Test
+    void anInterruptedThreadReadsOn() throws Exception {
+        byte[] bytes = random(300_000);
+        write(files, FILE, bytes);
+        try (FSDataInputStream in = files.open(FILE)) {
+            byte[] into = new byte[200_000];
+            Thread.currentThread().interrupt();
+            in.readFully(into);
+            assertTrue(Thread.interrupted());
+            assertEquals(ByteBuffer.wrap(bytes, 0, into.length), ByteBuffer.wrap(into));
+            assertEquals(bytes[into.length] & 0xff, in.read());
+        }
+    }
+
+    /** No thread is woken for what is in memory, and nobody waits for a disk in the call. */
+    @Test
+    void onlyWhatIsNotInMemoryIsReadByOtherThreads() throws Exception {
+        byte[] bytes = random(1 << 16);
+        write(files, FILE, bytes);
+        for (IntFunction<ByteBuffer> allocate : List.<IntFunction<ByteBuffer>>of(ByteBuffer::allocate,
+                ByteBuffer::allocateDirect)) {
+            assertEquals(Set.of(Thread.currentThread()), readers(FILE, bytes, allocate));
+        }
+        Process copy = new ProcessBuilder("dd", "if=" + base.resolve("file"), "of=" + base.resolve("away"), "bs=64K",
+                "oflag=direct").redirectErrorStream(true).start();
+        String said = new String(copy.getInputStream().readAllBytes());
+        Assumptions.assumeTrue(copy.waitFor() == 0 && !Files.getFileStore(base).type().equals("tmpfs"),
+                "all is in memory here: " + said);
+        assertNotEquals(Set.of(Thread.currentThread()), readers(new Path(BASE, "away"), bytes, ByteBuffer::allocateDirect));
+    }
+
+    private Set<Thread> readers(Path path, byte[] bytes, IntFunction<ByteBuffer> allocate) throws Exception {
+        Set<Thread> threads = ConcurrentHashMap.newKeySet();
+        List<FileRange> ranges = new ArrayList<>();
+        for (int at = 0; at < bytes.length; at += 1 << 13) {
+            ranges.add(FileRange.createFileRange(at + 1, (1 << 13) - 1));
+        }
+        try (FSDataInputStream in = files.open(path)) {
+            in.readVectored(ranges, length -> {
+                threads.add(Thread.currentThread());
+                return allocate.apply(length);
+            });
+            for (FileRange range : ranges) {
+                assertEquals(ByteBuffer.wrap(bytes, (int) range.getOffset(), range.getLength()), range.getData().get());
+            }
+        }
+        return threads;
+    }
+
+    /** As in HDFS, by both renames, where the target is not there too. */
+    @Test
+    void noLinkGetsTheNameOfItsTarget() throws Exception {
+        Path link = new Path(BASE, "link");
+        Path target = new Path(BASE, "target");
+        Files.createSymbolicLink(base.resolve("link"), base.resolve("target"));
+        assertFalse(files.rename(link, target));
+        FileContext context = FileContext.getFileContext(TestFolder.NAME, TestFolder.conf());
+        assertThrows(FileAlreadyExistsException.class, () -> context.rename(link, target));
+        assertThrows(FileAlreadyExistsException.class, () -> context.rename(link, target, Options.Rename.OVERWRITE));
+        assertTrue(Files.isSymbolicLink(base.resolve("link")));
+        assertTrue(files.rename(link, new Path(BASE, "other")));
+    }
+
     private static void check(byte[] bytes, FSDataInputStream in, int length, boolean direct) throws IOException {
         int position = (int) in.getPos();
         ByteBuffer into = direct ? ByteBuffer.allocateDirect(length) : ByteBuffer.allocate(length);
@@ -128,11 +199,12 @@ class FilesTest {
 
     @Test
     void smallAndLargeWritesKeepTheirOrder() throws Exception {
-        byte[] bytes = random(200_000);
+        byte[] bytes = random(3_000_000);
         Random random = new Random(2);
         try (FSDataOutputStream out = files.create(FILE)) {
             for (int at = 0; at < bytes.length;) {
-                int length = Math.min(bytes.length - at, random.nextInt(random.nextBoolean() ? 10 : 9000) + 1);
+                int most = at == 0 ? 1_500_000 : random.nextBoolean() ? 10 : 30_000;
+                int length = Math.min(bytes.length - at, random.nextInt(most) + most / 2 + 1);
                 if (length == 1) {
                     out.write(bytes[at]);
                 } else {

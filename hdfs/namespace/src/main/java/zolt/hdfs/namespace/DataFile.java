@@ -6,6 +6,7 @@ import java.io.FileInputStream;
 import java.io.FileOutputStream;
 import java.io.IOException;
 import java.lang.ref.Cleaner;
+import java.nio.ByteBuffer;
 import java.nio.channels.FileChannel;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -14,15 +15,15 @@ import org.slf4j.LoggerFactory;
 public final class DataFile implements Closeable {
     private static final Logger LOG = LoggerFactory.getLogger(DataFile.class);
 
+    private final int number;
     private final FileDescriptor descriptor;
-    private final FileInputStream in;
     private final FileChannel channel;
     private final Entry entry;
     private final Cleaner.Cleanable closing;
 
-    private DataFile(FileDescriptor descriptor, FileInputStream in, FileChannel channel, Entry entry) {
+    private DataFile(int number, FileDescriptor descriptor, FileChannel channel, Entry entry) {
+        this.number = number;
         this.descriptor = descriptor;
-        this.in = in;
         this.channel = channel;
         this.entry = entry;
         closing = Forgotten.watch(this, () -> {
@@ -44,8 +45,7 @@ public final class DataFile implements Closeable {
     @SuppressWarnings("resource")  // the channel closes the stream
     static DataFile toRead(int descriptor, Entry entry) {
         FileDescriptor object = adopted(descriptor);
-        FileInputStream in = new FileInputStream(object);
-        return new DataFile(object, in, in.getChannel(), entry);
+        return new DataFile(descriptor, object, new FileInputStream(object).getChannel(), entry);
     }
 
     /** As {@link #toRead}, at the end of the file or at its beginning. */
@@ -56,7 +56,7 @@ public final class DataFile implements Closeable {
         if (append) {
             channel.position(entry.size());
         }
-        return new DataFile(object, null, channel, entry);
+        return new DataFile(descriptor, object, channel, entry);
     }
 
     public FileChannel channel() {
@@ -64,11 +64,28 @@ public final class DataFile implements Closeable {
     }
 
     /**
-     * Reads into an array at the position of {@link #channel}, and moves it on. A stream copies to arrays faster than a
-     * channel does.
+     * Reads as {@link #channel} does, but for a thread that is interrupted too: that would close a channel. No other
+     * thread may close this file meanwhile.
+     *
+     * @param what its name, for a failure
      */
-    public int read(byte[] into, int offset, int length) throws IOException {
-        return in.read(into, offset, length);
+    public int read(ByteBuffer into, long from, String what) throws IOException {
+        if (!into.isDirect()) {
+            return channel.read(into, from);
+        }
+        int got = SystemCallException.check(read(into, from, 0), what);
+        return got > 0 || !into.hasRemaining() ? got : -1;
+    }
+
+    /** As {@link #read}, of what the kernel has in memory: what it would have to wait for is left out. */
+    public int readPresent(ByteBuffer into, long from) {
+        return into.isDirect() ? Math.max(0, read(into, from, NativeFiles.RWF_NOWAIT)) : 0;
+    }
+
+    private int read(ByteBuffer into, long from, int flags) {
+        int got = NativeFiles.read(number, into, into.position(), into.remaining(), from, flags);
+        into.position(into.position() + Math.max(0, got));
+        return got;
     }
 
     public FileDescriptor descriptor() {

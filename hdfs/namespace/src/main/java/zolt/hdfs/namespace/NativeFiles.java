@@ -30,6 +30,9 @@ public final class NativeFiles {
     /** Flags of renameat2(2). */
     public static final int RENAME_NOREPLACE = 1;
 
+    /** A flag of preadv2(2): what is not in memory is not waited for. */
+    public static final int RWF_NOWAIT = 8;
+
     /** Flags of setxattr(2). */
     public static final int XATTR_CREATE = 1;
     public static final int XATTR_REPLACE = 2;
@@ -137,6 +140,9 @@ public final class NativeFiles {
 
     /** Lets an object of the class library, which must have none yet, have a descriptor, and close it. */
     public static native void adopt(FileDescriptor object, int descriptor);
+
+    /** Reads into a part of a direct buffer, with flags of preadv2(2). The position of neither is moved. */
+    public static native int read(int descriptor, ByteBuffer buffer, int at, int length, long from, int flags);
 
     /** Renames, with flags of renameat2(2). */
     public static native int rename(byte[] from, byte[] to, int flags);
