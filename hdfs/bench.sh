@@ -2,7 +2,7 @@
 # Hadoop's own NameNode and this one side by side: bench.sh BUILD [PART...], with PART one of operations, listing, size
 # and data; and zolt:// beside Hadoop's local file system and plain calls, with the PART files; all of them by default.
 # FILES=100000 says how many files "listing", "size" and "files" make, OPERATIONS=5000 how many calls "operations" counts
-# at a time, and ROWS='data small listing hdfs' which rows "files" has, and whether Hadoop's HDFS is in them. It runs as root, in a mount namespace of its own.
+# at a time, and ROWS='data small listing hdfs' which rows "files" has, or ROWS='vectored renamed', and whether Hadoop's HDFS is in them. It runs as root, in a mount namespace of its own.
 set -u
 here=$(CDPATH='' cd -- "$(dirname "$0")" && pwd)
 build=$(CDPATH='' cd -- "$1" && pwd)

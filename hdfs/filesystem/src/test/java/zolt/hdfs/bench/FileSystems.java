@@ -14,6 +14,10 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.Random;
+import java.util.concurrent.Callable;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
@@ -28,10 +32,14 @@ import org.apache.hadoop.hdfs.MiniDFSCluster;
 
 /**
  * {@code zolt://} beside Hadoop's own local file system, Hadoop's HDFS and plain file calls, each on a folder of its own
- * on the same disk: see hdfs/bench.sh. All in turns, several times, each at every place of a turn; the best of each counts.
+ * on the same disk: see hdfs/bench.sh. All in turns, each at every place of a turn, from or into the same memory; the best
+ * of each counts.
  */
 public final class FileSystems {
-    private static final int ROUNDS = 12;
+    private static final int FEWEST_ROUNDS = 3;
+    private static final int MOST_ROUNDS = 1000;
+    /** How long a row goes on, when it has had the fewest rounds. */
+    private static final double SECONDS = 10;
     /** A server is slower by an order, and need not be timed so closely. */
     private static final int ROUNDS_OF_HDFS = 2;
     private static final int MEGABYTES = 256;
@@ -44,8 +52,14 @@ public final class FileSystems {
     private static final String LOCAL = "RawLocal";
     private static final String OWN = "zolt";
     private static final List<String> ROWS = List.of(System.getProperty("bench.rows").split(" "));
+    private static final Map<String, List<String>> GROUPS = Map.of(
+            "data", List.of("write", "arrays", "pages", "direct", "vectored"),
+            "small", List.of("made", "opened", "status", "renamed"),
+            "listing", List.of("iterator", "array"));
     private static final String PLAIN = "plain";
     private static final String HDFS = "hdfs";
+    private static final String NAME = "part-%07d";
+    private static final int MAKERS = 16;
     private static final double OF_PLAIN = 0.95;
 
     private final java.nio.file.Path work = java.nio.file.Path.of(System.getProperty("bench.work"));
@@ -53,6 +67,7 @@ public final class FileSystems {
     private final Map<String, FileSystem> all = new LinkedHashMap<>();
     private final byte[] bytes = new byte[MB];
     private final ByteBuffer direct = ByteBuffer.allocateDirect(MB);
+    private java.nio.file.Path plainRoot = work.resolve(PLAIN);
     private int missed;
 
     private FileSystems() {}
@@ -86,20 +101,21 @@ public final class FileSystems {
             if (cluster != null) {
                 add(HDFS, cluster.getFileSystem(), new Path("/bench"));
             }
-            Files.createDirectory(work.resolve(PLAIN));
-            System.out.printf("%n| | RawLocal | zolt:// | Hadoop's hdfs:// | FileChannel | to RawLocal | to FileChannel"
+            Files.createDirectory(plainRoot);
+            System.out.printf("%nThe machine's load is %s at the beginning", load());
+            System.out.printf("%n%n| | RawLocal | zolt:// | Hadoop's hdfs:// | FileChannel | to RawLocal | to FileChannel"
                     + " | |%n|---|--:|--:|--:|--:|--:|--:|---|%n");
-            if (ROWS.contains("data")) {
+            if (isWantedGroup("data")) {
                 data();
             }
-            if (ROWS.contains("small")) {
+            if (isWantedGroup("small")) {
                 small();
             }
-            if (ROWS.contains("listing")) {
+            if (isWantedGroup("listing")) {
                 listing();
             }
         }
-        System.out.printf("%nmissed: %d%n", missed);
+        System.out.printf("%nmissed: %d; the machine's load is %s at the end%n", missed, load());
     }
 
     /** Does something once; what counts is how long it takes. */
@@ -118,14 +134,15 @@ public final class FileSystems {
         if (plain != null) {
             turn.add(PLAIN);
         }
-        for (int round = 0; round < ROUNDS; round++) {
+        long first = System.nanoTime();
+        for (int round = 0; goesOn(round, first); round++) {
             for (String name : turn) {
                 if (name.equals(HDFS) && round >= ROUNDS_OF_HDFS) {
                     continue;
                 }
                 long begun = System.nanoTime();
                 if (name.equals(PLAIN)) {
-                    plain.on(this.work.resolve(PLAIN));
+                    plain.on(plainRoot);
                 } else {
                     work.on(all.get(name), roots.get(name));
                 }
@@ -134,6 +151,31 @@ public final class FileSystems {
             Collections.rotate(turn, 1);
         }
         return best;
+    }
+
+    private static boolean goesOn(int round, long first) {
+        return round < FEWEST_ROUNDS || round < MOST_ROUNDS && (System.nanoTime() - first) / 1e9 < SECONDS;
+    }
+
+    /** What the rows need, done before the first of them. */
+    private void once(Work work) throws Exception {
+        for (String name : all()) {
+            work.on(all.get(name), roots.get(name));
+        }
+    }
+
+    /** A row has a word for itself; some have one together. */
+    private static boolean isWanted(String row) {
+        return ROWS.contains(row) || GROUPS.entrySet().stream()
+                .anyMatch(group -> ROWS.contains(group.getKey()) && group.getValue().contains(row));
+    }
+
+    private static boolean isWantedGroup(String group) {
+        return GROUPS.get(group).stream().anyMatch(FileSystems::isWanted);
+    }
+
+    private static String load() throws IOException {
+        return Files.readString(java.nio.file.Path.of("/proc/loadavg")).split(" ")[0];
     }
 
     private void row(String what, double amount, Map<String, Double> seconds) {
@@ -160,13 +202,14 @@ public final class FileSystems {
     }
 
     private void data() throws Exception {
-        row("write, MB/s", MEGABYTES, time(all(), (files, root) -> {
+        Work write = (files, root) -> {
             try (FSDataOutputStream out = files.create(new Path(root, "data"), true)) {
                 for (int i = 0; i < MEGABYTES; i++) {
                     out.write(bytes);
                 }
             }
-        }, root -> {
+        };
+        Plain plainWrite = root -> {
             java.nio.file.Path file = root.resolve("data");
             Files.deleteIfExists(file);
             try (FileChannel out = FileChannel.open(file, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE)) {
@@ -174,28 +217,46 @@ public final class FileSystems {
                     out.write(ByteBuffer.wrap(bytes));
                 }
             }
-        }));
-        row("read into arrays of 1 MB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, bytes.length),
-                root -> readAll(root, ByteBuffer.allocate(bytes.length))));
-        row("read into arrays of 4 KB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, 4096),
-                root -> readAll(root, ByteBuffer.allocate(4096))));
-        row("read into direct buffers of 1 MB, MB/s", MEGABYTES, time(all().subList(1, all().size()), (files, root) -> {
-            try (FSDataInputStream in = files.open(new Path(root, "data"))) {
-                long total = 0;
-                for (int got; (got = in.read(direct.clear())) > 0;) {
-                    total += got;
+        };
+        once(write);
+        plainWrite.on(plainRoot);
+        if (isWanted("write")) {
+            row("write from arrays of 1 MB, MB/s", MEGABYTES, time(all(), write, plainWrite));
+        }
+        // All read the same file: one may lie in memory in larger pieces than another.
+        plainRoot = work.resolve("own/bench");
+        Path before = roots.put(LOCAL, new Path(plainRoot.toString()));
+        byte[] large = new byte[MB];
+        if (isWanted("arrays")) {
+            row("read into arrays of 1 MB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, large),
+                    root -> readAll(root, ByteBuffer.wrap(large))));
+        }
+        byte[] little = new byte[4096];
+        if (isWanted("pages")) {
+            row("read into arrays of 4 KB, MB/s", MEGABYTES, time(all(), (files, root) -> readAll(files, root, little),
+                    root -> readAll(root, ByteBuffer.wrap(little))));
+        }
+        if (isWanted("direct")) {
+            row("read into direct buffers of 1 MB, MB/s", MEGABYTES, time(all().subList(1, all().size()), (files, root) -> {
+                try (FSDataInputStream in = files.open(new Path(root, "data"))) {
+                    long total = 0;
+                    for (int got; (got = in.read(direct.clear())) > 0;) {
+                        total += got;
+                    }
+                    require(total);
                 }
-                require(total);
-            }
-        }, root -> readAll(root, direct)));
-        vectored();
+            }, root -> readAll(root, direct)));
+        }
+        if (isWanted("vectored")) {
+            vectored();
+        }
+        roots.put(LOCAL, before);
     }
 
-    private static void readAll(FileSystem files, Path root, int size) throws IOException {
-        byte[] into = new byte[size];
+    private static void readAll(FileSystem files, Path root, byte[] into) throws IOException {
         long total = 0;
         try (FSDataInputStream in = files.open(new Path(root, "data"))) {
-            for (int got; (got = in.read(into, 0, size)) > 0;) {
+            for (int got; (got = in.read(into, 0, into.length)) > 0;) {
                 total += got;
             }
         }
@@ -253,36 +314,46 @@ public final class FileSystems {
 
     private void small() throws Exception {
         byte[] some = Arrays.copyOf(bytes, SMALL);
-        row("small files made, a second", SMALL_FILES, time(all(), (files, root) -> {
+        Work make = (files, root) -> {
             for (int i = 0; i < SMALL_FILES; i++) {
                 try (FSDataOutputStream out = files.create(new Path(root, "small-" + i), true)) {
                     out.write(some);
                 }
             }
-        }, null));
-        row("small files read, a second", SMALL_FILES, time(all(), (files, root) -> {
-            byte[] into = new byte[SMALL];
-            for (int i = 0; i < SMALL_FILES; i++) {
-                try (FSDataInputStream in = files.open(new Path(root, "small-" + i))) {
-                    in.readFully(into);
+        };
+        once(make);
+        if (isWanted("made")) {
+            row("small files made, a second", SMALL_FILES, time(all(), make, null));
+        }
+        if (isWanted("opened")) {
+            row("small files read, a second", SMALL_FILES, time(all(), (files, root) -> {
+                byte[] into = new byte[SMALL];
+                for (int i = 0; i < SMALL_FILES; i++) {
+                    try (FSDataInputStream in = files.open(new Path(root, "small-" + i))) {
+                        in.readFully(into);
+                    }
                 }
-            }
-        }, null));
-        row("status, a second", SMALL_FILES, time(all(), (files, root) -> {
-            for (int i = 0; i < SMALL_FILES; i++) {
-                if (files.getFileStatus(new Path(root, "small-" + i)).getLen() != SMALL) {
-                    throw new IOException("another length");
+            }, null));
+        }
+        if (isWanted("status")) {
+            row("status, a second", SMALL_FILES, time(all(), (files, root) -> {
+                for (int i = 0; i < SMALL_FILES; i++) {
+                    if (files.getFileStatus(new Path(root, "small-" + i)).getLen() != SMALL) {
+                        throw new IOException("another length");
+                    }
                 }
-            }
-        }, null));
-        row("renamed, a second", SMALL_FILES * 2, time(all(), (files, root) -> {
-            for (int i = 0; i < SMALL_FILES; i++) {
-                rename(files, new Path(root, "small-" + i), new Path(root, "moved-" + i));
-            }
-            for (int i = 0; i < SMALL_FILES; i++) {
-                rename(files, new Path(root, "moved-" + i), new Path(root, "small-" + i));
-            }
-        }, null));
+            }, null));
+        }
+        if (isWanted("renamed")) {
+            row("renamed, a second", SMALL_FILES * 2, time(all(), (files, root) -> {
+                for (int i = 0; i < SMALL_FILES; i++) {
+                    rename(files, new Path(root, "small-" + i), new Path(root, "moved-" + i));
+                }
+                for (int i = 0; i < SMALL_FILES; i++) {
+                    rename(files, new Path(root, "moved-" + i), new Path(root, "small-" + i));
+                }
+            }, null));
+        }
     }
 
     private static void rename(FileSystem files, Path from, Path to) throws IOException {
@@ -291,23 +362,55 @@ public final class FileSystems {
         }
     }
 
-    /** Names alone: HDFS is listed in the other parts. */
     private void listing() throws Exception {
-        java.nio.file.Path filled = Files.createDirectory(work.resolve("own/filled"));
-        for (int i = 0; i < FILES; i++) {
-            Files.createFile(filled.resolve(String.format("part-%07d", i)));
-        }
-        roots.put(LOCAL, new Path(filled.toString()));
-        roots.put(OWN, new Path("/filled"));
-        row("listed by iterator, " + FILES + " entries, a second", FILES, time(List.of(LOCAL, OWN), (files, root) -> {
-            int count = 0;
-            for (RemoteIterator<FileStatus> each = files.listStatusIterator(root); each.hasNext(); each.next()) {
-                count++;
+        for (String folder : List.of("raw/filled", "own/filled")) {
+            java.nio.file.Path filled = Files.createDirectory(work.resolve(folder));
+            for (int i = 0; i < FILES; i++) {
+                Files.createFile(filled.resolve(String.format(NAME, i)));
             }
-            require(count, FILES);
-        }, null));
-        row("listed as an array, " + FILES + " entries, a second", FILES, time(List.of(LOCAL, OWN),
-                (files, root) -> require(files.listStatus(root).length, FILES), null));
+        }
+        if (all.containsKey(HDFS)) {
+            fill(all.get(HDFS), new Path("/filled"));
+            roots.put(HDFS, new Path("/filled"));
+        }
+        roots.put(LOCAL, new Path(work.resolve("raw/filled").toString()));
+        roots.put(OWN, new Path("/filled"));
+        if (isWanted("iterator")) {
+            row("listed by iterator, " + FILES + " entries, a second", FILES, time(all(), (files, root) -> {
+                int count = 0;
+                for (RemoteIterator<FileStatus> each = files.listStatusIterator(root); each.hasNext(); each.next()) {
+                    count++;
+                }
+                require(count, FILES);
+            }, null));
+        }
+        if (isWanted("array")) {
+            row("listed as an array, " + FILES + " entries, a second", FILES, time(all(),
+                    (files, root) -> require(files.listStatus(root).length, FILES), null));
+        }
+    }
+
+    /** By several clients at a time, for one waits for the journal. */
+    private static void fill(FileSystem files, Path filled) throws Exception {
+        files.mkdirs(filled);
+        ExecutorService makers = Executors.newFixedThreadPool(MAKERS);
+        try {
+            List<Callable<Void>> work = new ArrayList<>();
+            for (int maker = 0; maker < MAKERS; maker++) {
+                int first = maker;
+                work.add(() -> {
+                    for (int i = first; i < FILES; i += MAKERS) {
+                        files.create(new Path(filled, String.format(NAME, i))).close();
+                    }
+                    return null;
+                });
+            }
+            for (Future<Void> each : makers.invokeAll(work)) {
+                each.get();
+            }
+        } finally {
+            makers.shutdown();
+        }
     }
 
     private static void require(int count, int wanted) throws IOException {
