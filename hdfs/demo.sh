@@ -11,26 +11,9 @@ why=$("$root/hdfs/build.sh" "$root/build/hdfs") || instead "$why"
 [ "$(id -u)" -eq 0 ] || instead 'only root may serve a folder'
 unshare --mount true 2>/dev/null || instead 'no mount namespace can be made'
 
-work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-demo.XXXXXX")
-export ZOLT_HDFS_STATE=$work/state
 zolt=$root/bin/zolt
-folder=$work/folder
-mkdir "$folder" && chmod 755 "$work" "$folder"
-finish() {
-  "$zolt" hdfs stop "$folder"
-  rm -rf "$work"
-}
-trap finish EXIT
-trap 'exit 130' INT TERM
-
-# Ports that nobody has: a demo runs beside anything.
-port() {
-  local p
-  for ((p = 20000 + RANDOM % 20000; ; p++)); do (exec 3<>"/dev/tcp/127.0.0.1/$p") 2>/dev/null || { echo $p; return; }; done
-}
-"$zolt" hdfs start "$folder" -D "dfs.namenode.rpc-address=127.0.0.1:$(port)" -D dfs.namenode.http-address=127.0.0.1:0 -D dfs.datanode.address=127.0.0.1:0 \
-  -D dfs.datanode.ipc.address=127.0.0.1:0 -D dfs.datanode.http.address=127.0.0.1:0 >"$work/said" 2>&1 ||
-  { cat "$work/said" >&2; exit 1; }
+# shellcheck source=hdfs/served.sh
+. "$root/hdfs/served.sh" zolt-demo || { cat "$work/said" >&2; exit 1; }
 
 show() {  # show USER ARGUMENTS...: what the shell says, as somebody types it
   local user=$1

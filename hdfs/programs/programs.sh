@@ -22,23 +22,9 @@ why=$("$here/../build.sh" "$build/hdfs") || fail "no HDFS service: $why"
 [ "$(id -u)" -eq 0 ] || fail 'only root may serve a folder'
 mkdir -p "$kept"
 
-work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-programs.XXXXXX")
-export ZOLT_HDFS_STATE=$work/state LC_ALL=C.UTF-8
-folder=$work/folder
-mkdir "$folder" && chmod 755 "$work" "$folder"
-finish() {
-  "$zolt" hdfs stop "$folder"
-  rm -rf "$work"
-}
-trap finish EXIT
-trap 'exit 130' INT TERM
-
-port() {
-  local p
-  for ((p = 20000 + RANDOM % 20000; ; p++)); do (exec 3<>"/dev/tcp/127.0.0.1/$p") 2>/dev/null || { echo $p; return; }; done
-}
-"$zolt" hdfs start "$folder" -D "dfs.namenode.rpc-address=127.0.0.1:$(port)" -D dfs.namenode.http-address=127.0.0.1:0 -D dfs.datanode.address=127.0.0.1:0 \
-  -D dfs.datanode.ipc.address=127.0.0.1:0 -D dfs.datanode.http.address=127.0.0.1:0 >"$work/said" || fail 'the service does not start'
+export LC_ALL=C.UTF-8
+# shellcheck source=hdfs/served.sh
+. "$here/../served.sh" zolt-programs || { cat "$work/said" >&2; fail 'the service does not start'; }
 hdfs=$(sed -n 's/.* is at //p' "$work/said")
 
 # What both need: the folder as the root of zolt://, and ZoltFs for programs that use FileContext.
