@@ -155,12 +155,12 @@ void countListings(const std::string& directory) {
     std::vector<char> memory(size);
     const std::string name = "listing of 1000, " + std::to_string(size >> 10) + " KiB";
     count(name.c_str(), [&] {
-      int more = 0;
+      bool more = false;
       do {
         zolt::Buffer<char> out;
         out.setBuffer(memory.data(), memory.size());
-        more = zolt::getDirents(directory, out, false);
-      } while (more == 1);
+        zolt::getDirents(directory, out, false, more).orThrow();
+      } while (more);
     });
   }
   count("count of 1000", [&] {
@@ -212,7 +212,10 @@ void countBlocks() {
 
 void countAcl(const std::string& path) {
   zolt::ACLUtil::init();
-  count("ACL status, plain", [&] { zolt::aclStatus(path, false); });
+  count("ACL status, plain", [&] {
+    std::string bytes;
+    zolt::aclStatus(path, false, bytes).orThrow();
+  });
   zolt::ACL list(path, ACL_TYPE_ACCESS);
   for (int id = 5000; id < 5006; ++id) {
     zolt::ACL::Entry entry(list);
@@ -221,7 +224,10 @@ void countAcl(const std::string& path) {
     entry.set_perm(4);
   }
   list.set_file(path, true);
-  count("ACL status, 10 entries", [&] { zolt::aclStatus(path, false); });
+  count("ACL status, 10 entries", [&] {
+    std::string bytes;
+    zolt::aclStatus(path, false, bytes).orThrow();
+  });
 }
 
 }  // namespace

@@ -8,14 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "base/io_exception.h"
 #include "base/logger2.h"
 #include "identity/groups.h"
 
 namespace zolt {
 
+using acl_errors::callFailed;
 using acl_errors::check;
-using acl_errors::raise;
 
 namespace {
 
@@ -51,9 +50,10 @@ uint32_t typeOf(const char* buffer) {
 
 }  // namespace
 
-void acl_errors::raise(const char* call, const std::string& text, int error, const char* function) {
+Failure acl_errors::callFailed(const char* call, const std::string& text, int error,
+                               const char* function) {
   ZOLT_ERROR_AS(function, call << " error " << error << ": " << text);
-  throw IOException(text, error);
+  return IOException(text, error);
 }
 
 void AclFree::operator()(void* object) const noexcept {
@@ -76,6 +76,8 @@ ACL::ACL(const char* buffer) : type(checkedType(typeOf(buffer))) {
   from_text(buffer);
 }
 
+ACL::ACL(unsigned aclType, Unloaded /*unloaded*/) noexcept : type(aclType) {}
+
 // It is an exchange, so it takes the other as it is; with itself it changes nothing.
 // NOLINTNEXTLINE(misc-unconventional-assign-operator,cert-oop54-cpp)
 ACL& ACL::operator=(ACL& other) {
@@ -83,26 +85,27 @@ ACL& ACL::operator=(ACL& other) {
   return *this;
 }
 
-void ACL::get_file(const std::string& path) {
+Failure ACL::load(const std::string& path) {
   file = path;
   const bool empty = file.empty();
   acl.reset(empty ? ACLUtil::acl_init(0) : ACLUtil::acl_get_file(file.c_str(), type));
-  if (acl != nullptr) return;
+  if (acl != nullptr) return {};
   const int error = errnoOfFailure();
   if (error == EACCES) dump_gid("acl_get_file error");
-  raise(empty ? "acl_init" : "acl_get_file", file, error);
+  return callFailed(empty ? "acl_init" : "acl_get_file", file, error, "get_file");
 }
 
-void ACL::set_file(const std::string& path, bool fix) {
+Failure ACL::store(const std::string& path, bool fix) {
   if (fix) make_valid(path);
   valid();
   if (ACLUtil::acl_set_file(path.c_str(), type, acl.get()) != 0) {
     const int error = errnoOfFailure();
     // Some file systems tell that there was no default list to remove.
     const bool nothingToRemove = error == ENODATA && type == ACL_TYPE_DEFAULT && begin() == end();
-    if (!nothingToRemove) raise("acl_set_file", path, error);
+    if (!nothingToRemove) return callFailed("acl_set_file", path, error, "set_file");
   }
   file = path;
+  return {};
 }
 
 acl_entry_t ACL::entryAt(int position, const char* function) const {
@@ -176,7 +179,7 @@ void ACL::changeEntry(const Entry& change, int mode) {
   if (mode == MERGE_ENTRIES) Entry(*this).copy(change);
 }
 
-void ACL::clear() {
+Failure ACL::clear() {
   int doomed = NAMED_TAGS | ACL_MASK;
   if (type == ACL_TYPE_DEFAULT) doomed |= ACL_OTHER;
   std::vector<Entry> entries;  // apart, since a removal ends the walk
@@ -185,7 +188,7 @@ void ACL::clear() {
   }
   for (Entry& entry : entries)
     entry.remove();
-  set_file(file, true);
+  return store(file, true);
 }
 
 void ACL::valid() {
@@ -239,7 +242,7 @@ void ACL::addBaseEntries(const std::string& path, int presentTags) {
 
 void ACL::calcMask(const std::string& path) {
   if (relocating([](acl_t* list) { return ACLUtil::acl_calc_mask(list); }) != 0) {
-    raise("acl_calc_mask", path, errnoOfFailure(), MAKE_VALID);
+    callFailed("acl_calc_mask", path, errnoOfFailure(), MAKE_VALID).orThrow();
   }
 }
 
@@ -268,7 +271,7 @@ void ACL::from_text(const char* buffer) {
     const std::lock_guard lock(namesMutex);
     acl.reset(ACLUtil::acl_from_text(text));
   }
-  if (acl == nullptr) raise("acl_from_text", text, errnoOfFailure());
+  if (acl == nullptr) callFailed("acl_from_text", text, errnoOfFailure()).orThrow();
 }
 
 std::string ACL::dump() const {

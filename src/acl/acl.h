@@ -2,7 +2,7 @@
 //
 // libacl is called through ACLUtil only. Unless it is bound, every constructor ends in the
 // IOException of ACLUtil::require. Every failing call of libacl ends in an IOException with its
-// errno, logged at error before.
+// errno, logged at error before; it is thrown but where a Failure is answered.
 #pragma once
 
 #include <memory>
@@ -11,6 +11,7 @@
 
 #include "acl/acl_util.h"
 #include "base/errno_text.h"
+#include "base/io_exception.h"
 
 namespace zolt {
 
@@ -31,6 +32,9 @@ class ACL {
   ACL(const std::string& path, unsigned aclType);
   /// The list that from_text reads.
   explicit ACL(const char* buffer);
+  /// A list that is still to be loaded.
+  struct Unloaded {};
+  ACL(unsigned aclType, Unloaded) noexcept;
   ~ACL() = default;
   ACL(const ACL&) = delete;
 
@@ -44,11 +48,13 @@ class ACL {
   /// Replaces the list by the one that the path has, or by an empty one for an empty path.
   /// IOException with the path and errno; the list then holds nothing (see acl_get_file(3): a
   /// default list is found only on a directory).
-  void get_file(const std::string& path);
+  void get_file(const std::string& path) { load(path).orThrow(); }
+  Failure load(const std::string& path);
   /// Checks the list, with `fix` after completing it, and stores it as the path's list of its type.
   /// An empty default list removes the path's, also where there is none. IOException with the path
   /// and errno.
-  void set_file(const std::string& path, bool fix);
+  void set_file(const std::string& path, bool fix) { store(path, fix).orThrow(); }
+  Failure store(const std::string& path, bool fix);
 
   /// One walk at a time, and none over a change of the list: libacl keeps the position in the list
   /// (acl_get_entry(3)).
@@ -63,7 +69,7 @@ class ACL {
 
   /// Removes what a mode cannot express: named users and groups and the mask, and from a default
   /// list `other` too. Then completes the list and stores it where it came from.
-  void clear();
+  Failure clear();
 
   /// IOException unless the list may be stored (acl_check(3)): 22 with the path and the list's
   /// text, the lines joined by commas. It says "access ACL" for a default list too.
@@ -153,14 +159,14 @@ class ACL::Entry {
 namespace acl_errors {
 
 /// How every failing call of libacl ends: logged at error, for the function that made the call, and
-/// thrown with the text and the errno.
-[[noreturn, gnu::cold]] void raise(const char* call, const std::string& text, int error,
-                                   const char* function = __builtin_FUNCTION());
+/// answered with the text and the errno.
+[[gnu::cold]] Failure callFailed(const char* call, const std::string& text, int error,
+                                 const char* function = __builtin_FUNCTION());
 
-/// Raises what errno says, with the call's name for a text, when the call answered -1.
+/// Throws what errno says, with the call's name for a text, when the call answered -1.
 inline void check(int answer, const char* call, const char* function = __builtin_FUNCTION()) {
   if (answer == -1) [[unlikely]]
-    raise(call, call, errnoOfFailure(), function);
+    callFailed(call, call, errnoOfFailure(), function).orThrow();
 }
 
 }  // namespace acl_errors

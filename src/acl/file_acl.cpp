@@ -8,49 +8,52 @@ namespace {
 
 constexpr size_t ROOM = 240;  // 15 named entries, more than most files have
 
-void changeOne(const std::string& path, ACL& spec, AclChange change) {
-  if (change == AclChange::SET) {
-    spec.set_file(path, true);
-    return;
-  }
-  ACL current(path, spec.get_type());
-  if (change == AclChange::MODIFY) {
-    (current + spec).set_file(path, true);
-  } else {
-    (current - spec).set_file(path, false);
-  }
+Failure changeOne(const std::string& path, ACL& spec, AclChange change) {
+  if (change == AclChange::SET) return spec.store(path, true);
+  ACL current(spec.get_type(), ACL::Unloaded());
+  if (Failure failure = current.load(path)) return failure;
+  if (change == AclChange::MODIFY) return (current + spec).store(path, true);
+  return (current - spec).store(path, false);
 }
 
 }  // namespace
 
-std::string aclStatus(const std::string& path, bool isDirectory) {
-  ACL access(path, ACL_TYPE_ACCESS);
-  ACL byDefault(ACL_TYPE_DEFAULT);
-  if (isDirectory) byDefault.get_file(path);
+Failure aclStatus(const std::string& path, bool isDirectory, std::string& bytes) try {
+  ACLUtil::require();
+  ACL access(ACL_TYPE_ACCESS, ACL::Unloaded());
+  if (Failure failure = access.load(path)) return failure;
+  ACL byDefault(ACL_TYPE_DEFAULT, ACL::Unloaded());
+  if (Failure failure = byDefault.load(isDirectory ? path : std::string())) return failure;
   std::vector<ACL*> acls{&access, &byDefault};
-  std::string bytes;
   bytes.reserve(ROOM);
   convert(acls, bytes);
-  return bytes;
+  return {};
+} catch (const IOException& error) {
+  return error;
 }
 
-void changeAcl(const std::string& path, std::istream& spec, AclChange change) {
+Failure changeAcl(const std::string& path, std::istream& spec, AclChange change) {
   ACLUtil::require();
   AclVector lists;
   convert(spec, lists.acls);
   for (ACL* list : lists.acls) {
-    if (list->begin() != list->end()) changeOne(path, *list, change);
+    if (list->begin() == list->end()) continue;
+    if (Failure failure = changeOne(path, *list, change)) return failure;
   }
+  return {};
 }
 
-void removeDefaultAcl(const std::string& path, bool isDirectory) {
+Failure removeDefaultAcl(const std::string& path, bool isDirectory) {
   ACLUtil::require();
-  if (isDirectory) ACL(ACL_TYPE_DEFAULT).set_file(path, false);
+  return isDirectory ? ACL(ACL_TYPE_DEFAULT).store(path, false) : Failure();
 }
 
-void removeAcl(const std::string& path, bool isDirectory) {
-  ACL(path, ACL_TYPE_ACCESS).clear();
-  removeDefaultAcl(path, isDirectory);
+Failure removeAcl(const std::string& path, bool isDirectory) {
+  ACLUtil::require();
+  ACL access(ACL_TYPE_ACCESS, ACL::Unloaded());
+  if (Failure failure = access.load(path)) return failure;
+  if (Failure failure = access.clear()) return failure;
+  return removeDefaultAcl(path, isDirectory);
 }
 
 }  // namespace zolt

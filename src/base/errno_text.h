@@ -30,7 +30,7 @@ inline int errnoOfFailure() noexcept {
 }
 
 /// What a function of the library's own answers when it can fail: an errno value, or none. It
-/// reads "if (const Errno error = ...)". What has words of its own to say throws IOException.
+/// reads "if (const Errno error = ...)". What has words of its own to say: Failure, IOException.
 class [[nodiscard]] Errno {
  public:
   constexpr Errno() noexcept = default;  // nothing failed

@@ -1,8 +1,9 @@
 // The library's own exception: a text and an errno-style code. It travels between the core and the
-// native boundary (native.h) and never crosses into Java as a C++ exception.
+// native boundary (native.h), thrown or answered, and never crosses into Java as a C++ exception.
 #pragma once
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -23,6 +24,18 @@ class IOException : public std::exception {
  private:
   std::string message_;
   int error_;
+};
+
+/// What a function answers that can fail with words of its own: the IOException, or none. It reads
+/// "if (const Failure failure = ...)". A request that fails is everyday life, and to throw takes
+/// longer than the system calls that it came from.
+class [[nodiscard]] Failure : public std::optional<IOException> {
+ public:
+  using std::optional<IOException>::optional;
+
+  void orThrow() const {
+    if (has_value()) throw **this;
+  }
 };
 
 }  // namespace zolt

@@ -69,49 +69,55 @@ class Listing {
   Listing(const std::string& path, Buffer<char>& out)
       : path_(path), out_(out), stream_(std::move(listingUnderWay)) {}
 
-  int fill(bool dirOnly) {
-    if (stream_ == nullptr) open();
+  Failure fill(bool dirOnly, bool& more) {
+    if (stream_ == nullptr) {
+      if (const Errno error = open()) return IOException("failed to open directory", error.value());
+    }
     out_.seek(sizeof count_);
-    const bool isFull = !readToEnd(dirOnly);
-    if (isFull) {
-      reposition();
-    } else {
+    bool isFull = false;
+    Errno error = readToEnd(dirOnly, isFull);
+    if (!error && isFull) error = reposition();
+    if (error) return IOException("failed to readdir", error.value());
+    if (!isFull) {
       ZOLT_TRACE_AS(LIST, "close " << state());
       stream_.reset();
     }
     out_.seek(0).store(count_);
     ZOLT_DEBUG_AS(LIST, "yield " << state());
     listingUnderWay = std::move(stream_);
-    return isFull ? 1 : 0;
+    more = isFull;
+    return {};
   }
 
  private:
-  void open() {
+  Errno open() {
     stream_.reset(opendir(path_.c_str()));
-    if (stream_ == nullptr) throw IOException("failed to open directory", errnoOfFailure());
+    if (stream_ == nullptr) return Errno::ofFailure();
     ZOLT_DEBUG_AS(LIST, "open " << state());
+    return {};
   }
 
-  // False at an entry that no longer fits.
-  bool readToEnd(bool dirOnly) {
+  // Full at an entry that no longer fits.
+  Errno readToEnd(bool dirOnly, bool& isFull) {
     while (const dirent* entry = nextEntry(stream_.get())) {
       if (dirOnly && entry->d_type != DT_DIR) continue;
-      if (!tryAppend(*entry, out_)) return false;
+      if (!tryAppend(*entry, out_)) {
+        isFull = true;
+        return {};
+      }
       ++count_;
       lastOff_ = entry->d_off;
     }
-    if (const int error = errno; error != 0) {
-      ZOLT_DEBUG_AS(LIST, "readdir error " << state() << ", errno=" << error);
-      throw IOException("failed to readdir", error);
-    }
-    return true;
+    const Errno error(errno);
+    if (error) ZOLT_DEBUG_AS(LIST, "readdir error " << state() << ", errno=" << error.value());
+    return error;
   }
 
   // So that the next call begins with the entry that did not fit. What the stream has read ahead is
   // given up with it, always: no time of the directory proves that it is still true (another
   // machine's clock may give the times, or none), and where positions are counts it is the kernel
   // that keeps them right.
-  void reposition() {
+  Errno reposition() {
     errno = 0;
     if (lastOff_ >= 1) {
       seekdir(stream_.get(), lastOff_);
@@ -119,7 +125,7 @@ class Listing {
       rewinddir(stream_.get());
     }
     // They answer nothing; but they have given up what was read ahead, whether or not they moved.
-    if (errno != 0) throw IOException("failed to readdir", errno);
+    return Errno(errno);
   }
 
   std::string state() const {
@@ -136,9 +142,9 @@ class Listing {
 
 }  // namespace
 
-int getDirents(const std::string& path, Buffer<char>& out, bool dirOnly) {
+Failure getDirents(const std::string& path, Buffer<char>& out, bool dirOnly, bool& more) {
   warnOfLargeDirectory(path, LIST);
-  return Listing(path, out).fill(dirOnly);
+  return Listing(path, out).fill(dirOnly, more);
 }
 
 void closeDirents(const std::string& path) {
@@ -147,20 +153,21 @@ void closeDirents(const std::string& path) {
   listingUnderWay.reset();
 }
 
-Errno getDirentCount(const std::string& path, int& count) {
+Failure getDirentCount(const std::string& path, int& count) {
   count = 0;
   warnOfLargeDirectory(path, COUNT);
   const DirStream stream(opendir(path.c_str()));
   if (stream == nullptr) {
     const int error = errnoOfFailure();
     if (error == ENOENT || error == EACCES) return {};
-    throw IOException("failed to open directory " + path, error);
+    return IOException("failed to open directory " + path, error);
   }
   while (nextEntry(stream.get()) != nullptr)
     ++count;
-  const Errno error(errno);
-  if (error) ZOLT_DEBUG_AS(COUNT, "readdir error, errno=" << error.value());
-  return error;
+  const int error = errno;
+  if (error == 0) return {};
+  ZOLT_DEBUG_AS(COUNT, "readdir error, errno=" << error);
+  return IOException("failed to readdir", error);
 }
 
 }  // namespace zolt

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/buffer.h"
+#include "base/io_exception.h"
 
 namespace zolt {
 
@@ -26,23 +27,23 @@ static_assert(offsetof(DirentHeader, nameLength) == 10);
 
 /// Fills `out` with entries of the thread's listing, which is opened at `path` when the thread has
 /// none under way; a listing under way goes on whatever the path. With dirOnly, only directories
-/// (type 4). Returns 1 when the buffer is full and entries remain (the next call on this thread
-/// continues), 0 when the listing is complete and closed.
+/// (type 4). `more` becomes whether the buffer is full and entries remain, with which the next call
+/// on this thread continues; otherwise the listing is complete and closed.
 ///
 /// The buffer must hold at least one record past its 4-byte count: a continuation whose first entry
 /// does not fit starts the directory over.
 ///
-/// Errors end the thread's listing: IOException with errno and "failed to open directory" or
-/// "failed to readdir"; std::out_of_range for a buffer of fewer than 5 bytes.
-int getDirents(const std::string& path, Buffer<char>& out, bool dirOnly);
+/// Errors end the thread's listing: Failure with errno and "failed to open directory" or "failed to
+/// readdir"; std::out_of_range for a buffer of fewer than 5 bytes.
+Failure getDirents(const std::string& path, Buffer<char>& out, bool dirOnly, bool& more);
 
 /// Ends the thread's listing, if it has one. A listing also ends with its thread.
 void closeDirents(const std::string& path);
 
 /// Counts the entries of a directory, whatever listing the thread has under way. A directory that
-/// does not exist or may not be read has none. Any other failure to open is an IOException with
-/// errno and "failed to open directory " + path. A readdir that fails stops it, and what was
+/// does not exist or may not be read has none. Any other Failure to open has errno and "failed to
+/// open directory " + path. A readdir that fails stops it ("failed to readdir"), and what was
 /// counted before stays counted.
-Errno getDirentCount(const std::string& path, int& count);
+Failure getDirentCount(const std::string& path, int& count);
 
 }  // namespace zolt

@@ -5,7 +5,6 @@
 #include <memory>
 #include <vector>
 
-#include "base/io_exception.h"
 #include "base/logger2.h"
 #include "identity/fs_account.h"
 
@@ -27,7 +26,7 @@ int64_t beginSwitch(const std::string& user) {
   return reinterpret_cast<int64_t>(begun.back().get());
 }
 
-void endSwitch(int64_t handle) {
+Failure endSwitch(int64_t handle) {
   // The last one first: switches nest.
   const auto found = std::find_if(begun.rbegin(), begun.rend(), [handle](const Account& each) {
     return reinterpret_cast<int64_t>(each.get()) == handle;
@@ -35,11 +34,12 @@ void endSwitch(int64_t handle) {
   if (found == begun.rend()) {
     const std::string message = "Unknown handle " + std::to_string(handle);
     ZOLT_WARN(message);
-    throw IOException(message, EINVAL);
+    return IOException(message, EINVAL);
   }
   FSAccount* account = found->release();
   begun.erase(std::next(found).base());
   FSAccount::end(account);
+  return {};
 }
 
 }  // namespace zolt

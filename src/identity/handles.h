@@ -8,14 +8,15 @@
 #include <cstdint>
 #include <string>
 
+#include "base/io_exception.h"
+
 namespace zolt {
 
 /// Switches the calling thread to the user (FSAccount) and answers the handle. Throws IOException.
 int64_t beginSwitch(const std::string& user);
 
-/// Ends a switch that this thread has begun and not ended, and frees it. IOException "Unknown
-/// handle " with the number for any other, and nothing done; that of FSAccount::end when the
-/// restore fails.
-void endSwitch(int64_t handle);
+/// Ends a switch that this thread has begun and not ended, and frees it. Failure "Unknown handle "
+/// with the number for any other, and nothing done. Throws what FSAccount::end does.
+Failure endSwitch(int64_t handle);
 
 }  // namespace zolt

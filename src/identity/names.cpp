@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "base/io_exception.h"
@@ -52,15 +51,9 @@ size_t firstBufferSize(int key) {
   return size > 0 ? static_cast<size_t>(size) : 16384;
 }
 
-struct Failure {
-  std::string message;
-  int code;
-};
-
 // Hands the entry that `lookup` finds to `take`.
 template <class Entry, class Lookup, class Take>
-std::optional<Failure> find(std::string_view key, const Wording& wording, const Lookup& lookup,
-                            const Take& take) {
+Failure find(std::string_view key, const Wording& wording, const Lookup& lookup, const Take& take) {
   using Db = Database<Entry>;
   const auto message = [key](const char* beginning) {
     return std::string(beginning) + "\"" + std::string(key) + Db::ADVICE;
@@ -68,52 +61,52 @@ std::optional<Failure> find(std::string_view key, const Wording& wording, const 
   for (size_t size = firstBufferSize(Db::SIZE_KEY);; size *= 2) {
     const std::unique_ptr<char, Free> buffer(static_cast<char*>(std::calloc(size, 1)));
     if (buffer == nullptr) {
-      return Failure{"new failed, " + std::string(Db::BUFFER) + " = " + std::to_string(size),
-                     ENOMEM};
+      return IOException("new failed, " + std::string(Db::BUFFER) + " = " + std::to_string(size),
+                         ENOMEM);
     }
     Entry entry{};
     Entry* found = nullptr;
     errno = 0;
     if (lookup(&entry, buffer.get(), size, &found) == 0) {
-      if (found == nullptr) return Failure{message(wording.unknown), EINVAL};
+      if (found == nullptr) return IOException(message(wording.unknown), EINVAL);
       take(*found);
-      return std::nullopt;
+      return {};
     }
     const int error = errno;
     if (error == ERANGE) continue;
-    if (error == 0) return std::nullopt;
-    return Failure{message(wording.failed), error};
+    if (error == 0) return {};
+    return IOException(message(wording.failed), error);
   }
 }
 
 }  // namespace
 
 void uid_to_usrname(uint32_t uid, std::string& name) {
-  const auto failure = find<passwd>(
+  const Failure failure = find<passwd>(
       std::to_string(uid), {"Unknown uid ", "getpwuid_r() failed with uid "},
       [uid](passwd* entry, char* buffer, size_t size, passwd** found) {
         return getpwuid_r(uid, entry, buffer, size, found);
       },
       [&name](const passwd& entry) { name = entry.pw_name; });
   if (!failure) return;
-  ZOLT_WARN(failure->message);
-  throw IOException(failure->message, failure->code);
+  ZOLT_WARN(failure->what());
+  failure.orThrow();
 }
 
 void gid_to_grpname(uint32_t gid, std::string& name) {
-  const auto failure = find<group>(
+  const Failure failure = find<group>(
       std::to_string(gid), {"Unknown gid ", "getgrgid_r() failed with gid "},
       [gid](group* entry, char* buffer, size_t size, group** found) {
         return getgrgid_r(gid, entry, buffer, size, found);
       },
       [&name](const group& entry) { name = entry.gr_name; });
   if (!failure) return;
-  ZOLT_WARN(failure->message);
-  throw IOException(failure->message, failure->code);
+  ZOLT_WARN(failure->what());
+  failure.orThrow();
 }
 
 void username_to_uidgid(const std::string& name, uint32_t& uid, uint32_t& gid) {
-  const auto failure = find<passwd>(
+  const Failure failure = find<passwd>(
       name, {"Unknown user ", "getpwnam_r() failed: Unknown user "},
       [&name](passwd* entry, char* buffer, size_t size, passwd** found) {
         return getpwnam_r(name.c_str(), entry, buffer, size, found);
@@ -123,20 +116,20 @@ void username_to_uidgid(const std::string& name, uint32_t& uid, uint32_t& gid) {
         gid = entry.pw_gid;
       });
   if (!failure) return;
-  ZOLT_WARN(failure->message);
-  throw IOException(failure->message, failure->code);
+  ZOLT_WARN(failure->what());
+  failure.orThrow();
 }
 
 void grpname_to_gid(const std::string& name, uint32_t& gid) {
-  const auto failure = find<group>(
+  const Failure failure = find<group>(
       name, {"Unknown group ", "getgrnam_r() failed: Unknown group "},
       [&name](group* entry, char* buffer, size_t size, group** found) {
         return getgrnam_r(name.c_str(), entry, buffer, size, found);
       },
       [&gid](const group& entry) { gid = entry.gr_gid; });
   if (!failure) return;
-  ZOLT_WARN(failure->message);
-  throw IOException(failure->message, failure->code);
+  ZOLT_WARN(failure->what());
+  failure.orThrow();
 }
 
 }  // namespace zolt

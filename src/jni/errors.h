@@ -7,6 +7,8 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "base/io_exception.h"
+
 namespace zolt {
 
 enum class JavaException { RuntimeException, IOException, NoSuchFile, AccessDenied };
@@ -35,6 +37,11 @@ using MessagePieces = std::initializer_list<std::string_view>;
 void handle_error(JNIEnv* env, int errnum, MessagePieces message);
 inline void handle_error(JNIEnv* env, int errnum, std::string_view message) {
   handle_error(env, errnum, {message});
+}
+
+/// handle_error with what the library's own exception says.
+inline void handle_error(JNIEnv* env, const IOException& error) {
+  handle_error(env, error.code(), error.what());
 }
 
 /// handle_error with the message of a failed extended-attribute operation; `name` is the

@@ -36,7 +36,7 @@ void translate(JNIEnv* env) {
     throw;
   } catch (const IOException& error) {
     if (error.what() == nullptr) throw;  // what cannot even be said ends in the last resort below
-    handle_error(env, error.code(), error.what());
+    handle_error(env, error);
   } catch (const std::overflow_error& error) {
     ZOLT_ERROR(error.what());
     throwBufferOverflow(env);

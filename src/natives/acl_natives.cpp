@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "acl/file_acl.h"
-#include "base/io_exception.h"
 #include "jni/errors.h"
 #include "jni/marshal.h"
 #include "jni/native.h"
@@ -31,7 +30,7 @@ void change(JNIEnv* env, jstring javaPath, jbyteArray javaSpec, AclChange how) {
     return;
   }
   std::istringstream in(std::move(spec));
-  changeAcl(path, in, how);
+  if (const Failure failure = changeAcl(path, in, how)) handle_error(env, *failure);
 }
 
 }  // namespace
@@ -40,14 +39,13 @@ JNIEXPORT jbyteArray JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNat
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
   std::string path;
   if (!getPath(env, javaPath, path)) return nullptr;
-  try {
-    const std::string status = aclStatus(path, isDirectory != JNI_FALSE);
-    return convertChar2byteArray(env, static_cast<int>(status.size()), status.data());
-  } catch (const IOException& error) {
-    handle_error(env, error.code(), error.what());
+  std::string status;
+  if (const Failure failure = aclStatus(path, isDirectory != JNI_FALSE, status)) {
+    handle_error(env, *failure);
     getFailedPath(path.c_str(), false);
     return nullptr;
   }
+  return convertChar2byteArray(env, static_cast<int>(status.size()), status.data());
 } catch (...) {
   return raised<jbyteArray>();
 }
@@ -76,7 +74,10 @@ JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_re
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeDefaultAcl(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
   std::string path;
-  if (getPath(env, javaPath, path)) removeDefaultAcl(path, isDirectory != JNI_FALSE);
+  if (!getPath(env, javaPath, path)) return;
+  if (const Failure failure = removeDefaultAcl(path, isDirectory != JNI_FALSE)) {
+    handle_error(env, *failure);
+  }
 } catch (...) {
   raiseInJava();
 }
@@ -84,7 +85,10 @@ JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_re
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_removeAcl(
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jboolean isDirectory) try {
   std::string path;
-  if (getPath(env, javaPath, path)) removeAcl(path, isDirectory != JNI_FALSE);
+  if (!getPath(env, javaPath, path)) return;
+  if (const Failure failure = removeAcl(path, isDirectory != JNI_FALSE)) {
+    handle_error(env, *failure);
+  }
 } catch (...) {
   raiseInJava();
 }

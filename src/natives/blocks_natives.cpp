@@ -40,8 +40,9 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jshort replication, jboolean restripe) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  changeReplication(path, replication, restripe != JNI_FALSE);
-  return JNI_TRUE;
+  const Failure failure = changeReplication(path, replication, restripe != JNI_FALSE);
+  if (failure) handle_error(env, *failure);
+  return failure ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }
@@ -50,8 +51,9 @@ JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNativ
     JNIEnv* env, jclass /*cls*/, jstring javaPath, jint bgf) try {
   std::string path;
   if (getString(env, javaPath, path) != 0) return JNI_FALSE;
-  changeBGF(path, bgf);
-  return JNI_TRUE;
+  const Failure failure = changeBGF(path, bgf);
+  if (failure) handle_error(env, *failure);
+  return failure ? JNI_FALSE : JNI_TRUE;
 } catch (...) {
   return raised<jboolean>();
 }

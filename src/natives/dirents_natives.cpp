@@ -11,8 +11,7 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
   std::string path;
   if (getString(env, javaPath, path) != 0) return 0;
   int count = 0;
-  const Errno error = getDirentCount(path, count);
-  if (error) handle_error(env, error.value(), "failed to readdir");
+  if (const Failure failure = getDirentCount(path, count)) handle_error(env, *failure);
   return count;
 } catch (...) {
   return raised<jint>();
@@ -30,7 +29,11 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
   const DirectBuffer memory = directBuffer(env, javaBuffer);
   Buffer<char> out;
   out.setBuffer(memory.address, memory.capacity);
-  return getDirents(path, out, dirOnly != JNI_FALSE);
+  bool more = false;
+  if (const Failure failure = getDirents(path, out, dirOnly != JNI_FALSE, more)) {
+    handle_error(env, *failure);
+  }
+  return more ? 1 : 0;
 } catch (...) {
   return raised<jint>();
 }

@@ -61,7 +61,7 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
   const jlong handle = beginSwitch(user);
   if (env->ExceptionCheck() == JNI_FALSE) return handle;
   // With an exception of the logger's pending, Java never sees the handle: the switch ends here.
-  endSwitch(handle);
+  endSwitch(handle).orThrow();
   return 0;
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
@@ -72,7 +72,8 @@ Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__Ljava_lang_Stri
 
 JNIEXPORT void JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_setFsUid__J(
     JNIEnv* env, jclass /*cls*/, jlong handle) try {
-  if (handle != 0) endSwitch(handle);
+  if (handle == 0) return;
+  if (const Failure failure = endSwitch(handle)) throw_io_exception(env, failure->what());
 } catch (const IOException& error) {
   throw_io_exception(env, error.what());
 } catch (...) {

@@ -38,12 +38,12 @@ inline void fill(ACL& acl, const std::vector<Row>& rows) {
 
 inline const std::vector<Row> BASE{{ACL_USER_OBJ, 0, 6}, {ACL_GROUP_OBJ, 0, 4}, {ACL_OTHER, 0, 0}};
 
-struct Failure {
+struct Thrown {
   std::string text = "no exception";
   int code = -1;
 };
 
-inline Failure failureOf(const std::function<void()>& call) {
+inline Thrown failureOf(const std::function<void()>& call) {
   try {
     call();
     return {};

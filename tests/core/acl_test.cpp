@@ -32,7 +32,7 @@ TEST_F(AclTest, AnUnknownTypeIsRefusedByEveryConstructor) {
                                            [&] { known.from_text(buffer.c_str()); }};
     for (const auto& call : calls) {
       const LogCapture log;
-      const Failure failure = failureOf(call);
+      const auto failure = failureOf(call);
       EXPECT_EQ(failure.text, text);
       EXPECT_EQ(failure.code, EINVAL);
       EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{text});
@@ -86,7 +86,7 @@ TEST_F(AclTest, AFailedLoadNamesThePathAndLeavesNothing) {
   for (const int error : {EIO, ENOENT, ENOMEM, ENOTDIR, EPERM, EACCES}) {
     zolt_fault_arm("acl_get_file", 1, 1, error);
     const LogCapture log(LOG_ERROR);
-    const Failure failure = failureOf([&] { acl.get_file(path); });
+    const auto failure = failureOf([&] { acl.get_file(path); });
     EXPECT_EQ(failure.text, path);
     EXPECT_EQ(failure.code, error);
     ASSERT_EQ(log.lines().size(), 1U);
@@ -113,7 +113,7 @@ TEST_F(AclTest, ARefusedLoadDumpsTheGroups) {
 TEST_F(AclTest, NoMemoryForAnEmptyListIsAFailureToo) {
   zolt_fault_arm("acl_init", 1, 1, ENOMEM);
   const LogCapture log(LOG_ERROR);
-  const Failure failure = failureOf([] { ACL acl(ACCESS); });
+  const auto failure = failureOf([] { ACL acl(ACCESS); });
   EXPECT_EQ(failure.text, "");
   EXPECT_EQ(failure.code, ENOMEM);
   EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{"acl_init error 12: "});
@@ -151,7 +151,7 @@ TEST_F(AclTest, AFailedStoreNamesThePathAndIsForgotten) {
   for (const int error : {EIO, EPERM, EACCES, EROFS, ENOSPC, EOPNOTSUPP}) {
     zolt_fault_arm("acl_set_file", 1, 1, error);
     const LogCapture log(LOG_ERROR);
-    const Failure failure = failureOf([&] { acl.set_file(path, false); });
+    const auto failure = failureOf([&] { acl.set_file(path, false); });
     EXPECT_EQ(failure.text, path);
     EXPECT_EQ(failure.code, error);
     EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{"acl_set_file error " +
@@ -366,7 +366,7 @@ TEST_F(AclTest, TheFirstOfEqualKeysIsRemovedOncePerEntry) {
 TEST_F(AclTest, ClearingAnAccessListLeavesTheBase) {
   const std::string path = file("u::rw,u:1:r,u:2:w,g::r,g:3:x,m::rwx,o::r");
   ACL acl(path, ACCESS);
-  acl.clear();
+  acl.clear().orThrow();
   EXPECT_EQ(acl.dump(), "user_obj::rw-,group_obj::r--,other::r--");
   EXPECT_EQ(getfacl(path), "user::rw-\ngroup::r--\nother::r--\n\n");
 }
@@ -375,7 +375,7 @@ TEST_F(AclTest, ClearingAnAccessListLeavesTheBase) {
 TEST_F(AclTest, ClearingADefaultListTakesOtherFromTheAccessList) {
   const std::string path = directory("u::rwx,g::r,o::x", "u::rw,u:1:r,g::w,g:3:x,m::rwx,o::rwx");
   ACL acl(path, DEFAULT);
-  acl.clear();
+  acl.clear().orThrow();
   EXPECT_EQ(acl.dump(), "default:user_obj::rw-,group_obj::-w-,other::--x");
   EXPECT_EQ(getfacl(path),
             "user::rwx\ngroup::r--\nother::--x\n"
@@ -408,7 +408,7 @@ TEST_F(AclTest, ACheckThatFailsIsNoVerdict) {
   fill(acl, BASE);
   zolt_fault_arm("acl_check", 1, 1, EFAULT);
   const LogCapture log;
-  const Failure failure = failureOf([&] { acl.valid(); });
+  const auto failure = failureOf([&] { acl.valid(); });
   EXPECT_EQ(failure.text, "acl_valid fails");
   EXPECT_EQ(failure.code, EFAULT);
   EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{"acl_valid fails"});
@@ -424,7 +424,7 @@ TEST_F(AclTest, AReasonWithoutATextIsNull) {
 
 // What make_valid makes of a list: its dump, or the failure.
 std::string completed(ACL& acl, const std::string& path) {
-  const Failure failure = failureOf([&] { acl.make_valid(path); });
+  const auto failure = failureOf([&] { acl.make_valid(path); });
   return failure.code == -1 ? acl.dump() : std::to_string(failure.code) + " " + failure.text;
 }
 
@@ -645,7 +645,7 @@ TEST_F(AclTest, EveryFailingCallIsAnExceptionWithItsErrnoAndFreesEverything) {
     list + spec;
     list.set_file(path, true);
     list - spec;
-    list.clear();
+    list.clear().orThrow();
     ACL read(list.to_text(nullptr).c_str());
     ACL built(DEFAULT);
     add(built, ACL_USER, 3, 1);
@@ -668,7 +668,7 @@ TEST_F(AclTest, EveryFailingCallIsAnExceptionWithItsErrnoAndFreesEverything) {
       zolt_fault_clear();
       zolt_fault_arm(function, nth, nth, EDEADLK);
       const LogCapture log(LOG_ERROR);
-      const Failure failure = failureOf(work);
+      const auto failure = failureOf(work);
       EXPECT_EQ(failure.code, EDEADLK) << function << " " << nth;
       const std::string name = function;
       const auto bodies = log.bodies(LOG_ERROR);

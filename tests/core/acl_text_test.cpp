@@ -48,7 +48,7 @@ TEST_F(AclTextTest, AMalformedListIsShownInOneLine) {
     ACL acl(ACCESS);
     fill(acl, list.rows);
     const LogCapture log;
-    const Failure failure = failureOf([&] { acl.valid(); });
+    const auto failure = failureOf([&] { acl.valid(); });
     const std::string text = ": Malformed access ACL \"" + list.text + "\": " + list.reason;
     EXPECT_EQ(failure.text, text);
     EXPECT_EQ(failure.code, EINVAL);
@@ -62,7 +62,7 @@ TEST_F(AclTextTest, AMalformedListThatCannotBeShownIsTheFailureToShowIt) {
     ACL acl(ACCESS);
     zolt_fault_arm("acl_to_text", 1, 1, EDEADLK);
     const LogCapture log(LOG_ERROR);
-    const Failure failure = failureOf([&] { acl.valid(); });
+    const auto failure = failureOf([&] { acl.valid(); });
     EXPECT_EQ(failure.text, "acl_to_text");
     EXPECT_EQ(failure.code, EDEADLK);
     EXPECT_EQ(log.bodies(LOG_ERROR), std::vector<std::string>{"acl_to_text error 35: acl_to_text"});
@@ -100,7 +100,7 @@ TEST_F(AclTextTest, ReadingATextReplacesListTypeAndPath) {
 TEST_F(AclTextTest, ATextThatIsNoneIsAnError) {
   ACL acl(ACCESS);
   const LogCapture log(LOG_ERROR);
-  const Failure failure =
+  const auto failure =
       failureOf([&] { acl.from_text((test::ints({ACCESS}) + "u::nonsense").c_str()); });
   EXPECT_EQ(failure.text, "u::nonsense");
   EXPECT_EQ(failure.code, EINVAL);

@@ -88,7 +88,9 @@ std::string stream(const std::vector<Scoped>& lists) {
 }
 
 std::string status(const std::string& path) {
-  return aclStatus(path, true);
+  std::string bytes;
+  aclStatus(path, true, bytes).orThrow();
+  return bytes;
 }
 
 // What our status says, in getfacl's words.
@@ -206,7 +208,7 @@ class AclToolsTest : public ::testing::Test {
     std::string count;
     append(count, static_cast<int>(std::ranges::count(shown, '\n') - 1));
     std::istringstream in(count + before);
-    changeAcl(ours, in, AclChange::SET);
+    changeAcl(ours, in, AclChange::SET).orThrow();
     EXPECT_EQ(status(ours), before) << what;
   }
 
@@ -242,7 +244,7 @@ class AclToolsTest : public ::testing::Test {
     }
     const auto ourChange = [&] {
       std::istringstream in(stream(lists));
-      changeAcl(ours, in, how);
+      changeAcl(ours, in, how).orThrow();
     };
     both(command, ourChange, command);
   }
@@ -265,12 +267,12 @@ class AclToolsTest : public ::testing::Test {
       default:
         if (pick(2) == 0) {
           both(
-              "-k", [&] { removeDefaultAcl(ours, true); }, "setfacl -k");
+              "-k", [&] { removeDefaultAcl(ours, true).orThrow(); }, "setfacl -k");
         } else {
           // Not -b: that one cuts the group's entry down to the mask before it goes.
           const std::string toBase = "setfacl --set " + arguments(base(), true);
           both(
-              toBase, [&] { removeAcl(ours, true); }, toBase + " -k");
+              toBase, [&] { removeAcl(ours, true).orThrow(); }, toBase + " -k");
         }
     }
   }

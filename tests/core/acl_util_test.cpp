@@ -171,14 +171,17 @@ void expectEverythingNotAvailable() {
   expectNotAvailable([] { ACL(ACL_TYPE_ACCESS); });
   expectNotAvailable([] { ACL("/", ACL_TYPE_ACCESS); });
   expectNotAvailable([] { ACL((test::ints({test::ACCESS}) + "u::rwx,g::r,o::r").c_str()); });
-  expectNotAvailable([] { aclStatus("/", true); });
+  expectNotAvailable([] {
+    std::string bytes;
+    aclStatus("/", true, bytes).orThrow();
+  });
   for (const auto change : {AclChange::SET, AclChange::MODIFY, AclChange::REMOVE}) {
     std::istringstream empty(std::string(4, '\0'));
-    expectNotAvailable([&] { changeAcl("/", empty, change); });
+    expectNotAvailable([&] { changeAcl("/", empty, change).orThrow(); });
   }
   for (const bool isDirectory : {true, false}) {
-    expectNotAvailable([&] { removeDefaultAcl("/", isDirectory); });
-    expectNotAvailable([&] { removeAcl("/", isDirectory); });
+    expectNotAvailable([&] { removeDefaultAcl("/", isDirectory).orThrow(); });
+    expectNotAvailable([&] { removeAcl("/", isDirectory).orThrow(); });
   }
 }
 

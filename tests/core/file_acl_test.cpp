@@ -32,7 +32,7 @@ struct FileAclTest : test::AclFixture, ::testing::WithParamInterface<const char*
 
   static std::string change(const std::string& path, AclChange how, const std::string& spec) {
     std::istringstream in(spec);
-    return outcome([&] { changeAcl(path, in, how); });
+    return outcome([&] { changeAcl(path, in, how).orThrow(); });
   }
   static std::string set(const std::string& path, const std::string& spec) {
     return change(path, AclChange::SET, spec);
@@ -46,7 +46,7 @@ struct FileAclTest : test::AclFixture, ::testing::WithParamInterface<const char*
 
   static std::string status(const std::string& path, bool isDirectory) {
     std::string bytes;
-    const std::string failure = outcome([&] { bytes = aclStatus(path, isDirectory); });
+    const std::string failure = outcome([&] { aclStatus(path, isDirectory, bytes).orThrow(); });
     return failure.empty() ? bytes : failure;
   }
 };
@@ -90,10 +90,10 @@ TEST_P(FileAclTest, AStatusThatCannotBeHadNamesThePath) {
 TEST_P(FileAclTest, AnEmptyPathHasNoEntriesAndNothingToStoreThem) {
   EXPECT_EQ(status("", true), "");
   EXPECT_EQ(status("", false), "");
-  EXPECT_EQ(outcome([] { removeAcl("", true); }),
+  EXPECT_EQ(outcome([] { removeAcl("", true).orThrow(); }),
             "22 : Malformed access ACL \"\": Missing or wrong entry");
-  EXPECT_EQ(outcome([] { removeDefaultAcl("", false); }), "");
-  EXPECT_EQ(outcome([] { removeDefaultAcl("", true); }), "2 ");
+  EXPECT_EQ(outcome([] { removeDefaultAcl("", false).orThrow(); }), "");
+  EXPECT_EQ(outcome([] { removeDefaultAcl("", true).orThrow(); }), "2 ");
 }
 
 // --- set
@@ -179,9 +179,9 @@ TEST_P(FileAclTest, ADefaultListThatIsNotThereIsRemoved) {
   const std::string path = directory();
   setfacl("-bk", path);
   zolt_fault_arm("acl_set_file", 1, 1, ENODATA);
-  removeDefaultAcl(path, true);
+  removeDefaultAcl(path, true).orThrow();
   zolt_fault_arm("acl_set_file", 2, 2, ENODATA);
-  removeAcl(path, true);
+  removeAcl(path, true).orThrow();
   // Of a list that has entries it is an error.
   zolt_fault_arm("acl_set_file", 1, 1, ENODATA);
   EXPECT_EQ(change(path, AclChange::SET, ints({1, DEFAULT, 2, 9, 6})), "61 " + path);
@@ -317,27 +317,28 @@ TEST_P(FileAclTest, RemovingEveryDefaultEntryRemovesTheList) {
 
 TEST_P(FileAclTest, RemovingTheDefaultListLeavesTheAccessList) {
   const std::string path = directory("u::rwx,u:7:r,g::rx,m::rx,o::x", "u::rwx,g::-,o::-");
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, false); }), "");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, false).orThrow(); }), "");
   EXPECT_EQ(zolt_fault_calls("acl_set_file"), 0);
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, true); }), "");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, true).orThrow(); }), "");
   EXPECT_EQ(getfacl(path), "user::rwx\nuser:7:r--\ngroup::r-x\nmask::r-x\nother::--x\n\n");
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, true); }), "");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(path, true).orThrow(); }), "");
 }
 
 TEST_P(FileAclTest, RemovingTheDefaultListReportsItsFailure) {
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(dir / "none", true); }), "2 " + dir.path() + "/none");
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(dir / "none", false); }), "");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(dir / "none", true).orThrow(); }),
+            "2 " + dir.path() + "/none");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(dir / "none", false).orThrow(); }), "");
   // The kernel has nothing against a file's losing the default list that it cannot have.
-  EXPECT_EQ(outcome([&] { removeDefaultAcl(file(), true); }), "");
+  EXPECT_EQ(outcome([&] { removeDefaultAcl(file(), true).orThrow(); }), "");
 }
 
 TEST_P(FileAclTest, RemovingAllLeavesTheBaseEntries) {
   const std::string path = directory("u::rwx,u:7:r,g::rx,g:8:w,m::rwx,o::x", "u::rwx,g::-,o::-");
-  EXPECT_EQ(outcome([&] { removeAcl(path, false); }), "");
+  EXPECT_EQ(outcome([&] { removeAcl(path, false).orThrow(); }), "");
   EXPECT_EQ(getfacl(path),
             "user::rwx\ngroup::r-x\nother::--x\n"
             "default:user::rwx\ndefault:group::---\ndefault:other::---\n\n");
-  EXPECT_EQ(outcome([&] { removeAcl(path, true); }), "");
+  EXPECT_EQ(outcome([&] { removeAcl(path, true).orThrow(); }), "");
   EXPECT_EQ(getfacl(path), "user::rwx\ngroup::r-x\nother::--x\n\n");
 }
 
@@ -345,14 +346,14 @@ TEST_P(FileAclTest, AFailureToClearKeepsTheDefaultList) {
   const std::string path = directory("u::rwx,u:7:r,g::rx,m::rx,o::x", "u::rwx,g::-,o::-");
   const std::string before = getfacl(path);
   zolt_fault_arm("acl_set_file", 1, 1, EIO);
-  EXPECT_EQ(outcome([&] { removeAcl(path, true); }), "5 " + path);
+  EXPECT_EQ(outcome([&] { removeAcl(path, true).orThrow(); }), "5 " + path);
   EXPECT_EQ(getfacl(path), before);
   zolt_fault_arm("acl_set_file", 2, 2, EIO);
-  EXPECT_EQ(outcome([&] { removeAcl(path, true); }), "5 " + path);
+  EXPECT_EQ(outcome([&] { removeAcl(path, true).orThrow(); }), "5 " + path);
   EXPECT_EQ(getfacl(path),
             "user::rwx\ngroup::r-x\nother::--x\n"
             "default:user::rwx\ndefault:group::---\ndefault:other::---\n\n");
-  EXPECT_EQ(outcome([&] { removeAcl(dir / "none", true); }), "2 " + dir.path() + "/none");
+  EXPECT_EQ(outcome([&] { removeAcl(dir / "none", true).orThrow(); }), "2 " + dir.path() + "/none");
 }
 
 // --- every call of libacl, each failing in its turn, in every operation
@@ -362,24 +363,28 @@ TEST_P(FileAclTest, WhateverFailsIsReportedAndFreed) {
       directory("u::rwx,u:7:r,g::rx,m::rx,o::x", "u::rwx,u:7:r,g::-,m::r,o::-");
   const std::string spec = ints({2, DEFAULT, 2, 9, 6, ACCESS, 2, 7, 4});
   const std::pair<const char*, std::function<void()>> operations[] = {
-      {"status", [&] { aclStatus(path, true); }},
+      {"status",
+       [&] {
+         std::string bytes;
+         aclStatus(path, true, bytes).orThrow();
+       }},
       {"set",
        [&] {
          std::istringstream in(spec);
-         changeAcl(path, in, AclChange::SET);
+         changeAcl(path, in, AclChange::SET).orThrow();
        }},
       {"modify",
        [&] {
          std::istringstream in(spec);
-         changeAcl(path, in, AclChange::MODIFY);
+         changeAcl(path, in, AclChange::MODIFY).orThrow();
        }},
       {"remove",
        [&] {
          std::istringstream in(spec);
-         changeAcl(path, in, AclChange::REMOVE);
+         changeAcl(path, in, AclChange::REMOVE).orThrow();
        }},
-      {"removeDefault", [&] { removeDefaultAcl(path, true); }},
-      {"removeAcl", [&] { removeAcl(path, true); }},
+      {"removeDefault", [&] { removeDefaultAcl(path, true).orThrow(); }},
+      {"removeAcl", [&] { removeAcl(path, true).orThrow(); }},
   };
   ACL access(path, ACL_TYPE_ACCESS);
   ACL byDefault(path, ACL_TYPE_DEFAULT);

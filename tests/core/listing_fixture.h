@@ -73,17 +73,22 @@ struct ListingFixture : ::testing::Test {
   int list(std::vector<char>& memory, bool dirOnly = false) {
     Buffer<char> out;
     out.setBuffer(memory.data(), memory.size());
-    return getDirents(dir.path(), out, dirOnly);
+    return list(dir.path(), out, dirOnly);
+  }
+  static int list(const std::string& path, Buffer<char>& out, bool dirOnly = false) {
+    bool more = false;
+    getDirents(path, out, dirOnly, more).orThrow();
+    return more ? 1 : 0;
   }
 
   /// What counting finds, before it fails or to the end.
   struct DirentCount {
     int count = -1;
-    Errno error;
+    Failure failure;
   };
   static DirentCount getDirentCount(const std::string& path) {
     DirentCount found;
-    found.error = zolt::getDirentCount(path, found.count);
+    found.failure = zolt::getDirentCount(path, found.count);
     return found;
   }
 

@@ -73,7 +73,7 @@ TEST_F(ListingLogTest, ALargeFileIsNoLargeDirectory) {
   const std::string file = dir.file("large");
   ASSERT_EQ(truncate(file.c_str(), 104857601), 0);
   const LogCapture log(LOG_WARN);
-  EXPECT_THROW(getDirentCount(file), IOException);
+  EXPECT_TRUE(getDirentCount(file).failure);
   EXPECT_TRUE(log.lines().empty());
 }
 

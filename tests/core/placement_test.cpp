@@ -51,7 +51,7 @@ struct PlacementTest : ::testing::Test {
 TEST_F(PlacementTest, ReplicationIsOneRequest) {
   client.next(DONE);
   const LogCapture log;
-  changeReplication(path, 7, false);
+  changeReplication(path, 7, false).orThrow();
   ASSERT_EQ(client.calls().size(), 1U);
   EXPECT_EQ(client.calls()[0].request.substr(16, 8), Bytes().u32(40).u32(2005).str());
   EXPECT_EQ(client.calls()[0].request.substr(32, 4), Bytes().u32(7).str());
@@ -61,7 +61,7 @@ TEST_F(PlacementTest, ReplicationIsOneRequest) {
 
 TEST_F(PlacementTest, ARestripeFollowsOnTheSameDescriptor) {
   client.otherwise(DONE);
-  changeReplication(path, -1, true);
+  changeReplication(path, -1, true).orThrow();
   ASSERT_EQ(client.calls().size(), 2U);
   EXPECT_FALSE(client.calls()[0].restripe);
   EXPECT_TRUE(client.calls()[1].restripe);
@@ -75,46 +75,50 @@ TEST_F(PlacementTest, FilesAreOpenedForReadingAndCannotHang) {
     EXPECT_EQ(fcntl(client.calls().back().fd, F_GETFD), FD_CLOEXEC);
     return 0;
   });
-  changeBGF(path, 1);
+  changeBGF(path, 1).orThrow();
   EXPECT_EQ(flags & O_ACCMODE, O_RDONLY);
   EXPECT_NE(flags & O_NONBLOCK, 0);
 }
 
 TEST_F(PlacementTest, ReplicationOfWhatCannotBeOpened) {
   const std::string none = dir / "none";
-  fails(ENOENT, "failed to open " + none, [&] { changeReplication(none, 3, true); });
+  fails(ENOENT, "failed to open " + none, [&] { changeReplication(none, 3, true).orThrow(); });
   zolt_fault_arm("open", 1, 1, EACCES);
-  fails(EACCES, "failed to open " + path, [&] { changeReplication(path, 3, true); });
+  fails(EACCES, "failed to open " + path, [&] { changeReplication(path, 3, true).orThrow(); });
   EXPECT_TRUE(client.calls().empty());
   const LogCapture log;
-  EXPECT_THROW(changeReplication(none, 3, true), IOException);
+  EXPECT_TRUE(changeReplication(none, 3, true));
   EXPECT_EQ(log.bodies(LOG_TRACE), std::vector<std::string>{none + " replication 3"});
 }
 
 TEST_F(PlacementTest, ReplicationThatIsRefused) {
   client.next(failing(-1, EPERM));
-  fails(EPERM, "failed to set replication for " + path, [&] { changeReplication(path, 3, true); });
+  fails(EPERM, "failed to set replication for " + path,
+        [&] { changeReplication(path, 3, true).orThrow(); });
   EXPECT_EQ(client.calls().size(), 1U);
 }
 
 TEST_F(PlacementTest, RestripeThatIsRefused) {
   client.next(DONE);
   client.next(failing(-1, EBUSY));
-  fails(EBUSY, "failed to restripe file " + path, [&] { changeReplication(path, 3, true); });
+  fails(EBUSY, "failed to restripe file " + path,
+        [&] { changeReplication(path, 3, true).orThrow(); });
 }
 
 TEST_F(PlacementTest, AClientThatFailsWithoutErrnoIsAnInputOutputError) {
   client.otherwise([](void*) { return -1; });
-  fails(EIO, "failed to set replication for " + path, [&] { changeReplication(path, 3, true); });
-  fails(EIO, "Failed to set BGF(8) for " + path, [&] { changeBGF(path, 8); });
+  fails(EIO, "failed to set replication for " + path,
+        [&] { changeReplication(path, 3, true).orThrow(); });
+  fails(EIO, "Failed to set BGF(8) for " + path, [&] { changeBGF(path, 8).orThrow(); });
   client.next(DONE);
-  fails(EIO, "failed to restripe file " + path, [&] { changeReplication(path, 3, true); });
+  fails(EIO, "failed to restripe file " + path,
+        [&] { changeReplication(path, 3, true).orThrow(); });
 }
 
 TEST_F(PlacementTest, FactorsFrom1To1024) {
   for (const int bgf : {1, 2, 1023, 1024}) {
     client.next(DONE);
-    changeBGF(path, bgf);
+    changeBGF(path, bgf).orThrow();
     EXPECT_EQ(client.calls().back().request.substr(20, 4), Bytes().u32(6002).str());
   }
   EXPECT_EQ(client.calls().size(), 4U);
@@ -123,22 +127,23 @@ TEST_F(PlacementTest, FactorsFrom1To1024) {
 TEST_F(PlacementTest, OtherFactorsAreInvalidAndNothingIsOpened) {
   for (const int bgf : {0, -1, 1025, 2147483647, -2147483647 - 1}) {
     zolt_fault_arm("open", 2, 1, 0);  // only to count
-    fails(EINVAL, "Invalid BGF(" + std::to_string(bgf) + ")", [&] { changeBGF(path, bgf); });
+    fails(EINVAL, "Invalid BGF(" + std::to_string(bgf) + ")",
+          [&] { changeBGF(path, bgf).orThrow(); });
     EXPECT_EQ(zolt_fault_calls("open"), 0);
   }
-  fails(EINVAL, "Invalid BGF(0)", [&] { changeBGF(dir / "none", 0); });
+  fails(EINVAL, "Invalid BGF(0)", [&] { changeBGF(dir / "none", 0).orThrow(); });
   EXPECT_TRUE(client.calls().empty());
 }
 
 TEST_F(PlacementTest, FactorOfWhatCannotBeOpened) {
-  fails(ENOENT, "failed to open " + (dir / "none"), [&] { changeBGF(dir / "none", 1); });
+  fails(ENOENT, "failed to open " + (dir / "none"), [&] { changeBGF(dir / "none", 1).orThrow(); });
   zolt_fault_arm("open", 1, 1, EMFILE);
-  fails(EMFILE, "failed to open " + path, [&] { changeBGF(path, 1024); });
+  fails(EMFILE, "failed to open " + path, [&] { changeBGF(path, 1024).orThrow(); });
 }
 
 TEST_F(PlacementTest, FactorThatIsRefused) {
   client.next(failing(-1, EROFS));
-  fails(EROFS, "Failed to set BGF(8) for " + path, [&] { changeBGF(path, 8); });
+  fails(EROFS, "Failed to set BGF(8) for " + path, [&] { changeBGF(path, 8).orThrow(); });
 }
 
 TEST_F(PlacementTest, LinksAreFollowedAndAFifoIsNotWaitedFor) {
@@ -153,10 +158,10 @@ TEST_F(PlacementTest, LinksAreFollowedAndAFifoIsNotWaitedFor) {
     struct stat wanted {};
     ASSERT_EQ(stat(target.c_str(), &wanted), 0);
     opened.st_ino = 0;
-    changeBGF(name, 4);
+    changeBGF(name, 4).orThrow();
     EXPECT_EQ(opened.st_ino, wanted.st_ino) << name;
     opened.st_ino = 0;
-    changeReplication(name, 2, false);
+    changeReplication(name, 2, false).orThrow();
     EXPECT_EQ(opened.st_ino, wanted.st_ino) << name;
   }
 }
@@ -165,16 +170,16 @@ TEST_F(PlacementTest, AFileThatGotDescriptor0StaysOpen) {
   const int saved = dup(0);
   client.otherwise(DONE);
   close(0);
-  changeReplication(path, 3, false);
+  changeReplication(path, 3, false).orThrow();
   EXPECT_EQ(client.calls().back().fd, 0);
   EXPECT_GE(fcntl(0, F_GETFD), 0);
   close(0);
-  changeBGF(path, 3);
+  changeBGF(path, 3).orThrow();
   EXPECT_EQ(client.calls().back().fd, 0);
   EXPECT_GE(fcntl(0, F_GETFD), 0);
   close(0);
   client.next(failing(-1, EIO));
-  fails(EIO, "Failed to set BGF(3) for " + path, [&] { changeBGF(path, 3); });
+  fails(EIO, "Failed to set BGF(3) for " + path, [&] { changeBGF(path, 3).orThrow(); });
   EXPECT_GE(fcntl(0, F_GETFD), 0);
   dup2(saved, 0);
   close(saved);

@@ -72,16 +72,16 @@ class Worker {
   void list() {
     std::vector<char> memory(200);
     size_t records = 0;
-    int result = 1;
-    while (result == 1) {
+    bool more = true;
+    while (more) {
       Buffer<char> out;
       out.setBuffer(memory.data(), memory.size());
-      result = getDirents(dir_.path(), out, false);
+      getDirents(dir_.path(), out, false, more).orThrow();
       records += parse(memory).size();
     }
     EXPECT_EQ(records, 2U * THREADS);
     int count = 0;
-    EXPECT_EQ(getDirentCount(dir_.path(), count), 0);
+    EXPECT_FALSE(getDirentCount(dir_.path(), count));
     EXPECT_EQ(count, 2 * THREADS);
   }
 
@@ -152,19 +152,21 @@ class Worker {
     } catch (const IOException& error) {
       EXPECT_EQ(error.code(), EINVAL);
     }
-    EXPECT_EQ(aclStatus(own_, true), ints({ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS,
-                                           16, 7, ACCESS, 32, 0}));
-    removeAcl(own_, true);
+    std::string bytes;
+    aclStatus(own_, true, bytes).orThrow();
+    EXPECT_EQ(bytes, ints({ACCESS, 1, 7, ACCESS, 2, named, 6, ACCESS, 4, 5, ACCESS, 16, 7, ACCESS,
+                           32, 0}));
+    removeAcl(own_, true).orThrow();
   }
 
   void change(const std::string& stream) {
     std::istringstream spec(stream);
-    changeAcl(own_, spec, AclChange::SET);
+    changeAcl(own_, spec, AclChange::SET).orThrow();
   }
 
   void blocks() {
-    changeReplication(file_, short{2}, true);
-    changeBGF(file_, 1 + number_);
+    changeReplication(file_, short{2}, true).orThrow();
+    changeBGF(file_, 1 + number_).orThrow();
     for (const StorageType type : {FS_BLOCKS, SIZES_ONLY, HDFS_BLOCKS, RANKED_NODES}) {
       std::array<int, 16> words{};
       const LentMemory lent{reinterpret_cast<char*>(words.data()), sizeof words};

@@ -94,7 +94,7 @@ bool changed(const std::string& path, const std::string& stream, AclChange chang
   const Lists before = listsOf(path);
   std::istringstream in(stream);
   try {
-    changeAcl(path, in, change);
+    changeAcl(path, in, change).orThrow();
   } catch (const IOException& error) {
     REQUIRE(reading.failure == "none" || error.what() == reading.failure);
     // A specification that cannot be read changes nothing; else the first scope may be stored.
@@ -132,13 +132,14 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     REQUIRE(lists.byDefault.empty() || isSound(lists.byDefault));
 
     // What Java is told is both lists, entry by entry.
-    const std::string status = aclStatus(path, true);
+    std::string status;
+    REQUIRE(!aclStatus(path, true, status));
     const size_t entries = lists.access.size() + lists.byDefault.size();
     const size_t named = countOf(lists.access, ACL_USER | ACL_GROUP) +
                          countOf(lists.byDefault, ACL_USER | ACL_GROUP);
     REQUIRE(status.size() == 12 * entries + 4 * named);
   }
-  removeAcl(path, true);
+  REQUIRE(!removeAcl(path, true));
   const Lists left = listsOf(path);
   REQUIRE(left.access.size() == 3 && left.byDefault.empty());
   return 0;
