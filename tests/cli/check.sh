@@ -289,6 +289,14 @@ keeping() {
 }
 caps=+setuid,+setgid,+dac_override,+sys_admin
 chmod 600 "$work/attributed"
+# The groups are those of the user, too: not the caller's, whose first is the user's, and not root's.
+echo of-the-group >"$work/of-root" && chmod 640 "$work/of-root"
+for first in 65534 1 0; do
+  expect 0 '^uid=65534\(nobody\) gid=65534\(nogroup\) groups=65534\(nogroup\)$' \
+    setpriv --regid=$first --groups=0,4 "$zolt" whoami --as nobody
+  expect 3 'may not read' setpriv --regid=$first --groups=0,4 "$zolt" why --as nobody "$work/of-root" "$work/of-root"
+done
+(caps=+setuid,+setgid; ! keeping "$zolt" why "$work/of-root" "$work/of-root" | grep 'may read') || fail "the groups of root"
 expect 3 'Permission denied|may not read' keeping "$zolt" why --as games "$work/attributed"
 expect 4 'no such attribute' keeping "$zolt" xattr get --as nobody trusted.secret "$work/attributed"
 expect 1 '^fail capabilities +daemon has CAP_SYS_ADMIN, CAP_DAC_OVERRIDE and keeps' keeping "$zolt" doctor

@@ -70,5 +70,5 @@ serve env LD_LIBRARY_PATH="${client%/*}" LD_PRELOAD="$work/libzolthadoop.so.1" \
 rm "$work/libzolthadoop.so.1"
 doctor 1 "$zolt" doctor --pid "$service"
 told "warn libzolthadoop +$work/libzolthadoop.so.1 has been replaced or removed" "ok   libzolt +$client\$" \
-  'fail libacl +is not loaded' 'ok   groups +root, and daemon, bin$' 'warn open files +[0-9]+ of up to 20$'
+  'fail libacl +is not loaded' 'warn groups +root, and daemon, bin: users whose first group is root have them too' 'warn open files +[0-9]+ of up to 20$'
 exit $failed

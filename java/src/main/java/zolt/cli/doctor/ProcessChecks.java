@@ -16,6 +16,8 @@ public final class ProcessChecks {
     /** Only the embedded client reads this variable. */
     private static final String EMBEDDED_MARK = "ZOLT_LOCAL_NODES";
     private static final long AMPLE_FILES = 65536;
+    static final String OTHER_GROUP = "where a process has another group than root, a user whom it acts for has root's"
+            + " groups after a full status";
     static final String MORE_FILES = "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n";
 
     private final Findings findings;
@@ -90,7 +92,11 @@ public final class ProcessChecks {
                     + Accounts.userOrId(uid), "run the NameNode as root with a bounded capability set");
             return;
         }
-        switched();
+        if (rights.switches()) {
+            switched();
+        } else {
+            findings.warn("identity", OTHER_GROUP, "run the NameNode as root, with the group root");
+        }
         String left = rights.left();
         if (!left.isEmpty() && uid != 0) {
             findings.fail("capabilities", Accounts.userOrId(uid) + " has " + left + " and keeps that while"

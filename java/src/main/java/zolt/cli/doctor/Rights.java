@@ -100,10 +100,16 @@ public final class Rights {
 
     /**
      * Lets a process that may not switch identities work with the rights that it has: the library would
-     * else try to read each full status as the superuser.
+     * else try to read each full status as the superuser. So does one whose group is not 0: the thread
+     * would keep the groups of root, which the library then takes.
      */
     public static void settle() throws IOException {
-        ZoltLibrary.setAlwaysSuper(!now().has(SETUID, SETGID));
+        ZoltLibrary.setAlwaysSuper(!now().switches());
+    }
+
+    /** Whether it can become others, and be as it was again. */
+    boolean switches() {
+        return has(SETUID, SETGID) && who.gid() == 0;
     }
 
     /**
@@ -124,6 +130,10 @@ public final class Rights {
             }
             throw new Failure(Exit.DENIED, "switching to " + user
                     + " needs CAP_SETUID and CAP_SETGID (run as root)");
+        }
+        if (!now.switches()) {
+            throw new Failure(Exit.BROKEN, "acting for another user takes a process of the group 0, since the user"
+                    + " would else have root's groups after a superuser's moment");
         }
         if (uid != 0 && !now.left().isEmpty()) {
             throw new Failure(Exit.BROKEN, "acting for another user would leave that user " + now.left()

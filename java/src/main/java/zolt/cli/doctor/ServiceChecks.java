@@ -44,8 +44,7 @@ public final class ServiceChecks {
         findings.ok("process", process.getFileName() + " is " + status.get("Name") + " of " + Accounts.userOrId(uid)
                 + ", " + status.get("Threads") + " threads");
         libraries();
-        capabilities(uid);
-        groups(status);
+        groups(status, capabilities(uid));
         openFiles();
     }
 
@@ -85,8 +84,12 @@ public final class ServiceChecks {
         }
     }
 
-    /** Of all threads: each has capabilities of its own. */
-    private void capabilities(long uid) throws IOException {
+    /**
+     * Of all threads: each has capabilities of its own.
+     *
+     * @return whether the service switches users
+     */
+    private boolean capabilities(long uid) throws IOException {
         TreeSet<String> left = new TreeSet<>();
         boolean switches = true;
         try (DirectoryStream<Path> threads = Files.newDirectoryStream(process.resolve("task"))) {
@@ -106,15 +109,26 @@ public final class ServiceChecks {
         } else {
             findings.ok("capabilities", "it switches users, and leaves them nothing of its own");
         }
+        return switches;
     }
 
-    private void groups(Map<String, String> status) {
+    private void groups(Map<String, String> status, boolean switches) {
         List<String> groups = new ArrayList<>();
         for (String gid : words(status, "Groups")) {
             groups.add(Accounts.groupOrId(Long.parseLong(gid)));
         }
-        findings.ok("groups", Accounts.groupOrId(Long.parseLong(words(status, "Gid")[1]))
-                + (groups.isEmpty() ? ", and no others" : ", and " + String.join(", ", groups)));
+        String first = Accounts.groupOrId(Long.parseLong(words(status, "Gid")[1]));
+        boolean isRoots = words(status, "Gid")[1].equals("0");
+        groups.remove(first);
+        String all = first + (groups.isEmpty() ? ", and no others" : ", and " + String.join(", ", groups));
+        if (switches && !isRoots) {
+            findings.warn("groups", all + ": " + ProcessChecks.OTHER_GROUP, "Group=root in the unit of the service");
+        } else if (switches && !groups.isEmpty()) {
+            findings.warn("groups", all + ": users whose first group is " + first + " have them too, while they are"
+                    + " acted for", "SupplementaryGroups= in the unit of the service, with nothing behind it");
+        } else {
+            findings.ok("groups", all);
+        }
     }
 
     private void openFiles() throws IOException {
