@@ -34,7 +34,7 @@ class [[nodiscard]] Failure : public std::optional<IOException> {
   using std::optional<IOException>::optional;
 
   void orThrow() const {
-    if (has_value()) throw **this;
+    if (has_value()) throw IOException((*this)->what(), (*this)->code());
   }
 };
 
