@@ -15,6 +15,7 @@ namespace zolt {
 
 using acl_errors::callFailed;
 using acl_errors::check;
+using acl_errors::raise;
 
 namespace {
 
@@ -54,6 +55,11 @@ Failure acl_errors::callFailed(const char* call, const std::string& text, int er
                                const char* function) {
   ZOLT_ERROR_AS(function, call << " error " << error << ": " << text);
   return IOException(text, error);
+}
+
+void acl_errors::raise(const char* call, const std::string& text, int error, const char* function) {
+  callFailed(call, text, error, function).orThrow();
+  __builtin_unreachable();
 }
 
 void AclFree::operator()(void* object) const noexcept {
@@ -242,7 +248,7 @@ void ACL::addBaseEntries(const std::string& path, int presentTags) {
 
 void ACL::calcMask(const std::string& path) {
   if (relocating([](acl_t* list) { return ACLUtil::acl_calc_mask(list); }) != 0) {
-    callFailed("acl_calc_mask", path, errnoOfFailure(), MAKE_VALID).orThrow();
+    raise("acl_calc_mask", path, errnoOfFailure(), MAKE_VALID);
   }
 }
 
@@ -271,7 +277,7 @@ void ACL::from_text(const char* buffer) {
     const std::lock_guard lock(namesMutex);
     acl.reset(ACLUtil::acl_from_text(text));
   }
-  if (acl == nullptr) callFailed("acl_from_text", text, errnoOfFailure()).orThrow();
+  if (acl == nullptr) raise("acl_from_text", text, errnoOfFailure());
 }
 
 std::string ACL::dump() const {

@@ -163,10 +163,14 @@ namespace acl_errors {
 [[gnu::cold]] Failure callFailed(const char* call, const std::string& text, int error,
                                  const char* function = __builtin_FUNCTION());
 
-/// Throws what errno says, with the call's name for a text, when the call answered -1.
+/// The same, thrown.
+[[noreturn, gnu::cold]] void raise(const char* call, const std::string& text, int error,
+                                   const char* function = __builtin_FUNCTION());
+
+/// Raises what errno says, with the call's name for a text, when the call answered -1.
 inline void check(int answer, const char* call, const char* function = __builtin_FUNCTION()) {
   if (answer == -1) [[unlikely]]
-    callFailed(call, call, errnoOfFailure(), function).orThrow();
+    raise(call, call, errnoOfFailure(), function);
 }
 
 }  // namespace acl_errors
