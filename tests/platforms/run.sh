@@ -21,10 +21,12 @@ machine() {
 
 # What the tests need beside Java and the C library: tools that they compare with, and the accounts that they name.
 unpack() {  # unpack ROOT SUITE ARCH JAVA
+  local kind=jre
+  [ "$4" -ge 9 ] || kind=jdk  # tests compile, which the runtime alone can do only since Java 9
   rm -rf "$1"
   # An old release is no longer renewed, and its lists say so.
   mmdebstrap --quiet --variant=extract --architectures="$3" --aptopt='Acquire::Check-Valid-Until "false"' \
-    --include="openjdk-$4-jre-headless,acl,attr,bash,binutils,coreutils,dash,findutils,gawk,grep,libacl1,libc-bin,passwd,procps,sed,util-linux" \
+    --include="openjdk-$4-$kind-headless,acl,attr,bash,binutils,coreutils,dash,findutils,gawk,grep,libacl1,libc-bin,passwd,procps,sed,util-linux" \
     "$2" "$1" "$(sed -n 's/^URIs: *//p' /etc/apt/sources.list.d/*.sources | head -n 1)" >"$1.log" 2>&1 || { cat "$1.log"; return 1; }
   # What the packages' scripts would do: one tree below /usr, and "awk".
   for folder in bin sbin lib lib64; do
