@@ -7,13 +7,14 @@ top=$(realpath "$1")
 scratch=${2-}
 [ -n "$scratch" ] || { scratch=$(mktemp -d -p "${TMPDIR:-/var/tmp}"); trap 'rm -rf "$scratch"' EXIT; }
 mkdir -p "$scratch"
+commit=$(git -C "$top" rev-parse HEAD)  # whatever is committed meanwhile
 unset CMAKE_CXX_COMPILER_LAUNCHER
 
 built() {  # built FOLDER SETTING...: builds there, and prints the sum of each file
   local folder=$1
   shift
   mkdir -p "$folder"
-  git -C "$top" archive HEAD | tar -x -C "$folder"
+  git -C "$top" archive "$commit" | tar -x -C "$folder"
   env "$@" make -C "$folder" packages packages-portable publish >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; return 1; }
   (cd "$folder/build" && find packages portable/*/packages maven -type f \( -name '*.deb' -o -name '*.rpm' -o -name '*.jar' \
     -o -name '*.pom' -o -name '*.json' \) -exec sha256sum {} + | LC_ALL=C sort -k 2)
