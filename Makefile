@@ -14,7 +14,8 @@ ifneq ($(origin DIR),file)
 override DIR := $(value DIR)
 endif
 override PREFIX := $(value PREFIX)
-export DIR PREFIX
+override DESTDIR := $(value DESTDIR)
+export DIR PREFIX DESTDIR
 
 LIBRARY := build/lib/libzolthadoop.so.1.0.0
 CLIENT := build/client/local

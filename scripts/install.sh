@@ -25,44 +25,83 @@ printf %s "$prefix" | iconv -f UTF-8 -t UCS-2 >/dev/null 2>&1 ||
 scratch=$(mktemp -d)
 log=$scratch/log
 added=$scratch/added
+files=$scratch/files
 jars=$prefix/share/java
-echo "$jars/zolt.jsa" >"$added"
-# What is new goes again where the installation fails: files, and then the folders that they were in.
+targets=()
+[ -e "$jars/zolt.jsa" ] || echo "$jars/zolt.jsa" >"$added"
+
+# beside: where the new file waits and the old one is kept, by names that ldconfig(8) takes for no library.
+beside() {
+  new=${1%/*}/.zolt-new.${1##*/}
+  old=${1%/*}/.zolt-old.${1##*/}
+}
+# Where the installation fails, or is interrupted, the old files come back, and what is new goes: files, and then the
+# folders that they were in.
 finish() {
   status=$?
+  trap '' HUP INT TERM
   rm -f "$jars/zolt.new"
-  [ "$status" -eq 0 ] || while IFS= read -r path; do
-    rm -df -- "${DESTDIR-}$path" 2>/dev/null || :
+  for target in "${targets[@]}"; do
+    beside "$target"
+    if [ "$status" -ne 0 ] && { [ -e "$old" ] || [ -L "$old" ]; }; then mv -fT "$old" "$target" || continue; fi
+    rm -f "$new" "$old"
+  done
+  [ "$status" -eq 0 ] || [ ! -f "$added" ] || while IFS= read -r path; do
+    rm -df -- "$path" 2>/dev/null || :
   done <"$added"
   rm -rf "$scratch"
 }
 trap finish EXIT
+trap 'exit 129' HUP
+trap 'exit 130' INT
+trap 'exit 143' TERM
 umask 022 # it is for all users, whoever installs it
-put() {
-  DESTDIR=$1 cmake --install "$build" --prefix "$prefix" >"$log" 2>&1 ||
-    fail "nothing is installed: $(sed -n '/^Call Stack/q; s/^  *//p' "$log" | tr '\n' ' ')"
+
+nothing() { fail "nothing is installed: $(sed -n '/^Call Stack/q; s/^  *//; /./p' "$log" | tr '\n' ' ')"; }
+# replace NEW TARGET: the old one is kept until the end.
+replace() {
+  beside "$2"
+  rm -f "$old"
+  if [ -e "$2" ] || [ -L "$2" ]; then ln -PT "$2" "$old" 2>/dev/null || mv -T "$2" "$old" || return; fi
+  mv -fT "$1" "$2"
 }
-mkdir "$scratch/files"
-put "$scratch/files"
-(cd "$scratch/files" && find . -depth -mindepth 1 -printf '/%P\n') | while IFS= read -r path; do
-  [ -e "${DESTDIR-}$path" ] || [ -L "${DESTDIR-}$path" ] || echo "$path"
-done >>"$added"
-put "${DESTDIR-}"
+mkdir "$files"
+DESTDIR=$files cmake --install "$build" --prefix "$prefix" >"$log" 2>&1 || nothing
+while IFS= read -r path; do
+  target=${DESTDIR-}$path
+  [ -e "$target" ] || [ -L "$target" ] || echo "$target" >>"$added"
+  [ ! -d "$files$path" ] || [ -L "$files$path" ] || continue
+  [ ! -d "$target" ] || [ -L "$target" ] || fail "nothing is installed: $target is a folder"
+  targets+=("$target")
+done < <(cd "$files" && find . -depth -mindepth 1 -printf '/%P\n')
+# None takes its place before all are there.
+for target in "${targets[@]}"; do
+  beside "$target"
+  { mkdir -p "${target%/*}" && cp -d --preserve=mode,timestamps "$files${target#"${DESTDIR-}"}" "$new"; } 2>"$log" || nothing
+done
+for target in "${targets[@]}"; do
+  beside "$target"
+  replace "$new" "$target" 2>"$log" || nothing
+done
 [ -z "${DESTDIR-}" ] || exit 0
 
 # What the command finds by itself, not by what the caller has set.
 unset LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS
 export PATH=$PATH:/usr/sbin:/sbin
 # In the loader's own folders a library is found once the loader's table has it.
-if [ "$(id -u)" -eq 0 ]; then ldconfig || echo "install.sh: ldconfig has failed" >&2; fi
+case $prefix in
+  /usr | /usr/local) [ "$(id -u)" -ne 0 ] || ldconfig || echo "install.sh: ldconfig has failed" >&2 ;;
+esac
 
-rm -f "$jars/zolt.jsa"
 "$prefix/bin/zolt" ls -l / >"$log" 2>&1 ||
   fail "$prefix/bin/zolt does not run, and what is new of it is taken away again: $(tail -n 1 "$log")
 Where a library is not found, run ldconfig as root."
 # Classes kept ready make a quick start; a Java that keeps none does without. Its option takes no blanks.
 (cd "$jars" && ZOLT_JAVA_OPTS=-XX:ArchiveClassesAtExit=zolt.new "$prefix/bin/zolt" ls -l / >/dev/null 2>&1) || :
-[ ! -f "$jars/zolt.new" ] || { touch -r "$jars/zolt-cli.jar" "$jars/zolt.new" && mv "$jars/zolt.new" "$jars/zolt.jsa"; }
+if [ -f "$jars/zolt.new" ]; then
+  targets+=("$jars/zolt.jsa")
+  touch -r "$jars/zolt-cli.jar" "$jars/zolt.new" && replace "$jars/zolt.new" "$jars/zolt.jsa"
+fi
 version=$("$prefix/bin/zolt" --version)
 echo "Installed below $prefix: ${version%%
 *}, $prefix/bin/zolt"

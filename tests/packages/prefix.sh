@@ -28,6 +28,20 @@ if [ "${1-}" = inside ]; then
   exit
 fi
 
+# full WORK PREFIX: over an older one, on a file system that has no room for both.
+if [ "${1-}" = full ]; then
+  mount -t tmpfs -o size=20m tmpfs "$2" || exit 77
+  "$source/scripts/install.sh" "$BUILD" "$2/prefix" >/dev/null || exit 1
+  find "$2/prefix" -type f -name '[!z]*.[!j]*' -exec sh -c 'for file; do echo older >>"$file"; done' sh {} +
+  before=$(find "$2/prefix" -type f -exec cksum {} + | sort)
+  cat /dev/zero >"$2/filler" 2>/dev/null
+  said=$("$source/scripts/install.sh" "$BUILD" "$2/prefix" 2>&1) && exit 1
+  [[ $said = "install.sh: nothing is installed: "*" No space left on device"* ]] || { echo "$said"; exit 1; }
+  rm "$2/filler"
+  [ "$before" = "$(find "$2/prefix" -type f -exec cksum {} + | sort)" ] && "$2/prefix/bin/zolt" ls / >/dev/null
+  exit
+fi
+
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 if [ "$(id -u)" -eq 0 ]; then
@@ -37,6 +51,12 @@ if [ "$(id -u)" -eq 0 ]; then
     0) ;;
     77) echo 'The default prefix was not tried: no overlay may be mounted here.' ;;
     *) fail 'an installation into /usr/local' ;;
+  esac
+  unshare --mount "$0" full "$work/scratch"
+  case $? in
+    0) ;;
+    77) echo 'An installation without room was not tried: no file system may be mounted here.' ;;
+    *) fail 'an installation without room' ;;
   esac
 else
   echo 'The default prefix was not tried: that is for root.'
@@ -71,6 +91,19 @@ touch "$work/full/bin/zolt" && chattr +i "$work/full/bin/zolt" 2>/dev/null && {
   chattr -i "$work/full/bin/zolt"
 }
 rm -f "$work/full/bin/zolt"
+mkdir "$work/full/bin/zolt"
+said=$(install_to "$work/full") && fail 'an installation over a folder'
+[ "$said" = "install.sh: nothing is installed: $work/full/bin/zolt is a folder" ] || fail "a folder: $said"
+rmdir "$work/full/bin/zolt"
+# Neither does one that is interrupted.
+for signal in TERM HUP; do
+  "$source/scripts/install.sh" "$BUILD" "$work/interrupted" >/dev/null 2>&1 &
+  install=$!
+  while [ ! -e "$work/interrupted/bin/zolt" ] && kill -0 $install; do sleep 0.01; done
+  kill -$signal $install
+  wait $install
+  [ $? -ge 128 ] && [ ! -e "$work/interrupted" ] || fail "SIG$signal: $(find "$work/interrupted" | head -n 3)"
+done
 [ "$(cd "$work" && find old "ne w" full 2>/dev/null)" = $'old\nold/kept\nfull\nfull/bin' ] ||
   fail "what a failed installation leaves: $(cd "$work" && find old "ne w" full)"
 
@@ -92,4 +125,6 @@ output=$(from install PREFIX="$blank/prefix") || fail "make install into a folde
 output=$(from install PREFIX="$work/\$HOME(x)\$") && [ -x "$work/\$HOME(x)\$/bin/zolt" ] || fail "make install with a dollar: $output"
 output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] ||
   fail "a staged installation: $output"
+output=$(from install PREFIX=/usr DESTDIR="$blank/\$HOME") && [ -x "$blank/\$HOME/usr/bin/zolt" ] ||
+  fail "a staged installation with a dollar: $output"
 exit $failed
