@@ -44,6 +44,29 @@ mkdir "$work/without" && : >"$work/without/libacl.so.1"
 doctor 1 env LD_LIBRARY_PATH="$work/without" "$zolt" doctor "$work"
 [ "$(grep -c 'mend: install libacl1' <<<"$said")" -eq 2 ] || fail "without libacl: $said"
 
+# Then a list that cannot be read makes unknown who has what.
+touch "$work/listed" "$work/plain" && chmod 644 "$work/listed"
+setfacl -m u:65534:- "$work/listed"
+why() { env LD_LIBRARY_PATH="$work/without" "$zolt" why "$@" 2>&1; }
+if [ "$(id -u)" -eq 0 ]; then
+  [ "$(why --as nobody "$work/listed"; echo $?)" = "it is not known whether nobody may read $work/listed: it has an \
+access control list, and there is no libacl to read it
+1" ] || fail "a list without libacl: $(why --as nobody "$work/listed")"
+  [ "$(why --as nobody "$work/plain"; echo $?)" = "nobody may read $work/plain
+0" ] || fail "no list without libacl: $(why --as nobody "$work/plain")"
+  why --as nobody --for w "$work/plain" | grep -q '; only chmod or chown may change that: there is no libacl$' ||
+    fail "a mode without libacl: $(why --as nobody --for w "$work/plain")"
+fi
+
+# What is made in a folder that may only be added to would stay there.
+mkdir "$work/added"
+if chattr +a "$work/added" 2>/dev/null; then
+  doctor 0 "$zolt" doctor "$work/added"
+  chattr -a "$work/added"
+  told "warn writing +a file that is made in $work/added could not be removed again"
+  [ -z "$(ls -A "$work/added")" ] || fail "the doctor leaves $(ls -A "$work/added")"
+fi
+
 if [ "$(id -u)" -ne 0 ]; then
   echo 'Services were not examined: that is for root.'
   exit $failed

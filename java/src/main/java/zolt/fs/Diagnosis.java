@@ -1,7 +1,9 @@
 package zolt.fs;
 
 import java.io.IOException;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.Optional;
 
@@ -26,6 +28,8 @@ final class Diagnosis {
     Mount mount;
     /** Whose it is that is to be removed. */
     long removedUid;
+    /** What cannot be seen, and decides: a clause for a message; null for nothing. */
+    String hidden;
 
     private Diagnosis(PathWalk walk) {
         this.walk = walk;
@@ -41,7 +45,7 @@ final class Diagnosis {
         } else {
             diagnosis.component = Component.named(walk.component);
             if (walk.reason != PathFailure.Reason.MISSING && walk.reason != PathFailure.Reason.PROTECTED) {
-                diagnosis.asSuperuser();
+                diagnosis.look();
             }
         }
         return diagnosis.reason == null ? Optional.empty() : Optional.of(new PathFailure(diagnosis));
@@ -57,25 +61,42 @@ final class Diagnosis {
         }
     }
 
-    private void asSuperuser() throws IOException {
-        Identity superuser = null;
+    /** A superuser without CAP_DAC_OVERRIDE may be let in less far than the user. */
+    private void look() throws IOException {
+        if (!asSuperuser() && !found()) {
+            hidden = "its owner, mode and list may not be looked at";
+            component = Component.named(walk.component);
+            reason = reason == null ? PathFailure.Reason.UNKNOWN : PathFailure.Reason.FILE_SYSTEM;
+        }
+    }
+
+    private boolean asSuperuser() throws IOException {
+        Identity superuser;
         try {
             superuser = Identity.superuser();
         } catch (IOException mayNot) {
-            // Then what the thread may see has to do.
+            return false;
         }
         try {
+            return found();
+        } finally {
+            superuser.close();
+        }
+    }
+
+    /** False where the component may not be looked at. */
+    private boolean found() throws IOException {
+        try {
             find();
+        } catch (AccessDeniedException e) {
+            return reason == PathFailure.Reason.OTHER;
         } catch (IOException e) {
             if (reason != PathFailure.Reason.OTHER) {
                 throw e;
             }
             // What refuses in another way may not let itself be looked at either.
-        } finally {
-            if (superuser != null) {
-                superuser.close();
-            }
         }
+        return true;
     }
 
     private void find() throws IOException {
@@ -87,6 +108,8 @@ final class Diagnosis {
         if (reason == null) {
             reason = obstacle();
             guard = reason == PathFailure.Reason.REFUSED ? guard() : null;
+        } else if (reason == PathFailure.Reason.REFUSED && (hidesList() || hidesIds() && check.permits(rights))) {
+            reason = PathFailure.Reason.FILE_SYSTEM;
         } else if (reason == PathFailure.Reason.REFUSED && check.permits(rights)) {
             // The component lets this user pass, so it is what lies in it that refuses.
             reason = PathFailure.Reason.FILE_SYSTEM;
@@ -98,12 +121,18 @@ final class Diagnosis {
     }
 
     /** In the order in which the kernel asks before it changes rights. */
-    private PathFailure.Reason guard() {
+    private PathFailure.Reason guard() throws IOException {
         if (mount != null && mount.isReadOnly()) {
             return PathFailure.Reason.READ_ONLY;
         }
+        if (hidesIds()) {
+            return PathFailure.Reason.UNKNOWN;
+        }
         if (Probe.isFlagged(component.real)) {
             return flag(component.real);
+        }
+        if (Probe.access(component.real, PathFailure.Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL) {
+            return PathFailure.Reason.READ_ONLY;
         }
         return component.keepsLists ? null : PathFailure.Reason.FILE_SYSTEM;
     }
@@ -115,7 +144,7 @@ final class Diagnosis {
 
     /** In the order in which a change of rights does not help, helps, and does not help enough. */
     private PathFailure.Reason obstacle() throws IOException {
-        if (walk.access == PathFailure.Access.REMOVE && (walk.removed == null || isMountPoint(walk.removed))) {
+        if (walk.access == PathFailure.Access.REMOVE && (walk.removed == null || Mount.isUpon(walk.removed))) {
             return PathFailure.Reason.MOUNT_POINT; // whatever its directory gives
         }
         FileType type = component.type();
@@ -125,6 +154,12 @@ final class Diagnosis {
             return whole;
         }
         Probe.Answer answer = Probe.access(component.real, refused);
+        // To read or execute, the process itself has been told by the kernel.
+        PathFailure.Reason unseen = answer == Probe.Answer.PERMITTED && refused != PathFailure.Access.WRITE
+                && walk.who.isProcess() ? null : PathFailure.Reason.UNKNOWN;
+        if (hidesIds()) {
+            return unseen;
+        }
         if (refused == PathFailure.Access.WRITE) {
             PathFailure.Reason flag = obstacleOfFlags(answer);
             if (flag != null) {
@@ -133,6 +168,9 @@ final class Diagnosis {
             if (hasContents && answer == Probe.Answer.FORBIDDEN_TO_ALL) {
                 return PathFailure.Reason.READ_ONLY;
             }
+        }
+        if (hidesList()) {
+            return unseen;
         }
         if (!check.permits(rights)) {
             if (check.permits(refused.bit) && !check.permits(rights & ~refused.bit)) {
@@ -143,7 +181,7 @@ final class Diagnosis {
         }
         // access(2) asks for the process: its refusal counts where the process could not have less rights.
         if (answer == Probe.Answer.DENIED && (walk.who.hasAllAccess()
-                || walk.who.isProcess() && check.grants(rights))) {
+                || walk.who.isProcess() && !walk.who.accessHasLess() && check.grants(rights))) {
             return refused == PathFailure.Access.EXECUTE && type == FileType.FILE && mount == null
                     ? PathFailure.Reason.NO_EXEC : PathFailure.Reason.FILE_SYSTEM;
         }
@@ -204,7 +242,8 @@ final class Diagnosis {
 
     private PathFailure.Reason obstacleOfWriting(FileType type, boolean hasContents) throws IOException {
         if (type != FileType.DIRECTORY && type != FileType.SOCKET) {
-            String parent = Paths.get(component.real).getParent().toString();
+            Path directory = Paths.get(component.real).getParent();
+            String parent = directory == null ? "." : directory.toString();
             if (StickyRules.refusesCreating(StickyRules.creating(type), Component.mode(parent),
                     Component.uid(parent, true), component.uid, walk.who.uid())) {
                 return PathFailure.Reason.PROTECTED;
@@ -223,8 +262,34 @@ final class Diagnosis {
         return mount != null && (mount.hasQuotas() || mount.isOfTheKernel()) ? PathFailure.Reason.UNKNOWN : null;
     }
 
-    private static boolean isMountPoint(String path) {
-        return !Files.isSymbolicLink(Paths.get(path))
-                && Mount.of(path).filter(mount -> mount.isAt(path)).isPresent();
+    /** Whether a list decides, and cannot be read. */
+    private boolean hidesList() {
+        if (!component.isListUnread || check.overrides(rights)) {
+            return false;
+        }
+        hidden = "it has an access control list, and there is no libacl to read it";
+        return true;
+    }
+
+    /**
+     * Whether owner, group or user may have no id on a mount that has others, or in a user namespace. What has none is
+     * shown as the overflow id, and no capability counts for it; and whoever has none makes nothing.
+     */
+    private boolean hidesIds() throws IOException {
+        boolean idMapped = mount != null && mount.isIdMapped();
+        if (!idMapped && UserNamespace.hasAllIds()) {
+            return false;
+        }
+        String place = idMapped ? "on " + mount.point() + " (idmapped)" : "in this user namespace";
+        if (UserNamespace.isOverflow(component.uid, component.gid) || walk.removed != null
+                && UserNamespace.isOverflow(removedUid, Component.gid(walk.removed, false))) {
+            hidden = "its owner or group may be one without an id " + place;
+            return true;
+        }
+        if (idMapped && walk.access == PathFailure.Access.WRITE && component.type() == FileType.DIRECTORY) {
+            hidden = Accounts.userOrId(walk.who.uid()) + " may have no id " + place;
+            return true;
+        }
+        return false;
     }
 }

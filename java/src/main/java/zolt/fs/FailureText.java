@@ -29,8 +29,7 @@ final class FailureText {
             case REFUSED:
                 return refusal();
             case READ_ONLY:
-                return "no one may write " + path + ": " + place() + " is mounted read-only" + failure.writeProtection()
-                        .map(why -> ", and " + why).orElse("");
+                return "no one may write " + path + ": " + readOnly();
             case NO_EXEC:
                 return "no one may execute " + path + ": " + place() + " is mounted noexec";
             case NO_DEVICES:
@@ -71,6 +70,16 @@ final class FailureText {
                 + component.path;
     }
 
+    /** The mount, or a part of its file system. */
+    private String readOnly() {
+        Mount mount = failure.mount;
+        if (mount != null && !mount.isReadOnly()) {
+            return mount.type().equals("btrfs") ? "its subvolume is read-only"
+                    : "its file system is read-only there, though " + mount.point() + " is mounted for writing";
+        }
+        return place() + " is mounted read-only" + failure.writeProtection().map(why -> ", and " + why).orElse("");
+    }
+
     private String place() {
         return failure.mount == null ? "its file system" : failure.mount.point();
     }
@@ -86,6 +95,9 @@ final class FailureText {
     }
 
     private String decider() {
+        if (failure.hidden != null) {
+            return failure.hidden;
+        }
         Mount mount = failure.mount;
         if (failure.reason == PathFailure.Reason.UNKNOWN && component.byLinkAlone) {
             return "owner, mode and list permit it, but that leads to a name that is no UTF-8, or has a character beyond"
@@ -98,7 +110,7 @@ final class FailureText {
                 .orElse(failure.reason == PathFailure.Reason.UNKNOWN
                         ? "owner, mode and list permit it, but " + (mount.isOfTheKernel()
                                 ? "what is below " + mount.point() + " is the kernel's own, and it may refuse"
-                                : mount.point() + " has quotas, which only the kernel knows")
+                                : mount.point() + " may have quotas, which only the kernel knows")
                         : BY_THE_KERNEL);
     }
 
@@ -116,8 +128,8 @@ final class FailureText {
             return text + user + " is in groups whose entries give w and x, but no one of them gives both";
         }
         return text + (component.acl.isMinimal() ? reasonOfMode(deciding) : reasonOfList(deciding, right))
-                + (component.keepsLists ? "" : "; only chmod or chown may change that: its file system keeps no access"
-                        + " control lists");
+                + (component.keepsLists ? "" : "; only chmod or chown may change that: " + (Acl.isAvailable()
+                        ? "its file system keeps no access control lists" : "there is no libacl"));
     }
 
     private String mayNot(String what) {

@@ -2,16 +2,20 @@ package zolt.fs;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashMap;
 import java.util.HashSet;
 import java.util.List;
+import java.util.Map;
 import java.util.Optional;
 import java.util.Set;
 import java.util.regex.Pattern;
+import java.util.stream.Stream;
 
 /**
  * A mount as this process has it: where, what it forbids to everyone, and who decides there (proc(5),
@@ -65,7 +69,7 @@ public final class Mount {
         id = fields[ID];
         parent = fields[PARENT];
         device = fields[DEVICE];
-        root = fields[ROOT];
+        root = unescaped(fields[ROOT]);
         point = unescaped(fields[POINT]);
         options = Arrays.asList(fields[OPTIONS].split(","));
         int separator = FIRST_TAG;
@@ -90,12 +94,67 @@ public final class Mount {
      */
     public static Optional<Mount> of(String path) {
         try {
-            String table = new String(Files.readAllBytes(Paths.get("/proc/thread-self/mountinfo")),
-                    StandardCharsets.UTF_8);
-            return find(table(Arrays.asList(table.split("\n"))), Paths.get(path).toRealPath());
+            return find(table(), real(Paths.get(path)));
         } catch (IOException | IndexOutOfBoundsException e) {
             return Optional.empty();
         }
+    }
+
+    private static List<Mount> table() throws IOException {
+        String table = new String(Files.readAllBytes(Paths.get("/proc/thread-self/mountinfo")),
+                StandardCharsets.UTF_8);
+        return table(Arrays.asList(table.split("\n")));
+    }
+
+    /** Without links. Of the current directory the kernel tells that also where the way to it may not be gone. */
+    private static Path real(Path path) throws IOException {
+        try {
+            return path.toRealPath();
+        } catch (AccessDeniedException e) {
+            if (path.isAbsolute()) {
+                throw e;
+            }
+            Path way = Paths.get("");
+            for (Path name : path) {
+                way = way.resolve(name);
+                if (name.toString().equals("..") || Files.isSymbolicLink(way)) {
+                    throw e;
+                }
+            }
+            return Files.readSymbolicLink(Paths.get("/proc/thread-self/cwd")).resolve(path).normalize();
+        }
+    }
+
+    /**
+     * Whether something is mounted on what a path names, here or where another mount shows the same: the kernel removes
+     * neither. A link at the end is not followed.
+     */
+    static boolean isUpon(String path) {
+        try {
+            Path name = Paths.get(path);
+            Path parent = name.getParent();
+            Path real = real(parent == null ? Paths.get("") : parent).resolve(name.getFileName());
+            return isUpon(table(), real);
+        } catch (IOException | IndexOutOfBoundsException e) {
+            return false;
+        }
+    }
+
+    static boolean isUpon(List<Mount> all, Path path) {
+        Mount holder = find(all, path.getParent()).orElse(null);
+        Map<String, Mount> byId = new HashMap<>();
+        all.forEach(each -> byId.put(each.id, each));
+        return all.stream().anyMatch(each -> {
+            Mount below = byId.get(each.parent);
+            return path.toString().equals(each.point) || holder != null && below != null && below != each
+                    && holder.device.equals(below.device)
+                    && holder.inside(path).equals(below.inside(Paths.get(each.point)));
+        });
+    }
+
+    /** Where what lies on it is in the file system. */
+    private Path inside(Path path) {
+        return Paths.get(root).resolve(Paths.get(point).relativize(path));
     }
 
     static List<Mount> table(List<String> lines) {
@@ -241,6 +300,16 @@ public final class Mount {
         return root.endsWith("//deleted");
     }
 
+    /** Whether ids are others there than in its file system. */
+    boolean isIdMapped() {
+        return options.contains("idmapped");
+    }
+
+    /** Whether links on it are not followed. */
+    boolean isNoSymFollow() {
+        return options.contains("nosymfollow");
+    }
+
     /** Whether files on it cannot be executed. */
     boolean isNoExec() {
         return options.contains("noexec");
@@ -263,7 +332,21 @@ public final class Mount {
 
     /** Whether what is written may count against a limit that only the kernel knows. */
     boolean hasQuotas() {
-        return superOptions.stream().anyMatch(option -> QUOTA.matcher(option).matches());
+        return type.equals("btrfs") ? btrfsMayHaveQuotas()
+                : superOptions.stream().anyMatch(option -> QUOTA.matcher(option).matches());
+    }
+
+    /**
+     * No option shows those of btrfs. The kernel shows them beside what it shows of each file system, since Linux 5.9:
+     * the operation under way is shown since 5.10.
+     */
+    private static boolean btrfsMayHaveQuotas() {
+        try (Stream<Path> all = Files.list(Paths.get("/sys/fs/btrfs"))) {
+            return all.filter(each -> each.getFileName().toString().contains("-")).anyMatch(each ->
+                    Files.exists(each.resolve("qgroups")) || !Files.exists(each.resolve("exclusive_operation")));
+        } catch (IOException e) {
+            return true;
+        }
     }
 
     /** Whether the last blocks are kept for this user; for root where nothing else is said. */

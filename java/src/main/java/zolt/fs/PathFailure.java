@@ -93,6 +93,7 @@ public final class PathFailure {
     /** What is to be removed from the component, and whose it is; null for nothing. */
     final String removed;
     final long removedUid;
+    final String hidden;
 
     PathFailure(Diagnosis found) {
         path = found.walk.path;
@@ -105,8 +106,9 @@ public final class PathFailure {
         guard = found.guard;
         mount = found.mount;
         error = found.walk.error;
-        removed = found.walk.removed;
+        removed = found.walk.removed == null ? null : Component.absolute(found.walk.removed);
         removedUid = found.removedUid;
+        hidden = found.hidden;
     }
 
     /**
@@ -361,7 +363,9 @@ public final class PathFailure {
     public Optional<String> mountPoint() {
         boolean whole = guard == Reason.READ_ONLY || reason == Reason.READ_ONLY || reason == Reason.NO_EXEC
                 || reason == Reason.NO_DEVICES;
-        return whole && mount != null ? Optional.of(mount.point()) : Optional.empty();
+        boolean ofMount = whole && mount != null && (guard != Reason.READ_ONLY && reason != Reason.READ_ONLY
+                || mount.isReadOnly());
+        return ofMount ? Optional.of(mount.point()) : Optional.empty();
     }
 
     /**
@@ -390,8 +394,9 @@ public final class PathFailure {
      * System.out.println(failure.guard().isPresent()); // prints: false
      * }</pre>
      *
-     * @return {@link Reason#READ_ONLY}, {@link Reason#IMMUTABLE}, {@link Reason#APPEND_ONLY}, or
-     *     {@link Reason#FILE_SYSTEM} where that keeps no access control lists; empty for nothing, and unless the
+     * @return {@link Reason#READ_ONLY}, {@link Reason#IMMUTABLE}, {@link Reason#APPEND_ONLY},
+     *     {@link Reason#FILE_SYSTEM} where there are no access control lists, or {@link Reason#UNKNOWN} where its owner
+     *     may have no id on that mount; empty for nothing, and unless the
      *     reason is {@link Reason#REFUSED}
      */
     public Optional<Reason> guard() {

@@ -6,17 +6,20 @@ import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.util.regex.Pattern;
 
 /**
- * The way to a path, walked from the root on with the identity of the calling thread, so that it is the file
- * system that refuses. It ends at the first component that cannot be seen.
+ * The way to a path, walked with the identity of the calling thread, so that it is the file system that refuses: from
+ * the root on, or from the current directory, whose own way the kernel does not go again. It ends at the first
+ * component that cannot be seen. Its paths are absolute, or relative as the path is.
  */
 final class PathWalk {
     /** As many links as the kernel follows (path_resolution(7)). */
     private static final int MOST_LINKS = 40;
     /** rmdir(2) and rename(2) refuse both, whoever asks. */
+    private static final String HERE = ".";
     private static final Pattern DOTS = Pattern.compile("(^|/)[.][.]?/*$");
 
     final String path;
@@ -38,7 +41,7 @@ final class PathWalk {
         this.path = path;
         this.access = access;
         this.who = ThreadIdentity.now();
-        walk(Paths.get(path).toAbsolutePath().toString(), 0, true);
+        walk(Paths.get(path).toString(), 0, true);
     }
 
     /**
@@ -47,17 +50,18 @@ final class PathWalk {
      * @param links how many links have led here
      * @param trailing whether the walk ends where the path does, and not on the way
      */
-    private void walk(String absolute, int links, boolean trailing) throws IOException {
+    private void walk(String way, int links, boolean trailing) throws IOException {
         if (access == PathFailure.Access.REMOVE && links == 0 && DOTS.matcher(path).find()) {
             component = path;
             reason = PathFailure.Reason.OTHER;
             error = "a path that ends in \".\" or \"..\" names no entry that could be removed";
             return;
         }
-        String last = "/";
-        for (int end = 1; end > 0 && end < absolute.length();) {
-            int slash = absolute.indexOf('/', end);
-            String next = slash < 0 ? absolute : absolute.substring(0, slash);
+        boolean absolute = way.startsWith("/");
+        String last = absolute ? "/" : HERE;
+        for (int end = absolute ? 1 : 0; end >= 0 && end < way.length();) {
+            int slash = way.indexOf('/', end);
+            String next = slash < 0 ? way : way.substring(0, slash);
             end = slash < 0 ? -1 : slash + 1;
             boolean remove = access == PathFailure.Access.REMOVE && links == 0 && end < 0;
             try {
@@ -100,6 +104,12 @@ final class PathWalk {
         } catch (IOException alsoNotItself) {
             there = false;
         }
+        if (there && links < MOST_LINKS && !isFromWithin(e) && isNoSymFollow(parent)) {
+            component = child;
+            error = e.getMessage();
+            reason = PathFailure.Reason.OTHER;
+            return true;
+        }
         if (there && links < MOST_LINKS) {
             // A link that can be seen, to what cannot: the reason lies on that way.
             byte[] target;
@@ -107,12 +117,12 @@ final class PathWalk {
                 target = FileOperations.linkTarget(child);
             } catch (AccessDeniedException mayNotBeRead) { // one of proc(5)
                 component = child;
-                error = mayNotBeRead.getMessage();
+                error = mayNotBeRead.getMessage().replaceFirst(": $", ""); // it is about nothing else
                 reason = PathFailure.Reason.OTHER;
                 return true;
             }
-            walk(Paths.get(parent).resolve(new String(target, StandardCharsets.UTF_8)).toString(),
-                    links + 1, trailing);
+            Path directory = Paths.get(parent.equals(HERE) ? "" : parent);
+            walk(directory.resolve(new String(target, StandardCharsets.UTF_8)).toString(), links + 1, trailing);
             // Whom the kernel told that something else is wrong it has not let as far as what is missing.
             if (reason != null && (reason != PathFailure.Reason.MISSING || e instanceof NoSuchFileException)) {
                 return true;
@@ -141,6 +151,15 @@ final class PathWalk {
             component = null;
         }
         return reason != null;
+    }
+
+    /** Whether it may be that of what a link leads to. Where links are not followed at all, the kernel says so first. */
+    private static boolean isFromWithin(IOException e) {
+        return e instanceof AccessDeniedException || e instanceof NoSuchFileException;
+    }
+
+    private static boolean isNoSymFollow(String directory) {
+        return Mount.of(directory).filter(Mount::isNoSymFollow).isPresent();
     }
 
     private boolean isProtectedLink(String parent, String link) throws IOException {

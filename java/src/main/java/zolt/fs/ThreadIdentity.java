@@ -119,6 +119,11 @@ public final class ThreadIdentity {
         return realUid == 0 && (permitted >> CAP_DAC_OVERRIDE & 1) != 0;
     }
 
+    /** Whether access(2), which takes its capabilities from whoever is not root, asks with less than the thread has. */
+    boolean accessHasLess() {
+        return realUid != 0 && (has(CAP_DAC_OVERRIDE) || has(CAP_DAC_READ_SEARCH));
+    }
+
     /** Whether it works for a user who is neither the service itself nor the superuser. */
     boolean actsForAnother() {
         return uid != 0 && uid != effectiveUid;

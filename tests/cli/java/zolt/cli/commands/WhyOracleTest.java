@@ -169,7 +169,7 @@ class WhyOracleTest extends CliFixture {
             Cli run = Cli.run("why", "--as", "nobody", "--for", "w", path);
             assertEquals(Exit.FAILED, run.code);
             assertEquals("it is not known whether nobody may write " + path + ": owner, mode and list permit"
-                    + " it, but " + path("e") + " has quotas, which only the kernel knows\n", run.text());
+                    + " it, but " + path("e") + " may have quotas, which only the kernel knows\n", run.text());
         }
         Map<String, Object> verdict = why("nobody", "w", List.of(path("e/d"))).get(0);
         assertTrue(verdict.containsKey("permitted") && verdict.get("permitted") == null, verdict.toString());

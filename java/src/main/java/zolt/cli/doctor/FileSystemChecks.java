@@ -8,6 +8,7 @@ import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.StandardOpenOption;
 import java.util.Arrays;
+import java.util.function.Predicate;
 import zolt.cli.output.Failure;
 import zolt.fs.Acl;
 import zolt.fs.AclEntry;
@@ -23,6 +24,7 @@ import zolt.fs.PathFailure;
 public final class FileSystemChecks {
     private static final byte[] VALUE = {1, 2, 3};
     private static final int BLOCK = 4096;
+    private static final String UNTRIED = ", so attributes, access control lists, leases and blocks were not tried";
     private static final String LOG = "see the log of the kernel";
 
     private final Findings findings;
@@ -60,6 +62,11 @@ public final class FileSystemChecks {
             }
             return entries + (entries == 1 ? " entry" : " entries");
         });
+        if (isRefusing(reason -> reason == PathFailure.Reason.APPEND_ONLY)) {
+            findings.warn("writing", "a file that is made in " + path + " could not be removed again" + UNTRIED,
+                    why + "--for w " + Remedy.quoted(path));
+            return;
+        }
         Path file;
         try {
             file = Files.createTempFile(Paths.get(path), ".zolt-doctor-", "");
@@ -79,11 +86,10 @@ public final class FileSystemChecks {
     /** What else asks for a file to try it on was not tried. */
     private void notMade(IOException e) {
         String shortage = Shortage.of(e, path);
-        String untried = "no file can be made in " + path + ", so attributes, access control lists, leases and"
-                + " blocks were not tried";
+        String untried = "no file can be made in " + path + UNTRIED;
         if (shortage != null) {
             findings.fail("writing", untried + ": " + shortage, Shortage.MEND);
-        } else if (isRefused()) {
+        } else if (isRefusing(FileSystemChecks::isNamed)) {
             findings.warn("writing", untried, why + "--for w " + Remedy.quoted(path));
         } else {
             findings.fail("writing", untried + ": " + Shortage.reason(e), "name a directory in which the kernel lets this"
@@ -92,11 +98,14 @@ public final class FileSystemChecks {
     }
 
     /** Whether something is the reason that can be named, and so be mended. */
-    private boolean isRefused() {
+    private static boolean isNamed(PathFailure.Reason reason) {
+        return reason != PathFailure.Reason.FILE_SYSTEM && reason != PathFailure.Reason.UNKNOWN
+                && reason != PathFailure.Reason.OTHER;
+    }
+
+    private boolean isRefusing(Predicate<PathFailure.Reason> which) {
         try {
-            return PathFailure.of(path, PathFailure.Access.WRITE).map(PathFailure::reason)
-                    .filter(reason -> reason != PathFailure.Reason.FILE_SYSTEM
-                            && reason != PathFailure.Reason.UNKNOWN && reason != PathFailure.Reason.OTHER).isPresent();
+            return PathFailure.of(path, PathFailure.Access.WRITE).map(PathFailure::reason).filter(which).isPresent();
         } catch (IOException e) {
             return false;
         }
