@@ -35,6 +35,8 @@ expect 0 '^zolt 1\.0\.0$' "$zolt" --version
 ln -s prefix/bin/zolt "$work/first" && ln -s "$work/first" "$work/second"
 expect 0 '^zolt 1\.0\.0$' "$work/second" --version
 expect 0 '^zolt 1\.0\.0$' env -C "$work/prefix/bin" ./zolt --version
+ln -s prefix/bin/zolt "$work/relative"
+expect 0 '^zolt 1\.0\.0$' env -C "$work" sh relative --version
 expect 0 '^zolt 1\.0\.0$' env -C "$work" PATH="prefix/bin:$PATH" zolt --version
 expect 0 "^library 1\.0\.0, $work/prefix/lib.*/libzolthadoop\.so\.1\.0\.0$" "$zolt" -V
 expect 0 "^client  $work/prefix/lib.*/libzolt\.so, the embedded one$" "$zolt" -V
@@ -69,6 +71,23 @@ done
 mv "$work/prefix/share/java/zolt-hadoop.jar" "$work"
 expect 5 '^zolt: zolt-hadoop.jar is neither in .* nor in /usr/share/java$' "$zolt" whoami
 mv "$work/zolt-hadoop.jar" "$work/prefix/share/java"
+for jar in zolt-cli zolt-hadoop; do
+  for bytes in 0 5000 50000; do
+    cp "$work/prefix/share/java/$jar.jar" "$work"
+    truncate -s $bytes "$work/prefix/share/java/$jar.jar"
+    expect 5 "^zolt: $work/prefix/share/java/$jar.jar is no whole jar: install it again\$" "$zolt" whoami
+    alone "$zolt" whoami
+    mv "$work/$jar.jar" "$work/prefix/share/java"
+  done
+done
+cut=$work/cut.so
+for bytes in 64 1000 100000; do
+  head -c $bytes "$(find "$work/prefix" -name libzolthadoop.so.1.0.0)" >"$cut"
+  expect 5 "^zolt: Cannot load the ZOLT library from zolt.library=$cut: $cut is cut off\. " \
+    env -C "$work" ZOLT_LIBRARY="$cut" "$zolt" whoami
+  alone env -C "$work" ZOLT_LIBRARY="$cut" "$zolt" whoami
+done
+[ -z "$(compgen -G "$work/hs_err*")" ] || fail 'Java has left a report of a library that is cut off'
 expect 2 "^zolt: Unknown option: '-z' \(see zolt ls --help\)$" "$zolt" ls -z
 
 # So is what Java itself would say in its own way. The shell complains of a deleted folder before the
@@ -77,6 +96,13 @@ mkdir "$work/gone"
 output=$(cd "$work/gone" && rmdir "$work/gone" && "$zolt" ls / 2>&1)
 [ $? -eq 5 ] && [ "$(tail -n +2 <<<"$output")" = 'zolt: the current folder is deleted: change to another one' ] ||
   fail "a deleted folder: $output"
+long=$(printf '%0200d' 0)
+mkdir "$work/long"
+output=$(cd "$work/long" && for ((i = 0; i < 25; i++)); do mkdir "$long" && cd "$long" || exit; done 2>/dev/null
+  "$zolt" ls / 2>&1)
+[ $? -eq 5 ] && [[ $output = *'zolt: the path of the current folder has more than 4095 bytes: change to another one' ]] &&
+  [[ $output != *'Error occurred'* ]] || fail "a long path of the current folder: $output"
+rm -r "$work/long"
 for limit in '-v 100000' '-v 300000' '-d 50000' '-n 13' '-n 14'; do
   output=$(cd "$work" && eval "ulimit $limit" && "$zolt" ls / 2>&1)
   [ $? -eq 5 ] && [ "$(wc -l <<<"$output")" -eq 1 ] && [[ $output = 'zolt: '[!:]* && $output != *'at java'* ]] ||
@@ -94,6 +120,10 @@ for name in ZOLT_JAVA_OPTS _JAVA_OPTIONS; do
   expect 5 '^zolt: Java does not start with the options in the environment \(.*\): .' env $name=-Xmx1k "$zolt" ls /
   alone env $name=-Xmx1k "$zolt" ls /
 done
+
+expect 5 '^zolt: Java does not start with the options .*: [^P]' env JAVA_TOOL_OPTIONS=-Xmx1k "$zolt" ls /
+expect 5 '^zolt: Java does not start with the options ' env ZOLT_JAVA_OPTS=--help "$zolt" ls /
+alone env ZOLT_JAVA_OPTS=--help "$zolt" ls /
 
 # Where cd would look for folders, and what it would say then, changes nothing.
 for path in . .:/tmp /; do
@@ -305,6 +335,9 @@ expect 0 '^ok   capabilities ' setpriv \
   --bounding-set=-all,+setuid,+setgid,+dac_override,+dac_read_search,+fowner,+chown "$zolt" doctor
 
 # An ordinary user has his own rights, and is told when that is not enough.
+gifted() {
+  setpriv --reuid=65534 --regid=65534 --clear-groups --inh-caps="$caps" --ambient-caps="$caps" "$@"
+}
 user() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
 expect 0 '^uid=65534\(nobody\) gid=65534' user "$zolt" whoami
 expect 0 '^uid=65534\(nobody\) gid=65534' user "$zolt" whoami --as nobody
@@ -338,6 +371,39 @@ caps=+setuid,+setgid,+dac_override
 expect 1 '^fail capabilities +nobody has CAP_DAC_OVERRIDE' \
   setpriv --reuid=65534 --regid=65534 --clear-groups --inh-caps="$caps" --ambient-caps="$caps" \
   "$zolt" doctor
+
+# A relative path begins at the current folder, whatever is above that.
+mkdir -p "$work/above/here" && echo x >"$work/above/here/x" && chmod 0 "$work/above"
+for path in x ./x .; do
+  # shellcheck disable=SC2016
+  output=$(cd "$work/above/here" && user "$zolt" why "$path" 2>&1) || fail "why $path: $output"
+  [ "$output" = "nobody may read $path" ] || fail "why $path: $output"
+done
+output=$(cd "$work/above/here" && user "$zolt" why --for w x 2>&1)
+[[ $? -eq 3 && $output = "nobody may not write $work/above/here/x "* ]] || fail "why --for w x: $output"
+chmod 755 "$work/above"
+
+# The capabilities of who is not root count, and access(2) leaves them out.
+mkdir -m 700 "$work/shut" && install -m 777 /dev/null "$work/shut/file"
+for caps in +dac_override +dac_read_search; do
+  for access in look r x; do
+    expect 0 '^nobody may ' gifted "$zolt" why --for $access "$work/shut/file"
+  done
+done
+# A superuser without them may be let in less far than a user.
+mkdir -m 700 "$work/users" && echo x >"$work/users/file" && chown nobody "$work/users" "$work/users/file"
+expect 0 '^nobody may read ' setpriv --bounding-set=-all,+setuid,+setgid "$zolt" why --as nobody "$work/users/file"
+
+# What shows the id of nobody in a user namespace is maybe somebody's there, for whom no capability counts.
+mkdir -m 1777 "$work/sticky" && touch "$work/sticky/file" && chown 2 "$work/sticky/file" && chown 1 "$work/sticky"
+if unshare --user --map-root-user true 2>/dev/null; then
+  expect 1 'its owner or group may be one without an id in this user namespace$' \
+    unshare --user --map-root-user "$zolt" why --for d "$work/sticky/file"
+fi
+
+# Behind "--" a command is none that it could be taken for.
+expect 2 '^zolt: no such command: ls( |$)' "$zolt" -- ls
+"$zolt" -- ls 2>&1 | grep 'mean ls' && fail 'a word is proposed for itself'
 
 # Supplementary groups count: what "why" says is what the kernel does.
 i=0

@@ -187,7 +187,8 @@ public final class Commands {
         if (e.getCommandLine().getSubcommands().isEmpty()) {
             return "one argument too many: " + word;
         }
-        List<String> similar = unmatched.getSuggestions();
+        List<String> similar = new ArrayList<>(unmatched.getSuggestions());
+        similar.remove(word); // behind "--" it is none
         return "no such command: " + word + (similar.isEmpty() ? "" : "; did you mean "
                 + String.join(" or ", similar) + "?");
     }

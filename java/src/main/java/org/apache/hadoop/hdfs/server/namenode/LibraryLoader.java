@@ -3,6 +3,8 @@ package org.apache.hadoop.hdfs.server.namenode;
 import java.io.File;
 import java.io.FileInputStream;
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.util.Arrays;
 import org.slf4j.Logger;
 
@@ -13,6 +15,13 @@ import org.slf4j.Logger;
  */
 final class LibraryLoader {
     private static final String LIBRARY = "zolthadoop";
+    /** Where the header of elf(5) has what. */
+    private static final int ELF_HEADER = 64;
+    private static final int ELF_CLASS = 4;
+    private static final int ELF_64 = 2;
+    private static final int ELF_SECTIONS = 0x28;
+    private static final int ELF_SECTION_SIZE = 0x3a;
+    private static final int ELF_SECTION_COUNT = 0x3c;
 
     private LibraryLoader() {}
 
@@ -56,14 +65,20 @@ final class LibraryLoader {
 
     private static void refuseWhatIsNone(String file) {
         byte[] magic = {0x7f, 'E', 'L', 'F'};
-        byte[] found = new byte[magic.length];
+        byte[] found = new byte[ELF_HEADER];
         try (FileInputStream in = new FileInputStream(file)) {
             in.read(found);
         } catch (IOException e) {
             throw new UnsatisfiedLinkError(e.getMessage());
         }
-        if (!Arrays.equals(magic, found)) {
+        if (!Arrays.equals(magic, Arrays.copyOf(found, magic.length))) {
             throw new UnsatisfiedLinkError(file + " is no library");
+        }
+        // The table of sections is the last of a library. Where it is cut off, the loader ends by a signal.
+        ByteBuffer header = ByteBuffer.wrap(found).order(ByteOrder.nativeOrder());
+        if (found[ELF_CLASS] == ELF_64 && header.getLong(ELF_SECTIONS) + (long) header.getShort(ELF_SECTION_SIZE)
+                * header.getShort(ELF_SECTION_COUNT) > new File(file).length()) {
+            throw new UnsatisfiedLinkError(file + " is cut off");
         }
     }
 
