@@ -46,7 +46,7 @@ final class DoctorCommand extends Action {
             return;
         }
         if (path != null) {
-            loadLibrary();
+            prepare();
             new FileSystemChecks(findings, path, as).all();
         }
         if (findings.failed() > 0) {
@@ -54,9 +54,16 @@ final class DoctorCommand extends Action {
         }
     }
 
+    /** Once: what it looks at is the process, and not the user who is acted for. */
+    private void prepare() throws IOException {
+        if (!needsLibrary()) {
+            loadLibrary();
+        }
+    }
+
     private void service(Findings findings) throws IOException, Failure {
         ServiceChecks service = new ServiceChecks(findings, pid);
-        loadLibrary(); // it knows the names of users
+        prepare(); // it knows the names of users
         String missing = service.whatIsMissing();
         if (missing != null) {
             throw new Failure(Exit.NOT_FOUND, pid + ": " + missing);
@@ -71,7 +78,7 @@ final class DoctorCommand extends Action {
         if (!process.library()) {
             return false;
         }
-        loadLibrary();
+        prepare();
         process.client();
         process.acl();
         if (as == null) {
