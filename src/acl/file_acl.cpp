@@ -16,14 +16,22 @@ Failure changeOne(const std::string& path, ACL& spec, AclChange change) {
   return (current - spec).store(path, false);
 }
 
+Failure clearAccess(const std::string& path) {
+  ACL access(ACL_TYPE_ACCESS, ACL::Unloaded());
+  if (Failure failure = access.load(path)) return failure;
+  return access.clear();
+}
+
 }  // namespace
 
 Failure aclStatus(const std::string& path, bool isDirectory, std::string& bytes) try {
   ACLUtil::require();
   ACL access(ACL_TYPE_ACCESS, ACL::Unloaded());
   if (Failure failure = access.load(path)) return failure;
-  ACL byDefault(ACL_TYPE_DEFAULT, ACL::Unloaded());
-  if (Failure failure = byDefault.load(isDirectory ? path : std::string())) return failure;
+  ACL byDefault(ACL_TYPE_DEFAULT);
+  if (isDirectory) {
+    if (Failure failure = byDefault.load(path)) return failure;
+  }
   std::vector<ACL*> acls{&access, &byDefault};
   bytes.reserve(ROOM);
   convert(acls, bytes);
@@ -50,9 +58,7 @@ Failure removeDefaultAcl(const std::string& path, bool isDirectory) {
 
 Failure removeAcl(const std::string& path, bool isDirectory) {
   ACLUtil::require();
-  ACL access(ACL_TYPE_ACCESS, ACL::Unloaded());
-  if (Failure failure = access.load(path)) return failure;
-  if (Failure failure = access.clear()) return failure;
+  if (Failure failure = clearAccess(path)) return failure;
   return removeDefaultAcl(path, isDirectory);
 }
 
