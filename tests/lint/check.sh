@@ -60,7 +60,9 @@ grep -q 'no main to compare with' "$work/said" || fail "without main: $(cat "$wo
 PATIENCE=1 "$SCRIPTS/watched.sh" "$work/log" '/shown/p' \
   sh -c 'echo shown 1; echo kept; sleep 1.5; echo shown 2 >&2; exit 3' >"$work/said" 2>&1
 [ $? -eq 3 ] || fail 'a status is lost'
-printf '%s\n' 'shown 1' "... at work for 1 s, 2 lines in $work/log" 'shown 2' "See $work/log" | diff - "$work/said" ||
+# A slow machine takes its time.
+printf '%s\n' 'shown 1' "... at work for N s, 2 lines in $work/log" 'shown 2' "See $work/log" |
+  diff - <(sed 's/for [0-9]* s/for N s/' "$work/said" | uniq) ||
   fail 'a long command is not watched'
 [ "$(wc -l <"$work/log")" -eq 3 ] || fail "kept: $(cat "$work/log")"
 exit $failed
