@@ -18,8 +18,8 @@ import java.util.regex.Pattern;
 final class PathWalk {
     /** As many links as the kernel follows (path_resolution(7)). */
     private static final int MOST_LINKS = 40;
-    /** rmdir(2) and rename(2) refuse both, whoever asks. */
     private static final String HERE = ".";
+    /** rmdir(2) and rename(2) refuse both, whoever asks. */
     private static final Pattern DOTS = Pattern.compile("(^|/)[.][.]?/*$");
 
     final String path;
