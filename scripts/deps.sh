@@ -37,6 +37,7 @@ for set in "$@"; do
       need getfacl acl
       need getfattr attr
       need fuse2fs fuse2fs
+      need btrfs btrfs-progs
       need clang++ clang
       need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" libclang-rt-14-dev
       ;;
