@@ -7,10 +7,11 @@ export CLIENT=$PWD/$build/client/cephfs LD_LIBRARY_PATH=$PWD/$build/client/cephf
 began=$SECONDS failed=0
 attempt() { echo "== ${*##*/}"; "$@" || { failed=1; echo "FAILED: $*"; }; }
 
-cmake --build --preset cephfs --target cephfs_tests >"$build/cephfs.log" 2>&1 || { cat "$build/cephfs.log"; exit 1; }
+cmake --build --preset cephfs --target cephfs_tests zolthadoop zolttest zoltfaults zolt_test_java >"$build/cephfs.log" 2>&1 || { cat "$build/cephfs.log"; exit 1; }
 attempt "$build/tests/cephfs/cephfs_tests" --gtest_brief=1
 # shellcheck disable=SC2016  # for the shell beside the cluster
-for test in 'map.py $CLIENT/libzolt.so' 'mount.py $CLIENT/libzolt.so' 'listing.py bin/zolt $MOUNT'; do
+for test in 'map.py $CLIENT/libzolt.so' 'mount.py $CLIENT/libzolt.so' 'listing.py bin/zolt $MOUNT' \
+  "natives.py $build"; do
   attempt scripts/cephfs.sh bash -c "/usr/bin/python3 tests/cephfs/$test"
 done
 attempt scripts/cephfs.sh tests/cephfs/demo.sh bin/zolt

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs JUnit in a virtual machine that checks every JNI call. The environment says which: JAVA, LEVEL,
 # LIBRARY, TEST_LIBRARY, FAULTS, LIBACL_PATH (of the libacl that can fail; not for the tools that this
-# script calls), LD_LIBRARY_PATH, CLASSPATH; WALK_PAIRS=true, if set, walks pairs of failures too;
+# script calls), LD_LIBRARY_PATH, CLASSPATH; WALK_PAIRS=true, if set, walks pairs of failures too; FOLDER, if
+# set, is where files are made, and FILES how many of them are many;
 # SANITIZER_PRELOAD (the run-time libraries of a build with sanitizers, which must come before all
 # others), if set. The arguments go to JUnit.
 #
@@ -17,7 +18,7 @@ trap 'rm -rf "$output" "$reports"' EXIT
 
 LD_PRELOAD=${SANITIZER_PRELOAD:+$SANITIZER_PRELOAD:}$FAULTS LD_LIBRARY_PATH=$LD_LIBRARY_PATH:$LIBACL_PATH "$JAVA" -Xcheck:jni -Xmx512m -ea \
   -Dzolt.library="$LIBRARY" -Dzolt.test.library="$TEST_LIBRARY" -Dzolt.test.level="$LEVEL" \
-  -Dzolt.test.pairs="${WALK_PAIRS:-false}" \
+  -Dzolt.test.pairs="${WALK_PAIRS:-false}" -Dzolt.test.files="${FILES:-100000}" -Djava.io.tmpdir="${FOLDER:-/tmp}" \
   -Djava.library.path=/nowhere \
   org.junit.platform.console.ConsoleLauncher \
   --disable-banner --details=tree --details-theme=ascii --disable-ansi-colors \

@@ -33,10 +33,10 @@ class BlockLocationsTest {
     void everyBlockOfTheFileSystem() throws Exception {
         read(Form.FILE_SYSTEM, 0, BlockLocations.TO_THE_END);
         assertEquals(Fixture.BLOCKS, locations.count());
-        assertEquals(Fixture.BLOCK, locations.blockSize());
+        assertEquals(files.block, locations.blockSize());
         assertEquals(3, locations.replicas());
         for (int block = 0; block < locations.count(); block++) {
-            assertEquals((long) block * Fixture.BLOCK, locations.offset(block));
+            assertEquals((long) block * files.block, locations.offset(block));
             BlockLocation value = locations.list().get(block);
             assertEquals(List.of(locations.node(block, 0), locations.node(block, 1),
                     locations.node(block, 2)), value.nodes());
@@ -47,22 +47,23 @@ class BlockLocationsTest {
     @Test
     void rangesAreWholeBlocks() throws Exception {
         BlockLocations all = BlockLocations.of(files.blocks, Form.FILE_SYSTEM);
-        int[][] ranges = {{0, 1, 0, 1}, {4095, 1, 0, 1}, {4095, 2, 0, 2}, {4096, 4096, 1, 1},
-            {5000, 20000, 1, 6}, {30000, 99999, 7, 1}, {0, 0, 0, 0}, {32768, 10, 0, 0},
-            {40000, -1, 0, 0}, {32767, -1, 7, 1}, {12288, -1, 3, 5}};
+        int one = files.block;
+        int[][] ranges = {{0, 1, 0, 1}, {one - 1, 1, 0, 1}, {one - 1, 2, 0, 2}, {one, one, 1, 1},
+            {one + 1, 5 * one, 1, 6}, {7 * one + 1, 9 * one, 7, 1}, {0, 0, 0, 0}, {8 * one, 10, 0, 0},
+            {9 * one, -1, 0, 0}, {8 * one - 1, -1, 7, 1}, {3 * one, -1, 3, 5}};
         for (int[] range : ranges) {
             read(Form.FILE_SYSTEM, range[0], range[1]);
             assertEquals(range[3], locations.count(), range[0] + "+" + range[1]);
-            assertEquals(Fixture.BLOCK, locations.blockSize());
+            assertEquals(files.block, locations.blockSize());
             assertEquals(3, locations.replicas());
             for (int block = 0; block < range[3]; block++) {
                 assertEquals(all.list().get(range[2] + block).toString(),
                         locations.list().get(block).toString());
             }
         }
-        Fixture.resize(files.blocks, 5000);
+        Fixture.resize(files.blocks, one + 904);
         read(Form.FILE_SYSTEM, 0, -1);
-        assertEquals(List.of(4096L, 904L),
+        assertEquals(List.of((long) one, 904L),
                 locations.list().stream().map(BlockLocation::length).toList());
     }
 
@@ -70,7 +71,7 @@ class BlockLocationsTest {
     @Test
     void rankedBlocksAreTheGroupsOfTheirBlocks() throws Exception {
         int blocks = 6001;
-        Fixture.resize(files.blocks, (long) blocks * Fixture.BLOCK - 100);
+        Fixture.resize(files.blocks, (long) blocks * files.block - 100);
         BlockLocations single = BlockLocations.of(files.blocks, Form.FILE_SYSTEM);
         assertEquals(blocks, single.count());
         for (int factor : new int[] {1, 2, 5, 7, 1000, 1024}) {
@@ -83,20 +84,20 @@ class BlockLocationsTest {
     @Test
     void rankedBlocksLargerThanAnAnswer() throws Exception {
         int blocks = 9000;
-        Fixture.resize(files.blocks, (long) blocks * Fixture.BLOCK);
-        ZoltLibrary.setDefaults(4000L * Fixture.BLOCK, 3);
+        Fixture.resize(files.blocks, (long) blocks * files.block);
+        ZoltLibrary.setDefaults(4000L * files.block, 3);
         check(BlockLocations.of(files.blocks, Form.FILE_SYSTEM), 4000, blocks);
     }
 
     private void check(BlockLocations single, int factor, int blocks) throws IOException {
-        for (long offset : new long[] {0, 1, 2500L * Fixture.BLOCK + 1}) {
+        for (long offset : new long[] {0, 1, 2500L * files.block + 1}) {
             read(Form.RANKED, offset, BlockLocations.TO_THE_END);
-            int first = (int) (offset / Fixture.BLOCK / factor);
+            int first = (int) (offset / files.block / factor);
             assertEquals((blocks + factor - 1) / factor - first, locations.count());
-            assertEquals((long) factor * Fixture.BLOCK, locations.blockSize());
+            assertEquals((long) factor * files.block, locations.blockSize());
             for (int group = 0; group < locations.count(); group++) {
                 int from = (first + group) * factor;
-                assertEquals((long) from * Fixture.BLOCK, locations.offset(group));
+                assertEquals((long) from * files.block, locations.offset(group));
                 Map<Integer, Integer> held = new HashMap<>();
                 for (int block = from; block < Math.min(from + factor, blocks); block++) {
                     for (int copy = 0; copy < 3; copy++) {
@@ -116,17 +117,17 @@ class BlockLocationsTest {
 
     @Test
     void sizesAlone() throws Exception {
-        ZoltLibrary.setDefaults(3 * Fixture.BLOCK + 1, 2);
+        ZoltLibrary.setDefaults(3 * files.block + 1, 2);
         read(Form.SIZES, 0, BlockLocations.TO_THE_END);
-        assertEquals(4 * Fixture.BLOCK, locations.blockSize());
+        assertEquals(4 * files.block, locations.blockSize());
         assertEquals(3, locations.replicas());
         assertEquals(0, locations.count());
         read(Form.HDFS, 0, BlockLocations.TO_THE_END);
-        assertEquals(4 * Fixture.BLOCK, locations.blockSize());
+        assertEquals(4 * files.block, locations.blockSize());
         assertEquals(2, locations.count());
         read(Form.HDFS, 0, 0);
         assertEquals(0, locations.count());
-        assertEquals(4 * Fixture.BLOCK, locations.blockSize());
+        assertEquals(4 * files.block, locations.blockSize());
     }
 
     @Test

@@ -15,7 +15,6 @@ import java.util.concurrent.FutureTask;
 
 /** The files that the examples and the tests work on, and the system's own tools to compare with. */
 final class Fixture {
-    static final int BLOCK = 4096;
     static final int BLOCKS = 8;
 
     final String directory;
@@ -23,9 +22,11 @@ final class Fixture {
     final String file;
     final String link;
     final String blocks;
+    /** The file system's block. */
+    final int block;
 
     /** Everybody may search the way to them. */
-    Fixture(Path empty) throws IOException {
+    Fixture(Path empty) throws Exception {
         permit(empty, "rwxr-xr-x");
         Path made = Files.createDirectory(empty.resolve("directory"));
         permit(made, "rwxr-xr-x");
@@ -34,7 +35,8 @@ final class Fixture {
         file = write(empty.resolve("file"), "hello world");
         link = Files.createSymbolicLink(empty.resolve("link"), Path.of("file")).toString();
         blocks = write(empty.resolve("blocks"), "");
-        resize(blocks, (long) BLOCKS * BLOCK);
+        block = Integer.parseInt(run("stat", "-c", "%o", blocks).strip());
+        resize(blocks, (long) BLOCKS * block);
     }
 
     private static String write(Path path, String text) throws IOException {

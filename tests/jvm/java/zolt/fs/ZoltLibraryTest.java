@@ -36,10 +36,10 @@ class ZoltLibraryTest {
     @Test
     void settingsThatMakeNoSenseAreRefused() throws Exception {
         Fixture files = new Fixture(dir);
-        ZoltLibrary.setDefaults(8192, 2);
+        ZoltLibrary.setDefaults(1 << 20, 2);
         assertThrows(IllegalArgumentException.class, () -> ZoltLibrary.setDefaults(0, 3));
         assertThrows(IllegalArgumentException.class, () -> ZoltLibrary.setDefaults(4096, 0));
-        assertEquals(8192, FileStatus.of(files.file).blockSize());
+        assertEquals(1 << 20, FileStatus.of(files.file).blockSize());
         assertFalse(ZoltLibrary.alwaysSuper());
     }
 

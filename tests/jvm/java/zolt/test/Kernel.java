@@ -5,6 +5,9 @@ package zolt.test;
  * the answers that it is measured by. Strings cross as they do there, as modified UTF-8.
  */
 public final class Kernel {
+    /** Where the block size stands in what {@link #stat} answers. */
+    public static final int BLOCK = 11;
+
     private Kernel() {}
 
     static {

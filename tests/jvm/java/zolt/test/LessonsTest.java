@@ -56,7 +56,7 @@ class LessonsTest extends Cleared {
                 () -> ZOLTNative.getDirentCountNative(dir.toString()),
                 () -> ZOLTNative.getDirentsNative(dir.toString(), words, false, false),
                 () -> ZOLTNative.getBlockLocationsNative(file, 0, true, 0, 5, null, words),
-                () -> ZOLTNative.setReplication(file, (short) 2, true),
+                () -> ZOLTNative.setReplication(file, (short) 3, true),
                 () -> ZOLTNative.setBGF(file, 2),
                 () -> ZOLTNative.setPermission(file, (short) 0600),
                 () -> ZOLTNative.setTimes(file, 1, 1),

@@ -39,6 +39,8 @@ public final class Mount {
     private static final int SOURCE = 2;
     private static final int SUPER_OPTIONS = 3;
 
+    /** Its program decides as the kernel would: by owner, mode and list. */
+    private static final String CEPH = "fuse.ceph-fuse";
     private static final String FUSE_OWNER = "user_id=";
     private static final String RESERVED = "resuid=";
     /** Quotas whose limits count, as ext4, xfs and others write them. */
@@ -389,7 +391,7 @@ public final class Mount {
             return Optional.of(point + " (" + type + ") admits processes of the user who mounted it, and does"
                     + " not ask for whom they act");
         }
-        return superOptions.contains("default_permissions") ? Optional.empty()
+        return superOptions.contains("default_permissions") || type.equals(CEPH) ? Optional.empty()
                 : Optional.of("the program that serves " + point + " (" + type + ") decides");
     }
 

@@ -24,7 +24,7 @@ class BlockBuffersTest extends Blocks {
     void nothingButTheHeaderIsWrittenToTheStatusBuffer() throws IOException {
         ByteBuffer status = status(110);
         byte[] wanted = bytes(status);
-        ByteBuffer.wrap(wanted).order(ByteOrder.nativeOrder()).putLong(90, BLOCK).putInt(98, 3);
+        ByteBuffer.wrap(wanted).order(ByteOrder.nativeOrder()).putLong(90, unit).putInt(98, 3);
         status.position(50).limit(60);
         ByteBuffer locations = direct(24);
         locations.position(4).limit(8);
@@ -42,7 +42,7 @@ class BlockBuffersTest extends Blocks {
             ByteBuffer status = status(102);
             ByteBuffer locations = direct(10);
             locate(type, 0, 0, status, locations);
-            assertEquals(type == 0 ? BLOCK : 2 * BLOCK, status.getLong(90));
+            assertEquals(type == 0 ? unit : 2 * unit, status.getLong(90));
             assertTrue(status.getInt(98) >= 3);
             expectUntouched(locations, 0);
             locate(type, 0, 0, status, null);
@@ -78,7 +78,7 @@ class BlockBuffersTest extends Blocks {
         ByteBuffer status = status(102);
         for (int size : new int[] {0, 4, 20, 44}) {
             expect(BufferOverflowException.class, null,
-                    () -> locate(0, 0, 2 * BLOCK, status, direct(size)));
+                    () -> locate(0, 0, 2 * unit, status, direct(size)));
             Log.expectAmong(Level.ERROR, "Buffer overflow: claim 12 remaining " + size / 4);
         }
         expect(BufferOverflowException.class, null, () -> locate(0, 0, 1, status, null));
@@ -89,7 +89,7 @@ class BlockBuffersTest extends Blocks {
                     () -> locate(each, 0, 1, status, direct(20)));
         }
         expectUntouched(status, 32);
-        locate(0, 0, 2 * BLOCK, status, direct(48));
+        locate(0, 0, 2 * unit, status, direct(48));
     }
 
     @Test
@@ -113,7 +113,7 @@ class BlockBuffersTest extends Blocks {
         shifted.duplicate().put(status.duplicate().limit(102));
         ByteBuffer locations = direct(27).position(3).slice().order(ByteOrder.nativeOrder());
         locate(0, 0, 1, shifted, locations);
-        expectHeader(BLOCK, 3, shifted);
+        expectHeader(unit, 3, shifted);
         ByteBuffer same = direct(24);
         locate(0, 0, 1, null, same);
         assertArrayEquals(words(same), words(locations));
@@ -159,7 +159,7 @@ class BlockBuffersTest extends Blocks {
             } else {
                 locate(0, 0, 1, status, locations);
             }
-            expectHeader(BLOCK, 3, status);
+            expectHeader(unit, 3, status);
             assertTrue(words(locations)[0] >= 0);
             Descriptors.expectNone(dir);
             Faults.arm("zolt_fcntl", Faults.EACCES);
@@ -209,7 +209,7 @@ class BlockBuffersTest extends Blocks {
 
     @Test
     void aFailureInALaterRoundKeepsTheWordsOfTheEarlier() throws Exception {
-        resize(file, 3000L * BLOCK);
+        resize(file, 3000L * unit);
         ByteBuffer locations = direct(4 * 6 * 3000);
         Faults.arm("zolt_fcntl", 2, 2, Faults.EIO);
         assertThrows(IOException.class, () -> locate(0, 0, -1, null, locations));
@@ -224,8 +224,8 @@ class BlockBuffersTest extends Blocks {
         for (int type = 1; type <= 3; type++) {
             int each = type;
             expect(IOException.class, "Invalid argument: " + file,
-                    () -> locate(each, 0, 1, status(102, BLOCK, REGULAR, 0), direct(24)));
+                    () -> locate(each, 0, 1, status(102, unit, REGULAR, 0), direct(24)));
         }
-        locate(0, 0, 1, status(102, BLOCK, REGULAR, 0), direct(24));
+        locate(0, 0, 1, status(102, unit, REGULAR, 0), direct(24));
     }
 }

@@ -7,6 +7,7 @@ import java.io.IOException;
 import java.io.RandomAccessFile;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
+import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
@@ -15,20 +16,23 @@ import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.io.TempDir;
 import zolt.test.Cleared;
 import zolt.test.Descriptors;
+import zolt.test.Kernel;
 
-/** A file of ten blocks on the embedded client's 8 nodes, and buffers to ask about it with. */
+/** A file of ten blocks of the file system, and buffers to ask about it with. */
 abstract class Blocks extends Cleared {
     static final int REGULAR = 0100644;
-    static final int BLOCK = 4096;
     static final byte UNTOUCHED = 0x55;
 
     @TempDir Path dir;
     Path file;
+    /** The file system's block. */
+    int unit;
 
     @BeforeEach
     void create() throws Exception {
-        file = dir.resolve("file");
-        resize(file, 10 * BLOCK);
+        file = Files.createFile(dir.resolve("file"));
+        unit = (int) Kernel.stat(file.toString(), true)[Kernel.BLOCK];
+        resize(file, 10L * unit);
     }
 
     @AfterEach
@@ -58,7 +62,7 @@ abstract class Blocks extends Cleared {
     }
 
     ByteBuffer status(int size) {
-        return status(size, 10 * BLOCK, REGULAR, BLOCK);
+        return status(size, 10L * unit, REGULAR, unit);
     }
 
     static byte[] bytes(ByteBuffer buffer) {

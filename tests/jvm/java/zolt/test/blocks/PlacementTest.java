@@ -26,7 +26,7 @@ class PlacementTest extends Blocks {
             assertTrue(ZOLTNative.setBGF(file.toString(), bgf));
             ByteBuffer status = status(102);
             locate(1, 0, 0, status, null);
-            assertEquals((long) bgf * BLOCK, status.getLong(90));
+            assertEquals((long) bgf * unit, status.getLong(90));
         }
         for (int bgf : new int[] {0, -1, 1025, Integer.MAX_VALUE, Integer.MIN_VALUE}) {
             Log.clear();
@@ -35,7 +35,7 @@ class PlacementTest extends Blocks {
             Log.expect(Level.ERROR, "Invalid BGF(" + bgf + ")");
             ByteBuffer status = status(102);
             locate(1, 0, 0, status, null);
-            assertEquals(1024L * BLOCK, status.getLong(90));
+            assertEquals(1024L * unit, status.getLong(90));
         }
     }
 
@@ -62,12 +62,12 @@ class PlacementTest extends Blocks {
         ByteBuffer status = status(102);
         assertTrue(ZOLTNative.setBGF(path, 1));
         locate(2, 0, 0, status, null);
-        expectHeader(BLOCK, 5, status);
+        expectHeader(unit, 5, status);
         locate(0, 0, 1, status, direct(40));
-        expectHeader(BLOCK, 3, status);
+        expectHeader(unit, 3, status);
         assertTrue(ZOLTNative.setReplication(path, (short) 5, true));
         locate(0, 0, 1, status, direct(40));
-        expectHeader(BLOCK, 5, status);
+        expectHeader(unit, 5, status);
         Log.expect(Level.ERROR);
     }
 
@@ -97,20 +97,20 @@ class PlacementTest extends Blocks {
         ByteBuffer status = status(102);
         assertTrue(ZOLTNative.setBGF(path, 1));
         locate(2, 0, 0, status, null);
-        expectHeader(BLOCK, 6, status);
+        expectHeader(unit, 6, status);
     }
 
     /** What was set is on the file: another virtual machine finds it, and what this one finds. */
     @Test
     void settingsSurviveTheVirtualMachine() throws Exception {
-        assertEquals("block size 12288 replicas 5", Vm.run("defaults", file.toString()));
+        assertEquals("block size " + 3 * unit + " replicas 5", Vm.run("defaults", file.toString(), "" + unit));
         assertEquals("set true true", Vm.run("set", file.toString()));
         ByteBuffer status = status(102);
         locate(2, 0, 0, status, null);
-        expectHeader(4 * BLOCK, 6, status);
+        expectHeader(4 * unit, 6, status);
         locate(0, 0, 1, status, direct(48));
-        expectHeader(BLOCK, 6, status);
-        assertEquals("block size 16384 replicas 6", Vm.run("defaults", file.toString()));
+        expectHeader(unit, 6, status);
+        assertEquals("block size " + 4 * unit + " replicas 6", Vm.run("defaults", file.toString(), "" + unit));
     }
 
     /** A virtual machine of its own, whose settings are its own too. */
@@ -139,8 +139,9 @@ class PlacementTest extends Blocks {
                         + ZOLTNative.setReplication(path, (short) 6, true));
                 return;
             }
-            ZOLTNative.setDefaultBlockSizeReplication(2 * BLOCK + 1, 5);
-            ByteBuffer status = status(102, BLOCK, REGULAR, BLOCK);
+            int unit = Integer.parseInt(arguments[2]);
+            ZOLTNative.setDefaultBlockSizeReplication(2 * unit + 1, 5);
+            ByteBuffer status = status(102, unit, REGULAR, unit);
             ZOLTNative.getBlockLocationsNative(path, 1, true, 0, 0, status, null);
             System.out.println("block size " + status.getLong(90) + " replicas "
                     + status.getInt(98));

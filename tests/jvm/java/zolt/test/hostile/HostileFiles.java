@@ -167,7 +167,7 @@ final class HostileFiles {
             header.put(0, given, 0, Math.min(given.capacity(), StatusRecord.HEADER_END));
         } else {
             record(call.text(0), header);
-            header.putInt(StatusRecord.BLOCK_SIZE, (int) Kernel.stat(call.text(0), true)[11]);
+            header.putInt(StatusRecord.BLOCK_SIZE, (int) Kernel.stat(call.text(0), true)[Kernel.BLOCK]);
         }
         ByteBuffer roomy = ByteBuffer.allocateDirect(1 << 16).order(ByteOrder.nativeOrder());
         int type = (int) call.number(1);

@@ -30,7 +30,6 @@ final class HostileStatus {
     private static final int ATIME = 5;
     private static final int MTIME = 7;
     private static final int CTIME = 9;
-    private static final int BLOCK = 11;
 
     private HostileStatus() {}
 
@@ -116,7 +115,7 @@ final class HostileStatus {
                 && kept.length == 2 ? kept[0] : 3;
         out.putShort(StatusRecord.REPLICATION, (short) copies);
         boolean grouped = attribute(path, "trusted.zolt.BGF") instanceof byte[] bgf && bgf.length == 4;
-        long unit = stat[BLOCK];
+        long unit = stat[Kernel.BLOCK];
         out.putInt(StatusRecord.BLOCK_SIZE, (int) (grouped ? 4 * unit : (DEFAULT_BLOCK + unit - 1) / unit * unit));
         if (!lease) {
             return Outcome.value(1);
