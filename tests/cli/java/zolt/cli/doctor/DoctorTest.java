@@ -36,7 +36,8 @@ class DoctorTest extends CliFixture {
         Map<String, Map<String, Object>> found =
                 findings(Cli.done("doctor", "--json", dir.toString()));
         for (String check : List.of("library", "libacl", "identity", "nobody", "superuser", "log level",
-                "status", "mount", "listing", "attributes", "ACLs", "leases", "blocks")) {
+                "status", "mount", "listing", "attributes", "ACLs", "leases", "blocks",
+                "clocks", "default ACLs", "groups")) {
             assertNotNull(found.get(check), check);
             assertEquals("ok", found.get(check).get("verdict"), found.get(check).toString());
         }

@@ -24,7 +24,7 @@ final class DoctorCommand extends Action {
 
     @Parameters(paramLabel = "PATH", arity = "0..1",
             description = "A directory of the file system to be checked. Where one may write there, a"
-                    + " file is made, tried and removed.")
+                    + " file and a directory are made, tried and removed.")
     String path;
 
     DoctorCommand(Session session) {

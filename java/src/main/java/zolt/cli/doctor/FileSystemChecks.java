@@ -25,16 +25,18 @@ public final class FileSystemChecks {
     private static final byte[] VALUE = {1, 2, 3};
     private static final int BLOCK = 4096;
     private static final String UNTRIED = ", so attributes, access control lists, leases and blocks were not tried";
-    private static final String LOG = "see the log of the kernel";
+    static final String LOG = "see the log of the kernel";
 
     private final Findings findings;
     private final String path;
     private final String why;
+    private final boolean acting;
 
     /** @param as the user who is acted for; null for none */
     public FileSystemChecks(Findings findings, String path, String as) {
         this.findings = findings;
         this.path = path;
+        this.acting = as != null;
         this.why = "zolt why " + (as == null ? "" : "--as " + Remedy.quoted(as) + " ");
     }
 
@@ -78,6 +80,7 @@ public final class FileSystemChecks {
         try {
             fill(file);
             write(file.toString());
+            directory();
         } finally {
             remove(file);
         }
@@ -170,7 +173,16 @@ public final class FileSystemChecks {
         });
     }
 
-    private void remove(Path file) {
+    /** On a directory, once a file could be made. */
+    private void directory() {
+        try {
+            new DirectoryChecks(findings, this, path).all(!acting && Rights.now().switches());
+        } catch (IOException e) {
+            findings.fail("directories", path + ": " + Shortage.reason(e), LOG);
+        }
+    }
+
+    void remove(Path file) {
         try {
             Files.delete(file);
         } catch (IOException e) {
@@ -179,11 +191,11 @@ public final class FileSystemChecks {
     }
 
     /** Something that the file system may refuse; null stands for an answer that is wrong. */
-    private interface Trial {
+    interface Trial {
         String run() throws IOException;
     }
 
-    private void tried(String check, String mend, Trial trial) {
+    void tried(String check, String mend, Trial trial) {
         try {
             String found = trial.run();
             if (found == null) {
