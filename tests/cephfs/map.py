@@ -3,9 +3,11 @@
 replication is, and when it may be set; what happens while OSDs or the monitor are away. Within scripts/cephfs.sh."""
 import os
 import random
+import re
 import signal
 import subprocess
 import sys
+import textwrap
 import threading
 import time
 
@@ -59,6 +61,15 @@ def layouts():
     expect("an empty file", client.locations(make("empty", 0))[2], [])
     expect("a range past the end", client.locations(large, 1 << 40)[2], [])
     print("map: %d blocks are where the monitors say" % compared)
+
+
+def hosts():
+    """By the command that the document gives."""
+    document = open(os.path.join(os.path.dirname(__file__), "../../docs/cephfs.md")).read()
+    command = re.search(r"^    ceph osd tree.*?(?=\n\n)", document, re.M | re.S).group(0)
+    said = subprocess.run(["bash", "-c", textwrap.dedent(command)], check=True, capture_output=True, text=True).stdout
+    expect("each OSD's host", sorted(said.strip().split(",")), ["0=node0", "1=node1", "2=node2"])
+    print("hosts: %s" % said.strip())
 
 
 def replication():
@@ -163,7 +174,7 @@ def threads():
         print("map of 1,000 objects, %d thread%s: %.0f us each" % (count, "s" if count > 1 else "", best * 1e6))
 
 
-for part in (layouts, replication, an_osd_goes, the_monitor_goes, threads):
+for part in (layouts, hosts, replication, an_osd_goes, the_monitor_goes, threads):
     began = time.time()
     part()
     print("  %.1f s" % (time.time() - began), flush=True)
