@@ -23,19 +23,25 @@ bool count_greater(const std::pair<int, int>& a, const std::pair<int, int>& b) {
   return a.second > b.second;
 }
 
-void rankFirst(std::vector<std::pair<int, int>>& nodes, int replicas) {
+void rankFirst(std::span<std::pair<int, int>> nodes, int replicas) {
   const auto size = static_cast<std::ptrdiff_t>(nodes.size());
   std::ptrdiff_t pivot = std::ptrdiff_t{replicas} - 1;
   // With the pivot at the end nothing moves. A pivot past the end would be none: the last pair
   // stands in for it, which orders a few pairs fully.
   if (pivot > size) pivot = size - 1;
   if (pivot < 0) return;
-  std::nth_element(nodes.begin(), nodes.begin() + pivot, nodes.end(), count_greater);
+  // A closure is compiled into the selection; the function by itself would be called for each
+  // comparison.
+  std::nth_element(nodes.begin(), nodes.begin() + pivot, nodes.end(),
+                   [](const auto& a, const auto& b) { return count_greater(a, b); });
 }
 
 // Half as many nodes as slots at most.
-void NodeCounts::makeRoom() {
-  if (2 * (known_ + 1) <= slots_.size()) return;
+inline void NodeCounts::makeRoom() {
+  if (2 * (known_ + 1) > slots_.size()) grow();
+}
+
+void NodeCounts::grow() {
   std::vector<Slot> old(std::max(FEWEST_SLOTS, 2 * slots_.size()));
   old.swap(slots_);
   slots_[0].node = 1;
@@ -93,25 +99,27 @@ void NodeCounts::sortKnown() {
     if (slots_[i].blocksAndOne != 0) ascending_.push_back(i);
   }
   std::ranges::sort(ascending_, {}, [this](uint32_t i) { return slots_[i].node; });
+  ranked_.resize(ascending_.size());
 }
 
 void NodeCounts::emit(int replicas, Buffer<int>& out) {
   const auto answered = static_cast<size_t>(replicas);
   out.claim(2 * answered);
   sortKnown();
-  ranked_.clear();
+  size_t met = 0;
   for (const uint32_t i : ascending_) {
     Slot& slot = slots_[i];
     if (slot.blocksAndOne == 1) continue;
-    ranked_.emplace_back(slot.node, slot.blocksAndOne - 1);
+    ranked_[met++] = {slot.node, slot.blocksAndOne - 1};
     slot.blocksAndOne = 1;
   }
-  rankFirst(ranked_, replicas);
-  ranked_.resize(answered, {-1, -1});
-  for (const auto& node : ranked_)
-    out.append(&node.first, 1);
-  for (const auto& node : ranked_)
-    out.append(&node.second, 1);
+  rankFirst({ranked_.data(), met}, replicas);
+  int* const nodes = out.tryTake(2 * answered);
+  for (size_t i = 0; i < answered; ++i) {
+    const auto [node, blocks] = i < met ? ranked_[i] : std::pair{-1, -1};
+    nodes[i] = node;
+    nodes[answered + i] = blocks;
+  }
   beginGroup();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -45,6 +46,7 @@ class NodeCounts {
   };
 
   void makeRoom();
+  void grow();
   Slot& find(int node);
   void addElsewhere(int node);
   void sortKnown();
@@ -53,12 +55,12 @@ class NodeCounts {
   std::vector<Slot> slots_;  // by hash; their number is a power of two
   size_t known_ = 0;
   std::vector<uint32_t> ascending_;          // the known nodes' slots, unless some came since
-  std::vector<std::pair<int, int>> ranked_;  // of one group, kept for its memory
+  std::vector<std::pair<int, int>> ranked_;  // room for as many, used by one group
   bool empty_ = true;
 };
 
 /// Brings the `replicas` largest counts to the front of the pairs, which are in ascending order of
 /// their nodes. Their order is what std::nth_element leaves, ties included: clients see it.
-void rankFirst(std::vector<std::pair<int, int>>& nodes, int replicas);
+void rankFirst(std::span<std::pair<int, int>> nodes, int replicas);
 
 }  // namespace zolt
