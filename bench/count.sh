@@ -7,7 +7,7 @@ program=$1 counts=$2 folder=$3
 calls=20
 rm -rf "$folder"
 mkdir -p "$folder"
-valgrind -q --tool=callgrind --callgrind-out-file="$folder/out" "$program"
+LD_LIBRARY_PATH=$(dirname "$program") valgrind -q --tool=callgrind --callgrind-out-file="$folder/out" "$program"
 
 # One file a mark: its name, and the sum of all costs.
 for file in $(ls -v "$folder"/out.*); do

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # rival.sh BUILD SECONDS PAGE: the portable library beside that of BUILD, in instructions of the core's hot paths and in
-# processor time of every native; and the section of PAGE that says so. Fails where a native takes more than 3 % more.
+# processor time of every native; and the section of PAGE that says so. Fails where one of them misses its goal.
 set -eu -o pipefail
 build=$(realpath "$1") seconds=$2 page=$3
 here=$(dirname "$0")
@@ -34,19 +34,26 @@ unwinder that the portable library carries, some 4 µs a call.
 $(rows | awk -F '\t' '{
   printf "| %s | %s | %s | %s | %s | %s |\n", $1, $2, $3 == 0 ? "" : $3, $6, $7, $9 == "held" ? "held" : "**missed**"}')
 
-Instructions of the core's hot paths, with those of the C library (\`make bench-count\` for both). There the sources are
-compiled one by one, in the libraries as a whole; and a program of the portable library's compiler has a strlen() and a
-memcpy() of its own, which lengthen its listings, where the library calls the C library's.
+Instructions of the core's hot paths, with those of the C library (\`make bench-count\` for both). **$(counts | grep -c 'held |$') of $(counts | wc -l)
+are at most 1.03, or at most 20 instructions more**: each call makes a system call, which takes hundreds of nanoseconds,
+and 20 instructions take about five. Eight of those are the price of GLIBC 2.17, whose lstat(2) is a function of another
+name. The ranking of a few nodes is the C++ library's own \`std::nth_element\`, whose order clients see.
 
-| Path | Distribution's | Portable | x |
-|---|--:|--:|--:|
-$(awk -F '\t' 'NR == FNR {of[$1] = $2; next} {printf "| %s | %d | %d | %.3f |\n", $1, of[$1], $2, $2 / of[$1]}' \
-  "$folder/$(basename "$build").tsv" "$folder/$(basename "$portable").tsv")
+| Path | Distribution's | Portable | x | |
+|---|--:|--:|--:|---|
+$(counts)
 
 END
 }
+counts() {
+  awk -F '\t' 'NR == FNR {of[$1] = $2; next} {
+    held = $2 <= 1.03 * of[$1] || $2 <= of[$1] + 20
+    printf "| %s | %d | %d | %.3f | %s |\n", $1, of[$1], $2, $2 / of[$1], held ? "held" : "**missed**"}' \
+    "$folder/$(basename "$build").tsv" "$folder/$(basename "$portable").tsv"
+}
 rows() { tail -n +2 "$folder/goals.tsv"; }
 
+! counts | grep -q missed || failed=1
 section >"$folder/section.md"
 awk -v section="$folder/section.md" '
   function put() {while ((getline line <section) > 0) print line; done = 1}

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <tuple>
@@ -232,7 +231,9 @@ void countAcl(const std::string& path) {
 
 }  // namespace
 
-int main() {
+[[gnu::visibility("default")]] int zoltCount();
+
+int zoltCount() {
   zolt::logger2::currentLevel = zolt::LOG_OFF;
   char folder[] = "/dev/shm/zolt-counts-XXXXXX";
   if (mkdtemp(static_cast<char*>(folder)) == nullptr) return 1;
@@ -240,9 +241,12 @@ int main() {
   const std::string path = root + "/file";
   const std::string directory = root + "/directory";
   std::ofstream(path) << "data";
-  std::filesystem::create_directory(directory);
-  for (int i = 0; i < ENTRIES; ++i)
-    std::ofstream(directory + "/part-" + std::to_string(i));
+  if (mkdir(directory.c_str(), 0700) != 0) return 1;
+  std::vector<std::string> entries;
+  for (int i = 0; i < ENTRIES; ++i) {
+    entries.push_back(directory + "/part-" + std::to_string(i));
+    std::ofstream{entries.back()};
+  }
 
   count("10 log sites that are off", [&] { tenSites(path); });
   count("20 log sites that are off", [&] { twentySites(path); });
@@ -254,6 +258,8 @@ int main() {
   countBlocks();
   countAcl(path);
 
-  std::filesystem::remove_all(root);
+  entries.insert(entries.end(), {path, directory, root});
+  for (const std::string& entry : entries)
+    std::remove(entry.c_str());
   return 0;
 }
