@@ -13,7 +13,7 @@ flock 9
 
 # Maven takes seconds to find that there is nothing to do.
 if [ -f "$folder/test-classpath" ] && [ -z "$(find "$here" "$here/../build/java/zolt-hadoop.jar" -newer "$folder/test-classpath" \
-    \( -name '*.java' -o -name '*.html' -o -name '*.properties' -o -name '*.jar' -o -name '*.xml' -o -type d \) -print -quit)" ]; then
+    \( -name '*.java' -o -name '*.html' -o -name '*.properties' -o -name '*.jar' -o -name '*.xml' -o -name build.sh -o -type d \) -print -quit)" ]; then
   exit 0
 fi
 
@@ -36,6 +36,21 @@ others() {
   for module; do tr ':' '\n' <"$folder/hdfs-$module/$file"; echo; done | grep -v "^$here/\|^\$" | awk '!seen[$0]++' | paste -sd :
 }
 
+# near: a class path of jars in FOLDER/jars, since those that Maven has got may lie where only their owner looks.
+mkdir -p "$folder/jars"
+near() {
+  local jar name path=
+  while IFS= read -r -d : jar; do
+    name=$folder/jars/${jar##*/}
+    if [ ! -f "$name" ]; then
+      install -m 644 "$jar" "$name.new" && mv "$name.new" "$name" || return
+    fi
+    cmp -s "$jar" "$name" || { echo "two jars are called ${jar##*/}" >&2; return 1; }
+    path=$path:$name
+  done < <(printf '%s:' "$(others "$@")")
+  printf '%s\n' "${path#:}"
+}
+
 # zolt:// for Hadoop's programs: with the natives of this platform, and with no class of Hadoop's.
 for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
   platform=${developers##*/zolt-hadoop-}
@@ -48,7 +63,9 @@ done
 
 service=(namespace datanode namenode filesystem)
 web=(namespace filesystem)
-printf '%s\n' "$(own "${web[@]}"):$(others service.path web)" >"$folder/web-classpath"
+nearby=$(near service.path web) || { echo "the jars of the web server cannot be copied"; exit 1; }
+printf '%s\n' "$(own "${web[@]}"):$nearby" >"$folder/web-classpath"
 printf '%s\n' "$(tests web)$(own "${web[@]}"):$(others tests.path web)" >"$folder/web-test-classpath"
-printf '%s\n' "$(own "${service[@]}"):$(others service.path namenode filesystem)" >"$folder/classpath"
+nearby=$(near service.path namenode filesystem) || { echo "the jars of the service cannot be copied"; exit 1; }
+printf '%s\n' "$(own "${service[@]}"):$nearby" >"$folder/classpath"
 printf '%s\n' "$(tests "${service[@]}")$(own "${service[@]}"):$(others tests.path namenode filesystem)" >"$folder/test-classpath"

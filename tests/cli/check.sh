@@ -80,6 +80,13 @@ for jar in zolt-cli zolt-hadoop; do
     mv "$work/$jar.jar" "$work/prefix/share/java"
   done
 done
+# What a terminal would obey is not said to it.
+expect 5 '^zolt: no java in JAVA_HOME=/\?\[31m\?z$' env JAVA_HOME=$'/\e[31m\u202ez' "$zolt" whoami
+expect 5 '^zolt: no java in JAVA_HOME=/\\033é$' env JAVA_HOME='/\033é' "$zolt" whoami
+expect 2 '^zolt: ZOLT_LOG=\? is no level: ' env ZOLT_LOG=$'\x01' "$zolt" whoami
+# The service is a part of the clone alone, and its help is there whether anything is built or not.
+expect 2 "^zolt: zolt hdfs runs from a clone in which 'make hdfs' was called: it is not installed\$" "$zolt" hdfs
+expect 0 '^usage: zolt hdfs start DIR ' "$(dirname "$0")/../../bin/zolt" help hdfs
 cut=$work/cut.so
 for bytes in 64 1000 100000; do
   head -c $bytes "$(find "$work/prefix" -name libzolthadoop.so.1.0.0)" >"$cut"
@@ -319,6 +326,13 @@ keeping() {
 }
 caps=+setuid,+setgid,+dac_override,+sys_admin
 chmod 600 "$work/attributed"
+# A jar that is for its owner alone is said in one line, whichever it is.
+for jar in zolt-cli zolt-hadoop; do
+  chmod 600 "$work/prefix/share/java/$jar.jar"
+  expect 5 "^zolt: $work/prefix/share/java/$jar.jar may not be read here: " setpriv --reuid=1 --regid=1 --clear-groups "$zolt" whoami
+  alone setpriv --reuid=1 --regid=1 --clear-groups "$zolt" whoami
+  chmod 644 "$work/prefix/share/java/$jar.jar"
+done
 # The groups are those of the user, too: not the caller's, whose first is the user's, and not root's.
 echo of-the-group >"$work/of-root" && chmod 640 "$work/of-root"
 for first in 65534 1 0; do

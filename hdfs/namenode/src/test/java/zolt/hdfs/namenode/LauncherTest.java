@@ -5,6 +5,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
@@ -21,7 +23,7 @@ import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
 
-/** What 'zolt hdfs' does with the configuration of a folder. */
+/** What 'zolt hdfs' does with the configuration of a folder, for users who do not serve it, and where something is missing. */
 class LauncherTest {
     @TempDir
     private Path work;
@@ -80,6 +82,83 @@ class LauncherTest {
         assertEquals("7", all.get("dfs.namenode.handler.count"));
         assertEquals("1", all.get("another.key"));
         assertEquals(null, all.get("a.comment"));
+    }
+
+    private static final String LAUNCHER = System.getProperty("zolt.test.launcher");
+
+    /** Calls it, or a copy of it, as an ordinary user: what both streams say, and the status before that. */
+    private String asNobody(String... command) throws Exception {
+        Files.setPosixFilePermissions(work, PosixFilePermissions.fromString("rwxr-xr-x"));
+        List<String> all = new ArrayList<>(List.of("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"));
+        all.addAll(List.of(command));
+        return said(all);
+    }
+
+    private String said(List<String> command) throws Exception {
+        ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+        builder.environment().put("ZOLT_HDFS_STATE", work.resolve("state").toString());
+        Process process = builder.start();
+        String said = new String(process.getInputStream().readAllBytes());
+        return process.waitFor() + " " + said;
+    }
+
+    /** Whoever has built it: Maven's jars may lie where only their owner looks. */
+    @Test
+    void hadoopsShellIsForEveryUser() throws Exception {
+        for (Path folder = Path.of(LAUNCHER).toRealPath().getParent(); folder != null; folder = folder.getParent()) {
+            Assumptions.assumeTrue(Files.getPosixFilePermissions(folder).contains(PosixFilePermission.OTHERS_EXECUTE),
+                    folder + " is closed to other users");
+        }
+        Files.createFile(work.resolve("a-file"));
+        String said = asNobody(LAUNCHER, "dfs", "-ls", "zolt://" + work);
+        assertTrue(said.startsWith("0 Found 1 items") && said.contains("/a-file"), said);
+    }
+
+    @Test
+    void aJarThatMayNotBeReadIsSaidInOneLine() throws Exception {
+        Path copy = Files.createDirectories(work.resolve("bin")).resolve("zolt-hdfs");
+        Files.copy(Path.of(LAUNCHER), copy, StandardCopyOption.COPY_ATTRIBUTES);
+        Path jar = Files.createFile(Files.createDirectories(work.resolve("build/hdfs")).resolve("closed.jar"),
+                PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rw-------")));
+        Path classes = Files.writeString(work.resolve("build/hdfs/classpath"), jar + "\n");
+        Files.createDirectories(work.resolve("hdfs/shell"));
+        String said = asNobody(copy.toString(), "dfs", "-ls", "zolt:///");
+        assertTrue(said.startsWith("5 zolt hdfs: " + jar + " is not there, or this user may not read it: "), said);
+        assertEquals(1, said.lines().count());
+        Files.delete(classes);
+        assertEquals("5 zolt hdfs: the service is not built: make hdfs\n", asNobody(copy.toString(), "dfs", "-ls", "zolt:///"));
+        Files.setPosixFilePermissions(classes.getParent(), PosixFilePermissions.fromString("rwx------"));
+        said = asNobody(copy.toString(), "dfs", "-ls", "zolt:///");
+        assertTrue(said.startsWith("5 zolt hdfs: this user may not look into "), said);
+    }
+
+    /** To them, what is served would else seem not to be, or to have ended. */
+    @Test
+    void theStateIsNotForOtherUsers() throws Exception {
+        configure();
+        String folder = work.resolve("folder").toString();
+        for (List<String> call : List.of(List.of("stop", folder), List.of("status", folder), List.of("dfs", folder, "-ls", "/"))) {
+            List<String> command = new ArrayList<>(List.of(LAUNCHER));
+            command.addAll(call);
+            String said = asNobody(command.toArray(new String[0]));
+            assertTrue(said.startsWith("1 zolt hdfs: this user may not look into " + work.resolve("state")), said);
+        }
+    }
+
+    @Test
+    void whatIsNoCallOrDoesNotStartIsSaidPlainly() throws Exception {
+        String usage = "2 usage: zolt hdfs start DIR";
+        String said = said(List.of(LAUNCHER, "dfs"));
+        assertTrue(said.startsWith(usage), said);
+        said = said(List.of("env", "HADOOP_CONF_DIR=/nowhere", LAUNCHER, "dfs", "-ls", "/"));
+        assertTrue(said.startsWith("1 zolt hdfs: HADOOP_CONF_DIR=/nowhere is not a folder"), said);
+        said = said(List.of("env", "JAVA_HOME=/nowhere", LAUNCHER, "dfs", "-ls", "/"));
+        assertTrue(said.startsWith("5 zolt hdfs: no java in JAVA_HOME=/nowhere: "), said);
+        said = said(List.of("bash", "-c", "ulimit -v 500000; exec \"$0\" dfs -ls zolt:///", LAUNCHER));
+        assertTrue(said.startsWith("5 zolt hdfs: Java does not start within the limits of this shell"), said);
+        assertEquals(1, said.lines().count(), said);
+        said = said(List.of(LAUNCHER, "status", "/a\033[31m\u202ez"));
+        assertEquals("1 zolt hdfs: /a?[31m?z is not a folder\n", said);
     }
 
     private static Set<String> words(String text, String pattern, String separator) {
