@@ -92,6 +92,57 @@ serve env LD_LIBRARY_PATH="${client%/*}" LD_PRELOAD="$work/libzolthadoop.so.1" \
   bash -c 'ulimit -n 20 && exec setpriv --groups 1,2 "$@"' bash
 rm "$work/libzolthadoop.so.1"
 doctor 1 "$zolt" doctor --pid "$service"
-told "warn libzolthadoop +$work/libzolthadoop.so.1 has been replaced or removed" "ok   libzolt +$client\$" \
+told "warn libzolthadoop +$work/libzolthadoop.so.1 has been replaced or removed" "warn libzolt +$client, the embedded one: " \
   'fail libacl +is not loaded' 'warn groups +root, and daemon, bin: users whose first group is root have them too' 'warn open files +[0-9]+ of up to 20$'
+
+# preload FILE COMMAND...: a service that has loaded a file.
+preload() {
+  local file=$1
+  shift
+  serve env LD_LIBRARY_PATH="${client%/*}" LD_PRELOAD="$file" "$@"
+}
+library=$(find "$work/prefix" -name libzolthadoop.so.1.0.0)
+# The developers' jar unpacks it, and takes that away at once.
+mkdir "$work/zolt-4711" && cp "$library" "$work/zolt-4711/libzolthadoop.so"
+preload "$work/zolt-4711/libzolthadoop.so"
+rm -r "$work/zolt-4711"
+doctor 1 "$zolt" doctor --pid "$service"
+told "ok   libzolthadoop +$work/zolt-4711/libzolthadoop.so, of the service's own jar"
+# A file may have any name, and be renamed where a new one is installed.
+cp "$library" "$work/native-zolt.so" && cp "$client" "$work/site-client.so"
+preload "$work/native-zolt.so $work/site-client.so" env -u LD_LIBRARY_PATH
+doctor 1 "$zolt" doctor --pid "$service"
+told "ok   libzolthadoop +$work/native-zolt.so\$" "warn libzolt +$work/site-client.so, the embedded one"
+mkdir "$work/updated" && cp "$library" "$work/updated"
+preload "$work/updated/libzolthadoop.so.1.0.0"
+mv "$work/updated/libzolthadoop.so.1.0.0" "$work/updated/libzolthadoop.so.1.0.0.old" && cp "$library" "$work/updated"
+doctor 1 "$zolt" doctor --pid "$service"
+told "warn libzolthadoop +$work/updated/libzolthadoop.so.1.0.0.old, beside which $work/updated/libzolthadoop.so.1.0.0 is installed"
+
+# What mends capabilities depends on whose they are.
+caps=+chown,+dac_override,+dac_read_search,+fowner,+setuid,+setgid
+serve setpriv --reuid=65534 --regid=0 --clear-groups --bounding-set="-all,$caps" --inh-caps="$caps" --ambient-caps="$caps"
+doctor 1 "$zolt" doctor --pid "$service"
+told 'fail capabilities +it has CAP_CHOWN, CAP_DAC_OVERRIDE, ' ' +mend: User=root in its unit, and no AmbientCapabilities='
+
+# The HDFS service has its capabilities in effect in those threads alone that need them, and its DataNode acts for no one.
+case $(uname -m) in
+  x86_64) capset=126 ;;
+  *) capset=91 ;;
+esac
+# shellcheck disable=SC2016  # perl's own
+by_thread=(setpriv --bounding-set=-all,+chown,+setuid,+setgid,+sys_admin,+dac_override perl -Mthreads -e '
+  async { syscall('$capset', my $header = pack("LL", 0x20080522, 0), my $sets = pack("L6", 1, 0x2000c3, 0, 0, 0, 0)) == 0 or die; sleep 60 };
+  $0 = "sleep"; sleep 60')
+cp "$client" "$work/libzolthdfs.so"
+serve "${by_thread[@]}"
+doctor 1 "$zolt" doctor --pid "$service"
+told 'warn capabilities +it puts CAP_SYS_ADMIN into effect by thread: whether callers get that cannot be seen'
+preload "$work/libzolthdfs.so $client" "${by_thread[@]}"
+doctor 0 "$zolt" doctor --pid "$service"
+told 'ok   capabilities +it switches users, and puts CAP_SYS_ADMIN into effect by thread, .*: a caller gets none$'
+preload "$work/libzolthdfs.so $client" setpriv --bounding-set=-all,+dac_override,+dac_read_search
+doctor 0 "$zolt" doctor --pid "$service"
+told 'ok   capabilities +it acts for no one else'
+grep libzolthadoop <<<"$said" && fail "a DataNode is to have the library: $said"
 exit $failed

@@ -18,6 +18,9 @@ public final class ProcessChecks {
     private static final long AMPLE_FILES = 65536;
     static final String OTHER_GROUP = "where a process has another group than root, a user whom it acts for has root's"
             + " groups after a full status";
+    static final String EMBEDDED = ", the embedded one: nodes, copies and blocks are a model on this machine";
+    static final String SITES_CLIENT = "on a ZOLT file system, put the site's libzolt.so first on LD_LIBRARY_PATH, or leave"
+            + " the package of the embedded one out";
     static final String MORE_FILES = "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n";
 
     private final Findings findings;
@@ -48,9 +51,7 @@ public final class ProcessChecks {
     public void client() throws IOException {
         Path client = ZoltLibrary.clientFile().orElse(null);
         if (isEmbedded(client)) {
-            findings.warn("client", shown(client) + ", the embedded one: nodes, copies and blocks are a"
-                    + " model on this machine", "on a ZOLT file system, put the site's libzolt.so first on"
-                            + " LD_LIBRARY_PATH, or leave the package of the embedded one out");
+            findings.warn("client", shown(client) + EMBEDDED, SITES_CLIENT);
         } else {
             findings.ok("client", shown(client));
         }

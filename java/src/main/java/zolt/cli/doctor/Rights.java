@@ -90,8 +90,17 @@ public final class Rights {
     }
 
     public boolean has(int... capabilities) {
+        return isIn(who.effectiveCapabilities(), capabilities);
+    }
+
+    /** Whether it has them, or may put them into effect. */
+    boolean mayHave(int... capabilities) {
+        return isIn(who.permittedCapabilities(), capabilities);
+    }
+
+    private static boolean isIn(long set, int... capabilities) {
         for (int capability : capabilities) {
-            if ((who.effectiveCapabilities() >> capability & 1) == 0) {
+            if ((set >> capability & 1) == 0) {
                 return false;
             }
         }

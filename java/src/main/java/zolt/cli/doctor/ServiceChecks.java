@@ -15,8 +15,7 @@ import zolt.fs.Accounts;
 
 /** What the doctor looks at in a service that runs (proc(5)). It sees it from outside and asks it nothing. */
 public final class ServiceChecks {
-    private static final String[] LIBRARIES = {"libzolthadoop.so", "libzolt.so", "libacl.so"};
-    private static final String GONE = " (deleted)";
+    private static final String AGAIN = "start the service again, so that it runs what is installed";
     private static final int NEARLY_ALL = 80;
 
     private final Findings findings;
@@ -43,44 +42,61 @@ public final class ServiceChecks {
         long uid = Long.parseLong(words(status, "Uid")[1]);
         findings.ok("process", process.getFileName() + " is " + status.get("Name") + " of " + Accounts.userOrId(uid)
                 + ", " + status.get("Threads") + " threads");
-        libraries();
-        groups(status, capabilities(uid));
+        LoadedLibraries loaded = libraries();
+        groups(status, capabilities(uid, loaded != null && loaded.has(LoadedLibraries.SERVICE)));
         openFiles();
     }
 
-    private void libraries() {
-        Map<String, String> mapped = new TreeMap<>();
+    /** Null where they may not be looked at. */
+    private LoadedLibraries libraries() {
+        LoadedLibraries loaded;
         try {
-            for (String line : Files.readAllLines(process.resolve("maps"), StandardCharsets.ISO_8859_1)) {
-                String file = line.indexOf('/') < 0 ? "" : line.substring(line.indexOf('/'));
-                String name = file.substring(file.lastIndexOf('/') + 1).replace(GONE, "");
-                for (String library : LIBRARIES) {
-                    if (name.equals(library) || name.startsWith(library + ".")) {
-                        mapped.put(library, file);
-                    }
-                }
-            }
+            loaded = new LoadedLibraries(process);
         } catch (IOException e) {
             findings.warn("libraries", "what it has loaded may not be looked at: " + Shortage.reason(e),
                     "ask as its user, or as root with all capabilities");
-            return;
+            return null;
         }
-        for (String library : LIBRARIES) {
-            String file = mapped.get(library);
-            String check = library.substring(0, library.indexOf('.'));
-            if (file == null && library.equals("libacl.so") && !mapped.containsKey("libzolthadoop.so")) {
-                continue; // the library loads it
-            }
-            if (file == null) {
-                findings.fail(check, "is not loaded", library.equals("libacl.so")
-                        ? "install libacl1, and start the service again"
-                        : "the service has not used the library yet, or finds no " + library + ": see its log");
-            } else if (file.endsWith(GONE)) {
-                findings.warn(check, file.replace(GONE, "") + " has been replaced or removed since it was loaded",
-                        "start the service again, so that it runs what is installed");
-            } else {
-                findings.ok(check, file);
-            }
+        // A DataNode of the HDFS service works without it, and loads no libacl, which is the library's own.
+        boolean needed = loaded.has(LoadedLibraries.LIBRARY) || !loaded.has(LoadedLibraries.SERVICE);
+        if (needed) {
+            library(loaded, LoadedLibraries.LIBRARY);
+        }
+        library(loaded, LoadedLibraries.CLIENT);
+        if (loaded.has(LoadedLibraries.LIBRARY) || loaded.has(LoadedLibraries.ACL)) {
+            library(loaded, LoadedLibraries.ACL);
+        }
+        if (loaded.has(LoadedLibraries.SERVICE)) {
+            library(loaded, LoadedLibraries.SERVICE);
+        }
+        return loaded;
+    }
+
+    private void library(LoadedLibraries loaded, String library) {
+        String file = loaded.file(library);
+        String check = library.substring(0, library.indexOf('.'));
+        if (file == null) {
+            findings.fail(check, "is not loaded", library.equals(LoadedLibraries.ACL)
+                    ? "install libacl1, and start the service again"
+                    : "the service has not used the library yet, or finds no " + library + ": see its log");
+        } else if (library.equals(LoadedLibraries.CLIENT) && (loaded.isUnpacked(library) || isEmbedded(loaded.here(file)))) {
+            findings.warn(check, file + ProcessChecks.EMBEDDED, ProcessChecks.SITES_CLIENT);
+        } else if (loaded.isUnpacked(library)) {
+            findings.ok(check, file + ", of the service's own jar, which is there for the time of the load alone");
+        } else if (loaded.isGone(library)) {
+            findings.warn(check, file + " has been replaced or removed since it was loaded", AGAIN);
+        } else if (loaded.installedBeside(library) != null) {
+            findings.warn(check, file + ", beside which " + loaded.installedBeside(library) + " is installed", AGAIN);
+        } else {
+            findings.ok(check, file);
+        }
+    }
+
+    private static boolean isEmbedded(Path client) {
+        try {
+            return ProcessChecks.isEmbedded(client);
+        } catch (IOException e) {
+            return false;
         }
     }
 
@@ -89,25 +105,44 @@ public final class ServiceChecks {
      *
      * @return whether the service switches users
      */
-    private boolean capabilities(long uid) throws IOException {
+    private boolean capabilities(long uid, boolean ofTheService) throws IOException {
         TreeSet<String> left = new TreeSet<>();
-        boolean switches = true;
+        boolean permitted = true;
+        boolean anywhere = false;
+        boolean everywhere = true;
         try (DirectoryStream<Path> threads = Files.newDirectoryStream(process.resolve("task"))) {
             for (Path thread : threads) {
                 Rights rights = Rights.of(thread.resolve("status"));
                 left.add(rights.left());
-                switches &= rights.has(Rights.SETUID, Rights.SETGID);
+                permitted &= rights.mayHave(Rights.SETUID, Rights.SETGID);
+                boolean now = rights.has(Rights.SETUID, Rights.SETGID);
+                anywhere |= now;
+                everywhere &= now;
             }
         }
         left.remove("");
-        if (!switches) {
-            findings.warn("capabilities", "no CAP_SETUID and CAP_SETGID: every call has the rights of "
-                    + Accounts.userOrId(uid), "run the service as root with a bounded capability set");
-        } else if (!left.isEmpty()) {
-            findings.fail("capabilities", "it has " + String.join("; ", left) + " and keeps that while acting for"
-                    + " others: every caller gets it", "CapabilityBoundingSet= in the unit of the service");
-        } else {
+        boolean switches = permitted && anywhere;
+        String user = Accounts.userOrId(uid);
+        if (!switches && ofTheService) {
+            findings.ok("capabilities", "it acts for no one else: what it does is done with the rights of " + user);
+        } else if (!switches) {
+            findings.warn("capabilities", "no CAP_SETUID and CAP_SETGID: every call has the rights of " + user,
+                    uid == 0 ? "CAP_SETUID and CAP_SETGID in CapabilityBoundingSet= of its unit"
+                            : "run the service as root with a bounded capability set");
+        } else if (left.isEmpty()) {
             findings.ok("capabilities", "it switches users, and leaves them nothing of its own");
+        } else if (ofTheService) {
+            findings.ok("capabilities", "it switches users, and puts " + String.join("; ", left) + " into effect by thread,"
+                    + " for what it does itself: a caller gets none");
+        } else if (!everywhere) {
+            findings.warn("capabilities", "it puts " + String.join("; ", left) + " into effect by thread: whether callers"
+                    + " get that cannot be seen from here", "if the service does without it, CapabilityBoundingSet= in its"
+                            + " unit");
+        } else {
+            findings.fail("capabilities", "it has " + String.join("; ", left) + " and keeps that while acting for"
+                    + " others: every caller gets it", uid == 0 ? "CapabilityBoundingSet= in the unit of the service"
+                            : "User=root in its unit, and no AmbientCapabilities=: of root alone the kernel takes them"
+                                    + " with each switch");
         }
         return switches;
     }
