@@ -28,7 +28,7 @@ N ?= 300
 .PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-portable bench-hdfs
 .PHONY: lint format tidy
-.PHONY: install packages packages-portable portable publish reproducible platforms clean
+.PHONY: install packages packages-cephfs packages-portable portable publish reproducible platforms clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 26
@@ -204,6 +204,10 @@ install: build ## into PREFIX (/usr/local), below DESTDIR
 packages: build ## build/packages/: .deb and .rpm of library, command and embedded client
 	@scripts/deps.sh packages
 	@scripts/packages.sh build "$$(g++ -print-multiarch)"
+
+packages-cephfs: build cephfs ## build/packages-cephfs/: the .deb of the client for CephFS
+	@scripts/deps.sh packages
+	@scripts/packages.sh build "$$(g++ -print-multiarch)" cephfs
 
 packages-portable: portable ## the same for x86-64 and arm64 and GLIBC 2.17, in build/portable/MACHINE/packages/
 	@scripts/deps.sh packages

@@ -13,22 +13,31 @@ set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # what is packed was built before
 file(WRITE ${PROJECT_BINARY_DIR}/cpack.cmake "set(ENV{SOURCE_DATE_EPOCH} ${RELEASED_SECONDS})\n")
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/cpack.cmake)
 set(CPACK_COMPONENTS_ALL library command client)
+if(ZOLT_CEPHFS)  # that client alone: what it is built with belongs to no other package
+  set(CPACK_COMPONENTS_ALL cephfs)
+  set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages-cephfs)
+endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 
 set(LIBRARY_SUMMARY "HDFS namespace on a ZOLT file system: the native library")
 set(LIBRARY_TEXT
   "The native library and the Java classes by which a Hadoop HDFS NameNode keeps
- its namespace on a ZOLT parallel file system. It needs that file system's
- client library, libzolt.so.")
+its namespace on a ZOLT parallel file system. It needs that file system's
+client library, libzolt.so.")
 set(COMMAND_SUMMARY "files of a ZOLT file system as the NameNode sees them")
 set(COMMAND_TEXT
   "The command zolt: listings, status, block locations, ACLs, attributes and
- leases, with the rights of any user; why a path is refused; and whether a
- machine is fit to run a NameNode.")
+leases, with the rights of any user; why a path is refused; and whether a
+machine is fit to run a NameNode.")
 set(CLIENT_SUMMARY "embedded ZOLT client for one machine")
 set(CLIENT_TEXT
   "A libzolt.so over any local file system, for trying things out and for tests.
- A site with a ZOLT file system installs that file system's own client instead.")
+A site with a ZOLT file system installs that file system's own client instead.")
+set(CEPHFS_SUMMARY "ZOLT client for CephFS")
+set(CEPHFS_TEXT
+  "A libzolt.so for files on a mounted CephFS: copies and block locations come
+from the pools and placement groups, by librados. It takes the place of the
+embedded client.")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -37,7 +46,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS $<TARGET_FILE_DIR:zolt>)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzolthadoop)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS libacl1)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libzolt-local, libslf4j-java")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libzolt-local | libzolt-cephfs, libslf4j-java")
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "${LIBRARY_SUMMARY}\n${LIBRARY_TEXT}")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME zolt-tools)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_ARCHITECTURE all)
@@ -55,6 +64,10 @@ set(CPACK_DEBIAN_COMMAND_DESCRIPTION "${COMMAND_SUMMARY}\n${COMMAND_TEXT}")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME libzolt-local)
 set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_CLIENT_DESCRIPTION "${CLIENT_SUMMARY}\n${CLIENT_TEXT}")
+set(CPACK_DEBIAN_CEPHFS_PACKAGE_NAME libzolt-cephfs)
+set(CPACK_DEBIAN_CEPHFS_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CEPHFS_PACKAGE_CONFLICTS libzolt-local)  # of the same file
+set(CPACK_DEBIAN_CEPHFS_DESCRIPTION "${CEPHFS_SUMMARY}\n${CEPHFS_TEXT}")
 
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
@@ -116,14 +129,20 @@ if(ZOLT_DEBIAN)
   set(MANUAL ${PROJECT_BINARY_DIR}/debian/zolt.1.gz)
 endif()
 install(FILES ${MANUAL} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command)
-foreach(package IN ITEMS "library;libzolthadoop" "command;zolt-tools" "client;libzolt-local")
-  list(GET package 0 component)
-  list(GET package 1 name)
+set(PACKAGES "library libzolthadoop" "command zolt-tools" "client libzolt-local")
+if(ZOLT_CEPHFS)  # all of it is installed only when that component is asked for
+  list(APPEND PACKAGES "cephfs libzolt-cephfs EXCLUDE_FROM_ALL")
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/cephfs.md COMPONENT cephfs EXCLUDE_FROM_ALL
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzolt-cephfs)
+endif()
+foreach(package IN LISTS PACKAGES)
+  separate_arguments(package)
+  list(POP_FRONT package component name)
   set(DOCUMENTS ${CMAKE_INSTALL_DATADIR}/doc/${name})
-  install(FILES ${COPYRIGHT} DESTINATION ${DOCUMENTS} RENAME copyright COMPONENT ${component})
+  install(FILES ${COPYRIGHT} DESTINATION ${DOCUMENTS} RENAME copyright COMPONENT ${component} ${package})
   if(ZOLT_DEBIAN)
-    install(FILES ${CHANGELOG} DESTINATION ${DOCUMENTS} COMPONENT ${component})
-    install(FILES ${PACKAGING}/lintian/${name} COMPONENT ${component}
+    install(FILES ${CHANGELOG} DESTINATION ${DOCUMENTS} COMPONENT ${component} ${package})
+    install(FILES ${PACKAGING}/lintian/${name} COMPONENT ${component} ${package}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
   endif()
 endforeach()
