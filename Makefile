@@ -26,7 +26,7 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 N ?= 300
 
 .PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
-.PHONY: asan tsan coverage mutants bench bench-calls bench-profile bench-ls bench-count bench-portable bench-hdfs
+.PHONY: asan tsan coverage mutants bench bench-calls bench-cephfs bench-profile bench-ls bench-count bench-portable bench-hdfs
 .PHONY: lint format tidy
 .PHONY: install packages packages-cephfs packages-portable portable publish reproducible platforms clean
 
@@ -161,6 +161,11 @@ bench-calls: build ## the system calls of each native against its floor's, by st
 	@scripts/deps.sh bench
 	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
 	@bench/calls.py build build/bench/calls
+
+bench-cephfs: build cephfs ## on a CephFS of its own: each native beside its bare system calls, a map, a large listing (SECONDS=, ONLY=)
+	@scripts/deps.sh test cluster
+	@out=$$(cmake --build --preset release -j $(JOBS) --target zolt_bench 2>&1) || { echo "$$out"; exit 1; }
+	@CLIENT=$(CURDIR)/build/client/cephfs ONLY='$(ONLY)' scripts/cephfs.sh bench/cephfs.sh $(CURDIR)/build $(SECONDS)
 
 bench-profile: build ## where the time of each way goes, by perf: kernel, virtual machine, Java, native (ONLY=)
 	@scripts/deps.sh bench profile

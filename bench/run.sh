@@ -3,13 +3,13 @@
 # are mounted over the system's in a mount namespace of its own, where that is allowed. ONLY is a
 # regular expression for the cases to measure; HADOOP is the class path of Hadoop's part, and WITHOUT
 # why there is none; PROFILER goes before the virtual machine. RIVAL is another build of the library, to be compared
-# with that of BUILD and nothing else.
+# with that of BUILD and nothing else. ON is a folder of a mount to measure on, with the client library that is in CLIENT.
 set -eu
 build=$1 folder=$2
 shift
 mkdir -p "$folder/accounts"
 cp /etc/passwd /etc/group "$folder/accounts/"
-export LD_LIBRARY_PATH=$build/client/local
+export LD_LIBRARY_PATH=${CLIENT:-$build/client/local}
 library=$build/lib/libzolthadoop.so.1.0.0
 if [ -n "${RIVAL-}" ]; then
   export RIVAL_0=$library RIVAL_1=$RIVAL
@@ -26,6 +26,7 @@ java=(${PROFILER-} java -Xms256m -Xmx$heap -XX:+UseSerialGC -XX:-BackgroundCompi
   -Dzolt.bench.rivals="${RIVAL:+true}"
   -Dzolt.bench.library="$build/bench/libzoltbench.so"
   -Dzolt.bench.only="${ONLY:-.*}"
+  -Dzolt.bench.on="${ON-}"
   -Dzolt.bench.marked="${MARKED:-false}"
   -Dorg.slf4j.simpleLogger.defaultLogLevel=off)
 

@@ -122,7 +122,9 @@ void changeEach(JNIEnv* env, jstring javaPath, jbyteArray javaSpec, bool newMask
 }
 
 void removeDefault(JNIEnv* env, const char* path) {
-  write(env, path, ACL_TYPE_DEFAULT, List(acl_init(0)).get());
+  // Some file systems tell that there was none.
+  if (acl_set_file(path, ACL_TYPE_DEFAULT, List(acl_init(0)).get()) != 0 && errno != ENODATA)
+    raise(env, errno, {path});
 }
 
 }  // namespace

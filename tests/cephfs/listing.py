@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""listing.py ZOLT MOUNT: a second mount creates, renames and deletes while the first lists: no name that was there
+"""listing.py ZOLT MOUNT [NAMES ROUNDS]: a second mount creates, renames and deletes while the first lists: no name that was there
 all the time is missing, none is there twice. Within scripts/cephfs.sh."""
 import collections
 import os
@@ -7,16 +7,18 @@ import random
 import subprocess
 import sys
 import threading
+import time
 
-ZOLT, MOUNT = sys.argv[1:]
-STAY, ROUNDS, SEED = 5000, 20, 1
+ZOLT, MOUNT = sys.argv[1:3]
+STAY, ROUNDS = map(int, sys.argv[3:] or (5000, 20))
+SEED = 1
 other = os.environ["STATE"] + "/other"
 os.mkdir(other)
 subprocess.run(["ceph-fuse", "-n", "client.admin", "--pid-file", os.environ["STATE"] + "/other.pid", other],
                check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 folder = os.path.join(MOUNT, "changing")
 os.mkdir(folder)
-stay = {"stay-%05d" % i for i in range(STAY)}
+stay = {"stay-%06d" % i for i in range(STAY)}
 for name in stay:
     open(os.path.join(folder, name), "w").close()
 over, changes = threading.Event(), 0
@@ -43,12 +45,14 @@ def change():
         changes += 1
 
 
-failed = False
+failed, seconds = False, []
 thread = threading.Thread(target=change)
 thread.start()
 try:
     for _ in range(ROUNDS):
+        began = time.time()
         shown = subprocess.run([ZOLT, "ls", folder], check=True, capture_output=True, text=True).stdout.split("\n")[:-1]
+        seconds.append(time.time() - began)
         names = collections.Counter(line.split()[-1] for line in shown)
         lost, doubled = stay - set(names), [name for name, count in names.items() if count > 1]
         if lost or doubled:
@@ -58,5 +62,6 @@ finally:
     over.set()
     thread.join()
     subprocess.run(["umount", other], check=False)
-print("listing: %d times %d names that stay, while a second mount made %d changes" % (ROUNDS, STAY, changes))
+print("listing: %d times %d names that stay, each %.1f to %.1f s, while a second mount made %d changes"
+      % (ROUNDS, STAY, min(seconds), max(seconds), changes))
 sys.exit(1 if failed or changes < ROUNDS else 0)

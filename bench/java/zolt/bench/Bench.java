@@ -51,7 +51,7 @@ public final class Bench {
 
     void measure(Case measured) throws Exception {
         names.add(measured.name);
-        Case one = Rivals.RUN ? Rivals.of(measured) : measured;
+        Case one = Rivals.RUN ? Rivals.of(measured) : Mounted.FOLDER != null ? Mounted.of(measured) : measured;
         if (one == null || !wants(one)) {
             return;
         }
@@ -111,27 +111,42 @@ public final class Bench {
         System.exit(good || words.contains("quick") ? 0 : 1);
     }
 
+    private void onFiles(Workspace space, int[] blocks, int[] entries) throws Exception {
+        StatusCases.add(this, space);
+        XattrCases.add(this, space);
+        LeaseCases.add(this, space);
+        AclCases.add(this, space);
+        AclWriteCases.add(this, space);
+        BlockCases.add(this, space, blocks);
+        ListingCases.add(this, space, entries);
+        ErrorCases.add(this, space);
+    }
+
+    /** A file there costs a thousand times what one costs in memory: few of them. */
+    private void mounted() throws Exception {
+        try (Workspace space = new Workspace(Mounted.FOLDER)) {
+            onFiles(space, new int[] {1, 1000}, new int[] {10, 1000});
+            ThreadCases.add(this, space, 1000);
+        }
+    }
+
     private void run(int[] sizes) throws Exception {
         warmUp();
+        if (Mounted.FOLDER != null) {
+            mounted();
+            return;
+        }
         // Where every user may come to: some cases act as another one.
         for (Path parent : List.of(Path.of("/var/tmp"), Path.of("/dev/shm"))) {
             try (Workspace space = new Workspace(parent)) {
-                StatusCases.add(this, space);
-                XattrCases.add(this, space);
-                LeaseCases.add(this, space);
-                AclCases.add(this, space);
-                AclWriteCases.add(this, space);
-                BlockCases.add(this, space, quick ? new int[] {1, 100}
-                        : new int[] {1, 100, 100_000});
-                ListingCases.add(this, space, sizes);
-                ErrorCases.add(this, space);
+                onFiles(space, quick ? new int[] {1, 100} : new int[] {1, 100, 100_000}, sizes);
                 if (Rivals.RUN) {
                     continue;
                 }
                 HadoopCases.add(this, space);
                 MemoryCases.add(this, space, 1000, quick ? 2000 : 1_000_000);
                 if (!quick && profile == null) {
-                    ThreadCases.add(this, space);
+                    ThreadCases.add(this, space, 1);
                 }
             }
         }

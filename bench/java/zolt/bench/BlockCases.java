@@ -38,12 +38,8 @@ final class BlockCases {
         Path file = space.folder.resolve("blocks-" + blocks);
         ByteBuffer status = Workspace.direct(102);
         String path = file.toString();
-        try (RandomAccessFile sparse = new RandomAccessFile(path, "rw")) {
-            sparse.setLength(4096L * blocks);
-        }
+        fill(path, blocks, status);
         ZOLTNative.setBGF(path, GROUP);
-        ZOLTNative.getFileStatusNative(path, true, false, status, 0, 0, 0, 0);
-        status.putInt(28, 4096);
         ByteBuffer words = Workspace.direct(blocks * 2 * COPIES * 4);
         bench.measure(new Case("block locations", space.type, blocks, blocks)
                 .way(Case.FLOOR, () -> floor(path, status, words),
@@ -53,6 +49,17 @@ final class BlockCases {
                 .goal(Case.FLOOR, 1.10));
         bench.measure(new Case("block locations, grouped", space.type, blocks, blocks)
                 .library(() -> library(path, RANKED, status, words)));
+    }
+
+    /** A file of that many blocks of the file system, none of them written, and its status in full. */
+    static void fill(String path, int blocks, ByteBuffer status) throws IOException {
+        try (RandomAccessFile sparse = new RandomAccessFile(path, "rw")) {
+            ZOLTNative.getFileStatusNative(path, true, false, status, 0, 0, 0, 0);
+            ZOLTNative.getBlockLocationsNative(path, FS_BLOCKS, true, 0, 0, status, null);
+            int block = (int) status.getLong(90);
+            sparse.setLength((long) block * blocks);
+            status.putLong(8, (long) block * blocks).putInt(28, block);
+        }
     }
 
     private static long floor(String path, ByteBuffer status, ByteBuffer words) {

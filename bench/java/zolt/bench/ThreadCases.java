@@ -40,15 +40,19 @@ final class ThreadCases {
                 .add(floor, library);
     }
 
-    /** What works on files: one case a subsystem at least. */
-    static void add(Bench bench, Workspace space) throws Exception {
+    /**
+     * What works on files: one case a subsystem at least.
+     *
+     * @param blocks of the files whose blocks are asked for
+     */
+    static void add(Bench bench, Workspace space, int blocks) throws Exception {
         ThreadCases all = new ThreadCases();
         for (int i = 0; i < MOST; i++) {
             Path own = space.directory("thread-" + i, 1000);
             Path file = own.resolve("part-0");
             all.status(file);
             all.attributes(file);
-            all.blocks(file);
+            all.blocks(file, blocks);
             all.listing(own);
         }
         bench.settle();
@@ -108,13 +112,12 @@ final class ThreadCases {
                 () -> ZOLTNative.getAclStatus(path, false).length);
     }
 
-    private void blocks(Path file) throws Exception {
+    private void blocks(Path file, int blocks) throws Exception {
         String path = file.toString();
         ByteBuffer status = Workspace.direct(102);
-        status.putLong(8, 4096).putInt(24, 0100644).putInt(28, 4096);
-        ByteBuffer words = Workspace.direct(64);
-        Files.write(file, new byte[4096]);
-        add("block locations", () -> {
+        BlockCases.fill(path, blocks, status);
+        ByteBuffer words = Workspace.direct(24 * blocks);
+        add("block locations" + (blocks > 1 ? " of " + blocks : ""), () -> {
             Floor.blocks(path, 0, status, words);
             return 1;
         }, () -> {
