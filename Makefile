@@ -25,7 +25,7 @@ JAVA_SOURCES = $(shell git ls-files --cached --others --exclude-standard 'java/*
 
 N ?= 300
 
-.PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-hdfs deps build javadoc
+.PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-cephfs soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-cephfs bench-profile bench-ls bench-count bench-portable bench-hdfs
 .PHONY: lint format tidy
 .PHONY: install packages packages-cephfs packages-portable portable publish reproducible platforms clean
@@ -54,6 +54,13 @@ soak: ## 32 threads of random calls for MINUTES=10, then KILLS=200 virtual machi
 	@scripts/deps.sh build test
 	@cmake --preset test >/dev/null
 	@MINUTES=$(MINUTES) KILLS=$(KILLS) SEED=$(SEED) cmake --build --preset test -j $(JOBS) --target soak
+
+soak-cephfs: MINUTES = 3
+soak-cephfs: KILLS = 20
+soak-cephfs: build cephfs ## the same on a CephFS of its own, whose OSDs are in memory: MINUTES=3, KILLS=20
+	@scripts/deps.sh test cluster
+	@out=$$(cmake --build --preset cephfs -j $(JOBS) 2>&1) || { echo "$$out"; exit 1; }
+	@scripts/cephfs.sh tests/cephfs/soak.sh build $(MINUTES) $(KILLS)
 
 soak-hdfs: KILLS = 100
 soak-hdfs: hdfs ## two NameNodes on one folder, of which one or the other is killed KILLS=100 times under load

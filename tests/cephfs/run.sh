@@ -17,5 +17,6 @@ done
 for test in doctor.sh demo.sh; do
   attempt scripts/cephfs.sh "tests/cephfs/$test" bin/zolt
 done
+attempt scripts/cephfs.sh tests/cephfs/soak.sh "$build" 0.25 2
 echo "$((SECONDS - began)) s"
 exit $failed

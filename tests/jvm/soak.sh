@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The soak for MINUTES, then the kill check of KILLS virtual machines, under -Xcheck:jni. The
 # environment has these two and the rest: JAVA, LEVEL, SEED (for another than a new one), LIBRARY,
-# TEST_LIBRARY, FAULTS, LD_LIBRARY_PATH, CLASSPATH.
+# TEST_LIBRARY, FAULTS, LD_LIBRARY_PATH, CLASSPATH; FOLDER, if set, is where its files are, and BY_ANYBODY=true says
+# that the file system lets anybody set the mode that a file already has.
 set -u
 # Error texts are the C library's.
 export LC_ALL=C.UTF-8
@@ -29,6 +30,7 @@ said() {
 run() {  # run CLASS OPTION...
   local class=$1 status; shift
   "$JAVA" -Xcheck:jni -XX:+DisplayVMOutputToStderr -Djava.library.path=/nowhere \
+    -Djava.io.tmpdir="${FOLDER:-/tmp}" -Dsoak.present.mode.by.anybody="${BY_ANYBODY:-false}" \
     -Dzolt.library="$LIBRARY" -Dzolt.test.library="$TEST_LIBRARY" -Dzolt.test.level="$LEVEL" \
     ${SEED:+-Dsoak.seed=$SEED} -Dsoak.terminal=$terminal "$@" "$class" 2>"$warnings"
   status=$?

@@ -66,7 +66,7 @@ final class BlockCalls {
         answer.value();
         ByteBuffer status = scene.buffers.status();
         long blockSize = status.getLong(StatusRecord.HEADER);
-        answer.check(blockSize > 0 && blockSize % Tree.BLOCK == 0, "no block size " + blockSize);
+        answer.check(blockSize > 0 && blockSize % scene.tree.block == 0, "no block size " + blockSize);
         int copies = status.getInt(StatusRecord.HEADER_COPIES);
         answer.check(copies >= 1 && copies <= MOST_COPIES, "no " + copies + " copies");
         expectWords(answer, words(scene.buffers.locations()), copies, type);
@@ -82,8 +82,7 @@ final class BlockCalls {
             }
         }
         if (type == FILE_SYSTEM_BLOCKS) {
-            int blocks = Tree.FIXED_SIZE / Tree.BLOCK;
-            answer.check(used == blocks * 2 * copies, blocks + " blocks of " + copies
+            answer.check(used == Tree.BLOCKS * 2 * copies, Tree.BLOCKS + " blocks of " + copies
                     + " copies in " + used + " words");
             for (int at = 0; at < used; at += 2 * copies) {
                 Set<Integer> nodes = new HashSet<>();

@@ -9,6 +9,7 @@ import java.nio.file.attribute.PosixFilePermissions;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.concurrent.TimeUnit;
+import zolt.test.Kernel;
 
 /**
  * What the threads work on. Each user has a directory with the same files in it, and on each file
@@ -29,23 +30,32 @@ import java.util.concurrent.TimeUnit;
  * </pre>
  */
 final class Tree {
-    static final int BLOCK = 4096;
-    static final int FIXED_SIZE = 10 * BLOCK;
+    static final int BLOCKS = 10;
     static final int KEPT = 20;
     static final int STILL = 100;
     static final long FIXED_TIME = 1_500_000_000_500L;
     static final String[] FILES =
             {"fixed", "mode", "times", "attr", "lease0", "lease1", "aclset", "aclmix", "blocks"};
 
+    /** The file system's block. */
+    final int block;
     private final Path root;
     private final Map<String, Long> inodes = new HashMap<>();
 
     Tree(Path root) throws IOException {
         this.root = root;
+        Path any = Files.createFile(root.resolve("any"));
+        block = (int) Kernel.stat(any.toString(), true)[Kernel.BLOCK];
+        Files.delete(any);
         Files.setPosixFilePermissions(root, PosixFilePermissions.fromString("rwxr-xr-x"));
         for (int user = 0; user < Users.COUNT; user++) {
             plant(user);
         }
+    }
+
+    /** Of "fixed" and "blocks". */
+    int fixedSize() {
+        return BLOCKS * block;
     }
 
     Path root() {
@@ -66,7 +76,7 @@ final class Tree {
         directory(user, "private", "rwx------");
         file(user, "private/secret", user + 1);
         for (String name : FILES) {
-            file(user, name, name.equals("fixed") || name.equals("blocks") ? FIXED_SIZE : 0);
+            file(user, name, name.equals("fixed") || name.equals("blocks") ? fixedSize() : 0);
         }
         Files.createSymbolicLink(Path.of(path(user, "link")), Path.of("fixed"));
         directory(user, "acldir", "rwxr-x---");
