@@ -1,6 +1,8 @@
 package zolt.fs;
 
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
@@ -8,8 +10,11 @@ import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.attribute.UserDefinedFileAttributeView;
 import java.time.Duration;
+import java.time.Instant;
+import java.util.Collections;
 import java.util.List;
 import java.util.Optional;
+import java.util.concurrent.TimeUnit;
 import org.apache.hadoop.hdfs.server.namenode.ZOLTNative;
 
 /**
@@ -120,6 +125,34 @@ public final class Lease {
     }
 
     /**
+     * For how long the lease was not renewed by its own clock, at the least. {@link #limitFor} of a shorter time, in whole
+     * seconds, finds it expired.
+     *
+     * <pre>{@code
+     * Lease lease = Lease.of(file);
+     * lease.set("writer-1");
+     * System.out.println(lease.leastAge().isNegative()); // prints: true
+     * }</pre>
+     *
+     * @return the time; negative where it may have been renewed just now, and where there is no lease, or none that the
+     *     thread may see
+     */
+    public Duration leastAge() {
+        ByteBuffer update = ByteBuffer.allocate(Long.BYTES).order(ByteOrder.nativeOrder());
+        UserDefinedFileAttributeView attributes = attributes();
+        try {
+            if (attributes == null || attributes.read("lease.update", update) != Long.BYTES) {
+                return Duration.ofMillis(-LEAP);
+            }
+        } catch (IOException unreadable) {
+            return Duration.ofMillis(-LEAP);
+        }
+        Instant now = Instant.now();
+        long clock = now.getEpochSecond() * UNITS_PER_SECOND + TimeUnit.NANOSECONDS.toMicros(now.getNano());
+        return Duration.ofMillis(clock - LEAP).minus(Duration.ofMillis(update.getLong(0)));
+    }
+
+    /**
      * Takes the lease.
      *
      * <pre>{@code
@@ -191,19 +224,21 @@ public final class Lease {
      * @return true for half a lease; false also where the thread may not see that
      */
     public boolean isHalf() {
-        LinkOption[] options = followLink ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
-        Path file = Paths.get(path);
-        // No other kind of file has such attributes, and to open a FIFO would wait.
-        if (!Files.isRegularFile(file, options) && !Files.isDirectory(file, options)) {
-            return false;
-        }
         try {
-            List<String> names =
-                    Files.getFileAttributeView(file, UserDefinedFileAttributeView.class, options).list();
+            UserDefinedFileAttributeView attributes = attributes();
+            List<String> names = attributes == null ? Collections.emptyList() : attributes.list();
             return names.contains("lease.holder") != names.contains("lease.update");
         } catch (IOException e) {
             return false;
         }
+    }
+
+    /** Null where there are none: no other kind of file has such attributes, and to open a FIFO would wait. */
+    private UserDefinedFileAttributeView attributes() {
+        LinkOption[] options = followLink ? new LinkOption[0] : new LinkOption[] {LinkOption.NOFOLLOW_LINKS};
+        Path file = Paths.get(path);
+        return Files.isRegularFile(file, options) || Files.isDirectory(file, options)
+                ? Files.getFileAttributeView(file, UserDefinedFileAttributeView.class, options) : null;
     }
 
     /**

@@ -7,6 +7,7 @@ import java.io.ByteArrayOutputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.time.Instant;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.HashSet;
@@ -280,5 +281,26 @@ class FindTest extends CliFixture {
         Cli.run("leases", "--expire", "0s", dir.toString());
         assertEquals("", Cli.done("leases", dir.toString()).text());
         assertEquals(Exit.USAGE, Cli.run("leases", "--older", "1h", "--expire", "1h", dir.toString()).code);
+    }
+
+    /** What changes a file moves its change time, and not the clock of its lease: both count to list as to remove. */
+    @Test
+    void whatIsListedAsOldIsWhatIsRemoved() throws Exception {
+        String file = file("old");
+        Cli.done("lease", "set", "w", file);
+        long then = (Instant.now().getEpochSecond() - 6000) * 1000;
+        Tool.raw("setfattr", "-n", "user.lease.update", "-v",
+                String.format("0x%016x", Long.reverseBytes(then)), file); // the tests run on little-endian machines
+        List<String> listed = Cli.done("leases", "--older", "60s", dir.toString()).lines();
+        assertEquals(1, listed.size());
+        // The clock says no more than that it is 5000 to 6000 seconds.
+        assertEquals(5500, Long.parseLong(listed.get(0).split("\t")[0]), 510.0);
+        Object shown = Value.object(Cli.done("lease", "get", "--json", file).text().trim()).get("age");
+        assertEquals(5500, Double.parseDouble(shown.toString()), 510.0);
+        assertEquals(List.of(), Cli.done("leases", "--older", "6000s", dir.toString()).lines());
+        assertEquals(List.of(), Cli.run("leases", "--expire", "6000s", dir.toString()).lines());
+        Cli run = Cli.run("leases", "--expire", "60s", dir.toString());
+        assertEquals("zolt: 1 removed, 0 still held, 0 failed\n", run.err);
+        assertEquals(5500, Long.parseLong(run.text().split("\t")[0]), 510.0);
     }
 }

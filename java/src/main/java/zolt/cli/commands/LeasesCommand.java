@@ -18,7 +18,8 @@ import zolt.fs.FileType;
 @Command(name = "leases", description = {"List the leases in trees: for how many seconds each was not renewed"
     + " at the least, its holder, and the file. Of half a lease, which a crash has left, nothing stands where the holder"
     + " would.",
-    "A renewal is seen by the file's change time, so any other change of the file counts as one."},
+    "A renewal is seen by the file's change time, so any other change of the file counts as one; but 2000 seconds later at"
+        + " the latest the lease's own clock has the word."},
         footer = {"", "Examples: zolt leases /srv/data",
             "          zolt leases --holder client-7 --expire 1h /srv/data"})
 final class LeasesCommand extends Action {
@@ -26,7 +27,8 @@ final class LeasesCommand extends Action {
     String holder;
 
     @Option(names = "--older", paramLabel = "TIME",
-            description = "Only those that were not renewed for this long: 90s, 5m, 1h, 2d.")
+            description = "Only those that were not renewed for this long: 90s, 5m, 1h, 2d; what --expire would"
+                    + " remove.")
     String older;
 
     @Option(names = "--expire", paramLabel = "TIME", description = "Remove, and list, those that were not"
@@ -49,13 +51,13 @@ final class LeasesCommand extends Action {
         if (older != null && expire != null) {
             throw new Failure(Exit.USAGE, "--older and --expire exclude each other");
         }
-        Duration limit = expire == null ? null : LeaseCommand.duration(expire);
-        long least = older == null ? 0 : LeaseCommand.duration(older).getSeconds();
+        String time = expire == null ? older : expire;
+        Duration limit = time == null ? null : LeaseCommand.duration(time);
         byte[] wanted = holder == null ? null : holder.getBytes(StandardCharsets.UTF_8);
         FileStatus status = new FileStatus();
         try (TreeWalk walk = new TreeWalk(session, node -> {
             if (node.type == FileType.FILE) {
-                show(LeaseLook.withHalves(node.path, wanted, status, limit), limit != null, least);
+                show(LeaseLook.withHalves(node.path, wanted, status, limit, expire != null));
             }
             return true;
         })) {
@@ -65,13 +67,13 @@ final class LeasesCommand extends Action {
         }
     }
 
-    private void show(LeaseLook look, boolean onlyRemoved, long least) {
+    private void show(LeaseLook look) {
         if (look.holder == null && !look.half) {
             return;
         }
         removed += look.removed ? 1 : 0;
         held += look.removed ? 0 : 1;
-        if (onlyRemoved && !look.removed || look.age < least) {
+        if (expire != null && !look.removed || older != null && !look.old) {
             return;
         }
         progress.clear();
