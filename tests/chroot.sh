@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # chroot.sh OPTIONS COMMAND...: runs a command where "/" is no mount point, as in a plain chroot and many
 # containers: the table of mounts does not have the one that holds "/". That one has these options, and an
-# empty file "/plain" for everyone. All else is this system again, bound below it, in a mount namespace
+# empty file "/plain" for everyone, and "/fifo" for root. All else is this system again, bound below it, in a mount namespace
 # that ends with the command.
 set -eu
 if [ "$(id -u)" -ne 0 ] || ! unshare --mount true 2>/dev/null; then
@@ -24,6 +24,7 @@ unshare --mount bash -c '
     fi
   done
   install -m 777 /dev/null plain
+  mkfifo -m 600 fifo
   mount -o "remount,bind,$2" "$1"
   shift 2
   exec chroot . "$@"' chroot "$root" "$@"

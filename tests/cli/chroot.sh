@@ -28,4 +28,6 @@ for user in root nobody; do
   expect 0 "$user may execute or search /" --as $user --for x /
   expect 0 "$user may write /tmp" --as $user --for w /tmp
 done
+expect 3 'nobody may not read /fifo (prw------- root root): nobody is neither the owner nor in the group, and the mode gives others ---' \
+  --as nobody /fifo
 exit $failed

@@ -131,10 +131,22 @@ final class Diagnosis {
         if (Probe.isFlagged(component.real)) {
             return flag(component.real);
         }
-        if (Probe.access(component.real, PathFailure.Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL) {
+        if (Probe.access(component.real, PathFailure.Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL || isBelowReadOnly()) {
             return PathFailure.Reason.READ_ONLY;
         }
         return component.keepsLists ? null : PathFailure.Reason.FILE_SYSTEM;
+    }
+
+    /**
+     * Whether the directory of a FIFO, a socket or a device is on a mount that is read-only, and that the table does not
+     * have: they themselves can be opened for writing there.
+     */
+    private boolean isBelowReadOnly() {
+        FileType type = component.type();
+        Path directory = Paths.get(component.real).getParent();
+        return type != FileType.FILE && type != FileType.DIRECTORY && mount == null && directory != null
+                && !Probe.isFlagged(directory.toString())
+                && Probe.access(directory.toString(), PathFailure.Access.WRITE) == Probe.Answer.FORBIDDEN_TO_ALL;
     }
 
     private static PathFailure.Reason flag(String path) {
@@ -149,6 +161,9 @@ final class Diagnosis {
         }
         FileType type = component.type();
         boolean hasContents = type == FileType.FILE || type == FileType.DIRECTORY;
+        if (refused == PathFailure.Access.EXECUTE && !hasContents) {
+            return PathFailure.Reason.FILE_SYSTEM; // whatever its mode and mount give
+        }
         PathFailure.Reason whole = mount == null ? null : obstacleOfMount(type, hasContents);
         if (whole != null) {
             return whole;
@@ -190,6 +205,9 @@ final class Diagnosis {
         }
         if (walk.access == PathFailure.Access.REMOVE) {
             return obstacleOfRemoval();
+        }
+        if (mount != null && mount.asksAtOpen(component.real)) {
+            return PathFailure.Reason.UNKNOWN;
         }
         return walk.access == PathFailure.Access.WRITE ? obstacleOfWriting(type, hasContents) : null;
     }

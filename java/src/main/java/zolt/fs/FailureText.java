@@ -46,7 +46,8 @@ final class FailureText {
             case FULL:
                 return user + " may write " + path + ", but there is no block left for that";
             case FILE_SYSTEM:
-                return user + " gets no access to " + path + ": " + decider();
+                return isNoProgram() ? "no one may execute " + path + ": it is no regular file"
+                        : user + " gets no access to " + path + ": " + decider();
             case UNKNOWN:
                 return "it is not known whether " + user + " may " + wanted() + ": " + decider();
             case STICKY:
@@ -60,6 +61,11 @@ final class FailureText {
                 return path + ": " + (failure.mount != null && failure.mount.isRemoved()
                         ? "the directory that is mounted there was removed" : failure.error);
         }
+    }
+
+    private boolean isNoProgram() {
+        return failure.refused == PathFailure.Access.EXECUTE && component.isLookedAt()
+                && component.type() != FileType.FILE && component.type() != FileType.DIRECTORY;
     }
 
     private String wanted() {

@@ -41,6 +41,7 @@ public final class Mount {
 
     /** Its program decides as the kernel would: by owner, mode and list. */
     private static final String CEPH = "fuse.ceph-fuse";
+    private static final Pattern NUMBER = Pattern.compile("[0-9]+");
     private static final String FUSE_OWNER = "user_id=";
     private static final String RESERVED = "resuid=";
     /** Quotas whose limits count, as ext4, xfs and others write them. */
@@ -53,6 +54,13 @@ public final class Mount {
     /** What can be written or made there is up to the part of the kernel that shows itself so. */
     private static final List<String> OF_THE_KERNEL = Arrays.asList("proc", "sysfs", "cgroup", "cgroup2", "debugfs",
             "tracefs", "securityfs", "configfs", "pstore", "efivarfs", "bpf");
+    /** What of a process everyone may open; for all else the kernel asks at open whether one may trace it (ptrace(2)). */
+    private static final Set<String> OPEN_OF_PROCESSES = new HashSet<>(Arrays.asList("cgroup", "cmdline", "comm", "cpuset",
+            "gid_map", "limits", "loginuid", "mountinfo", "mounts", "mountstats", "net", "oom_adj", "oom_score",
+            "oom_score_adj", "projid_map", "sched", "schedstat", "sessionid", "setgroups", "stat", "statm", "status", "task",
+            "uid_map"));
+    /** What the kernel asks other capabilities for than its mode says. */
+    private static final Set<String> OPEN_BY_CAPABILITY = new HashSet<>(Arrays.asList("kcore", "kmsg"));
     /** File systems that nothing can be written to. */
     private static final List<String> NEVER_WRITTEN = Arrays.asList("squashfs", "iso9660", "erofs", "cramfs", "romfs");
 
@@ -290,6 +298,30 @@ public final class Mount {
     }
 
     /**
+     * What else a remount for writing makes writable, as a clause for a message. What is read-only is the file system then,
+     * and all of its mounts are of the one.
+     */
+    Optional<String> writableToo() {
+        if (!superOptions.contains("ro")) {
+            return Optional.empty();
+        }
+        List<String> others = new ArrayList<>();
+        try {
+            for (Mount each : table()) {
+                if (each.device.equals(device) && !each.id.equals(id) && !each.options.contains("ro")) {
+                    others.add(each.point);
+                }
+            }
+        } catch (IOException | IndexOutOfBoundsException e) {
+            return Optional.of("all of its file system, wherever that is mounted");
+        }
+        if (others.isEmpty()) {
+            return root.equals("/") ? Optional.empty() : Optional.of("all of its file system, of which it is a part");
+        }
+        return Optional.of("all of its file system, also at " + String.join(", ", others));
+    }
+
+    /**
      * Whether the directory that is mounted there was removed where it stood: nothing can be made in it.
      *
      * <pre>{@code
@@ -330,6 +362,31 @@ public final class Mount {
     /** Whether owner and mode permit what the kernel may refuse all the same: what is there is its own. */
     boolean isOfTheKernel() {
         return OF_THE_KERNEL.contains(type);
+    }
+
+    /**
+     * Whether the kernel asks when something is opened, and access(2) does not tell: of another process, and of the kernel's
+     * memory.
+     */
+    boolean asksAtOpen(String path) {
+        if (!type.equals("proc")) {
+            return false;
+        }
+        Path below = Paths.get(point).relativize(Paths.get(path));
+        String first = below.getName(0).toString();
+        if (!NUMBER.matcher(first).matches()) {
+            return OPEN_BY_CAPABILITY.contains(first);
+        }
+        int at = below.getNameCount() > 2 && below.getName(1).toString().equals("task") ? 3 : 1; // of a thread
+        return below.getNameCount() > at && !OPEN_OF_PROCESSES.contains(below.getName(at).toString()) && !isItself(first);
+    }
+
+    private boolean isItself(String process) {
+        try {
+            return Files.readSymbolicLink(Paths.get(point).resolve("self")).toString().equals(process);
+        } catch (IOException e) {
+            return false;
+        }
     }
 
     /** Whether what is written may count against a limit that only the kernel knows. */

@@ -386,6 +386,23 @@ public final class PathFailure {
     }
 
     /**
+     * What else becomes writable when the mount that refuses is mounted for writing, since it is the file system that is
+     * read-only, and it is mounted elsewhere, or as a whole.
+     *
+     * <pre>{@code
+     * FileOperations.setPermissions(file, 0600);
+     * PathFailure failure = PathFailure.of(file, "nobody", PathFailure.Access.READ).get();
+     * System.out.println(failure.writableToo().isPresent()); // prints: false
+     * }</pre>
+     *
+     * @return a clause; empty for nothing, and unless the reason, or the {@link #guard}, is {@link Reason#READ_ONLY}
+     */
+    public Optional<String> writableToo() {
+        return mount != null && (guard == Reason.READ_ONLY || reason == Reason.READ_ONLY) ? mount.writableToo()
+                : Optional.empty();
+    }
+
+    /**
      * What keeps the rights that refuse from being changed.
      *
      * <pre>{@code

@@ -93,6 +93,7 @@ final class WhyCommand extends Action {
         String remedy = Remedy.of(failure);
         if (remedy != null) {
             out.line("  to permit it: " + remedy);
+            failure.writableToo().ifPresent(more -> out.line(Shown.name("  which makes writable " + more)));
         }
         List<String> others = words(Remedy.alsoGiven(failure));
         if (!others.isEmpty()) {
@@ -125,7 +126,10 @@ final class WhyCommand extends Action {
                     .put("mode", String.format("%04o", failure.mode() & 07777))
                     .put("entry", failure.decidingEntry().map(AclEntry::toString).orElse(null));
         }
-        return object.put("remedy", Remedy.of(failure)).put("alsoGives", words(Remedy.alsoGiven(failure)))
+        String remedy = Remedy.of(failure);
+        return object.put("remedy", remedy)
+                .put("alsoWritable", remedy == null ? null : failure.writableToo().orElse(null))
+                .put("alsoGives", words(Remedy.alsoGiven(failure)))
                 .put("alsoTakes", words(Remedy.alsoTaken(failure)));
     }
 
