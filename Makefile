@@ -28,7 +28,7 @@ N ?= 300
 .PHONY: help demo test test-programs cephfs demo-cephfs test-cephfs hdfs walk hostile fuzz fuzzers soak soak-cephfs soak-hdfs deps build javadoc
 .PHONY: asan tsan coverage mutants bench bench-calls bench-cephfs bench-profile bench-ls bench-count bench-portable bench-hdfs
 .PHONY: lint format tidy
-.PHONY: install packages packages-cephfs packages-portable portable publish reproducible platforms clean
+.PHONY: install uninstall packages packages-cephfs packages-portable portable publish reproducible platforms clean
 
 help: ## this text
 	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1\t\2/p' $(MAKEFILE_LIST) | expand -t 26
@@ -212,6 +212,9 @@ tidy:
 
 install: build ## into PREFIX (/usr/local), below DESTDIR
 	@scripts/install.sh build "$$PREFIX"
+
+uninstall: build ## take away what "make install" with the same PREFIX and DESTDIR has put there
+	@scripts/install.sh build "$$PREFIX" remove
 
 packages: build ## build/packages/: .deb and .rpm of library, command and embedded client
 	@scripts/deps.sh packages

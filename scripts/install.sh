@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# install.sh BUILD PREFIX: installs what is built, and shows that it runs from where it lies. Below DESTDIR
-# it is only put down: where it will run is not known here.
+# install.sh BUILD PREFIX [remove]: installs what is built, and shows that it runs from where it lies. Below DESTDIR
+# it is only put down: where it will run is not known here. With "remove", what it would install is taken away, and each
+# folder that is empty then and is its own.
 set -eu
 build=$1
 prefix=$2
@@ -22,6 +23,10 @@ case $prefix in
 esac
 printf %s "$prefix" | iconv -f UTF-8 -t UCS-2 >/dev/null 2>&1 ||
   no 'PREFIX is no UTF-8, or has a character beyond U+FFFF, and Java finds no classes there'
+# The kernel goes through each folder on the way, and so does whoever looks for what is installed.
+case $prefix/ in
+  */../* | */./*) prefix=$(realpath -m -- "$prefix") ;;
+esac
 scratch=$(mktemp -d)
 log=$scratch/log
 added=$scratch/added
@@ -67,6 +72,27 @@ replace() {
 }
 mkdir "$files"
 DESTDIR=$files cmake --install "$build" --prefix "$prefix" >"$log" 2>&1 || nothing
+if [ "${3-}" = remove ]; then
+  gone=0
+  while IFS= read -r path; do
+    target=${DESTDIR-}$path
+    if [ -d "$files$path" ] && [ ! -L "$files$path" ]; then
+      case $path/ in
+        */libzolthadoop/ | */libzolthadoop/* | */libzolt-local/* | */zolt-tools/*) rmdir "$target" 2>/dev/null || : ;;
+      esac
+    elif [ -e "$target" ] || [ -L "$target" ]; then
+      rm -f -- "$target" 2>"$log" || fail "$(tail -n 1 "$log")"
+      gone=$((gone + 1))
+    fi
+  done < <(cd "$files" && find . -depth -mindepth 1 -printf '/%P\n')
+  [ -n "${DESTDIR-}" ] || [ "$(id -u)" -ne 0 ] || case $prefix in
+    /usr | /usr/local) PATH=$PATH:/usr/sbin:/sbin ldconfig || : ;;
+  esac
+  [ "$gone" -gt 0 ] || fail "nothing of it is installed below ${DESTDIR-}$prefix"
+  rm -f -- "${DESTDIR-}$jars/zolt.jsa"
+  echo "Removed from ${DESTDIR-}$prefix: $gone files"
+  exit 0
+fi
 while IFS= read -r path; do
   target=${DESTDIR-}$path
   [ -e "$target" ] || [ -L "$target" ] || echo "$target" >>"$added"
@@ -83,7 +109,7 @@ for target in "${targets[@]}"; do
   beside "$target"
   replace "$new" "$target" 2>"$log" || nothing
 done
-[ -z "${DESTDIR-}" ] || exit 0
+[ -z "${DESTDIR-}" ] || { echo "Put down below $(printf %q "$DESTDIR") for $prefix"; exit 0; }
 
 # What the command finds by itself, not by what the caller has set.
 unset LD_LIBRARY_PATH ZOLT_LIBRARY ZOLT_LOG ZOLT_JAVA_OPTS

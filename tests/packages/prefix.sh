@@ -107,6 +107,16 @@ done
 [ "$(cd "$work" && find old "ne w" full 2>/dev/null)" = $'old\nold/kept\nfull\nfull/bin' ] ||
   fail "what a failed installation leaves: $(cd "$work" && find old "ne w" full)"
 
+# A way that goes through what is not there is the way that is meant.
+said=$(install_to "$work/way/x/../y") && [ -x "$work/way/y/bin/zolt" ] && [ ! -e "$work/way/x" ] || fail "a way with ..: $said"
+# What is taken away is what was installed, and no more.
+touch "$work/way/y/bin/other" "$work/way/y/share/doc/other"
+said=$(install_to "$work/way/y" remove) || fail "an installation that is removed: $said"
+[ "$(cd "$work/way/y" && find . ! -type d | sort)" = $'./bin/other\n./share/doc/other' ] && [ ! -e "$work/way/y/share/doc/zolt-tools" ] ||
+  fail "what is left of an installation: $(find "$work/way/y")"
+said=$(install_to "$work/way/y" remove) && fail 'what is not installed is removed'
+[ "$said" = "install.sh: nothing of it is installed below $work/way/y" ] || fail "nothing to remove: $said"
+
 # What root installs is everyone's, whatever umask(2) root has.
 (umask 077 && install_to "$work/closed" >/dev/null) || fail 'an installation under umask 077'
 [ -z "$(find "$work/closed" ! -perm -044 -o -type d ! -perm -055)" ] || fail 'an installation that is not for everyone'
@@ -123,7 +133,9 @@ output=$(from install PREFIX="$blank/prefix") || fail "make install into a folde
   fail "files of a version: $("$blank/prefix/bin/zolt" --version)"
 [ -f "$blank/prefix/share/java/zolt.jsa" ] || fail 'no classes are kept ready in a folder with a blank'
 output=$(from install PREFIX="$work/\$HOME(x)\$") && [ -x "$work/\$HOME(x)\$/bin/zolt" ] || fail "make install with a dollar: $output"
-output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] ||
+output=$(from install PREFIX=/usr DESTDIR="$blank/staged") && [ -x "$blank/staged/usr/bin/zolt" ] &&
+  grep -q '^Put down below .*staged for /usr$' <<<"$output" && from uninstall PREFIX=/usr DESTDIR="$blank/staged" >/dev/null &&
+  [ -z "$(find "$blank/staged" ! -type d)" ] ||
   fail "a staged installation: $output"
 output=$(from install PREFIX=/usr DESTDIR="$blank/\$HOME") && [ -x "$blank/\$HOME/usr/bin/zolt" ] ||
   fail "a staged installation with a dollar: $output"
