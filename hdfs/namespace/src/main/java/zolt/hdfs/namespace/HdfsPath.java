@@ -17,6 +17,8 @@ public final class HdfsPath {
     private static final int SHOWN_CHARACTERS = 100;
 
     private final List<String> components;
+    /** Made when it is first asked for, by whichever thread. */
+    private String text;
 
     private HdfsPath(List<String> components) {
         this.components = components;
@@ -140,6 +142,11 @@ public final class HdfsPath {
 
     @Override
     public String toString() {
-        return "/" + remainder(0);
+        String made = text;
+        if (made == null) {
+            made = "/" + remainder(0);
+            text = made;
+        }
+        return made;
     }
 }

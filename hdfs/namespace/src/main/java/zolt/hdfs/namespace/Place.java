@@ -131,11 +131,16 @@ final class Place implements AutoCloseable {
 
     @Override
     public void close() {
-        NativeFiles.close(way);
-        NativeFiles.close(itself);
-        NativeFiles.close(directory);
-        way = -1;
-        itself = -1;
-        directory = -1;
+        way = closed(way);
+        itself = closed(itself);
+        directory = closed(directory);
+    }
+
+    /** Most places have opened nothing, and a call of the library has its price. */
+    private static int closed(int descriptor) {
+        if (descriptor >= 0) {
+            NativeFiles.close(descriptor);
+        }
+        return -1;
     }
 }
