@@ -1,30 +1,20 @@
 package zolt.hdfs.bench;
 
 import java.io.IOException;
-import java.security.PrivilegedExceptionAction;
 import java.util.ArrayList;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
-import java.util.concurrent.TimeUnit;
 import java.util.stream.Stream;
-import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
-import org.apache.hadoop.hdfs.server.namenode.NNThroughputBenchmark;
 import org.apache.hadoop.security.UserGroupInformation;
-import org.apache.log4j.AppenderSkeleton;
-import org.apache.log4j.Level;
-import org.apache.log4j.Logger;
-import org.apache.log4j.spi.LoggingEvent;
 
 /** Hadoop's own benchmark of a NameNode's calls, as an ordinary user, in turns on one server and the other. */
 final class Operations {
     private static final String BASE = "/nnThroughputBenchmark";
     private static final int[] THREADS = {4, 16};
     private static final int ROUNDS = 2;
-    private static final long SAMPLE_MILLIS = 20;
-    private static final long MOST_SECONDS = 120;
     /** Readers of the namespace are to be faster, all else no slower. */
     private static final Map<String, Double> GOALS = Map.of("open", 1.2, "fileStatus", 1.2);
     private static final List<String> NAMES = List.of("create", "open", "fileStatus", "rename", "mkdirs");
@@ -127,50 +117,18 @@ final class Operations {
         }
     }
 
-    /** Runs the benchmark, and notes the server's processor time while it counts. */
     private Result measure(Server server, List<String> arguments) throws Exception {
         Said said = new Said(server);
-        Logger logger = Logger.getLogger(NNThroughputBenchmark.class);
-        logger.addAppender(said);
-        logger.setLevel(Level.INFO);
-        logger.setAdditivity(false);
-        try {
-            Thread runner = new Thread(() -> runAs(server.conf(), arguments, said));
-            runner.setDaemon(true);
-            runner.start();
-            // A benchmark of which a call fails never ends by itself.
-            long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(MOST_SECONDS);
-            while (runner.isAlive() && said.failure == null && System.nanoTime() < end) {
-                runner.join(SAMPLE_MILLIS);
-                said.sample();
-            }
-            if (runner.isAlive() || said.failure != null) {
-                throw new IOException(server.name() + " " + arguments + ": " + said.failure);
-            }
-        } finally {
-            logger.removeAppender(said);
-        }
+        said.run(server.conf(), user, arguments);
         return said.result();
     }
 
-    private void runAs(Configuration conf, List<String> arguments, Said said) {
-        try {
-            user.doAs((PrivilegedExceptionAction<Void>) () -> {
-                NNThroughputBenchmark.runBenchmark(conf, arguments.toArray(new String[0]));
-                return null;
-            });
-        } catch (Exception e) {
-            said.failure = e.toString();
-        }
-    }
-
     /** What the benchmark says in its log, and the server's processor time beside it. */
-    private static final class Said extends AppenderSkeleton {
+    private static final class Said extends Throughput {
         private record Sample(long nanos, double cpu) {}
 
         private final Server server;
         private final List<Sample> samples = new ArrayList<>();
-        private volatile String failure;
         private Sample start;
         private double millis;
         private double count;
@@ -179,21 +137,19 @@ final class Operations {
             this.server = server;
         }
 
-        synchronized void sample() {
+        @Override
+        protected synchronized void sample() {
             samples.add(new Sample(System.nanoTime(), server.cpuSeconds()));
         }
 
         @Override
-        protected synchronized void append(LoggingEvent event) {
-            String text = event.getRenderedMessage();
+        protected synchronized void said(String text) {
             if (text.startsWith("Starting ") && text.endsWith("(s).")) {
                 start = new Sample(System.nanoTime(), server.cpuSeconds());  // the last counts: inputs come before
             } else if (text.startsWith("# operations: ")) {
                 count = Double.parseDouble(text.substring(14));
             } else if (text.startsWith("Elapsed Time: ")) {
                 millis = Double.parseDouble(text.substring(14));
-            } else if (event.getLevel().isGreaterOrEqual(Level.ERROR)) {
-                failure = text;
             }
         }
 
@@ -206,16 +162,6 @@ final class Operations {
                 }
             }
             return new Result(1000 * count / millis, (cpu - start.cpu) * 1e6 / count);
-        }
-
-        @Override
-        public void close() {
-            // Nothing is held.
-        }
-
-        @Override
-        public boolean requiresLayout() {
-            return false;
         }
     }
 }

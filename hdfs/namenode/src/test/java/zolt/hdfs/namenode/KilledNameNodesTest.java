@@ -8,6 +8,8 @@ import java.io.ByteArrayOutputStream;
 import java.io.File;
 import java.io.IOException;
 import java.io.InputStream;
+import java.net.BindException;
+import java.net.InetSocketAddress;
 import java.net.ServerSocket;
 import java.net.URI;
 import java.nio.file.Files;
@@ -24,15 +26,20 @@ import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
 import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.ContentSummary;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.client.HdfsClientConfigKeys;
 import org.apache.hadoop.hdfs.server.namenode.ha.ConfiguredFailoverProxyProvider;
+import org.apache.hadoop.net.NetUtils;
+import org.apache.hadoop.security.UserGroupInformation;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.hdfs.bench.Throughput;
 import zolt.hdfs.datanode.ZoltDataNode;
 
 /**
@@ -47,6 +54,8 @@ class KilledNameNodesTest {
     private static final int BLOCK = 1 << 20;
     private static final long WAIT_SECONDS = 60;
     private static final Path BASE = new Path("/killed");
+    private static final List<String> OPERATIONS = List.of("mkdirs", "create", "open", "fileStatus", "rename", "delete");
+    private static final int OPERATED = 200;
     private static final String[] IDS = {"one", "two"};
 
     @TempDir
@@ -59,10 +68,9 @@ class KilledNameNodesTest {
 
     @Test
     void nothingThatWasAcknowledgedIsLost() throws Exception {
-        for (String id : IDS) {
-            addresses.put(id, "127.0.0.1:" + freePort());
-        }
-        ExecutorService threads = Executors.newFixedThreadPool(CALLERS + 1);
+        addresses.put(IDS[0], freeHost() + ":" + HdfsClientConfigKeys.DFS_NAMENODE_RPC_PORT_DEFAULT);
+        addresses.put(IDS[1], "127.0.0.1:" + freePort());
+        ExecutorService threads = Executors.newFixedThreadPool(CALLERS + 2);
         Process datanode = null;
         try {
             for (String id : IDS) {
@@ -78,6 +86,7 @@ class KilledNameNodesTest {
                 calls.add(threads.submit(() -> callUntilTheEnd(number)));
             }
             Future<Integer> writer = threads.submit(this::writeUntilTheEnd);
+            Future<Integer> benchmark = threads.submit(this::benchmarkUntilTheEnd);
             for (int kill = 0; kill < KILLS; kill++) {
                 Thread.sleep(500 + random.nextInt(1500));
                 String victim = IDS[random.nextInt(IDS.length)];
@@ -90,7 +99,7 @@ class KilledNameNodesTest {
                 done += each.get(WAIT_SECONDS, TimeUnit.SECONDS);
             }
             System.out.println(KILLS + " kills: " + done + " calls, " + writer.get(WAIT_SECONDS, TimeUnit.SECONDS)
-                    + " files written");
+                    + " files written, " + benchmark.get(WAIT_SECONDS, TimeUnit.SECONDS) + " runs of the benchmark");
             FileSystem.newInstance(uri(), client()).delete(BASE, true);
         } finally {
             ending.set(true);
@@ -171,9 +180,53 @@ class KilledNameNodesTest {
         return written;
     }
 
+    /**
+     * Hadoop's own benchmark, one operation after the other: no call of it fails, and what it has made is there. It asks
+     * its first question of the host that has the name of both, which stands for one of them; where that one is just
+     * dead, the run begins again.
+     */
+    private int benchmarkUntilTheEnd() throws Exception {
+        NetUtils.addStaticResolution(uri().getHost(), addresses.get(IDS[0]).replaceAll(":.*", ""));
+        int runs = 0;
+        try (FileSystem files = FileSystem.newInstance(uri(), client())) {
+            for (int i = 0; !ending.get(); i++) {
+                String operation = OPERATIONS.get(i % OPERATIONS.size());
+                Path base = new Path(BASE, "benchmark" + i);
+                List<String> arguments = List.of("-op", operation, "-threads", Integer.toString(CALLERS),
+                        operation.equals("mkdirs") ? "-dirs" : "-files", Integer.toString(OPERATED), "-nonSuperUser",
+                        "-baseDirName", base.toString(), "-keepResults");
+                try {
+                    new Throughput().run(client(), UserGroupInformation.getCurrentUser(), arguments);
+                } catch (IOException e) {
+                    assertTrue(e.getMessage().matches("(?s).*\\b" + uri().getHost() + "\"?:[0-9].*"), e::toString);
+                    continue;
+                }
+                runs++;
+                ContentSummary made = files.getContentSummary(base);
+                assertEquals(operation.equals("mkdirs") || operation.equals("delete") ? 0 : OPERATED, made.getFileCount(),
+                        "after " + operation);
+                assertTrue(files.delete(base, true));
+            }
+        }
+        return runs;
+    }
+
     private static void assertBegins(byte[] flushed, FileSystem reader, Path path) throws IOException {
         try (InputStream in = reader.open(path)) {
             assertArrayEquals(flushed, in.readNBytes(flushed.length), "what was flushed");
+        }
+    }
+
+    /** An address of this machine alone at which a NameNode's usual port is free. */
+    private String freeHost() throws IOException {
+        for (;;) {
+            String host = "127.1.1." + (1 + random.nextInt(250));
+            try (ServerSocket socket = new ServerSocket()) {
+                socket.bind(new InetSocketAddress(host, HdfsClientConfigKeys.DFS_NAMENODE_RPC_PORT_DEFAULT));
+                return host;
+            } catch (BindException e) {
+                continue;
+            }
         }
     }
 
