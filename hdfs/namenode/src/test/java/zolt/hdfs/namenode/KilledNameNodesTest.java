@@ -52,7 +52,7 @@ class KilledNameNodesTest {
     private static final int MOST_FILES = 50;
     private static final int MOST_BYTES = 60_000;
     private static final int BLOCK = 1 << 20;
-    private static final long WAIT_SECONDS = 60;
+    private static final long WAIT_SECONDS = 180;
     private static final Path BASE = new Path("/killed");
     private static final List<String> OPERATIONS = List.of("mkdirs", "create", "open", "fileStatus", "rename", "delete");
     private static final int OPERATED = 200;
