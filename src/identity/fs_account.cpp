@@ -31,7 +31,7 @@ struct Ids {
 // A lookup that fails in silence must not leave the thread with the service's rights.
 Ids idsOf(const std::string& user) {
   Ids ids;
-  username_to_uidgid(user, ids.uid, ids.gid);
+  username_to_uidgid(user, ids.uid, ids.gid).orThrow();
   if (ids.uid == NO_ID) {
     const std::string message = "No ids for user \"" + user + "\"";
     ZOLT_WARN(message);
@@ -51,11 +51,8 @@ Ids idsOfOrNobody(const std::string& user) {
 
 std::string superuserName(const char* askedBy) {
   std::string name;
-  try {
-    uid_to_usrname(0, name);
-  } catch (const IOException&) {
+  if (uid_to_usrname(0, name))
     ZOLT_WARN_AS(askedBy, "Unable to map uid: " << 0 << " to username. Try nobody");
-  }
   return name.empty() ? NOBODY : name;
 }
 

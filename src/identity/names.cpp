@@ -9,7 +9,6 @@
 #include <memory>
 #include <string_view>
 
-#include "base/io_exception.h"
 #include "base/logger2.h"
 
 namespace zolt {
@@ -81,32 +80,30 @@ Failure find(std::string_view key, const Wording& wording, const Lookup& lookup,
 
 }  // namespace
 
-void uid_to_usrname(uint32_t uid, std::string& name) {
-  const Failure failure = find<passwd>(
+Failure uid_to_usrname(uint32_t uid, std::string& name) {
+  Failure failure = find<passwd>(
       std::to_string(uid), {"Unknown uid ", "getpwuid_r() failed with uid "},
       [uid](passwd* entry, char* buffer, size_t size, passwd** found) {
         return getpwuid_r(uid, entry, buffer, size, found);
       },
       [&name](const passwd& entry) { name = entry.pw_name; });
-  if (!failure) return;
-  ZOLT_WARN(failure->what());
-  failure.orThrow();
+  if (failure) ZOLT_WARN(failure->what());
+  return failure;
 }
 
-void gid_to_grpname(uint32_t gid, std::string& name) {
-  const Failure failure = find<group>(
+Failure gid_to_grpname(uint32_t gid, std::string& name) {
+  Failure failure = find<group>(
       std::to_string(gid), {"Unknown gid ", "getgrgid_r() failed with gid "},
       [gid](group* entry, char* buffer, size_t size, group** found) {
         return getgrgid_r(gid, entry, buffer, size, found);
       },
       [&name](const group& entry) { name = entry.gr_name; });
-  if (!failure) return;
-  ZOLT_WARN(failure->what());
-  failure.orThrow();
+  if (failure) ZOLT_WARN(failure->what());
+  return failure;
 }
 
-void username_to_uidgid(const std::string& name, uint32_t& uid, uint32_t& gid) {
-  const Failure failure = find<passwd>(
+Failure username_to_uidgid(const std::string& name, uint32_t& uid, uint32_t& gid) {
+  Failure failure = find<passwd>(
       name, {"Unknown user ", "getpwnam_r() failed: Unknown user "},
       [&name](passwd* entry, char* buffer, size_t size, passwd** found) {
         return getpwnam_r(name.c_str(), entry, buffer, size, found);
@@ -115,21 +112,19 @@ void username_to_uidgid(const std::string& name, uint32_t& uid, uint32_t& gid) {
         uid = entry.pw_uid;
         gid = entry.pw_gid;
       });
-  if (!failure) return;
-  ZOLT_WARN(failure->what());
-  failure.orThrow();
+  if (failure) ZOLT_WARN(failure->what());
+  return failure;
 }
 
-void grpname_to_gid(const std::string& name, uint32_t& gid) {
-  const Failure failure = find<group>(
+Failure grpname_to_gid(const std::string& name, uint32_t& gid) {
+  Failure failure = find<group>(
       name, {"Unknown group ", "getgrnam_r() failed: Unknown group "},
       [&name](group* entry, char* buffer, size_t size, group** found) {
         return getgrnam_r(name.c_str(), entry, buffer, size, found);
       },
       [&gid](const group& entry) { gid = entry.gr_gid; });
-  if (!failure) return;
-  ZOLT_WARN(failure->what());
-  failure.orThrow();
+  if (failure) ZOLT_WARN(failure->what());
+  return failure;
 }
 
 }  // namespace zolt

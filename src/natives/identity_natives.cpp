@@ -16,7 +16,10 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
   if (getString(env, javaUser, user) != 0) return -1;
   uint32_t uid = NO_ID;
   uint32_t gid = NO_ID;
-  username_to_uidgid(user, uid, gid);
+  if (const Failure failure = username_to_uidgid(user, uid, gid)) {
+    handle_error(env, *failure);
+    return -1;
+  }
   return static_cast<jint>(uid);
 } catch (...) {
   return raised<jint>(-1);
@@ -27,7 +30,10 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
   std::string group;
   if (getString(env, javaGroup, group) != 0) return -1;
   uint32_t gid = NO_ID;
-  grpname_to_gid(group, gid);
+  if (const Failure failure = grpname_to_gid(group, gid)) {
+    handle_error(env, *failure);
+    return -1;
+  }
   return static_cast<jint>(gid);
 } catch (...) {
   return raised<jint>(-1);
@@ -36,7 +42,10 @@ JNIEXPORT jint JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_ge
 JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getUser(
     JNIEnv* env, jclass /*cls*/, jint uid) try {
   std::string name;
-  uid_to_usrname(static_cast<uint32_t>(uid), name);
+  if (const Failure failure = uid_to_usrname(static_cast<uint32_t>(uid), name)) {
+    handle_error(env, *failure);
+    return nullptr;
+  }
   return newString(env, name);
 } catch (...) {
   return raised<jstring>();
@@ -45,7 +54,10 @@ JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative
 JNIEXPORT jstring JNICALL Java_org_apache_hadoop_hdfs_server_namenode_ZOLTNative_getGroup(
     JNIEnv* env, jclass /*cls*/, jint gid) try {
   std::string name;
-  gid_to_grpname(static_cast<uint32_t>(gid), name);
+  if (const Failure failure = gid_to_grpname(static_cast<uint32_t>(gid), name)) {
+    handle_error(env, *failure);
+    return nullptr;
+  }
   return newString(env, name);
 } catch (...) {
   return raised<jstring>();

@@ -32,21 +32,13 @@ std::string parentOf(std::string path) {
 
 std::string ownerName(uid_t uid) {
   std::string name;
-  try {
-    uid_to_usrname(uid, name);
-  } catch (const IOException&) {
-    ZOLT_WARN_AS(WALK, "Unable to map uid to name for uid: " << uid);
-  }
+  if (uid_to_usrname(uid, name)) ZOLT_WARN_AS(WALK, "Unable to map uid to name for uid: " << uid);
   return name.empty() ? std::to_string(uid) : name;
 }
 
 std::string groupName(gid_t gid) {
   std::string name;
-  try {
-    gid_to_grpname(gid, name);
-  } catch (const IOException&) {
-    ZOLT_WARN_AS(WALK, "Unable to map gid to name for gid: " << gid);
-  }
+  if (gid_to_grpname(gid, name)) ZOLT_WARN_AS(WALK, "Unable to map gid to name for gid: " << gid);
   return name.empty() ? std::to_string(gid) : name;
 }
 

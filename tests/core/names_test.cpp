@@ -44,7 +44,7 @@ std::vector<Conversion> conversions() {
       {"getpwuid_r", "uid_to_usrname",
        [](const std::string& key) {
          std::string name = "before";
-         uid_to_usrname(number(key), name);
+         uid_to_usrname(number(key), name).orThrow();
          return name;
        },
        "0", "root", "4000000001", "big-user", "4123456789",
@@ -54,7 +54,7 @@ std::vector<Conversion> conversions() {
       {"getgrgid_r", "gid_to_grpname",
        [](const std::string& key) {
          std::string name = "before";
-         gid_to_grpname(number(key), name);
+         gid_to_grpname(number(key), name).orThrow();
          return name;
        },
        "0", "root", "4000000002", "big-group", "4123456789",
@@ -65,7 +65,7 @@ std::vector<Conversion> conversions() {
        [](const std::string& key) {
          uint32_t uid = 7;
          uint32_t gid = 8;
-         username_to_uidgid(key, uid, gid);
+         username_to_uidgid(key, uid, gid).orThrow();
          return text(uid, gid);
        },
        "nobody", "65534 65534", "big-user", "4000000001 4000000002", "no such user",
@@ -75,7 +75,7 @@ std::vector<Conversion> conversions() {
       {"getgrnam_r", "grpname_to_gid",
        [](const std::string& key) {
          uint32_t gid = 8;
-         grpname_to_gid(key, gid);
+         grpname_to_gid(key, gid).orThrow();
          return std::to_string(gid);
        },
        "nogroup", "65534", "big-group", "4000000002", "no such group",

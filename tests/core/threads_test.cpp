@@ -178,12 +178,12 @@ class Worker {
   void names() {
     uint32_t uid = 0;
     uint32_t gid = 0;
-    username_to_uidgid(user_, uid, gid);
+    username_to_uidgid(user_, uid, gid).orThrow();
     EXPECT_EQ(uid, id());
     std::string name;
-    uid_to_usrname(id(), name);
+    uid_to_usrname(id(), name).orThrow();
     EXPECT_EQ(name, user_);
-    gid_to_grpname(0, name);
+    gid_to_grpname(0, name).orThrow();
     EXPECT_EQ(name, "root");
     mountDevice("/proc", "proc");
     EXPECT_EQ(toModifiedUtf8("\xff"), "\xED\xB3\xBF");
