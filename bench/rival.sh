@@ -26,9 +26,6 @@ in that of the other: the median over the rounds, and its quartiles. **$(rows | 
 1.03**; the median of them all is $(rows | cut -f 6 | sort -n | awk '{all[NR] = $1} END {print all[int((NR + 1) / 2)]}').
 $(nproc) processors ($(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -1)), Linux $(uname -r | cut -d- -f1), $(java -version 2>&1 | sed -n '1s/"//gp'); load average $(cut -d' ' -f1 /proc/loadavg) at its end.
 
-What is still a C++ exception inside the library (a name that the user database does not know) costs twice as much in the
-unwinder that the portable library carries, some 4 µs a call.
-
 | Case | On | Size | x | Quartiles | |
 |---|---|--:|--:|---|---|
 $(rows | awk -F '\t' '{
