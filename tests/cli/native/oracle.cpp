@@ -174,8 +174,10 @@ bool can(const std::string& purpose, const std::string& path) {
   const bool isDirectory = S_ISDIR(status.st_mode);
   if (purpose == "look") return true;
   if (purpose == "r") return opened(path, O_RDONLY);
+  // execve(2) takes no other file than a regular one, of which access(2) says nothing.
   if (purpose == "x")
-    return isDirectory ? access((path + "/.").c_str(), F_OK) == 0 : access(path.c_str(), X_OK) == 0;
+    return isDirectory ? access((path + "/.").c_str(), F_OK) == 0
+                       : S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0;
   return isDirectory ? filled(path) : written(path);
 }
 
