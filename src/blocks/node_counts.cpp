@@ -1,6 +1,7 @@
 #include "blocks/node_counts.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "blocks/block_query.h"
 
@@ -114,11 +115,13 @@ void NodeCounts::emit(int replicas, Buffer<int>& out) {
     slot.blocksAndOne = 1;
   }
   rankFirst({ranked_.data(), met}, replicas);
-  int* const nodes = out.tryTake(2 * answered);
+  // The memory is Java's, and need not lie as an int should.
+  char* const nodes = reinterpret_cast<char*>(out.tryTake(2 * answered));
+  char* const counts = nodes + answered * sizeof(int);
   for (size_t i = 0; i < answered; ++i) {
-    const auto [node, blocks] = i < met ? ranked_[i] : std::pair{-1, -1};
-    nodes[i] = node;
-    nodes[answered + i] = blocks;
+    const std::pair<int, int> next = i < met ? ranked_[i] : std::pair{-1, -1};
+    std::memcpy(nodes + i * sizeof(int), &next.first, sizeof(int));
+    std::memcpy(counts + i * sizeof(int), &next.second, sizeof(int));
   }
   beginGroup();
 }
