@@ -95,12 +95,12 @@ void NodeCounts::add(const int32_t* words, uint64_t blocks, int32_t replicas) {
 
 void NodeCounts::sortKnown() {
   if (ascending_.size() == known_) return;
+  ranked_.resize(known_);  // before the slots are known: who finds them in order relies on this room
   ascending_.clear();
   for (uint32_t i = 0; i < slots_.size(); ++i) {
     if (slots_[i].blocksAndOne != 0) ascending_.push_back(i);
   }
   std::ranges::sort(ascending_, {}, [this](uint32_t i) { return slots_[i].node; });
-  ranked_.resize(ascending_.size());
 }
 
 void NodeCounts::emit(int replicas, Buffer<int>& out) {
