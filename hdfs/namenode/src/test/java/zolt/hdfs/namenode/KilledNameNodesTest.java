@@ -208,6 +208,7 @@ class KilledNameNodesTest {
                 assertTrue(files.delete(base, true));
             }
         }
+        assertTrue(runs > 0, "the benchmark has never run to its end");
         return runs;
     }
 
@@ -219,8 +220,8 @@ class KilledNameNodesTest {
 
     /** An address of this machine alone at which a NameNode's usual port is free. */
     private String freeHost() throws IOException {
-        for (;;) {
-            String host = "127.1.1." + (1 + random.nextInt(250));
+        for (int last = 1; last < 255; last++) {
+            String host = "127.1.1." + last;
             try (ServerSocket socket = new ServerSocket()) {
                 socket.bind(new InetSocketAddress(host, HdfsClientConfigKeys.DFS_NAMENODE_RPC_PORT_DEFAULT));
                 return host;
@@ -228,6 +229,7 @@ class KilledNameNodesTest {
                 continue;
             }
         }
+        throw new IOException("the usual port of a NameNode is taken at all addresses of this machine");
     }
 
     private static int freePort() throws IOException {
