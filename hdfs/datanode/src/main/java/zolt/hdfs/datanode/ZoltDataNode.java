@@ -28,6 +28,8 @@ public final class ZoltDataNode {
             while (datanode != null && datanode.isDatanodeUp()) {
                 Thread.sleep(1000);
             }
+            LOG.warn("The DataNode serves no NameNode any more");
+            ExitUtil.terminate(datanode == null ? 1 : 0);  // other threads would keep the process
         } catch (Throwable e) {
             LOG.error("The DataNode cannot start", e);
             ExitUtil.terminate(1, e);
