@@ -38,6 +38,7 @@ import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.security.UserGroupInformation;
 import org.apache.hadoop.util.DataChecksum;
 import org.slf4j.Logger;
 import org.slf4j.LoggerFactory;
@@ -166,8 +167,9 @@ public final class NameNodeServer implements AutoCloseable {
                         DFSConfigKeys.DFS_NAMENODE_RETRY_CACHE_EXPIRYTIME_MILLIS_DEFAULT)));
     }
 
-    private static Callers callers(Configuration conf, Duration time) {
-        return new Callers(conf.get(DFSConfigKeys.DFS_PERMISSIONS_SUPERUSERGROUP_KEY,
+    private static Callers callers(Configuration conf, Duration time) throws IOException {
+        String service = UserGroupInformation.getLoginUser().getShortUserName();
+        return new Callers(service, conf.get(DFSConfigKeys.DFS_PERMISSIONS_SUPERUSERGROUP_KEY,
                 DFSConfigKeys.DFS_PERMISSIONS_SUPERUSERGROUP_DEFAULT), time);
     }
 

@@ -2,7 +2,6 @@ package zolt.hdfs.namespace;
 
 import java.io.IOException;
 import java.time.Duration;
-import java.util.function.LongSupplier;
 import org.apache.hadoop.security.AccessControlException;
 import zolt.fs.Accounts;
 
@@ -10,20 +9,19 @@ import zolt.fs.Accounts;
 public final class Callers {
     private static final int MOST = 10_000;
 
+    private final String service;
     private final String supergroup;
     private final Remembered<String, Caller> callers;
 
     /**
+     * @param service the user as whom the service has logged in, who has its rights, as with HDFS
      * @param supergroup the group whose members have the service's rights; it need not exist
      * @param time how long what the database said holds
      */
-    public Callers(String supergroup, Duration time) {
-        this(supergroup, time, System::nanoTime);
-    }
-
-    Callers(String supergroup, Duration time, LongSupplier clock) {
+    public Callers(String service, String supergroup, Duration time) {
+        this.service = service;
         this.supergroup = supergroup;
-        callers = new Remembered<>(MOST, time, clock);
+        callers = new Remembered<>(MOST, time, System::nanoTime);
     }
 
     /**
@@ -71,7 +69,7 @@ public final class Callers {
     }
 
     private boolean isSuperuser(Caller caller) {
-        if (caller.uid() == 0) {
+        if (caller.uid() == 0 || caller.user().equals(service)) {
             return true;
         }
         try {
