@@ -95,7 +95,8 @@ void NodeCounts::add(const int32_t* words, uint64_t blocks, int32_t replicas) {
 
 void NodeCounts::sortKnown() {
   if (ascending_.size() == known_) return;
-  ranked_.resize(known_);  // before the slots are known: who finds them in order relies on this room
+  // Before the slots are known: who finds them in order relies on this room.
+  ranked_.resize(known_);
   ascending_.clear();
   for (uint32_t i = 0; i < slots_.size(); ++i) {
     if (slots_[i].blocksAndOne != 0) ascending_.push_back(i);
