@@ -73,7 +73,8 @@ class DatanodeAdmissionTest {
         InetAddress here = InetAddress.getLoopbackAddress();
         UserGroupInformation.setConfiguration(conf);
         try {
-            DatanodeAdmission admission = new DatanodeAdmission(conf, new Callers("root", "supergroup", Duration.ofSeconds(30)));
+            Callers callers = new Callers("root", "supergroup", Duration.ofSeconds(30));
+            DatanodeAdmission admission = new DatanodeAdmission(conf, callers);
             String host = here.getCanonicalHostName();
             assertSame(Caller.SERVICE, admission.admit(user("dn/" + host + "@EXAMPLE.COM"), here));
             for (String other : new String[] {"dn/elsewhere@EXAMPLE.COM", "nobody/" + host + "@EXAMPLE.COM",

@@ -145,8 +145,9 @@ class KerberosTest {
 
     /** One of Hadoop's commands, of a user who has a ticket, or of somebody who has a file of tokens. */
     private static Said hadoop(Map<String, String> credentials, Class<?> command, String... arguments) throws Exception {
-        List<String> call = new ArrayList<>(List.of(java(), "-XX:TieredStopAtLevel=1", "-Djava.security.krb5.conf=" + krb5,
-                "-Djava.net.preferIPv4Stack=true", "-cp", conf + ":" + System.getProperty("java.class.path"), command.getName()));
+        List<String> call = new ArrayList<>(List.of(java(), "-XX:TieredStopAtLevel=1", "-Djava.net.preferIPv4Stack=true",
+                "-Djava.security.krb5.conf=" + krb5, "-cp", conf + ":" + System.getProperty("java.class.path"),
+                command.getName()));
         call.addAll(List.of(arguments));
         return run(call, credentials);
     }
