@@ -12,11 +12,15 @@ import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.fs.FileAlreadyExistsException;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.slf4j.Logger;
+import org.slf4j.LoggerFactory;
 import zolt.fs.BlockLocations;
 import zolt.fs.FileOperations;
 
 /** Files while a client writes them, from create or append to complete. */
 public final class OpenFiles {
+    private static final Logger LOG = LoggerFactory.getLogger(OpenFiles.class);
+
     private static final int MOST_GROUP_FACTOR = 1024;
     private static final int ATTEMPTS = 10;
     private static final int MOST_NAME = 255;
@@ -125,7 +129,14 @@ public final class OpenFiles {
         boolean otherCopies = how.replication() > 0 && how.replication() != now.replication();
         boolean otherSize = how.blockSize() > 0 && how.blockSize() != now.blockSize();
         if (otherCopies) {
-            FileOperations.setReplication(file.name(), how.replication(), false);
+            try {
+                FileOperations.setReplication(file.name(), how.replication(), false);
+            } catch (IOException e) {
+                if (Errors.of(e) != SystemCallException.EOPNOTSUPP) {
+                    throw e;
+                }
+                LOG.debug("{} has the file system's own copies", file.name(), e);
+            }
         }
         if (otherSize) {
             BlockLocations sizes = BlockLocations.of(file.name(), BlockLocations.Form.FILE_SYSTEM);
