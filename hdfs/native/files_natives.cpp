@@ -28,6 +28,24 @@ struct Handle {
   file_handle* get() { return reinterpret_cast<file_handle*>(memory.data()); }
 };
 
+// For a file system that knows no flags, as FUSE and NFS: what is at the new name stays. A file has
+// both names for a moment. A directory, and what may not have a second name, is only looked for:
+// between the look and the rename, a directory can take the place of an empty one, and a file of
+// somebody else's that of a file.
+int renameWithoutReplacing(const char* from, const char* to) {
+  if (link(from, to) == 0) {
+    if (unlink(from) == 0) return 0;
+    const int error = errno;
+    unlink(to);
+    errno = error;
+    return -1;
+  }
+  if (errno != EPERM && errno != EMLINK && errno != EOPNOTSUPP) return -1;
+  struct stat st;
+  if (lstat(to, &st) == 0) errno = EEXIST;
+  return errno == ENOENT ? rename(from, to) : -1;
+}
+
 }  // namespace
 
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_open(JNIEnv* env, jclass,
@@ -102,8 +120,12 @@ JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_read(JNIEnv* env, jc
 JNIEXPORT jint JNICALL Java_zolt_hdfs_namespace_NativeFiles_rename(JNIEnv* env, jclass,
                                                                    jbyteArray from, jbyteArray to,
                                                                    jint flags) try {
-  return answer(renameat2(AT_FDCWD, bytesOf(env, from).c_str(), AT_FDCWD, bytesOf(env, to).c_str(),
-                          static_cast<unsigned>(flags)));
+  const std::string before = bytesOf(env, from);
+  const std::string after = bytesOf(env, to);
+  const int result =
+      renameat2(AT_FDCWD, before.c_str(), AT_FDCWD, after.c_str(), static_cast<unsigned>(flags));
+  if (result == 0 || errno != EINVAL || flags != RENAME_NOREPLACE) return answer(result);
+  return answer(renameWithoutReplacing(before.c_str(), after.c_str()));
 } catch (...) {
   return raised(env, jint{0});
 }
