@@ -18,8 +18,10 @@ import org.apache.hadoop.io.retry.AtMostOnce;
 import org.apache.hadoop.ipc.RetryCache;
 import org.apache.hadoop.ipc.RetryCache.CacheEntryWithPayload;
 import org.apache.hadoop.ipc.Server;
+import org.apache.hadoop.ipc.StandbyException;
 import zolt.hdfs.namespace.Acting;
 import zolt.hdfs.namespace.Caller;
+import zolt.hdfs.namespace.Root;
 import zolt.hdfs.namespace.SafeMode;
 
 /**
@@ -59,8 +61,9 @@ final class Dispatch implements InvocationHandler {
      *
      * @param answered what was answered lately, for calls that are repeated
      * @param forcing what is done after each change, before it is answered
+     * @param root of what is served
      */
-    record State(RetryCache answered, Calls calls, SafeMode safeMode, Forcing forcing) {}
+    record State(RetryCache answered, Calls calls, SafeMode safeMode, Forcing forcing, Root root) {}
 
     /** Makes a change durable. */
     @FunctionalInterface
@@ -116,10 +119,18 @@ final class Dispatch implements InvocationHandler {
             refused = e;
             // What is logged of it, or loaded for that, is not the caller's business.
             Acting.release();
-            throw e;
+            throw e instanceof IOException && state.root().isGone() ? gone(e) : e;
         } finally {
             state.calls().done(method.getName(), System.nanoTime() - begun, refused);
         }
+    }
+
+    /** The exception with which clients go to another NameNode. */
+    private StandbyException gone(Throwable cause) {
+        StandbyException gone = new StandbyException("The file system of " + state.root().path()
+                + " is no longer mounted where this NameNode runs: " + cause.getMessage());
+        gone.initCause(cause);
+        return gone;
     }
 
     private Object answer(Method method, Object[] arguments) throws Throwable {

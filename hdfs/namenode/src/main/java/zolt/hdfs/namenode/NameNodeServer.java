@@ -37,6 +37,7 @@ import org.apache.hadoop.hdfs.server.protocol.NamespaceInfo;
 import org.apache.hadoop.ipc.ProtobufRpcEngine2;
 import org.apache.hadoop.ipc.RPC;
 import org.apache.hadoop.ipc.RetryCache;
+import org.apache.hadoop.ipc.StandbyException;
 import org.apache.hadoop.security.AccessControlException;
 import org.apache.hadoop.security.UserGroupInformation;
 import org.apache.hadoop.util.DataChecksum;
@@ -98,7 +99,7 @@ public final class NameNodeServer implements AutoCloseable {
         NativeFiles.setDefaults(defaults.getBlockSize(), defaults.getReplication());
 
         Callers callers = callers(conf, accounts);
-        Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service), forcing(conf));
+        Dispatch.State state = new Dispatch.State(answered(conf), calls, new SafeMode(service), forcing(conf), root);
         Dispatch.Admission users = () -> callers.of(Requests.user().getShortUserName());
         tokens = DelegationTokens.of(conf, service);
         KnownPaths paths = new KnownPaths();
@@ -216,7 +217,7 @@ public final class NameNodeServer implements AutoCloseable {
                 FileAlreadyExistsException.class, InvalidPathException.class, ParentNotDirectoryException.class,
                 UnresolvedLinkException.class, AlreadyBeingCreatedException.class, AccessControlException.class,
                 LeaseExpiredException.class, PathIsNotEmptyDirectoryException.class,
-                UnsupportedOperationException.class);
+                UnsupportedOperationException.class, StandbyException.class);
         server.addSuppressedLoggingExceptions(UnresolvedPathException.class);
         return server;
     }

@@ -57,6 +57,16 @@ public final class Root {
         throw new IOException(path + " is not the file system that was mounted there");
     }
 
+    /** Whether the mount of the folder has died, or the file system has shut it out: nothing is answered any more. */
+    public boolean isGone() {
+        try {
+            Entry.of(path);
+            return false;
+        } catch (SystemCallException e) {
+            return e.errno() == SystemCallException.ENOTCONN || e.errno() == SystemCallException.ESHUTDOWN;
+        }
+    }
+
     /** Whether an entry that was found by its path lies on the mount on which the folder was opened: it is there, then. */
     boolean isMountOf(Entry found) {
         return found.device() == entry.device() && found.mount() == entry.mount();

@@ -29,6 +29,8 @@ public final class SystemCallException extends IOException {
     public static final int ELOOP = 40;
     public static final int ENODATA = 61;
     public static final int EOPNOTSUPP = 95;
+    public static final int ENOTCONN = 107;
+    public static final int ESHUTDOWN = 108;
     public static final int ENOTRECOVERABLE = 131;
     public static final int ESTALE = 116;
     public static final int EDQUOT = 122;
