@@ -96,6 +96,7 @@ demo-cephfs: build cephfs ## a CephFS of its own: the tour on it, and where the 
 
 test-cephfs: build cephfs ## the client for CephFS, on clusters of its own
 	@scripts/deps.sh cluster
+	@scripts/deps.sh hadoop >/dev/null 2>&1 || :
 	@tests/cephfs/run.sh build
 
 deps: ## install what the build needs (when root; else name it)

@@ -12,7 +12,7 @@ unshare --mount true 2>/dev/null || { echo 'The tests of the HDFS service are le
 
 work=$(mktemp -d "${TMPDIR:-/var/tmp}/zolt-hdfs-test.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-mkdir "$work/folder" "$work/commands" "$work/state"
+mkdir "$work/folder" "$work/other" "$work/commands" "$work/state"
 chmod 755 "$work" "$work/folder" "$work/commands"
 # A service gives up capabilities for its whole process; zolt:// is a library in any.
 service=
@@ -31,12 +31,13 @@ for name in supergroup newgroup hadoopgrp admin sales hadoop hdfs newowner bob c
   grep -q "^$name:" "$work/passwd" || echo "$name:x:$id:$id::/nonexistent:/usr/sbin/nologin" >>"$work/passwd"
 done
 
-export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=$build/client/local
+export LC_ALL=C.UTF-8 LD_LIBRARY_PATH=${CLIENT:-$build/client/local}
+export folder=${FOLDER:-$work/folder} other=${OTHER:-${FOLDER:-$work/folder}} commands=$work/commands
 export work service library web pattern build launcher="$here/../bin/zolt-hdfs" document="$here/../docs/hdfs.md"
 # shellcheck disable=SC2016  # for the inner shell
 unshare --mount --propagation private -- bash -c '
-  for folder in folder commands; do
-    mount -o bind,nosymfollow "$work/$folder" "$work/$folder" || exit 1
+  for name in commands other folder; do
+    mount -o bind,nosymfollow "${!name}" "$work/$name" || exit 1
   done
   for file in passwd group; do
     mount -o bind "$work/$file" "/etc/$file" || exit 1
@@ -52,7 +53,7 @@ unshare --mount --propagation private -- bash -c '
     java ${ZOLT_TEST_OPTS-} -Dfile.encoding=UTF-8 -Djava.net.preferIPv4Stack=true $options \
       -Djava.security.krb5.realm=EXAMPLE.COM -Djava.security.krb5.kdc=127.0.0.1 \
       -Dzolt.library="$build/lib/libzolthadoop.so.1.0.0" -Dzolt.hdfs.library="$build/lib/libzolthdfs.so" \
-      -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.commands="$work/commands" \
+      -Dzolt.test.launcher="$launcher" -Dzolt.test.folder="$work/folder" -Dzolt.test.other="$work/other" -Dzolt.test.commands="$work/commands" \
       -Dzolt.test.document="$document" -Dtest.cache.data="$build/hdfs/hdfs-namenode/command-tests" \
       -Dzolt.test.state="$work/state" -Dtest.build.data="$work/state/data" \
       -Dtest.hadoop.hdfs=false -Dtest.dir="$work/state" \

@@ -2,8 +2,12 @@
 scripts/cephfs.sh."""
 import ctypes
 import errno
+import json
 import os
+import re
+import subprocess
 import sys
+import textwrap
 import time
 
 MOUNT, STATE = os.environ["MOUNT"], os.environ["STATE"]
@@ -61,3 +65,36 @@ def make(name, size, **layout):
         os.setxattr(path, "ceph.file.layout." + key, str(value).encode())
     os.truncate(path, size)
     return path
+
+
+def mount(name):
+    """Another mount of the same file system, which ends with the cluster."""
+    folder = os.path.join(STATE, name)
+    os.mkdir(folder)
+    subprocess.run(["ceph-fuse", "-n", "client.admin", "--pid-file", folder + ".pid", folder], check=True,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return folder
+
+
+def shut_out(folder):
+    """The cluster ends the sessions of a mount."""
+    tell = ["ceph", "tell", "mds.0", "session"]
+    sessions = json.loads(subprocess.run(tell + ["ls"], check=True, capture_output=True).stdout)
+    for each in sessions:
+        if each["client_metadata"].get("mount_point") == folder:
+            subprocess.run(tell + ["evict", "id=%d" % each["id"]], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def add_pool(cluster, name, copies, groups):
+    cluster.ask("osd pool create", pool=name, pg_num=groups)
+    sure = {"yes_i_really_mean_it": True} if copies == 1 else {}
+    cluster.ask("osd pool set", pool=name, var="size", val=str(copies), **sure)
+    cluster.ask("fs add_data_pool", fs_name="fs", pool=name)
+    wait("the pool in the mount", lambda: refusal(lambda: make("probe-" + name, 0, pool=name)) is None)
+
+
+def hosts():
+    """The table of nodes and their hosts, by the command that the document gives."""
+    document = open(os.path.join(os.path.dirname(__file__), "../../docs/cephfs.md")).read()
+    command = re.search(r"^    ceph osd tree.*?(?=\n\n)", document, re.M | re.S).group(0)
+    return subprocess.run(["bash", "-c", textwrap.dedent(command)], check=True, capture_output=True, text=True).stdout.strip()

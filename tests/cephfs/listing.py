@@ -9,13 +9,12 @@ import sys
 import threading
 import time
 
+from checks import mount
+
 ZOLT, MOUNT = sys.argv[1:3]
 STAY, ROUNDS = map(int, sys.argv[3:] or (5000, 20))
 SEED = 1
-other = os.environ["STATE"] + "/other"
-os.mkdir(other)
-subprocess.run(["ceph-fuse", "-n", "client.admin", "--pid-file", os.environ["STATE"] + "/other.pid", other],
-               check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+other = mount("other")
 folder = os.path.join(MOUNT, "changing")
 os.mkdir(folder)
 stay = {"stay-%06d" % i for i in range(STAY)}

@@ -3,11 +3,9 @@
 replication is, and when it may be set; what happens while OSDs or the monitor are away. Within scripts/cephfs.sh."""
 import os
 import random
-import re
 import signal
 import subprocess
 import sys
-import textwrap
 import threading
 import time
 
@@ -36,12 +34,8 @@ def compare(path, blocks=None):
 
 
 def layouts():
-    for name, pool, size, groups in (("two", "two", 2, 12), ("one", "one", 1, 7)):
-        cluster.ask("osd pool create", pool=pool, pg_num=groups)
-        sure = {"yes_i_really_mean_it": True} if size == 1 else {}
-        cluster.ask("osd pool set", pool=pool, var="size", val=str(size), **sure)
-        cluster.ask("fs add_data_pool", fs_name="fs", pool=name)
-    wait("the pools in the mount", lambda: refusal(lambda: make("probe", 0, pool="one")) is None)
+    checks.add_pool(cluster, "two", 2, 12)
+    checks.add_pool(cluster, "one", 1, 7)
     compared = 0
     for pool in ("data", "two", "one"):
         for unit, count, size in ((4 * MIB, 1, 4 * MIB), (65536, 1, 65536), (65536, 3, 262144), (MIB, 2, 4 * MIB), (131072, 5, MIB)):
@@ -64,12 +58,9 @@ def layouts():
 
 
 def hosts():
-    """By the command that the document gives."""
-    document = open(os.path.join(os.path.dirname(__file__), "../../docs/cephfs.md")).read()
-    command = re.search(r"^    ceph osd tree.*?(?=\n\n)", document, re.M | re.S).group(0)
-    said = subprocess.run(["bash", "-c", textwrap.dedent(command)], check=True, capture_output=True, text=True).stdout
-    expect("each OSD's host", sorted(said.strip().split(",")), ["0=node0", "1=node1", "2=node2"])
-    print("hosts: %s" % said.strip())
+    said = checks.hosts()
+    expect("each OSD's host", sorted(said.split(",")), ["0=node0", "1=node1", "2=node2"])
+    print("hosts: %s" % said)
 
 
 def replication():

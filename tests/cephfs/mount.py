@@ -56,10 +56,7 @@ def the_metadata_server_fails_over():
 def the_mount_is_shut_out():
     path = os.path.join(MOUNT, "kept")
     known = client.map(path)
-    sessions = json.loads(subprocess.run(["ceph", "tell", "mds.0", "session", "ls"], check=True, capture_output=True).stdout)
-    mine = [each["id"] for each in sessions if each["client_metadata"].get("mount_point") == MOUNT]
-    for session in mine:
-        subprocess.run(["ceph", "tell", "mds.0", "session", "evict", "id=%d" % session], check=True, **QUIET)
+    checks.shut_out(MOUNT)
     outcome = []
     asking = threading.Thread(target=lambda: outcome.append(timed(lambda: refusal(lambda: client.stat(path + "-other")))), daemon=True)
     asking.start()

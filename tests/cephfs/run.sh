@@ -17,6 +17,11 @@ done
 for test in doctor.sh demo.sh; do
   attempt scripts/cephfs.sh "tests/cephfs/$test" bin/zolt
 done
+if why=$(hdfs/build.sh "$build/hdfs"); then
+  attempt scripts/cephfs.sh /usr/bin/python3 tests/cephfs/hdfs.py "$build"
+else
+  echo "The HDFS service is left out: $why"
+fi
 attempt scripts/cephfs.sh tests/cephfs/soak.sh "$build" 0.25 2
 echo "$((SECONDS - began)) s"
 exit $failed

@@ -29,6 +29,8 @@ import zolt.hdfs.namespace.SystemCallException;
 /** A NameNode and DataNodes in this process, on the folder of the tests. */
 public final class Service implements AutoCloseable {
     static final String FOLDER = System.getProperty("zolt.test.folder");
+    /** The same folder by another mount. */
+    static final String OTHER = System.getProperty("zolt.test.other");
     static final String COMMANDS = System.getProperty("zolt.test.commands");
     private static final Path STATE = Path.of(System.getProperty("zolt.test.state"));
     private static final long WAIT_MILLIS = 30_000;
