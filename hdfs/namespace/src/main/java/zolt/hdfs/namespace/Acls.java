@@ -32,8 +32,13 @@ public final class Acls {
 
     /** All entries of a path, those of its mode too. */
     public List<AclEntry> get(HdfsPath path) throws IOException {
-        folder.require(path);
-        try (Place place = folder.place(path)) {
+        try (Place place = folder.held(path)) {
+            return get(path, place);
+        }
+    }
+
+    private List<AclEntry> get(HdfsPath path, Place place) throws IOException {
+        try {
             return get(place.pinned());
         } catch (IOException e) {
             throw folder.refusal(path, e, FsAction.READ);
@@ -42,9 +47,13 @@ public final class Acls {
 
     /** The list as HDFS shows it: without what the mode says already, owner, mask and others. */
     public AclStatus status(HdfsPath path) throws IOException {
-        Entry entry = folder.require(path);
+        Entry entry;
+        List<AclEntry> all;
+        try (Place place = folder.held(path)) {
+            entry = place.entry();
+            all = get(path, place);
+        }
         FsPermission mode = new FsPermission((short) entry.permissions());
-        List<AclEntry> all = get(path);
         List<AclEntry> access = all.stream().filter(each -> each.getScope() == AclEntryScope.ACCESS).toList();
         List<AclEntry> beyond = new ArrayList<>(access.size() > MINIMAL ? access.subList(1, access.size() - 2) : List.of());
         all.stream().filter(each -> each.getScope() == AclEntryScope.DEFAULT).forEach(beyond::add);
@@ -68,8 +77,14 @@ public final class Acls {
 
     /** Changes the list of a path. */
     public void change(HdfsPath path, Rule rule) throws IOException {
-        boolean isDirectory = folder.require(path).isDirectory();
-        try (Place place = folder.place(path)) {
+        try (Place place = folder.held(path)) {
+            change(path, place, rule);
+        }
+    }
+
+    private void change(HdfsPath path, Place place, Rule rule) throws IOException {
+        try {
+            boolean isDirectory = place.entry().isDirectory();
             List<AclEntry> wanted;
             try {
                 wanted = rule.of(get(place.pinned()));

@@ -30,18 +30,19 @@ public final class Attributes {
 
     /** Changes what the path holds now, which is no link, and stays that until the change is done. */
     private void change(HdfsPath path, FsAction wanted, Change change) throws IOException {
-        folder.require(path);
-        try (Place place = folder.place(path)) {
-            change.on(place);
-        } catch (IOException e) {
-            throw folder.refusal(path, e, wanted);
+        try (Place place = folder.held(path)) {
+            try {
+                change.on(place);
+            } catch (IOException e) {
+                throw folder.refusal(path, e, wanted);
+            }
         }
     }
 
     /** Sets the bits that HDFS knows. A directory that hands its group down goes on to do so. */
     public void mode(HdfsPath path, int mode) throws IOException {
         change(path, FsAction.WRITE, place -> {
-            int kept = Entry.of(place.descriptor()).handsGroupDown() ? SET_GROUP_ID : 0;
+            int kept = place.entry().handsGroupDown() ? SET_GROUP_ID : 0;
             Files.setAttribute(Path.of(place.pinned()), "unix:mode", mode & KNOWN | kept);
         });
     }

@@ -50,8 +50,7 @@ public final class Folder {
         try {
             return status(path);
         } catch (SystemCallException e) {
-            // Below a file HDFS refuses, and a file system has nothing.
-            if (e.errno() == SystemCallException.ENOENT || e.errno() == SystemCallException.ENOTDIR && Acting.isGuest()) {
+            if (isNothing(e)) {
                 return null;
             }
             throw refusal(path, e, FsAction.READ);
@@ -83,9 +82,38 @@ public final class Folder {
     Entry require(HdfsPath path) throws IOException {
         Entry entry = findResolved(path);
         if (entry == null) {
-            throw new FileNotFoundException("File/Directory does not exist: " + path);
+            throw missing(path);
         }
         return entry;
+    }
+
+    /** As {@link #require}, and held by a descriptor: what follows needs no walk along the path any more. */
+    Place held(HdfsPath path) throws IOException {
+        Place place = null;
+        boolean found = false;
+        try {
+            place = place(path);
+            if (place.entry().isLink()) {
+                throw refusals.link(path, path.depth());
+            }
+            found = true;
+            return place;
+        } catch (SystemCallException e) {
+            throw isNothing(e) ? missing(path) : refusal(path, e, FsAction.READ);
+        } finally {
+            if (place != null && !found) {
+                place.close();
+            }
+        }
+    }
+
+    /** Below a file HDFS refuses, and a file system has nothing. */
+    private static boolean isNothing(SystemCallException e) {
+        return e.errno() == SystemCallException.ENOENT || e.errno() == SystemCallException.ENOTDIR && Acting.isGuest();
+    }
+
+    private static FileNotFoundException missing(HdfsPath path) {
+        return new FileNotFoundException("File/Directory does not exist: " + path);
     }
 
     /** As {@link #require}, of a file. */

@@ -28,13 +28,21 @@ public final class OpenedFile implements AutoCloseable {
 
     /** A file that the kernel lets the caller read. */
     public static OpenedFile toRead(Folder folder, HdfsPath path) throws IOException {
-        folder.requireFile(path);
-        return open(folder, path, NativeFiles.O_RDONLY);
+        try {
+            return open(folder, path, NativeFiles.O_RDONLY);
+        } catch (SystemCallException e) {
+            folder.requireFile(path);
+            throw folder.refusal(path, e, FsAction.READ);
+        }
     }
 
     /** A file that the caller may see, with no right to what is in it. */
     public static OpenedFile toName(Folder folder, HdfsPath path) throws IOException {
-        return open(folder, path, NativeFiles.O_PATH);
+        try {
+            return open(folder, path, NativeFiles.O_PATH);
+        } catch (SystemCallException e) {
+            throw folder.refusal(path, e, FsAction.READ);
+        }
     }
 
     private static OpenedFile open(Folder folder, HdfsPath path, int flags) throws IOException {
@@ -46,8 +54,6 @@ public final class OpenedFile implements AutoCloseable {
                 throw new FileNotFoundException("Path is not a file: " + path);
             }
             return file;
-        } catch (SystemCallException e) {
-            throw folder.refusal(path, e, FsAction.READ);
         }
     }
 

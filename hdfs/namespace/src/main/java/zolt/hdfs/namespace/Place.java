@@ -21,6 +21,7 @@ final class Place implements AutoCloseable {
     private final byte[] bytes;
     private int way = -1;
     private int itself = -1;
+    private Entry entry;
     private int directory = -1;
 
     private Place(Root root, HdfsPath path) throws SystemCallException {
@@ -91,6 +92,14 @@ final class Place implements AutoCloseable {
                     NativeFiles.O_PATH | NativeFiles.O_NOFOLLOW, 0), what);
         }
         return itself;
+    }
+
+    /** What the entry is, by that descriptor. */
+    Entry entry() throws SystemCallException {
+        if (entry == null) {
+            entry = Entry.of(descriptor());
+        }
+        return entry;
     }
 
     /** A descriptor on the directory in which the entry stands, or shall; it is closed with this place. */

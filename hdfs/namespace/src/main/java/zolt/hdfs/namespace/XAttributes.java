@@ -49,8 +49,7 @@ public final class XAttributes {
     }
 
     private int change(HdfsPath path, String name, Call call) throws IOException {
-        folder.require(path);
-        try (Place place = folder.place(path)) {
+        try (Place place = folder.held(path)) {
             int result = withRights(name, () -> call.on(place));
             if (result == -SystemCallException.EEXIST || result == -SystemCallException.ENODATA) {
                 return -result;
@@ -79,8 +78,7 @@ public final class XAttributes {
 
     /** All attributes of a path that the caller may see. */
     public Map<String, byte[]> all(HdfsPath path) throws IOException {
-        folder.require(path);
-        try (Place place = folder.place(path)) {
+        try (Place place = folder.held(path)) {
             Map<String, byte[]> all = new LinkedHashMap<>();
             byte[] file = bytes(place.pinned());
             byte[] names = withRights("trusted.", () -> read(size -> NativeFiles.listAttributes(file, size)));
