@@ -94,10 +94,10 @@ demo-cephfs: build cephfs ## a CephFS of its own: the tour on it, and where the 
 	@scripts/deps.sh cluster
 	@CLIENT=$(CURDIR)/build/client/cephfs scripts/cephfs.sh tests/cephfs/demo.sh bin/zolt
 
-test-cephfs: build cephfs ## the client for CephFS, on clusters of its own
+test-cephfs: build cephfs ## the client for CephFS and the HDFS service, on clusters of their own (ONLY=)
 	@scripts/deps.sh cluster
 	@scripts/deps.sh hadoop >/dev/null 2>&1 || :
-	@tests/cephfs/run.sh build
+	@ONLY='$(ONLY)' tests/cephfs/run.sh build
 
 deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build
