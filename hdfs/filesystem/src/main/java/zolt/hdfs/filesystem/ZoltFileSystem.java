@@ -90,6 +90,7 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
 
     /** The folder whose paths these are; that of the machine itself, when it is not told. */
     static final String ROOT_KEY = "fs.zolt.root";
+    static final String MOUNT_KEY = "fs.zolt.mount";
     /** As for the service: how long what the user database says is taken for granted, in seconds. */
     private static final String ACCOUNTS_KEY = "zolt.hdfs.accounts.cache.secs";
     private static final int ACCOUNTS_DEFAULT = 30;
@@ -172,7 +173,8 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
     }
 
     private static Parts parts(Configuration conf, FsServerDefaults defaults) throws IOException {
-        Root root = Root.mounted(conf.get(ROOT_KEY, "/"));
+        String known = conf.get(ROOT_KEY, "/");
+        Root root = Root.mounted(known, conf.get(MOUNT_KEY, known));
         Folder folder = new Folder(root, new Names(Duration.ofSeconds(conf.getInt(ACCOUNTS_KEY, ACCOUNTS_DEFAULT))));
         Making making = new Making(folder, Making.maskOfProcess());
         Removing removing = new Removing(folder, new Listings(folder, null));

@@ -115,7 +115,7 @@ public final class NameNodeServer implements AutoCloseable {
         others.groups(new GroupsOfUsers(folder.names()), users);
         others.reconfiguration(users);
         others.refreshing(new Refreshing(server, callers, authorizes(conf)), users);
-        page = new StatusPage(conf, root.path(), datanodes, calls, written, refusals);
+        page = new StatusPage(conf, root.folder(), datanodes, calls, written, refusals);
         server.start();
 
         housekeeper = Executors.newSingleThreadScheduledExecutor(task -> {
@@ -125,7 +125,7 @@ public final class NameNodeServer implements AutoCloseable {
         });
         housekeeper.scheduleWithFixedDelay(() -> keepHouse(keys, holders, limits, written), HOUSEKEEPING_SECONDS,
                 HOUSEKEEPING_SECONDS, TimeUnit.SECONDS);
-        LOG.info("Serving {} at {}", root.path(), address());
+        LOG.info("Serving {} at {}", root.folder(), address());
     }
 
     private Dispatch.Forcing forcing(Configuration conf) {

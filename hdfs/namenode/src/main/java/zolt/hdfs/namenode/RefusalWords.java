@@ -89,7 +89,8 @@ final class RefusalWords implements RefusalListener, AutoCloseable {
             count(failure.map(RefusalWords::withoutNames).orElse("not refused any more"));
             if (failure.isPresent() && said.get(refusal) == null) {
                 said.put(refusal, true);
-                LOG.info("Refused: {}", failure.get().explain().replaceAll("\\p{Cntrl}", "?"));
+                String words = failure.get().explain().replace(root.path(), root.folder());
+                LOG.info("Refused: {}", words.replaceAll("\\p{Cntrl}", "?"));
             }
         } catch (IOException | RuntimeException e) {
             count("not to be found out");

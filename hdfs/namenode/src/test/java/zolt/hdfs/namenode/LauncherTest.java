@@ -149,6 +149,8 @@ class LauncherTest {
         String usage = "2 usage: zolt hdfs start DIR";
         String said = said(List.of(LAUNCHER, "dfs"));
         assertTrue(said.startsWith(usage), said);
+        said = said(List.of(LAUNCHER, "conf", work.toString(), "-D", "bad"));
+        assertEquals("2 zolt hdfs: -D is followed by key=value, and not by bad\n", said);
         said = said(List.of("env", "HADOOP_CONF_DIR=/nowhere", LAUNCHER, "dfs", "-ls", "/"));
         assertTrue(said.startsWith("1 zolt hdfs: HADOOP_CONF_DIR=/nowhere is not a folder"), said);
         said = said(List.of("env", "JAVA_HOME=/nowhere", LAUNCHER, "dfs", "-ls", "/"));
@@ -158,6 +160,18 @@ class LauncherTest {
         assertEquals(1, said.lines().count(), said);
         said = said(List.of(LAUNCHER, "status", "/a\033[31m\u202ez"));
         assertEquals("1 zolt hdfs: /a?[31m?z is not a folder\n", said);
+    }
+
+    /** Both servers, or none. */
+    @Test
+    void aStartThatEndsEarlyLeavesNothingBehind() throws Exception {
+        configure("dfs.namenode.rpc-address=127.0.0.1:0", "dfs.namenode.http-address=127.0.0.1:0");
+        String folder = work.resolve("folder").toString();
+        for (String seconds : new String[] {"0.3", "2"}) {
+            String said = said(List.of("timeout", seconds, LAUNCHER, "start", folder));
+            assertTrue(said.startsWith("124 "), said);
+            assertEquals("1 namenode: not running\ndatanode: not running\n", said(List.of(LAUNCHER, "status", folder)));
+        }
     }
 
     private static Set<String> words(String text, String pattern, String separator) {

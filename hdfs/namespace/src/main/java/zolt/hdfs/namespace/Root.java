@@ -15,11 +15,13 @@ public final class Root {
     private static final int OPTIONS_COLUMN = 5;
 
     private final String path;
+    private final String known;
     private final Entry entry;
     private final boolean isExported;
 
-    private Root(String path, Entry entry, boolean isExported) {
+    private Root(String path, String known, Entry entry, boolean isExported) {
         this.path = path;
+        this.known = known;
         this.entry = entry;
         this.isExported = isExported;
     }
@@ -29,12 +31,25 @@ public final class Root {
      * target is a path of the machine.
      */
     public static Root mounted(String folder) throws IOException {
-        String path = Path.of(folder).toRealPath().toString();
+        return mounted(folder, folder);
+    }
+
+    /** As {@link #mounted(String)}, for a process that has it mounted elsewhere too, where nobody renames it. */
+    public static Root mounted(String folder, String mount) throws IOException {
+        String path = Path.of(mount).toRealPath().toString();
+        return new Root(path.equals("/") ? "" : path, known(folder, mount, path), directory(path), false);
+    }
+
+    private static String known(String folder, String mount, String path) {
+        return (folder.equals(mount) ? path : folder).replaceFirst("/$", "");
+    }
+
+    private static Entry directory(String path) throws IOException {
         Entry entry = Entry.of(path);
         if (!entry.isDirectory()) {
             throw new IOException(path + " is not a folder");
         }
-        return new Root(path.equals("/") ? "" : path, entry, false);
+        return entry;
     }
 
     /**
@@ -81,15 +96,15 @@ public final class Root {
         if (isExported || !target.startsWith("/")) {
             return target;
         }
-        if (target.equals(path)) {
+        if (target.equals(known)) {
             return "/";
         }
-        return target.startsWith(path + "/") ? target.substring(path.length()) : "file:" + target;
+        return target.startsWith(known + "/") ? target.substring(known.length()) : "file:" + target;
     }
 
     /** The target that the kernel shall find, for one that a client names. */
     String targetForKernel(String target) {
-        return isExported || !target.startsWith("/") ? target : target.equals("/") ? name() : path + target;
+        return isExported || !target.startsWith("/") ? target : target.equals("/") ? folder() : known + target;
     }
 
     /** The name of the folder itself. */
@@ -103,17 +118,19 @@ public final class Root {
      * @throws IOException when it is not a folder, or the kernel would follow links in it
      */
     public static Root open(String folder) throws IOException {
-        String path = Path.of(folder).toRealPath().toString();
-        Entry entry = Entry.of(path);
-        if (!entry.isDirectory()) {
-            throw new IOException(path + " is not a folder");
-        }
+        return open(folder, folder);
+    }
+
+    /** As {@link #open(String)}, of a folder that this process has mounted at a path of its own, where nobody renames it. */
+    public static Root open(String folder, String mount) throws IOException {
+        String path = Path.of(mount).toRealPath().toString();
+        Entry entry = directory(path);
         if (!refusesLinks(entry.mount())) {
-            throw new IOException("symbolic links could lead out of " + path + ": it is to be mounted over itself with"
-                    + " the option nosymfollow, in a mount namespace of the service's own. 'zolt hdfs' does that; it"
+            throw new IOException("symbolic links could lead out of " + folder + ": it is to be mounted with the"
+                    + " option nosymfollow, in a mount namespace of the service's own. 'zolt hdfs' does that; it"
                     + " needs the right to mount (root, or CAP_SYS_ADMIN), and Linux 5.10 or later");
         }
-        return new Root(path, entry, true);
+        return new Root(path, known(folder, mount, path), entry, true);
     }
 
     private static boolean refusesLinks(long mount) throws IOException {
@@ -124,6 +141,11 @@ public final class Root {
             }
         }
         return false;
+    }
+
+    /** The folder as all others know it: for people, and in the targets of links. */
+    public String folder() {
+        return known.isEmpty() ? "/" : known;
     }
 
     /** The folder's path in the process's own file system, without a slash at the end: of the root itself, nothing. */

@@ -31,16 +31,20 @@ public final class ServiceFolder implements AutoCloseable {
      * @throws IOException when another user made it
      */
     public ServiceFolder(String folder) throws IOException {
+        this(folder, folder);
+    }
+
+    private ServiceFolder(String folder, String known) throws IOException {
         int mode = Entry.of(folder).permissions();
         if ((mode & OTHERS_WRITE) != 0 && (mode & STICKY) == 0) {
             LOG.warn("Others than its owner may rename what is in {}, and so the service's own folder in it, of which the"
-                    + " next start of a service would make another one: chmod +t {}", folder, folder);
+                    + " next start of a service would make another one: chmod +t {}", known, known);
         }
         path = held(Path.of(folder, HdfsPath.SERVICE_FOLDER));
     }
 
     public ServiceFolder(Root root) throws IOException {
-        this(root.path());
+        this(root.path(), root.folder());
     }
 
     private Path held(Path directory) throws IOException {

@@ -159,4 +159,27 @@ class WebServerTest {
         }
         assertEquals(404, answer("/.zolt?op=LISTSTATUS&user.name=root"), "what the service keeps");
     }
+
+    /** Whoever may rename the folder, or one above it, may not put another one in its place. */
+    @Test
+    void whatIsServedStaysTheFolderOfTheStart() throws Exception {
+        Files.createFile(folder.resolve("inside"));
+        Path moved = Files.move(folder, work.resolve("moved"));
+        try {
+            assertTrue(zolt("status", folder.toString()).contains(folder + " is at hdfs://"));
+            Files.createDirectory(folder);
+            Files.createFile(folder.resolve("other"));
+            Files.createSymbolicLink(folder.resolve("link"), Path.of("/etc"));
+            assertEquals(200, answer("/inside?op=OPEN&user.name=root"));
+            assertEquals(404, answer("/other?op=OPEN&user.name=root"));
+            assertEquals(404, answer("/link/passwd?op=OPEN&user.name=root"));
+            String listed = zolt("dfs", folder.toString(), "-ls", "/");
+            assertTrue(listed.contains(" /inside") && !listed.contains(" /other"), listed);
+        } finally {
+            Files.deleteIfExists(folder.resolve("link"));
+            Files.deleteIfExists(folder.resolve("other"));
+            Files.deleteIfExists(folder);
+            Files.move(moved, folder);
+        }
+    }
 }
