@@ -32,7 +32,8 @@ class FindTest extends CliFixture {
     private void makeTree() throws Exception {
         Tool.sh("cd \"$1\"; mkdir -p a/b/c d '.hidden' 'e f'; for s in 0 1 511 512 513 1024 1025 1048576 3000000; do"
                 + " truncate -s $s a/s$s; done; for age in 10 59 61 86000 86401 172799 172801 700000; do"
-                + " touch -d \"-$age seconds\" d/t$age; done; touch 'e f/[x]' a/b/ab.c a/b/.ab.c a/b/aB.c .hidden/h;"
+                + " touch -d \"-$age seconds\" d/t$age; done;"
+                + " touch -d @14831769600 d/late; touch 'e f/[x]' a/b/ab.c a/b/.ab.c a/b/aB.c .hidden/h;"
                 + " mkfifo d/pipe; ln -s ../d a/link; ln -s no a/dangling; ln a/s1 a/b/same; chown nobody a/b/c a/s1024;"
                 + " chgrp 5 d d/t10; chown 4321 a/s0; setfacl -m u:1:r a/s513 d", dir.toString());
     }
@@ -43,7 +44,8 @@ class FindTest extends CliFixture {
         "-user nobody", "-user 4321", "-user 0 -type d", "-group 5", "-size 0", "-size 1", "-size +1 -type f",
         "-size -2", "-size 1k -type f", "-size +1k", "-size -1M -type f", "-size 513c", "-size +511c -size -1026c",
         "-size 1M", "-size 3M", "-size -1G -type f", "-mtime 0", "-mtime 1", "-mtime +1", "-mtime -1", "-mtime -2",
-        "-mtime +7", "-mmin 1", "-mmin -1", "-mmin +1", "-mmin 2", "-mmin +1500", "-maxdepth 0", "-maxdepth 1",
+        "-mtime +7", "-mmin 1", "-mmin -1", "-mmin +1", "-mmin 2", "-mmin +1500",
+        "-mmin +999999999999999999", "-mmin -999999999999999999", "-maxdepth 0", "-maxdepth 1",
         "-mindepth 2", "-mindepth 1 -maxdepth 1 -type d", "-type f -name t* -mmin -2000 -size -1"})
     void findsAreThoseOfFindInTheSameOrder(String conditions) throws Exception {
         makeTree();

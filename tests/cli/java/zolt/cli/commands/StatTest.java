@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.time.Instant;
 import java.util.ArrayList;
 import java.util.List;
@@ -68,6 +70,20 @@ class StatTest extends CliFixture {
     private static String modes(String file) {
         Map<String, Object> stat = Value.object(Cli.done("stat", "--json", file).text().trim());
         return stat.get("modeText") + " " + stat.get("mode");
+    }
+
+    /** tmpfs keeps any time. */
+    @Test
+    void aYearHasNoSign() throws Exception {
+        Path late = Files.createTempFile(Path.of("/dev/shm"), "zolt", "");
+        try {
+            Tool.raw("touch", "-d", "@253402300800", late.toString());
+            assertEquals(Tool.text("stat", "-c", "%y", late.toString()),
+                    Cli.done("stat", "-c", "%y", late.toString()).text());
+            assertTrue(Cli.done("stat", late.toString()).text().contains("10000-01-01 00:00:00.000000000"));
+        } finally {
+            Files.delete(late);
+        }
     }
 
     @Test

@@ -26,9 +26,8 @@ final class Comparison {
         return sign == '+' ? value > number : sign == '-' ? value < number : value == number;
     }
 
-    /** Of parts of a unit: with a sign exactly, without one rounded up to the unit. */
-    boolean holdsRoundedUp(long value, long unit) {
-        return sign == '+' ? value > number * unit : sign == '-' ? value < number * unit
-                : -Math.floorDiv(-value, unit) == number;
+    /** Of parts of a unit, as they are rounded down and up: with a sign exactly, without one rounded up. */
+    boolean holds(long down, long up) {
+        return sign == '-' ? down < number : holds(up);
     }
 }

@@ -135,7 +135,7 @@ final class Entries {
 
     private String time(Instant instant) {
         if (time == null) {
-            time = DateTimeFormatter.ofPattern("yyyy-MM-dd HH:mm").withZone(ZoneId.systemDefault());
+            time = Facts.times("HH:mm").withZone(ZoneId.systemDefault());
         }
         return time.format(instant);
     }

@@ -7,6 +7,10 @@ import java.nio.file.LinkOption;
 import java.nio.file.Paths;
 import java.nio.file.attribute.FileTime;
 import java.time.Instant;
+import java.time.format.DateTimeFormatter;
+import java.time.format.DateTimeFormatterBuilder;
+import java.time.format.SignStyle;
+import java.time.temporal.ChronoField;
 import java.util.Map;
 import zolt.cli.output.Json;
 import zolt.cli.output.Kind;
@@ -21,6 +25,8 @@ import zolt.fs.FileType;
  */
 final class Facts {
     private static final int PERMISSION_BITS = 07777;
+    private static final int YEAR_DIGITS = 4;
+    private static final int MOST_YEAR_DIGITS = 10;
 
     long inode;
     long size;
@@ -119,5 +125,12 @@ final class Facts {
                     .put("leaseHolderBytes", leaseLength);
         }
         return target == null ? json : json.put("target", target);
+    }
+
+    /** A day as ls(1) and stat(1) show it, and a time: later years have more digits, and no sign. */
+    static DateTimeFormatter times(String time) {
+        return new DateTimeFormatterBuilder()
+                .appendValue(ChronoField.YEAR, YEAR_DIGITS, MOST_YEAR_DIGITS, SignStyle.NORMAL)
+                .appendPattern("-MM-dd " + time).toFormatter();
     }
 }

@@ -29,8 +29,8 @@ import zolt.fs.Lease;
         "          zolt find /srv -lease -mmin +60 -0 | xargs -0 zolt lease get",
         "          zolt find /srv -type f -replication -3"})
 final class FindCommand extends Action {
-    private static final long NANOS_A_MINUTE = 60_000_000_000L;
-    private static final long NANOS_A_DAY = 1440 * NANOS_A_MINUTE;
+    private static final long SECONDS_A_MINUTE = 60;
+    private static final long SECONDS_A_DAY = 1440 * SECONDS_A_MINUTE;
 
     @Option(names = {"-name", "--name"}, paramLabel = "PATTERN",
             description = "The name is like this, with *, ? and [...].")
@@ -166,7 +166,7 @@ final class FindCommand extends Action {
         if (size != null) {
             long unit = unit(size);
             Comparison wanted = Comparison.parse(size.replaceAll("[cwbkMG]$", ""), size);
-            ofFacts.add(facts -> wanted.holds((facts.size + unit - 1) / unit));
+            ofFacts.add(facts -> wanted.holds(facts.size / unit + (facts.size % unit == 0 ? 0 : 1)));
         }
         if (replication != null) {
             Comparison wanted = Comparison.parse(replication, replication);
@@ -175,11 +175,15 @@ final class FindCommand extends Action {
         Instant now = Instant.now();
         if (days != null) {
             Comparison wanted = Comparison.parse(days, days);
-            ofFacts.add(facts -> wanted.holds(Math.floorDiv(age(facts, now), NANOS_A_DAY)));
+            ofFacts.add(facts -> wanted.holds(Math.floorDiv(age(facts, now).getSeconds(), SECONDS_A_DAY)));
         }
         if (minutes != null) {
             Comparison wanted = Comparison.parse(minutes, minutes);
-            ofFacts.add(facts -> wanted.holdsRoundedUp(age(facts, now), NANOS_A_MINUTE));
+            ofFacts.add(facts -> {
+                Duration age = age(facts, now);
+                long down = Math.floorDiv(age.getSeconds(), SECONDS_A_MINUTE);
+                return wanted.holds(down, age.equals(Duration.ofMinutes(down)) ? down : down + 1);
+            });
         }
         if (newer != null) {
             Instant than;
@@ -193,8 +197,9 @@ final class FindCommand extends Action {
         }
     }
 
-    private static long age(Facts facts, Instant now) {
-        return Duration.between(facts.modified, now).toNanos();
+    /** It may be more than a long has nanoseconds. */
+    private static Duration age(Facts facts, Instant now) {
+        return Duration.between(facts.modified, now);
     }
 
     private static long unit(String text) {

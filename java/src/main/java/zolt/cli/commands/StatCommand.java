@@ -19,8 +19,7 @@ import zolt.fs.Lease;
 @Command(name = "stat", description = "Show the status of files. Symbolic links are not followed.",
         footer = {"", "Example: zolt stat --as alice /srv/data/part-0000"})
 final class StatCommand extends Action {
-    private static final DateTimeFormatter TIME =
-            DateTimeFormatter.ofPattern("yyyy-MM-dd HH:mm:ss.SSSSSSSSS Z");
+    private static final DateTimeFormatter TIME = Facts.times("HH:mm:ss.SSSSSSSSS Z");
 
     @Option(names = {"-L", "--follow"}, description = "Follow symbolic links.")
     boolean follow;
