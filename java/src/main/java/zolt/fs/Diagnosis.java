@@ -125,7 +125,7 @@ final class Diagnosis {
         if (mount != null && mount.isReadOnly()) {
             return PathFailure.Reason.READ_ONLY;
         }
-        if (hidesIds()) {
+        if (hidesIds() || mount != null && mount.isIdMapped() && hidesUser()) {
             return PathFailure.Reason.UNKNOWN;
         }
         if (Probe.isFlagged(component.real)) {
@@ -289,6 +289,12 @@ final class Diagnosis {
         return true;
     }
 
+    /** Whether it has an id there cannot be seen. */
+    private boolean hidesUser() throws IOException {
+        hidden = Accounts.userOrId(walk.who.uid()) + " may have no id on " + mount.point() + " (idmapped)";
+        return true;
+    }
+
     /**
      * Whether owner, group or user may have no id on a mount that has others, or in a user namespace. What has none is
      * shown as the overflow id, and no capability counts for it; and whoever has none makes nothing.
@@ -304,10 +310,8 @@ final class Diagnosis {
             hidden = "its owner or group may be one without an id " + place;
             return true;
         }
-        if (idMapped && walk.access == PathFailure.Access.WRITE && component.type() == FileType.DIRECTORY) {
-            hidden = Accounts.userOrId(walk.who.uid()) + " may have no id " + place;
-            return true;
-        }
-        return false;
+        // To rename is to make as well.
+        boolean makes = walk.access == PathFailure.Access.WRITE || walk.access == PathFailure.Access.REMOVE;
+        return idMapped && makes && component.type() == FileType.DIRECTORY && hidesUser();
     }
 }

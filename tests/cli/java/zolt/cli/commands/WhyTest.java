@@ -385,6 +385,17 @@ class WhyTest extends CliFixture {
         assertEquals(List.of("false", "false", "true"), rights("lp", path));
     }
 
+    /** With an empty mask the kernel reads no list: who is refused by an entry has what others have. */
+    @Test
+    void aRemedyLeavesTheMask() throws Exception {
+        Tool.sh("cd $1; touch f; chown nobody f; setfacl -m u::rw-,u:lp:---,g::---,m::--x,o::r-- f", dir.toString());
+        String path = path("f");
+        Cli run = Cli.run("why", "--as", "nobody", "--for", "x", path);
+        assertTrue(run.text().endsWith("  to permit it: zolt acl modify u::rwx,m::--x " + path + "\n"), run.text());
+        Cli.done("acl", "modify", "u::rwx,m::--x", path);
+        assertEquals(List.of("false", "false", "false"), rights("lp", path));
+    }
+
     /** No right permits it, so none is proposed. */
     @Test
     void mountPointsAreNotRemoved() {

@@ -73,12 +73,22 @@ public final class Remedy {
                 ? "u::" + AclEntry.letters(deciding.permissions() | bit)
                 : "u:" + Accounts.userOrId(failure.who().uid()) + ":" + AclEntry.letters(wanted(failure));
         AclEntry mask = mask(failure.acl());
-        // Without a word about the mask it would become all that the entries come to, for all of them.
-        boolean grows = mask != null && failure.acl().entries().stream().anyMatch(each -> isMasked(each)
-                && (each.permissions() & ~mask.permissions()) != 0);
-        boolean named = mask != null && (grows || (wanted(failure) & ~mask.permissions()) != 0);
-        return "zolt acl modify " + quoted(named ? entry + ",m::" + AclEntry.letters(mask.permissions()
-                | wanted(failure)) : entry) + " " + quoted(failure.component());
+        if (mask != null) {
+            // Without a word about the mask it would become all that the entries come to, for all of them: with more it
+            // lets others in, and with nothing the kernel does not read the list.
+            int all = wanted(failure);
+            for (AclEntry each : failure.acl().entries()) {
+                boolean replaced = deciding.type() != AclEntry.Type.OWNER && isOwn(each, failure);
+                all |= isMasked(each) && !replaced ? each.permissions() : 0;
+            }
+            int kept = mask.permissions() | wanted(failure);
+            entry += all == kept ? "" : ",m::" + AclEntry.letters(kept);
+        }
+        return "zolt acl modify " + quoted(entry) + " " + quoted(failure.component());
+    }
+
+    private static boolean isOwn(AclEntry entry, PathFailure failure) {
+        return entry.type() == AclEntry.Type.USER && entry.id() == failure.who().uid();
     }
 
     /**
@@ -122,8 +132,7 @@ public final class Remedy {
             return concerned;
         }
         for (AclEntry each : failure.acl().entries()) {
-            boolean own = each.type() == AclEntry.Type.USER && each.id() == failure.who().uid();
-            if (isMasked(each) && !own) {
+            if (isMasked(each) && !isOwn(each, failure)) {
                 concerned.add(each);
             }
         }
