@@ -67,6 +67,21 @@ if chattr +a "$work/added" 2>/dev/null; then
   [ -z "$(ls -A "$work/added")" ] || fail "the doctor leaves $(ls -A "$work/added")"
 fi
 
+# What is made inherits the default list of its directory, and has what the umask leaves.
+mkdir "$work/listing" && setfacl -d -m u::r,u:65534:rwx "$work/listing"
+(umask 0777 && mkdir "$work/masked" && chmod 777 "$work/masked")
+for dir in listing masked; do
+  doctor 0 bash -c 'umask 0777; exec "$@"' bash "$zolt" doctor "$work/$dir"
+  told 'ok   writing' 'ok   attributes' 'ok   ACLs' 'ok   default ACLs' 'ok   leases'
+  [ -z "$(ls -A "$work/$dir")" ] || fail "the doctor leaves $(ls -A "$work/$dir")"
+done
+# The only user of a namespace may be any.
+if unshare --user true 2>/dev/null; then
+  chown 65534 "$work/listing"
+  doctor 0 "${user[@]}" unshare --user --map-user=7 --map-group=7 "$zolt" doctor "$work/listing"
+  told 'ok   ACLs' 'ok   default ACLs'
+fi
+
 if [ "$(id -u)" -ne 0 ]; then
   echo 'Services were not examined: that is for root.'
   exit $failed
@@ -81,6 +96,14 @@ told 'warn libraries +what it has loaded may not be looked at: Permission denied
 serve setpriv --bounding-set=-all,+setuid,+setgid,+dac_override,+dac_read_search,+fowner,+chown
 doctor 1 "$zolt" doctor --pid "$service"
 told 'ok   capabilities +it switches users, and leaves'
+serve setpriv --bounding-set=-all,+setuid,+setgid
+doctor 1 "$zolt" doctor --pid "$service"
+told 'warn capabilities +root without all of CAP_DAC_OVERRIDE'
+if unshare --user --map-root-user true 2>/dev/null; then
+  serve unshare --user --map-root-user
+  doctor 1 "$zolt" doctor --pid "$service"
+  told 'fail groups +.*: its user namespace denies setgroups\(2\)'
+fi
 serve "${user[@]}"
 doctor 1 "$zolt" doctor --pid "$service"
 told 'warn capabilities +no CAP_SETUID and CAP_SETGID' 'ok   groups +nogroup, and no others'

@@ -5,7 +5,6 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
-import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -41,10 +40,10 @@ final class DirectoryChecks {
 
     /** @param switches whether this process acts for others */
     void all(boolean switches) throws IOException {
-        Path folder = Files.createTempDirectory(Paths.get(path), ".zolt-doctor-",
-                PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rwxr-xr-x")));
+        Path folder = Files.createTempDirectory(Paths.get(path), ".zolt-doctor-");
         folder.toFile().deleteOnExit(); // where a signal ends the command
         try {
+            FileSystemChecks.settle(folder, "rwxr-xr-x");
             clocks();
             sizes();
             checks.tried("default ACLs", Acl.isAvailable() ? FileSystemChecks.LOG : "install libacl1",
@@ -99,7 +98,7 @@ final class DirectoryChecks {
     }
 
     private static String defaultList(String folder) throws IOException {
-        AclEntry entry = AclEntry.user(0, AclEntry.READ).inherited();
+        AclEntry entry = AclEntry.user(ThreadIdentity.now().uid(), AclEntry.READ).inherited();
         Acl.of(entry).modify(folder);
         boolean there = Acl.get(folder).entries().contains(entry);
         Path inner = Files.createFile(Paths.get(folder, "inner"));

@@ -7,6 +7,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.StandardOpenOption;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.Arrays;
 import java.util.function.Predicate;
 import zolt.cli.output.Failure;
@@ -19,6 +20,7 @@ import zolt.fs.FileStatus;
 import zolt.fs.Lease;
 import zolt.fs.Mount;
 import zolt.fs.PathFailure;
+import zolt.fs.ThreadIdentity;
 
 /** What the doctor tries on a file system. */
 public final class FileSystemChecks {
@@ -78,6 +80,7 @@ public final class FileSystemChecks {
         }
         file.toFile().deleteOnExit(); // where a signal ends the command
         try {
+            settle(file, "rw-------");
             fill(file);
             write(file.toString());
             directory();
@@ -151,7 +154,7 @@ public final class FileSystemChecks {
             return Arrays.equals(read, VALUE) ? "set, read and removed" : null;
         });
         tried("ACLs", Acl.isAvailable() ? LOG : "install libacl1", () -> {
-            Acl wanted = Acl.of(AclEntry.user(0, AclEntry.READ));
+            Acl wanted = Acl.of(AclEntry.user(ThreadIdentity.now().uid(), AclEntry.READ));
             wanted.modify(file);
             boolean there = !Acl.get(file).isMinimal();
             Acl.clear(file);
@@ -179,6 +182,23 @@ public final class FileSystemChecks {
             new DirectoryChecks(findings, this, path).all(!acting && Rights.now().switches());
         } catch (IOException e) {
             findings.fail("directories", path + ": " + Shortage.reason(e), LOG);
+        }
+    }
+
+    /** Whatever the umask, and the default list of the directory, have made of what was made. */
+    static void settle(Path made, String mode) {
+        try {
+            if (!Acl.get(made).isMinimal()) {
+                Acl.clear(made.toString());
+                Acl.clearDefault(made.toString());
+            }
+        } catch (IOException e) {
+            // the check of lists will say it
+        }
+        try {
+            Files.setPosixFilePermissions(made, PosixFilePermissions.fromString(mode));
+        } catch (IOException e) {
+            // a file system that has one mode for all
         }
     }
 

@@ -21,6 +21,7 @@ public final class ProcessChecks {
     static final String EMBEDDED = ", the embedded one: nodes, copies and blocks are a model on this machine";
     static final String SITES_CLIENT = "on a ZOLT file system, put the site's libzolt.so first on LD_LIBRARY_PATH, or leave"
             + " the package of the embedded one out";
+    static final String NAMESPACE = "in a user namespace, see /proc/PID/setgroups and the id maps";
     static final String MORE_FILES = "LimitNOFILE=" + AMPLE_FILES + " in the NameNode's unit, or ulimit -n";
 
     private final Findings findings;
@@ -108,17 +109,25 @@ public final class ProcessChecks {
             findings.warn("capabilities", "what is started here has " + left + " and keeps that while"
                     + " acting for others: a NameNode's callers would get it",
                     "CapabilityBoundingSet= in the NameNode's unit");
-        } else if (uid != 0) {
+        } else if (mayAll(findings, uid, rights)) {
+            findings.ok("capabilities", "CAP_SETUID, CAP_SETGID, CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,"
+                    + " CAP_FOWNER, CAP_CHOWN");
+        }
+    }
+
+    /** Whether one that leaves others nothing has what it needs itself; says so where it has not. */
+    static boolean mayAll(Findings findings, long uid, Rights rights) {
+        if (uid != 0) {
             findings.warn("capabilities", "the superuser of a full status owns the files of root and may"
                     + " open no one else's", "run as root with a bounded capability set");
-        } else if (!rights.has(Rights.DAC_OVERRIDE, Rights.DAC_READ_SEARCH, Rights.FOWNER,
+        } else if (!rights.mayHave(Rights.DAC_OVERRIDE, Rights.DAC_READ_SEARCH, Rights.FOWNER,
                 Rights.CHOWN)) {
             findings.warn("capabilities", "root without all of CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,"
                     + " CAP_FOWNER, CAP_CHOWN", "add them to CapabilityBoundingSet=");
         } else {
-            findings.ok("capabilities", "CAP_SETUID, CAP_SETGID, CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,"
-                    + " CAP_FOWNER, CAP_CHOWN");
+            return true;
         }
+        return false;
     }
 
     /** Tries it, rather than to believe in the capabilities. */
@@ -131,8 +140,7 @@ public final class ProcessChecks {
                 findings.fail("identity", "a switch to nobody ended as " + now, "look at ZOLT_LOG=debug");
             }
         } catch (IOException e) {
-            findings.fail("identity", String.valueOf(e.getMessage()),
-                    "in a user namespace, see /proc/PID/setgroups and the id maps");
+            findings.fail("identity", String.valueOf(e.getMessage()), NAMESPACE);
         }
     }
 

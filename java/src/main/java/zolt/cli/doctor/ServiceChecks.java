@@ -130,7 +130,9 @@ public final class ServiceChecks {
                     uid == 0 ? "CAP_SETUID and CAP_SETGID in CapabilityBoundingSet= of its unit"
                             : "run the service as root with a bounded capability set");
         } else if (left.isEmpty()) {
-            findings.ok("capabilities", "it switches users, and leaves them nothing of its own");
+            if (ProcessChecks.mayAll(findings, uid, Rights.of(process.resolve("status")))) {
+                findings.ok("capabilities", "it switches users, and leaves them nothing of its own");
+            }
         } else if (ofTheService) {
             findings.ok("capabilities", "it switches users, and puts " + String.join("; ", left) + " into effect by thread,"
                     + " for what it does itself: a caller gets none");
@@ -156,13 +158,24 @@ public final class ServiceChecks {
         boolean isRoots = words(status, "Gid")[1].equals("0");
         groups.remove(first);
         String all = first + (groups.isEmpty() ? ", and no others" : ", and " + String.join(", ", groups));
-        if (switches && !isRoots) {
+        if (switches && deniesGroups()) {
+            findings.fail("groups", all + ": its user namespace denies setgroups(2), and so every switch to another user",
+                    ProcessChecks.NAMESPACE);
+        } else if (switches && !isRoots) {
             findings.warn("groups", all + ": " + ProcessChecks.OTHER_GROUP, "Group=root in the unit of the service");
         } else if (switches && !groups.isEmpty()) {
             findings.warn("groups", all + ": users whose first group is " + first + " have them too, while they are"
                     + " acted for", "SupplementaryGroups= in the unit of the service, with nothing behind it");
         } else {
             findings.ok("groups", all);
+        }
+    }
+
+    private boolean deniesGroups() {
+        try {
+            return Files.readAllLines(process.resolve("setgroups"), StandardCharsets.US_ASCII).contains("deny");
+        } catch (IOException e) {
+            return false; // a kernel without user namespaces
         }
     }
 
