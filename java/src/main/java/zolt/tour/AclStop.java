@@ -15,8 +15,11 @@ final class AclStop {
         stop.page.title("An access control list on closed/");
         show(stop, "before", dir);
         look(stop);
-        Acl.of(AclEntry.user(Stop.OTHER_USER, AclEntry.READ | AclEntry.EXECUTE)).modify(dir);
-        show(stop, Stop.OTHER_USER + " added", dir);
+        String refused = Stop.outcome(() -> {
+            Acl.of(AclEntry.user(Stop.OTHER_USER, AclEntry.READ | AclEntry.EXECUTE)).modify(dir);
+            return "";
+        });
+        show(stop, Stop.OTHER_USER + (refused.isEmpty() ? " added" : " refused: " + refused), dir);
         look(stop);
         Acl.clear(dir);
         show(stop, "removed", dir);

@@ -2,7 +2,6 @@ package zolt.tour;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.util.Map;
 import zolt.fs.ExtendedAttributes;
 import zolt.fs.Lease;
@@ -12,7 +11,7 @@ final class AttributesStop {
     private AttributesStop() {}
 
     static void visit(Stop stop) throws IOException, InterruptedException {
-        Files.write(stop.directory.resolve("part-0000"), new byte[0]);
+        stop.file("part-0000", "", "rw-r--r--");
         attributes(stop, stop.path("part-0000"));
         lease(stop, stop.path("part-0000"));
     }

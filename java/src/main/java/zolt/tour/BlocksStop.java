@@ -20,6 +20,7 @@ final class BlocksStop {
 
     static void visit(Stop stop) throws IOException {
         String file = stop.path("blocks.bin");
+        stop.file("blocks.bin", "", "rw-r--r--");
         long fsBlock;
         try (RandomAccessFile out = new RandomAccessFile(file, "rw")) {
             out.write(1);

@@ -23,12 +23,11 @@ final class StatusStop {
 
     static void visit(Stop stop) throws IOException {
         Path dir = stop.directory;
-        Files.write(dir.resolve("report.txt"), "to be read by all\n".getBytes(StandardCharsets.UTF_8));
-        Files.write(dir.resolve("secret.txt"), "to be read by one\n".getBytes(StandardCharsets.UTF_8));
-        mode(dir.resolve("secret.txt"), "rw-------");
-        Files.createDirectory(dir.resolve("closed"));
-        Files.write(dir.resolve("closed/inner.txt"), new byte[0]);
-        mode(dir.resolve("closed"), "rwx------");
+        stop.file("report.txt", "to be read by all\n", "rw-r--r--");
+        stop.file("secret.txt", "to be read by one\n", "rw-------");
+        Path closed = Files.createDirectory(dir.resolve("closed"));
+        Files.setPosixFilePermissions(closed, PosixFilePermissions.fromString("rwx------"));
+        stop.file("closed/inner.txt", "", "rw-r--r--");
         Files.createSymbolicLink(dir.resolve("latest"), Paths.get("report.txt"));
 
         rights(stop);
@@ -37,10 +36,6 @@ final class StatusStop {
         if (stop.root) {
             refusal(stop);
         }
-    }
-
-    private static void mode(Path path, String permissions) throws IOException {
-        Files.setPosixFilePermissions(path, PosixFilePermissions.fromString(permissions));
     }
 
     private static void rights(Stop stop) throws IOException {

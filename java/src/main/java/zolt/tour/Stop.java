@@ -1,6 +1,10 @@
 package zolt.tour;
 
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 
 /** What every stop of the tour has: where to print, and a directory of the tour's own to work in. */
 final class Stop {
@@ -18,6 +22,12 @@ final class Stop {
 
     String path(String name) {
         return directory.resolve(name).toString();
+    }
+
+    /** Makes a file, with a mode of its own whatever the umask is. */
+    void file(String name, String content, String permissions) throws IOException {
+        Path file = Files.write(directory.resolve(name), content.getBytes(StandardCharsets.UTF_8));
+        Files.setPosixFilePermissions(file, PosixFilePermissions.fromString(permissions));
     }
 
     /** A call whose failure is part of the story: what it answers, or the exception's message. */
