@@ -62,6 +62,7 @@ expect 5 '^zolt: Cannot load the ZOLT library from zolt.library=/nowhere: ' \
 alone env ZOLT_LIBRARY=/nowhere "$zolt" whoami
 expect 5 '^fail library +Cannot load' env ZOLT_LIBRARY=/nowhere "$zolt" doctor
 expect 5 'That is a folder: name the file in it' env ZOLT_LIBRARY=/ "$zolt" whoami
+expect 5 ' is no library\. The file is there' env ZOLT_LIBRARY=/dev/zero "$zolt" whoami
 for file in /etc /etc/passwd "$(ldd /bin/ls | sed -n 's,.*> \(/.*/libc.so[^ ]*\).*,\1,p')" \
             "$(find "$work/prefix" -name libzolt.so)"; do
   expect 5 '( is no library\.|Is a directory|^zolt: .* is not the ZOLT library, or not of the release) ?' \
@@ -122,6 +123,15 @@ output=$(ulimit -v 1500000 && "$zolt" ls / 2>&1) || fail "Java does not start in
 for bytes in 600000000 700000000 1200000000 1600000000; do
   expect 0 '^/$' prlimit --as=$bytes "$zolt" ls -d /
 done
+# Where it begins to suffice it does, or not: Java does not end in the midst of the work.
+for ((kb = 425000; kb < 445000; kb += 1000)); do
+  output=$(cd "$work" && ulimit -v $kb && "$zolt" ls / 2>&1 >/dev/null)
+  case $?:$output in
+    0: | 5:'zolt: Java does not start within'*) ;;
+    *) fail "ulimit -v $kb: $output" ;;
+  esac
+done
+[ -z "$(compgen -G "$work/hs_err*")" ] || fail 'Java has left a report where memory is scarce'
 # What Java refuses of its options is said in one line, by the status of what cannot start.
 for name in ZOLT_JAVA_OPTS _JAVA_OPTIONS; do
   expect 5 '^zolt: Java does not start with the options in the environment \(.*\): .' env $name=-Xmx1k "$zolt" ls /
@@ -413,7 +423,14 @@ mkdir -m 1777 "$work/sticky" && touch "$work/sticky/file" && chown 2 "$work/stic
 if unshare --user --map-root-user true 2>/dev/null; then
   expect 1 'its owner or group may be one without an id in this user namespace$' \
     unshare --user --map-root-user "$zolt" why --for d "$work/sticky/file"
+  # There is no nobody.
+  expect 0 '^nobody refused: .*Invalid argument' unshare --user --map-root-user "$zolt" tour "$work/sticky"
 fi
+
+# Whatever the umask is, what the tour makes it can use and remove.
+mkdir -m 1777 "$work/toured"
+expect 0 'blocks.bin|Where the blocks' user bash -c 'umask 0777; exec "$@"' bash env TMPDIR="$work/toured" "$zolt" tour "$work/toured"
+[ -z "$(ls -A "$work/toured")" ] || fail "the tour leaves $(ls -A "$work/toured")"
 
 # Behind "--" a command is none that it could be taken for.
 expect 2 '^zolt: no such command: ls( |$)' "$zolt" -- ls

@@ -90,7 +90,7 @@ final class LibraryLoader {
         String remedy;
         if (file != null && new File(file).isDirectory()) {
             remedy = "That is a folder: name the file in it with -Dzolt.library=FILE.";
-        } else if (file != null && !new File(file).isFile()) {
+        } else if (file != null && !new File(file).exists()) {
             remedy = "There is no such file: correct -Dzolt.library=FILE.";
         } else if (String.valueOf(e.getMessage()).contains("libzolt.so")) {
             remedy = "The file system's client library libzolt.so was not found: put its folder on"
