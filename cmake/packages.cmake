@@ -53,7 +53,7 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS
-  "libzolthadoop (>= ${PROJECT_VERSION}), default-jre-headless | java8-runtime-headless, libslf4j-java")
+  "libzolthadoop (= ${PROJECT_VERSION}), default-jre-headless | java8-runtime-headless, libslf4j-java")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS bash-completion)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA
   ${PACKAGING}/postinst
@@ -86,7 +86,7 @@ set(CPACK_RPM_LIBRARY_PACKAGE_DESCRIPTION "${LIBRARY_TEXT}")
 set(CPACK_RPM_COMMAND_PACKAGE_NAME zolt-tools)
 set(CPACK_RPM_COMMAND_PACKAGE_ARCHITECTURE noarch)
 set(CPACK_RPM_COMMAND_PACKAGE_REQUIRES
-  "libzolthadoop >= ${PROJECT_VERSION}, java-headless >= 1.8, slf4j, util-linux")
+  "libzolthadoop = ${PROJECT_VERSION}, java-headless >= 1.8, slf4j, util-linux")
 set(CPACK_RPM_COMMAND_POST_INSTALL_SCRIPT_FILE ${PACKAGING}/postinst)
 set(CPACK_RPM_COMMAND_POST_UNINSTALL_SCRIPT_FILE ${PACKAGING}/postrm)
 set(CPACK_RPM_COMMAND_PACKAGE_SUMMARY "${COMMAND_SUMMARY}")

@@ -41,7 +41,7 @@ public final class ServiceChecks {
         Map<String, String> status = status(process);
         long uid = Long.parseLong(words(status, "Uid")[1]);
         findings.ok("process", process.getFileName() + " is " + status.get("Name") + " of " + Accounts.userOrId(uid)
-                + ", " + status.get("Threads") + " threads");
+                + ", " + status.get("Threads") + (status.get("Threads").equals("1") ? " thread" : " threads"));
         LoadedLibraries loaded = libraries();
         groups(status, capabilities(uid, loaded != null && loaded.has(LoadedLibraries.SERVICE)));
         openFiles();

@@ -44,8 +44,9 @@ final class Refusals {
             case SystemCallException.EACCES:
                 return denied(path, wanted, creating);
             case SystemCallException.EPERM:
-                return new AccessControlException("Permission denied. user=" + Acting.now().user()
-                        + " is not the owner of inode=" + path);
+                return new AccessControlException(Acting.now().superuser()
+                        ? "Permission denied. The file system refuses it to everybody, as of what is immutable: " + path
+                        : "Permission denied. user=" + Acting.now().user() + " is not the owner of inode=" + path);
             case SystemCallException.EEXIST:
                 return new FileAlreadyExistsException(path + " already exists");
             case SystemCallException.ENOTEMPTY:
