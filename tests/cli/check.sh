@@ -424,7 +424,7 @@ if unshare --user --map-root-user true 2>/dev/null; then
   expect 1 'its owner or group may be one without an id in this user namespace$' \
     unshare --user --map-root-user "$zolt" why --for d "$work/sticky/file"
   # There is no nobody.
-  expect 0 '^nobody refused: .*Invalid argument' unshare --user --map-root-user "$zolt" tour "$work/sticky"
+  expect 0 '^ *nobody refused: .*Invalid argument' unshare --user --map-root-user "$zolt" tour "$work/sticky"
 fi
 
 # Whatever the umask is, what the tour makes it can use and remove.
