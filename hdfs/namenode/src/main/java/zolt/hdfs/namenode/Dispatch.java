@@ -127,7 +127,7 @@ final class Dispatch implements InvocationHandler {
 
     /** The exception with which clients go to another NameNode. */
     private StandbyException gone(Throwable cause) {
-        StandbyException gone = new StandbyException("The file system of " + state.root().path()
+        StandbyException gone = new StandbyException("The file system of " + state.root().folder()
                 + " is no longer mounted where this NameNode runs: " + cause.getMessage());
         gone.initCause(cause);
         return gone;
