@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <vector>
 
@@ -84,6 +85,14 @@ const Pool* poolWith(int32_t copies, const PoolInMap& present) {
   return best;
 }
 
+// Whether the last call that found no pool was about another epoch or number: a job asks for each
+// of its files.
+bool isNews(uint64_t epoch, int32_t copies) {
+  static std::atomic<uint64_t> last{0};
+  const uint64_t now = epoch << 32 | static_cast<uint32_t>(copies);
+  return last.exchange(now) != now;
+}
+
 // CephFS keeps copies by pool, and the data of a file stays in the pool that it was written to.
 int setReplication(int fd, char* memory) {
   zolt_set_replication_record record;
@@ -102,6 +111,7 @@ int setReplication(int fd, char* memory) {
     return refuse(EOPNOTSUPP, st, wanted + "data stays in its pool, " + layout.pool);
   const Pool* pool = poolWith(record.dataReplicas, present);
   if (pool == nullptr) {
+    if (!isNews(present.map->epoch, record.dataReplicas)) return fail(EOPNOTSUPP);
     return refuse(EOPNOTSUPP, st,
                   wanted + "no data pool of the file system \"" + present.pool->facts().fileSystem +
                       "\" keeps so many");

@@ -72,6 +72,8 @@ def replication():
         client.set_copies(path, copies)
         expect("%d copies" % copies, client.copies(path), copies)
     expect("no pool of 7", refusal(lambda: client.set_copies(path, 7)), "EOPNOTSUPP")
+    expect("no pool of 7, again", refusal(lambda: client.set_copies(path, 7)), "EOPNOTSUPP")
+    expect("the reason, once", open(checks.LOG).read().count("7 copies: no data pool"), 1)
     with open(path, "w") as out:
         out.write("data")
     expect("the same number", refusal(lambda: client.set_copies(path, 3)), None)
