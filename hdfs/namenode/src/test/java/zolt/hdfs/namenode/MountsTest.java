@@ -20,6 +20,7 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.concurrent.atomic.AtomicInteger;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileSystem;
@@ -45,12 +46,14 @@ class MountsTest {
     private static final int BLOCKS = 12;
     private static final int MOST_BYTES = 60_000;
     private static final int WRITERS = 3;
-    private static final long BEFORE_MILLIS = 4_000;
+    private static final int KILLS = 4;
+    private static final long BEFORE_MILLIS = 1_500;
     private static final long AFTER_MILLIS = 6_000;
 
     @TempDir
     private java.nio.file.Path state;
 
+    private final AtomicInteger failures = new AtomicInteger();
     private final AtomicBoolean ending = new AtomicBoolean();
 
     @Test
@@ -64,9 +67,14 @@ class MountsTest {
                 Path own = new Path(BASE, "job" + i);
                 jobs.add(threads.submit(() -> write(pair, own)));
             }
-            Thread.sleep(BEFORE_MILLIS);
+            for (int kill = 0; kill < KILLS; kill++) {
+                Thread.sleep(BEFORE_MILLIS);
+                pair.kill(Pair.IDS[kill % 2]);
+                pair.start(Pair.IDS[kill % 2]);
+            }
+            assertEquals(0, failures.get(), "writes that failed with a NameNode");
             assertEquals(0, new ProcessBuilder("sh", "-c", KILL).inheritIO().start().waitFor());
-            long killed = System.nanoTime();
+            long dead = System.nanoTime();
             Thread.sleep(AFTER_MILLIS);
             ending.set(true);
             int files = 0;
@@ -77,9 +85,10 @@ class MountsTest {
                 mended += written.failures.size();
                 written.failures.forEach(failure -> System.out.println("a writer was told: " + failure));
                 assertAllIsThere(pair, written);
-                assertTrue(written.last > killed, "a job has closed no file after the death of the mount");
+                assertTrue(written.last > dead, "a job has closed no file after the death of the mount");
             }
-            System.out.println("a mount killed: " + files + " files, " + mended + " writes began again");
+            System.out.println(KILLS + " NameNodes and a mount killed: " + files + " files, " + mended
+                    + " writes began again");
             assertSaysWhy(pair);
         } finally {
             ending.set(true);
@@ -136,6 +145,7 @@ class MountsTest {
                     write(files, new Path(own, "file" + number), size, written);
                 } catch (IOException e) {
                     written.failures.add(e.toString());
+                    failures.incrementAndGet();
                     write(files, new Path(own, "again" + number), size, written);
                 }
             }
