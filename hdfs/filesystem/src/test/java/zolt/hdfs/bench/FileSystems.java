@@ -91,6 +91,8 @@ public final class FileSystems {
         new Random(1).nextBytes(bytes);
         Configuration conf = new HdfsConfiguration();
         conf.set("dfs.replication", "1");
+        // A client of HDFS sleeps when its file is complete before the DataNode has said so: here each time, for 0.4 s.
+        conf.set("dfs.client.block.write.locateFollowingBlock.initial.delay.ms", "1");
         System.setProperty("test.build.data", work.resolve("mini").toString());
         RawLocalFileSystem local = new RawLocalFileSystem();
         local.initialize(URI.create("file:///"), conf);
