@@ -9,6 +9,7 @@ fail() { echo "FAILED: $1"; failed=1; }
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"
+mkdir -m 1777 "$work/tmp" && export ZOLT_JAVA_OPTS="-Djava.io.tmpdir=$work/tmp"
 mkdir "$work/shown" && touch "$work/shown/part-0000" && ln -s part-0000 "$work/shown/latest"
 
 # Readable for all, wherever the build stands.
@@ -76,10 +77,8 @@ for folder in "$work"/em* "$work"/bytes*; do
 done
 
 # A signal ends it, and it takes its files with it.
-mkdir "$work/tmp"
 for signal in TERM HUP INT TERM; do
-  env --default-signal=INT ZOLT_JAVA_OPTS="-Djava.io.tmpdir=$work/tmp" \
-    "$work/prefix/bin/zolt" tour "$work/shown" >/dev/null 2>"$work/errors" &
+  env --default-signal=INT "$work/prefix/bin/zolt" tour "$work/shown" >/dev/null 2>"$work/errors" &
   until compgen -G "$work/tmp/zolt-tour-*/*" >/dev/null || ! kill -0 $!; do sleep 0.005; done
   kill -$signal $!
   wait $!
@@ -88,5 +87,5 @@ for signal in TERM HUP INT TERM; do
     fail "after SIG$signal: $status, left: $(ls -A "$work/tmp"), said: $(cat "$work/errors")"
   rm -rf "$work"/tmp/*
 done
-[ -z "$(compgen -G '/tmp/zolt-tour-*')" ] || fail "the tour left something behind"
+[ -z "$(compgen -G "$work/tmp/zolt-tour-*")" ] || fail "the tour left something behind"
 exit $failed
