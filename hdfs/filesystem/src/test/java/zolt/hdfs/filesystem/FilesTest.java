@@ -47,6 +47,7 @@ import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
 
 /** What Hadoop's own suites do not ask. */
 class FilesTest {
@@ -461,16 +462,15 @@ class FilesTest {
     }
 
     @Test
-    void copiesToAndFromLocalFilesWork() throws Exception {
+    void copiesToAndFromLocalFilesWork(@TempDir java.nio.file.Path temporary) throws Exception {
         byte[] bytes = random(100_000);
-        java.nio.file.Path local = Files.write(Files.createTempFile("zolt", ""), bytes);
+        java.nio.file.Path local = Files.write(temporary.resolve("local"), bytes);
         files.copyFromLocalFile(true, true, new Path(local.toString()), FILE);
         assertFalse(Files.exists(local));
         assertTrue(FileUtil.copy(files, FILE, FileSystem.getLocal(files.getConf()), new Path(local.toString()), true,
                 files.getConf()));
         assertTrue(Arrays.equals(bytes, Files.readAllBytes(local)));
         assertFalse(files.exists(FILE));
-        Files.delete(local);
     }
 
     @Test
