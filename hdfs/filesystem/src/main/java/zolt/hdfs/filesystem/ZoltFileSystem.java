@@ -90,6 +90,7 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
 
     /** The folder whose paths these are; that of the machine itself, when it is not told. */
     static final String ROOT_KEY = "fs.zolt.root";
+    /** Where this process finds that folder, when it is mounted elsewhere for it alone. */
     static final String MOUNT_KEY = "fs.zolt.mount";
     /** As for the service: how long what the user database says is taken for granted, in seconds. */
     private static final String ACCOUNTS_KEY = "zolt.hdfs.accounts.cache.secs";

@@ -89,7 +89,7 @@ final class RefusalWords implements RefusalListener, AutoCloseable {
             count(failure.map(RefusalWords::withoutNames).orElse("not refused any more"));
             if (failure.isPresent() && said.get(refusal) == null) {
                 said.put(refusal, true);
-                String words = failure.get().explain().replace(root.path(), root.folder());
+                String words = root.asKnown(failure.get().explain());
                 LOG.info("Refused: {}", words.replaceAll("\\p{Cntrl}", "?"));
             }
         } catch (IOException | RuntimeException e) {

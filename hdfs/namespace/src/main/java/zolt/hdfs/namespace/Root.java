@@ -148,6 +148,11 @@ public final class Root {
         return known.isEmpty() ? "/" : known;
     }
 
+    /** A text for people, with the folder's name in place of where this process has it. */
+    public String asKnown(String text) {
+        return path.isEmpty() || path.equals(known) ? text : text.replace(path, folder());
+    }
+
     /** The folder's path in the process's own file system, without a slash at the end: of the root itself, nothing. */
     public String path() {
         return path;
