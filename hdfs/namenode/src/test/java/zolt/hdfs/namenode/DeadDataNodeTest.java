@@ -9,6 +9,7 @@ import java.io.InputStream;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Random;
+import java.util.concurrent.TimeUnit;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
@@ -18,7 +19,7 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 import zolt.hdfs.datanode.ZoltDataNode;
 
-/** A DataNode that is killed while a client writes through it and another one. */
+/** A DataNode that is killed while a client writes through it and another one, and one that has nothing to do. */
 class DeadDataNodeTest {
     private static final Path FILE = new Path("/through-a-death");
     private static final long WAIT_MILLIS = 60_000;
@@ -60,11 +61,29 @@ class DeadDataNodeTest {
         }
     }
 
+    /** Here it does not know its folder; the process would stay, and do nothing. */
+    @Test
+    void oneThatServesNoNameNodeEnds(@TempDir java.nio.file.Path state) throws Exception {
+        try (Service service = Service.startWithoutDataNodes()) {
+            Process process = start(service, state, "a.key=");
+            try {
+                assertTrue(process.waitFor(60, TimeUnit.SECONDS), "it stays");
+                assertEquals(0, process.exitValue(), "it did not come to serve at all");
+            } finally {
+                process.destroyForcibly();
+            }
+        }
+    }
+
     private static Process start(Service service, java.nio.file.Path state) throws Exception {
+        return start(service, state, "zolt.hdfs.folder=" + Service.FOLDER);
+    }
+
+    private static Process start(Service service, java.nio.file.Path state, String folder) throws Exception {
         List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-Xmx256m",
                 "-Dzolt.hdfs.library=" + System.getProperty("zolt.hdfs.library"), "-cp",
                 System.getProperty("java.class.path"), ZoltDataNode.class.getName()));
-        for (String setting : new String[] {"fs.defaultFS=" + service.uri(), "zolt.hdfs.folder=" + Service.FOLDER,
+        for (String setting : new String[] {"fs.defaultFS=" + service.uri(), folder,
             "dfs.datanode.data.dir=" + state.resolve("data"), "dfs.datanode.address=127.0.0.1:0",
             "dfs.datanode.ipc.address=127.0.0.1:0", "dfs.datanode.http.address=127.0.0.1:0"}) {
             command.addAll(List.of("-D", setting));
