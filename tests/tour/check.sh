@@ -76,14 +76,15 @@ for folder in "$work"/em* "$work"/bytes*; do
   expect '^  file +[0-9]+  part-0001$'
 done
 
-# A signal ends it, and it takes its files with it.
+# A signal ends it, and it takes its files with it; one that asks for nothing does nothing.
 for signal in TERM HUP INT TERM; do
   env --default-signal=INT "$work/prefix/bin/zolt" tour "$work/shown" >/dev/null 2>"$work/errors" &
   until compgen -G "$work/tmp/zolt-tour-*/*" >/dev/null || ! kill -0 $!; do sleep 0.005; done
+  kill -USR1 $! && kill -USR2 $! && kill -ALRM $!
   kill -$signal $!
   wait $!
   status=$?
-  [ $status -gt 128 ] && [ -z "$(ls -A "$work/tmp")" ] && [ ! -s "$work/errors" ] ||
+  [ $status -eq $((128 + $(kill -l $signal))) ] && [ -z "$(ls -A "$work/tmp")" ] && [ ! -s "$work/errors" ] ||
     fail "after SIG$signal: $status, left: $(ls -A "$work/tmp"), said: $(cat "$work/errors")"
   rm -rf "$work"/tmp/*
 done
