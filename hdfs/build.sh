@@ -62,7 +62,7 @@ for developers in "$here"/../build/java/zolt-hadoop-*.jar; do
 done
 
 service=(namespace datanode namenode filesystem)
-web=(namespace filesystem)
+web=(namespace filesystem web)
 nearby=$(near service.path web) || { echo "the jars of the web server cannot be copied"; exit 1; }
 printf '%s\n' "$(own "${web[@]}"):$nearby" >"$folder/web-classpath"
 printf '%s\n' "$(tests web)$(own "${web[@]}"):$(others tests.path web)" >"$folder/web-test-classpath"
