@@ -1,10 +1,14 @@
 package zolt.hdfs.namenode;
 
+import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.io.InputStream;
+import java.net.HttpURLConnection;
 import java.net.ServerSocket;
+import java.net.URL;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -17,17 +21,19 @@ import org.apache.hadoop.fs.FsShell;
 import org.apache.hadoop.hdfs.tools.DelegationTokenFetcher;
 import org.apache.hadoop.minikdc.MiniKdc;
 import org.apache.hadoop.security.UserGroupInformation;
+import org.apache.hadoop.security.authentication.client.AuthenticatedURL;
 import org.apache.kerby.kerberos.kerb.client.KrbClient;
 import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
-/** The service with Kerberos: a KDC, a NameNode, a DataNode and Hadoop's own commands, each a process of its own. */
+/** The service with Kerberos: a KDC, all servers of the service and Hadoop's own commands, each a process of its own. */
 class KerberosTest {
     private static final String REALM = "EXAMPLE.COM";
     private static final String SERVICE = "hdfs/localhost";
     private static final String DATANODE = "dn/localhost";
+    private static final String WEB = "HTTP/localhost";
     private static final String OWNER = "bob";
     private static final String OTHER = "charlie";
     private static final long WAIT_SECONDS = 60;
@@ -40,6 +46,7 @@ class KerberosTest {
     private static Path keytab;
     private static Path krb5;
     private static Process kdc;
+    private static String web;
 
     @BeforeAll
     static void start() throws Exception {
@@ -66,7 +73,16 @@ class KerberosTest {
                 Map.entry("dfs.block.access.token.enable", "true"),
                 // Its page has no certificate here.
                 Map.entry("ignore.secure.ports.for.testing", "true")));
-        zolt("start", folder.toString());
+        assertRefused(attempt("web", folder.toString()), "Keytab does not exist");
+        write("httpfs-site.xml", Map.of(
+                "httpfs.http.hostname", "localhost",
+                "httpfs.http.port", "0",
+                "hadoop.http.authentication.kerberos.principal", WEB + "@" + REALM,
+                "hadoop.http.authentication.kerberos.keytab", keytab.toString(),
+                "httpfs.proxyuser.hdfs.hosts", "localhost",
+                "httpfs.proxyuser.hdfs.groups", OWNER));
+        zolt("start", folder.toString(), "--web");
+        web = zolt("status", folder.toString()).replaceFirst("(?s).*http://[^:]*", "http://localhost").trim();
     }
 
     @AfterAll
@@ -87,7 +103,7 @@ class KerberosTest {
         List<String> command = new ArrayList<>(List.of(java(), "--add-exports",
                 "java.security.jgss/sun.security.krb5=ALL-UNNAMED", "-cp", System.getProperty("java.class.path"),
                 MiniKdc.class.getName(), state.toString(), Files.createFile(work.resolve("kdc.properties")).toString(),
-                keytab.toString(), SERVICE, DATANODE, OWNER, OTHER));
+                keytab.toString(), SERVICE, DATANODE, WEB, OWNER, OTHER));
         kdc = new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(log.toFile()).start();
         for (long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(WAIT_SECONDS);
                 !Files.readString(log).contains("to stop it");) {
@@ -134,11 +150,15 @@ class KerberosTest {
         return new Said(status, Files.readString(said));
     }
 
-    private static String zolt(String... arguments) throws Exception {
+    private static Said attempt(String... arguments) throws Exception {
         List<String> command = new ArrayList<>(List.of(System.getProperty("zolt.test.launcher")));
         command.addAll(List.of(arguments));
-        Said said = run(command, Map.of("ZOLT_HDFS_STATE", work.resolve("state").toString(),
+        return run(command, Map.of("ZOLT_HDFS_STATE", work.resolve("state").toString(),
                 "ZOLT_JAVA_OPTS", "-Djava.security.krb5.conf=" + krb5));
+    }
+
+    private static String zolt(String... arguments) throws Exception {
+        Said said = attempt(arguments);
         assertEquals(0, said.status(), said::text);
         return said.text();
     }
@@ -146,8 +166,8 @@ class KerberosTest {
     /** One of Hadoop's commands, of a user who has a ticket, or of somebody who has a file of tokens. */
     private static Said hadoop(Map<String, String> credentials, Class<?> command, String... arguments) throws Exception {
         List<String> call = new ArrayList<>(List.of(java(), "-XX:TieredStopAtLevel=1", "-Djava.net.preferIPv4Stack=true",
-                "-Djava.security.krb5.conf=" + krb5, "-cp", conf + ":" + System.getProperty("java.class.path"),
-                command.getName()));
+                "-Dzolt.log=WARN", "-Djava.security.krb5.conf=" + krb5, "-cp",
+                conf + ":" + System.getProperty("java.class.path"), command.getName()));
         call.addAll(List.of(arguments));
         return run(call, credentials);
     }
@@ -188,5 +208,84 @@ class KerberosTest {
                 "Delegation Token can be issued only with kerberos");
         assertDone(hadoop(with(OWNER), DelegationTokenFetcher.class, "--cancel", tokens), "");
         assertRefused(hadoop(bearer, FsShell.class, "-cat", "/own/file"), "can't be found");
+    }
+
+    /** Requests of somebody who has a ticket, as {@code GET /path?op=OPEN}: a status and an answer for each. */
+    static final class Requests {
+        private Requests() {}
+
+        public static void main(String[] requests) throws Exception {
+            AuthenticatedURL.Token session = new AuthenticatedURL.Token();
+            AuthenticatedURL client = new AuthenticatedURL();
+            client.openConnection(new URL(requests[0] + "/?op=GETHOMEDIRECTORY"), session);
+            for (String request : List.of(requests).subList(1, requests.length)) {
+                System.out.println(answer(client.openConnection(url(requests[0], request), session), request));
+            }
+        }
+
+        private static URL url(String address, String request) throws IOException {
+            return new URL(address + request.substring(request.indexOf('/')));
+        }
+
+        private static String answer(HttpURLConnection connection, String request) throws IOException {
+            connection.setRequestMethod(request.substring(0, request.indexOf(' ')));
+            int status = connection.getResponseCode();
+            try (InputStream in = status < 400 ? connection.getInputStream() : connection.getErrorStream()) {
+                String said = in == null ? connection.getResponseMessage() : new String(in.readAllBytes(), UTF_8);
+                return status + " " + said.replaceAll("\\s+", " ").trim();
+            }
+        }
+    }
+
+    private static List<String> requested(String user, String... requests) throws Exception {
+        List<String> arguments = new ArrayList<>(List.of(web));
+        arguments.addAll(List.of(requests));
+        Said said = hadoop(with(user), Requests.class, arguments.toArray(new String[0]));
+        assertEquals(0, said.status(), said::text);
+        List<String> answers = said.text().lines().filter(line -> line.matches("[1-5]\\d\\d .*")).toList();
+        assertEquals(requests.length, answers.size(), said::text);
+        return answers;
+    }
+
+    /** By somebody who has no ticket. */
+    private static String requested(String request) throws IOException {
+        return Requests.answer((HttpURLConnection) Requests.url(web, request).openConnection(), request);
+    }
+
+    private static void assertAnswer(String start, String text, String answer) {
+        assertTrue(answer.startsWith(start) && answer.contains(text), answer);
+    }
+
+    @Test
+    void theWebServerAsksForTicketsToo() throws Exception {
+        Path own = Files.createDirectory(folder.resolve("web"));
+        Files.setPosixFilePermissions(own, PosixFilePermissions.fromString("rwxrwxrwx"));
+        String local = Files.writeString(work.resolve("of-web"), TEXT).toString();
+        assertDone(hadoop(with(OWNER), FsShell.class, "-fs", web.replaceFirst("http:(//[^/]*).*", "webhdfs:$1"),
+                "-put", local, "/web/file"), "");
+        Files.setPosixFilePermissions(own.resolve("file"), PosixFilePermissions.fromString("rw-------"));
+        assertEquals(OWNER, Files.getOwner(own.resolve("file")).getName());
+        String open = "GET /web/file?op=OPEN";
+        assertAnswer("401 ", "", requested(open));
+        assertAnswer("401 ", "", requested(open + "&user.name=" + OWNER));
+
+        List<String> owners = requested(OWNER, open, "GET /?op=GETDELEGATIONTOKEN&renewer=" + OTHER);
+        assertEquals("200 " + TEXT.trim(), owners.get(0));
+        String token = owners.get(1).replaceFirst(".*\"urlString\":\"([^\"]*)\".*", "$1");
+        String renew = "PUT /?op=RENEWDELEGATIONTOKEN&token=" + token;
+        List<String> others = requested(OTHER, open, open + "&doas=" + OWNER, renew);
+        assertAnswer("500 ", "Permission denied: user=" + OTHER, others.get(0));
+        assertAnswer("403 ", "is not allowed to impersonate", others.get(1));
+        assertAnswer("200 ", "{\"long\":", others.get(2));
+        List<String> services = requested(SERVICE, open + "&doas=" + OWNER, open + "&doas=" + OTHER, renew);
+        assertEquals("200 " + TEXT.trim(), services.get(0));
+        assertAnswer("403 ", "is not allowed to impersonate " + OTHER, services.get(1));
+        assertAnswer("403 ", "tries to renew a token", services.get(2));
+
+        assertEquals("200 " + TEXT.trim(), requested(open + "&delegation=" + token));
+        assertAnswer("403 ", "", requested(open + "&delegation=" + token.replaceFirst("A", "B")));
+        assertAnswer("401 ", "", requested("GET /?op=GETDELEGATIONTOKEN&delegation=" + token));
+        assertAnswer("200 ", "", requested("PUT /?op=CANCELDELEGATIONTOKEN&token=" + token));
+        assertAnswer("403 ", "", requested(open + "&delegation=" + token));
     }
 }

@@ -146,6 +146,7 @@ class WebServerTest {
         try (FileSystem unknown = files("no-such-user")) {
             assertThrows(AccessControlException.class, () -> unknown.listStatus(path("/")));
         }
+        assertEquals(500, answer("/?op=LISTSTATUS&user.name=root@OTHER.REALM"), "not the root of this one");
     }
 
     @Test
