@@ -13,6 +13,7 @@ import java.util.Map;
 import org.apache.hadoop.HadoopIllegalArgumentException;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
+import org.apache.hadoop.fs.BulkDelete;
 import org.apache.hadoop.fs.CommonConfigurationKeys;
 import org.apache.hadoop.fs.CommonPathCapabilities;
 import org.apache.hadoop.fs.ContentSummary;
@@ -630,6 +631,32 @@ public final class ZoltFileSystem extends FileSystem implements IOStatisticsSour
     @Override
     public boolean delete(Path f, boolean recursive) throws IOException {
         return write(StoreStatisticNames.OP_DELETE, HdfsPath.of(text(f)), at -> parts.removing().remove(at, recursive));
+    }
+
+    @Override
+    public BulkDelete createBulkDelete(Path path) {
+        return ZoltBulkDelete.of(this, path);
+    }
+
+    /** Removes files and empty directories; answers those that stay, and why. */
+    List<Map.Entry<Path, String>> deleteEach(List<Path> paths) throws IOException {
+        List<HdfsPath> all = new ArrayList<>();
+        for (Path path : paths) {
+            all.add(HdfsPath.of(text(path)));
+        }
+        List<Map.Entry<Path, String>> staying = new ArrayList<>();
+        parts.folder().root().requireMounted();
+        try (Acting as = user.acting()) {
+            for (int i = 0; i < all.size(); i++) {
+                countWrite(StoreStatisticNames.OP_DELETE);
+                try {
+                    resolve(all.get(i), at -> parts.removing().remove(at, false));
+                } catch (IOException e) {
+                    staying.add(Map.entry(paths.get(i), e.toString()));
+                }
+            }
+        }
+        return staying;
     }
 
     @FunctionalInterface

@@ -11,6 +11,7 @@ import java.nio.file.Files;
 import java.security.PrivilegedExceptionAction;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
@@ -81,6 +82,19 @@ class IdentityTest {
             FileStatus status = root.getFileStatus(new Path(BASE, name));
             assertEquals("nobody nogroup", status.getOwner() + " " + status.getGroup(), name);
         }
+    }
+
+    @Test
+    void theKernelDecidesOnEachOfManyThatAreRemoved() throws Exception {
+        Path other = new Path(BASE, "of-nobody");
+        Path own = new Path(BASE, "own");
+        write(nobody, other);
+        write(daemon, own);
+        List<Map.Entry<Path, String>> staying = daemon.createBulkDelete(BASE).bulkDelete(List.of(other, own));
+        assertEquals(List.of(other), staying.stream().map(Map.Entry::getKey).toList(), "the folder is sticky");
+        assertTrue(staying.get(0).getValue().contains("AccessControlException: Permission denied"),
+                staying.get(0)::getValue);
+        assertFalse(root.exists(own));
     }
 
     @Test

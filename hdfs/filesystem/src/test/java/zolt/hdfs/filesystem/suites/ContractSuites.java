@@ -38,6 +38,11 @@ final class ContractSuites {
 
     static class BulkDelete extends AbstractContractBulkDeleteTest {
         @Override
+        protected int getExpectedPageSize() {
+            return 1000;
+        }
+
+        @Override
         protected AbstractFSContract createContract(Configuration conf) {
             return new ZoltContract(conf);
         }
