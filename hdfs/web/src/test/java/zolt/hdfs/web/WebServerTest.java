@@ -22,6 +22,7 @@ import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.security.AccessControlException;
 import org.apache.hadoop.security.UserGroupInformation;
@@ -131,6 +132,17 @@ class WebServerTest {
         }
         assertEquals("daemon", Files.getOwner(folder.resolve("made/by")).getName());
         assertArrayEquals(bytes, Files.readAllBytes(folder.resolve("made/by/daemon")));
+    }
+
+    /** HttpFS's own tests of these take none but an object of HDFS's class, and HttpFS itself does for all but the first. */
+    @Test
+    void whatHttpFsHasForHdfsAloneIsRefused() throws Exception {
+        try (FileSystem daemon = files("daemon")) {
+            assertEquals(Files.getFileStore(folder).getTotalSpace(), daemon.getStatus(path("/")).getCapacity());
+            assertThrows(UnsupportedOperationException.class, () -> daemon.access(path("/"), FsAction.READ));
+            assertThrows(UnsupportedOperationException.class, () -> daemon.getServerDefaults(path("/")));
+            assertThrows(UnsupportedOperationException.class, () -> daemon.getTrashRoots(true));
+        }
     }
 
     /** By Hadoop's keys for proxy users. */
