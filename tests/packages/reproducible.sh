@@ -15,9 +15,10 @@ built() {  # built FOLDER SETTING...: builds there, and prints the sum of each f
   shift
   mkdir -p "$folder"
   git -C "$top" archive "$commit" | tar -x -C "$folder"
-  env "$@" make -C "$folder" packages packages-portable publish >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; return 1; }
-  (cd "$folder/build" && find packages portable/*/packages maven -type f \( -name '*.deb' -o -name '*.rpm' -o -name '*.jar' \
-    -o -name '*.pom' -o -name '*.json' \) -exec sha256sum {} + | LC_ALL=C sort -k 2)
+  env "$@" make -C "$folder" packages packages-cephfs packages-portable publish >"$scratch/log" 2>&1 ||
+    { cat "$scratch/log" >&2; return 1; }
+  (cd "$folder/build" && find packages packages-cephfs portable/*/packages maven -type f \
+    \( -name '*.deb' -o -name '*.rpm' -o -name '*.jar' -o -name '*.pom' -o -name '*.json' \) -exec sha256sum {} + | LC_ALL=C sort -k 2)
 }
 
 umask 022
