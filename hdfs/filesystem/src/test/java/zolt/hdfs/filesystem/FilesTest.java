@@ -1,5 +1,6 @@
 package zolt.hdfs.filesystem;
 
+import static java.nio.charset.StandardCharsets.UTF_8;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
@@ -18,6 +19,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HashSet;
 import java.util.List;
+import java.util.Map;
 import java.util.Random;
 import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
@@ -48,6 +50,7 @@ import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import zolt.hdfs.namespace.NativeFiles;
 
 /** What Hadoop's own suites do not ask. */
 class FilesTest {
@@ -337,6 +340,22 @@ class FilesTest {
                         .toList()));
         assertTrue(files.delete(new Path(BASE, "directory"), true), "the link, and not what it stands for");
         assertTrue(files.exists(new Path(BASE, "x/y/up")));
+    }
+
+    /** What a path of Hadoop's makes of such a text is another host or an error, which would be that of a whole listing. */
+    @Test
+    void aLinkToAnyTextIsListed() throws Exception {
+        Map<String, String> targets = Map.of("user@host.12:34", "./user@host.12:34", "//[1/x", "file:/[1/x", "1:/a", "./1:/a", "a://[",
+                "./a:/[", "../../../..", "../../../..", ":", "./:", "a b%20?#", "a b%20?#");
+        for (String target : targets.keySet()) {
+            Path link = new Path(BASE, "link");
+            assertEquals(0, NativeFiles.makeLink(target.getBytes(UTF_8), base.resolve("link").toString().getBytes(UTF_8)));
+            FileStatus listed = files.listStatus(BASE)[0];
+            assertEquals(new Path(targets.get(target)), listed.getSymlink());
+            assertEquals(files.getLinkTarget(link), listed.getSymlink());
+            assertTrue(files.getFileLinkStatus(link).isSymlink());
+            assertTrue(files.delete(link, false));
+        }
     }
 
     @Test

@@ -92,7 +92,8 @@ public final class Root {
     }
 
     /** What a client is told of a link's target: its path, where it lies below the folder. */
-    String targetForClient(String target) {
+    String targetForClient(String text) {
+        String target = parsable(text);
         if (isExported || !target.startsWith("/")) {
             return target;
         }
@@ -100,6 +101,16 @@ public final class Root {
             return "/";
         }
         return target.startsWith(known + "/") ? target.substring(known.length()) : "file:" + target;
+    }
+
+    /** The same path to the kernel, as one that a client can parse: editors keep locks as links to "user@host.12:34". */
+    private static String parsable(String target) {
+        try {
+            new org.apache.hadoop.fs.Path(target);
+            return target;
+        } catch (IllegalArgumentException e) {
+            return target.startsWith("/") ? target.replaceFirst("/+", "/") : "./" + target;
+        }
     }
 
     /** The target that the kernel shall find, for one that a client names. */
