@@ -3,6 +3,7 @@ package zolt.hdfs.namespace;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import org.apache.hadoop.fs.InvalidPathException;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.hdfs.protocol.UnresolvedPathException;
 
@@ -163,10 +164,14 @@ public final class Folder {
     }
 
     private static HdfsPath pathOf(HdfsPath path, String next) throws IOException {
-        if (!next.startsWith("/")) {
-            throw new IOException(path + " is a link that leads out of this file system, to " + next);
+        if (next.startsWith("/")) {
+            try {
+                return HdfsPath.of(next);
+            } catch (InvalidPathException e) {
+                // a path may name nothing above the root
+            }
         }
-        return HdfsPath.of(next);
+        throw new IOException(path + " is a link that leads out of this file system, to " + next);
     }
 
     /** Null where the kernel cannot follow. */

@@ -170,6 +170,7 @@ class WebServerTest {
         for (String path : new String[] {"/file-link", "/folder-link/outside", "/up-link/outside", "/../outside"}) {
             assertTrue(answer(path + "?op=OPEN&user.name=root") >= 400, path);
         }
+        assertEquals(200, answer("/?op=LISTSTATUS&user.name=root"), "they are shown");
         assertEquals(404, answer("/.zolt?op=LISTSTATUS&user.name=root"), "what the service keeps");
     }
 
