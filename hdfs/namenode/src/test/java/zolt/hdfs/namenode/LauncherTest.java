@@ -1,6 +1,7 @@
 package zolt.hdfs.namenode;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
@@ -8,7 +9,9 @@ import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
+import java.security.MessageDigest;
 import java.util.ArrayList;
+import java.util.HexFormat;
 import java.util.List;
 import java.util.Locale;
 import java.util.Set;
@@ -158,19 +161,43 @@ class LauncherTest {
         said = said(List.of("bash", "-c", "ulimit -v 500000; exec \"$0\" dfs -ls zolt:///", LAUNCHER));
         assertTrue(said.startsWith("5 zolt hdfs: Java does not start within the limits of this shell"), said);
         assertEquals(1, said.lines().count(), said);
-        said = said(List.of(LAUNCHER, "status", "/a\033[31m\u202ez"));
-        assertEquals("1 zolt hdfs: /a?[31m?z is not a folder\n", said);
+        said = said(List.of(LAUNCHER, "status", "/a\u202ez"));
+        assertEquals("1 zolt hdfs: /a?z is not a folder\n", said);
+        assertEquals("2 zolt hdfs: -D is followed by key=value\n", said(List.of(LAUNCHER, "conf", work.toString(), "-D")));
+    }
+
+    /** Hadoop takes some characters of a path for more than a name: commas part folders, colons a class path. */
+    @Test
+    void aFolderOfAnyNameHasAStateOfItsOwn() throws Exception {
+        Path folder = Files.createDirectories(work.resolve("a,b:c$d&e\"f<g>h i'ü%2F"));
+        String[] conf = said(List.of(LAUNCHER, "conf", folder.toString())).split(" ", 2);
+        assertEquals("0", conf[0], conf[1]);
+        Path state = Path.of(conf[1].strip()).getParent();
+        assertEquals(List.of(state + "/data"), List.copyOf(read(state.resolve("conf")).getTrimmedStringCollection("dfs.datanode.data.dir")));
+        assertTrue(state.toString().matches("[^,:$&\"<>]*"), state.toString());
+        assertEquals("1 namenode: not running\ndatanode: not running\n", said(List.of(LAUNCHER, "status", folder.toString())));
+        for (String name : new String[] {"line\nend", "${user.home}"}) {
+            String said = said(List.of(LAUNCHER, "conf", Files.createDirectory(work.resolve(name)).toString()));
+            assertTrue(said.startsWith("1 zolt hdfs: Hadoop cannot name this folder"), said);
+        }
+        String said = said(List.of("env", "-C", work.toString(), "ZOLT_HDFS_STATE=near", LAUNCHER, "conf", folder.toString()));
+        assertTrue(said.startsWith("0 " + work.resolve("near")), said);
+        said = said(List.of("env", "ZOLT_HDFS_STATE=/a,b", LAUNCHER, "conf", folder.toString()));
+        assertEquals("1 zolt hdfs: ZOLT_HDFS_STATE names a path with one of , : $ & < > \" or a control character\n", said);
     }
 
     /** Both servers, or none. */
     @Test
     void aStartThatEndsEarlyLeavesNothingBehind() throws Exception {
-        configure("dfs.namenode.rpc-address=127.0.0.1:0", "dfs.namenode.http-address=127.0.0.1:0");
+        Path state = configure("dfs.namenode.rpc-address=127.0.0.1:0", "dfs.namenode.http-address=127.0.0.1:0").getParent();
+        byte[] sum = MessageDigest.getInstance("SHA-256").digest(state.toString().getBytes());
+        Path mount = Path.of("/run/zolt-hdfs", HexFormat.of().formatHex(sum, 0, 8));
         String folder = work.resolve("folder").toString();
         for (String seconds : new String[] {"0.3", "2"}) {
             String said = said(List.of("timeout", seconds, LAUNCHER, "start", folder));
             assertTrue(said.startsWith("124 "), said);
             assertEquals("1 namenode: not running\ndatanode: not running\n", said(List.of(LAUNCHER, "status", folder)));
+            assertFalse(Files.exists(mount), seconds);
         }
     }
 
