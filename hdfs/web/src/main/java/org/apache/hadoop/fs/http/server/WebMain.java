@@ -18,20 +18,24 @@ public final class WebMain {
 
     public static void main(String[] arguments) throws Exception {
         StringUtils.startupShutdownMessage(HttpFSServerWebServer.class, arguments, LOG);
-        HttpFSServerWebServer.addDeprecatedKeys();
-        Configuration conf = new Configuration();
-        HttpFSServerWebServer server = new HttpFSServerWebServer(conf,
-                SSLFactory.readSSLConfiguration(conf, SSLFactory.Mode.SERVER));
         try {
-            server.start();
+            start().join();
         } catch (Exception e) {
             System.err.println("zolt: " + e.getMessage() + (e.getCause() == null ? "" : ": " + rootOf(e).getMessage()));
             System.exit(1);
         }
+    }
+
+    private static HttpFSServerWebServer start() throws Exception {
+        HttpFSServerWebServer.addDeprecatedKeys();
+        Configuration conf = new Configuration();
+        HttpFSServerWebServer server = new HttpFSServerWebServer(conf,
+                SSLFactory.readSSLConfiguration(conf, SSLFactory.Mode.SERVER));
+        server.start();
         InetSocketAddress address = server.getHttpServer().getConnectorAddress(0);
         LOG.info("Serving at {}://{}:{}/webhdfs/v1", server.getUrl().getProtocol(), address.getHostString(),
                 address.getPort());
-        server.join();
+        return server;
     }
 
     private static Throwable rootOf(Throwable e) {
