@@ -345,8 +345,8 @@ class FilesTest {
     /** What a path of Hadoop's makes of such a text is another host or an error, which would be that of a whole listing. */
     @Test
     void aLinkToAnyTextIsListed() throws Exception {
-        Map<String, String> targets = Map.of("user@host.12:34", "./user@host.12:34", "//[1/x", "file:/[1/x", "1:/a", "./1:/a", "a://[",
-                "./a:/[", "../../../..", "../../../..", ":", "./:", "a b%20?#", "a b%20?#");
+        Map<String, String> targets = Map.of("user@host.12:34", "./user@host.12:34", "//[1/x", "file:/[1/x", "1:/a",
+                "./1:/a", "a://[", "./a:/[", "../../../..", "../../../..", ":", "./:", "a b%20?#", "a b%20?#");
         for (String target : targets.keySet()) {
             Path link = new Path(BASE, "link");
             assertEquals(0, NativeFiles.makeLink(target.getBytes(UTF_8), base.resolve("link").toString().getBytes(UTF_8)));

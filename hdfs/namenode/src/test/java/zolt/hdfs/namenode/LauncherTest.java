@@ -173,14 +173,17 @@ class LauncherTest {
         String[] conf = said(List.of(LAUNCHER, "conf", folder.toString())).split(" ", 2);
         assertEquals("0", conf[0], conf[1]);
         Path state = Path.of(conf[1].strip()).getParent();
-        assertEquals(List.of(state + "/data"), List.copyOf(read(state.resolve("conf")).getTrimmedStringCollection("dfs.datanode.data.dir")));
+        assertEquals(List.of(state + "/data"),
+                List.copyOf(read(state.resolve("conf")).getTrimmedStringCollection("dfs.datanode.data.dir")));
         assertTrue(state.toString().matches("[^,:$&\"<>]*"), state.toString());
-        assertEquals("1 namenode: not running\ndatanode: not running\n", said(List.of(LAUNCHER, "status", folder.toString())));
+        assertEquals("1 namenode: not running\ndatanode: not running\n",
+                said(List.of(LAUNCHER, "status", folder.toString())));
         for (String name : new String[] {"line\nend", "${user.home}"}) {
             String said = said(List.of(LAUNCHER, "conf", Files.createDirectory(work.resolve(name)).toString()));
             assertTrue(said.startsWith("1 zolt hdfs: Hadoop cannot name this folder"), said);
         }
-        String said = said(List.of("env", "-C", work.toString(), "ZOLT_HDFS_STATE=near", LAUNCHER, "conf", folder.toString()));
+        String said = said(List.of("env", "-C", work.toString(), "ZOLT_HDFS_STATE=near", LAUNCHER, "conf",
+                folder.toString()));
         assertTrue(said.startsWith("0 " + work.resolve("near")), said);
         said = said(List.of("env", "ZOLT_HDFS_STATE=/a,b", LAUNCHER, "conf", folder.toString()));
         assertEquals("1 zolt hdfs: ZOLT_HDFS_STATE names a path with one of , : $ & < > \" or a control character\n", said);
