@@ -309,6 +309,20 @@ for name in trusted.secret security.capability security.other; do
   expect 3 'Operation not permitted' "$zolt" xattr remove --as nobody $name "$work/attributed"
 done
 [ "$(getfattr -d -m - --absolute-names "$work/attributed" | grep -c =)" -eq 1 ] || fail 'attributes of nobody'
+# A FUSE mount without allow_other admits its owner's processes, whoever they act for. This one has no program that
+# answers: who is admitted waits for ever.
+mkdir "$work/own mount"
+if unshare --mount true 2>/dev/null && { : <>/dev/fuse; } 2>/dev/null; then
+  mounted() {  # mounted FOLDER COMMAND...
+    # shellcheck disable=SC2016  # for the inner shell
+    timeout -s KILL 20 unshare --mount bash -c 'exec 9<>/dev/fuse
+      mount -i -t fuse -o fd=9,rootmode=40000,user_id=0,group_id=0 none "$1/own mount" || exit 99
+      cd "$2" && shift 2 && "$@" 9<&- ' bash "$work" "$@"
+  }
+  expect 3 '^zolt: own mount: Permission denied' mounted "$work" "$zolt" ls --as nobody "own mount"
+  expect 3 '^zolt: [^ ]*/own mount: Permission denied' mounted "$work" "$zolt" --as=nobody ls -R "$work"
+fi
+
 # A user namespace of one id has no others to switch to.
 if unshare --user --map-root-user true 2>/dev/null; then
   expect 3 '^zolt: switching to nobody is refused here, as in a user namespace ' \
