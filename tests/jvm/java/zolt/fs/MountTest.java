@@ -75,10 +75,14 @@ class MountTest {
 
     @Test
     void theLastBlocksAreSomebodys() {
-        assertTrue(mount("ext4 /dev/a rw").reservesFor(0));
-        assertFalse(mount("ext4 /dev/a rw").reservesFor(9));
-        assertTrue(mount("ext4 /dev/a rw,resuid=9,resgid=0").reservesFor(9));
-        assertFalse(mount("ext4 /dev/a rw,resuid=9,resgid=0").reservesFor(0));
+        List<Long> groups = List.of(0L, 7L);
+        assertTrue(mount("ext4 /dev/a rw").reservesFor(0, groups));
+        assertFalse(mount("ext4 /dev/a rw").reservesFor(9, groups));
+        assertTrue(mount("ext4 /dev/a rw,resuid=9,resgid=0").reservesFor(9, groups));
+        assertFalse(mount("ext4 /dev/a rw,resuid=9,resgid=0").reservesFor(0, groups), "of that group are many");
+        assertTrue(mount("ext4 /dev/a rw,resgid=7").reservesFor(9, groups));
+        assertFalse(mount("ext4 /dev/a rw,resgid=8").reservesFor(9, groups));
+        assertTrue(mount("ext4 /dev/a rw,resgid=8").reservesFor(0, groups));
     }
 
     @Test
@@ -87,6 +91,8 @@ class MountTest {
         assertEquals(Optional.empty(), mount("zolt fs rw").decidedBy(9, false));
         assertEquals("the server of /m (nfs4) decides", mount("nfs4 server:/ rw").decidedBy(9, false).get());
         assertEquals(Optional.empty(), mount("nfs4 server:/ rw").decidedBy(9, true));
+
+        assertEquals(Optional.empty(), mount("fusectl none rw").decidedBy(9, false));
 
         String checked = "rw,user_id=0,group_id=0,default_permissions";
         String admits = "/m (fuse.x) admits processes of the user who mounted it, and does not ask for whom they"

@@ -5,6 +5,8 @@ import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.Optional;
 
 /**
@@ -13,6 +15,7 @@ import java.util.Optional;
  */
 final class Diagnosis {
     private static final int STICKY_BIT = 01000;
+    private static final int ANYBODY_READS = 0444;
 
     final PathWalk walk;
     PathFailure.Reason reason;
@@ -206,7 +209,8 @@ final class Diagnosis {
         if (walk.access == PathFailure.Access.REMOVE) {
             return obstacleOfRemoval();
         }
-        if (mount != null && mount.asksAtOpen(component.real)) {
+        boolean isOverridden = (component.mode & ANYBODY_READS) == 0 && refused == PathFailure.Access.READ;
+        if (mount != null && (mount.asksAtOpen(component.real) || isOverridden && mount.isOfTheKernel())) {
             return PathFailure.Reason.UNKNOWN;
         }
         return walk.access == PathFailure.Access.WRITE ? obstacleOfWriting(type, hasContents) : null;
@@ -273,8 +277,10 @@ final class Diagnosis {
         if (mount != null && mount.isRemoved()) {
             return PathFailure.Reason.OTHER;
         }
+        List<Long> groups = new ArrayList<>(walk.who.groups());
+        groups.add(walk.who.gid());
         if (Probe.isFull(component.real, walk.who.has(ThreadIdentity.CAP_SYS_RESOURCE)
-                || mount != null && mount.reservesFor(walk.who.uid()))) {
+                || mount != null && mount.reservesFor(walk.who.uid(), groups))) {
             return PathFailure.Reason.FULL;
         }
         return mount != null && (mount.hasQuotas() || mount.isOfTheKernel()) ? PathFailure.Reason.UNKNOWN : null;

@@ -44,6 +44,7 @@ public final class Mount {
     private static final Pattern NUMBER = Pattern.compile("[0-9]+");
     private static final String FUSE_OWNER = "user_id=";
     private static final String RESERVED = "resuid=";
+    private static final String RESERVED_GROUP = "resgid=";
     /** Quotas whose limits count, as ext4, xfs and others write them. */
     private static final Pattern QUOTA =
             Pattern.compile("(usr|grp|prj|[ugp])?quota|(usr|grp)jquota=.*");
@@ -53,7 +54,8 @@ public final class Mount {
 
     /** What can be written or made there is up to the part of the kernel that shows itself so. */
     private static final List<String> OF_THE_KERNEL = Arrays.asList("proc", "sysfs", "cgroup", "cgroup2", "debugfs",
-            "tracefs", "securityfs", "configfs", "pstore", "efivarfs", "bpf");
+            "tracefs", "securityfs", "selinuxfs", "configfs", "pstore", "efivarfs", "bpf", "devpts", "binfmt_misc", "fusectl",
+            "autofs", "nfsd", "rpc_pipefs");
     /** What of a process everyone may open; for all else the kernel asks at open whether one may trace it (ptrace(2)). */
     private static final Set<String> OPEN_OF_PROCESSES = new HashSet<>(Arrays.asList("cgroup", "cmdline", "comm", "cpuset",
             "gid_map", "limits", "loginuid", "mountinfo", "mounts", "mountstats", "net", "oom_adj", "oom_score",
@@ -408,14 +410,21 @@ public final class Mount {
         }
     }
 
-    /** Whether the last blocks are kept for this user; for root where nothing else is said. */
-    boolean reservesFor(long uid) {
+    /** Whether the last blocks are kept for this user, or a group of his; for root where no user is said. */
+    boolean reservesFor(long uid, List<Long> groups) {
+        boolean said = false;
         for (String option : superOptions) {
-            if (option.startsWith(RESERVED)) {
-                return option.equals(RESERVED + uid);
+            if (option.equals(RESERVED + uid)
+                    || !option.equals(RESERVED_GROUP + 0) && groups.stream().anyMatch(gid -> option.equals(RESERVED_GROUP + gid))) {
+                return true;
             }
+            said |= option.startsWith(RESERVED);
         }
-        return uid == 0;
+        return !said && uid == 0;
+    }
+
+    private boolean isFuse() {
+        return type.equals("fuse") || type.equals("fuseblk") || type.startsWith("fuse.");
     }
 
     /**
@@ -425,7 +434,7 @@ public final class Mount {
      * @param itself whether the process is that user, and has not only the user's file-system identity
      */
     boolean asksProcess(boolean itself) {
-        return type.startsWith("fuse") && !superOptions.contains("allow_other") && !itself;
+        return isFuse() && !superOptions.contains("allow_other") && !itself;
     }
 
     /**
@@ -440,7 +449,7 @@ public final class Mount {
             return itself ? Optional.empty()
                     : Optional.of("the server of " + point + " (" + type + ") decides");
         }
-        if (!type.startsWith("fuse")) {
+        if (!isFuse()) {
             return Optional.empty();
         }
         if (asksProcess(itself) || !superOptions.contains("allow_other")
