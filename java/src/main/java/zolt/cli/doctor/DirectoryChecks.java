@@ -46,7 +46,7 @@ final class DirectoryChecks {
             FileSystemChecks.settle(folder, "rwxr-xr-x");
             clocks();
             sizes();
-            checks.tried("default ACLs", Acl.isAvailable() ? FileSystemChecks.LOG : "install libacl1",
+            checks.tried("default ACLs", Acl.isAvailable() ? checks.log() : "install libacl1",
                     () -> defaultList(folder.toString()));
             if (switches) {
                 groups(folder);
@@ -102,12 +102,16 @@ final class DirectoryChecks {
         Acl.of(entry).modify(folder);
         boolean there = Acl.get(folder).entries().contains(entry);
         Path inner = Files.createFile(Paths.get(folder, "inner"));
+        boolean inherited;
         try {
-            there &= !Acl.get(inner).isMinimal();
+            inherited = !Acl.get(inner).isMinimal();
         } finally {
             Files.delete(inner);
         }
         Acl.clearDefault(folder);
+        if (there && !inherited) {
+            throw new IOException("what is made in a directory does not get its default list");
+        }
         return there && Acl.get(folder).isMinimal() ? "set, read, inherited and removed" : null;
     }
 
@@ -156,8 +160,8 @@ final class DirectoryChecks {
                 findings.ok("groups", who + " may read what only that group may");
             } else {
                 findings.fail("groups", who + " may not read what that group may: a thread's groups do not count",
-                        "a program that serves the mount looks for them in /proc: start it in the same namespace of"
-                                + " processes as the NameNode");
+                        "a program that serves the mount may look for them in /proc: start it in the same namespace of"
+                                + " processes as the NameNode; one that asks for no groups is for no NameNode");
             }
             return true;
         } finally {

@@ -27,7 +27,6 @@ public final class FileSystemChecks {
     private static final byte[] VALUE = {1, 2, 3};
     private static final int BLOCK = 4096;
     private static final String UNTRIED = ", so attributes, access control lists, leases and blocks were not tried";
-    static final String LOG = "see the log of the kernel";
 
     private final Findings findings;
     private final String path;
@@ -124,10 +123,20 @@ public final class FileSystemChecks {
             channel.force(true);
             findings.ok("writing", "a file was made and written");
         } catch (IOException e) {
-            String shortage = Shortage.of(e, path);
-            findings.fail("writing", path + ": " + (shortage != null ? shortage : Shortage.reason(e)),
-                    shortage != null ? Shortage.MEND : LOG);
+            failed("writing", e);
         }
+    }
+
+    private void failed(String check, IOException e) {
+        String shortage = Shortage.of(e, path);
+        findings.fail(check, path + ": " + (shortage != null ? shortage : Shortage.reason(e)),
+                shortage != null ? Shortage.MEND : log());
+    }
+
+    /** Who may say more of a failure. */
+    String log() {
+        return Mount.of(path).filter(mount -> mount.type().startsWith("fuse")).isPresent()
+                ? "see the log of the program that serves the mount" : "see the log of the kernel";
     }
 
     private void mount() {
@@ -146,21 +155,21 @@ public final class FileSystemChecks {
     }
 
     private void write(String file) {
-        tried("attributes", LOG, () -> {
+        tried("attributes", log(), () -> {
             ExtendedAttributes attributes = ExtendedAttributes.of(file);
             attributes.set("user.zolt.doctor", VALUE);
             byte[] read = attributes.get("user.zolt.doctor").orElse(new byte[0]);
             attributes.remove("user.zolt.doctor");
             return Arrays.equals(read, VALUE) ? "set, read and removed" : null;
         });
-        tried("ACLs", Acl.isAvailable() ? LOG : "install libacl1", () -> {
+        tried("ACLs", Acl.isAvailable() ? log() : "install libacl1", () -> {
             Acl wanted = Acl.of(AclEntry.user(ThreadIdentity.now().uid(), AclEntry.READ));
             wanted.modify(file);
             boolean there = !Acl.get(file).isMinimal();
             Acl.clear(file);
             return there && Acl.get(file).isMinimal() ? "set, read and removed" : null;
         });
-        tried("leases", LOG, () -> {
+        tried("leases", log(), () -> {
             Lease lease = Lease.of(file);
             lease.set("zolt doctor");
             boolean held = lease.holder(Lease.NEVER).isPresent();
@@ -181,7 +190,7 @@ public final class FileSystemChecks {
         try {
             new DirectoryChecks(findings, this, path).all(!acting && Rights.now().switches());
         } catch (IOException e) {
-            findings.fail("directories", path + ": " + Shortage.reason(e), LOG);
+            failed("directories", e);
         }
     }
 
