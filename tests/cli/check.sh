@@ -290,6 +290,8 @@ expect 1 '^fail libzolthadoop +is not loaded' "$zolt" doctor --pid $$
 if unshare --mount true 2>/dev/null; then
   expect 5 '^zolt: Java needs /proc, which is not mounted here$' \
     unshare --mount sh -c 'mount -t tmpfs none /proc && exec "$0" ls /' "$zolt"
+  # One that shows processes alone is enough.
+  expect 0 '^1$' unshare --mount sh -c 'mount -t proc -o subset=pid none /proc && "$0" whoami 2>&1 | wc -l' "$zolt"
 fi
 
 # Who acts for a user has the rights of that user, whatever this process had; the superuser has his own.
