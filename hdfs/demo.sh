@@ -9,7 +9,7 @@ instead() {
 }
 why=$("$root/hdfs/build.sh" "$root/build/hdfs") || instead "$why"
 [ "$(id -u)" -eq 0 ] || instead 'only root may serve a folder'
-unshare --mount true 2>/dev/null || instead 'no mount namespace can be made'
+why=$(unshare --mount true 2>&1) || instead "no mount namespace can be made (${why#unshare: })"
 
 zolt=$root/bin/zolt
 # shellcheck source=hdfs/served.sh
