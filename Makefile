@@ -103,6 +103,7 @@ deps: ## install what the build needs (when root; else name it)
 	@scripts/deps.sh build
 
 build: deps ## the library, the embedded client and the Java side
+	@case "$$PWD" in *[:\$$]*) echo "make: a clone whose path has ':' or '$$' in it cannot be built: compilers part paths there" >&2; exit 1;; esac
 	@[ ! -e build ] || [ -w build ] || { echo "build/ belongs to $$(stat -c %U build): call make as that user," \
 	  'or in a clone of your own' >&2; exit 1; }
 	@cmake --preset release >/dev/null
