@@ -213,7 +213,7 @@ class LauncherTest {
 
     /** Its capabilities are those that the server keeps, and the two to make its mount and to give up the others. */
     @ParameterizedTest
-    @ValueSource(strings = {"namenode", "datanode"})
+    @ValueSource(strings = {"namenode", "datanode", "web"})
     void theUnitIsGoodAndGivesNoMoreThanTheServerNeeds(String name) throws Exception {
         Path launcher = Path.of(System.getProperty("zolt.test.launcher")).toRealPath();
         Path root = launcher.getParent().getParent();
