@@ -236,7 +236,7 @@ class WhyTest extends CliFixture {
             assertEquals("no one may write " + mount + "/f: " + mount + " is mounted read-only\n"
                     + "  to permit it: mount -o remount,rw '" + mount + "'\n", run.text());
             assertEquals("no one may execute " + path("m m/noexec/own") + ": " + path("m m/noexec")
-                    + " is mounted noexec\n  to permit it: mount -o remount,exec '" + path("m m/noexec")
+                    + " is mounted noexec\n  to permit it: mount -o remount,bind,exec '" + path("m m/noexec")
                     + "'\n", Cli.run("why", "--for", "x", path("m m/noexec/own")).text());
             assertEquals("no one may write " + mount + ": " + mount + " is mounted read-only\n",
                     Cli.run("why", "--for", "d", mount + "/f").text().replaceFirst("  to .*\n", ""));

@@ -170,9 +170,9 @@ public final class Remedy {
             case READ_ONLY:
                 return "rw";
             case NO_EXEC:
-                return "exec";
+                return "bind,exec"; // of the mount: without "bind" its own "ro" would become the file system's
             default:
-                return "dev";
+                return "bind,dev";
         }
     }
 
