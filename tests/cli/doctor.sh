@@ -75,6 +75,10 @@ for dir in listing masked; do
   told 'ok   writing' 'ok   attributes' 'ok   ACLs' 'ok   default ACLs' 'ok   leases'
   [ -z "$(ls -A "$work/$dir")" ] || fail "the doctor leaves $(ls -A "$work/$dir")"
 done
+# A limit of the process is no fault of the file system.
+mkdir "$work/limited"
+doctor 1 bash -c 'ulimit -f 0; exec "$@"' bash "$zolt" doctor "$work/limited"
+told 'fail writing .*may write no file of that size \(ulimit -f\)'
 # The only user of a namespace may be any.
 if unshare --user true 2>/dev/null; then
   chown 65534 "$work/listing"

@@ -9,7 +9,7 @@ import zolt.fs.Mount;
 
 /** A file system that has nothing left to give: no space, no inodes, or no more of either for a user. */
 final class Shortage {
-    static final String MEND = "make room, or have the limits raised: see df, df -i and quota";
+    static final String MEND = "make room, or have the limits raised: see df, df -i, quota and ulimit -f";
 
     private Shortage() {}
 
@@ -18,6 +18,9 @@ final class Shortage {
         String reason = reason(e);
         if (reason.startsWith("Disk quota exceeded")) {
             return "the quota of this user is used up";
+        }
+        if (reason.startsWith("File too large")) {
+            return "this process may write no file of that size (ulimit -f)";
         }
         if (!reason.startsWith("No space left on device")) {
             return null;
