@@ -290,7 +290,9 @@ expect 1 '^fail libzolthadoop +is not loaded' "$zolt" doctor --pid $$
 if unshare --mount true 2>/dev/null; then
   expect 5 '^zolt: Java needs /proc, which is not mounted here$' \
     unshare --mount sh -c 'mount -t tmpfs none /proc && exec "$0" ls /' "$zolt"
-  # One that shows processes alone is enough.
+  expect 5 '^zolt: what starts Java needs /dev/null, which is not here, or not to be written$' \
+    unshare --mount sh -c 'mount -t tmpfs none /dev && exec "$0" ls /' "$zolt"
+  # A /proc that shows processes alone is enough.
   expect 0 '^1$' unshare --mount sh -c 'mount -t proc -o subset=pid none /proc && "$0" whoami 2>&1 | wc -l' "$zolt"
 fi
 
@@ -311,6 +313,16 @@ for name in trusted.secret security.capability security.other; do
   expect 3 'Operation not permitted' "$zolt" xattr remove --as nobody $name "$work/attributed"
 done
 [ "$(getfattr -d -m - --absolute-names "$work/attributed" | grep -c =)" -eq 1 ] || fail 'attributes of nobody'
+# A container may have few processes and threads, however many a user may have.
+group=/sys/fs/cgroup/pids
+[ -d $group ] || group=/sys/fs/cgroup
+group=$group/zolt-$$
+if mkdir $group 2>/dev/null && { echo 12 >$group/pids.max; } 2>/dev/null; then
+  expect 5 '^zolt: Java does not start within the limits of this shell .* or pids.max of its cgroup\): ' \
+    bash -c 'echo $$ >"$0/cgroup.procs" && exec "$@"' "$group" "$zolt" ls /
+fi
+[ ! -d $group ] || rmdir $group
+
 # A FUSE mount without allow_other admits its owner's processes, whoever they act for. This one has no program that
 # answers: who is admitted waits for ever.
 mkdir "$work/own mount"
@@ -386,7 +398,7 @@ expect 3 '^zolt: switching to root needs CAP_SETUID and CAP_SETGID \(run as root
 expect 4 '^zolt: no-such-user: unknown user$' user "$zolt" ls --as no-such-user /
 # Java's threads count against the processes of a user, those of the superuser do not.
 for limit in 1 2 8; do
-  expect 5 'annot fork$|^zolt: Java does not start within the limits of this shell \(ulimit -v, -d, -n, -u\)' \
+  expect 5 'annot fork$|^zolt: Java does not start within the limits of this shell \(ulimit -v, -d, -n, -u, ' \
     user bash -c "ulimit -u $limit; exec \"\$0\" whoami" "$zolt"
   alone user bash -c "ulimit -u $limit; exec \"\$0\" whoami" "$zolt"
 done
