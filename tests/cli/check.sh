@@ -84,7 +84,9 @@ done
 # What a terminal would obey is not said to it.
 expect 5 '^zolt: no java in JAVA_HOME=/\?\[31m\?z$' env JAVA_HOME=$'/\e[31m\u202ez' "$zolt" whoami
 expect 5 '^zolt: no java in JAVA_HOME=/\\033é$' env JAVA_HOME='/\033é' "$zolt" whoami
-expect 2 '^zolt: ZOLT_LOG=\? is no level: ' env ZOLT_LOG=$'\x01' "$zolt" whoami
+for unseen in $'\x01' $'\u00ad' $'\u061c' $'\u200b' $'\u2028' $'\u2066' $'\ufeff'; do
+  expect 2 '^zolt: ZOLT_LOG=\? is no level: ' env ZOLT_LOG="$unseen" "$zolt" whoami
+done
 # The service is a part of the clone alone, and its help is there whether anything is built or not.
 expect 2 "^zolt: zolt hdfs runs from a clone in which 'make hdfs' was called: it is not installed\$" "$zolt" hdfs
 expect 0 '^usage: zolt hdfs start DIR ' "$(dirname "$0")/../../bin/zolt" help hdfs
@@ -459,6 +461,10 @@ fi
 mkdir -m 1777 "$work/toured"
 expect 0 'blocks.bin|Where the blocks' user bash -c 'umask 0777; exec "$@"' bash env TMPDIR="$work/toured" "$zolt" tour "$work/toured"
 [ -z "$(ls -A "$work/toured")" ] || fail "the tour leaves $(ls -A "$work/toured")"
+# It says what refuses where it finds no room.
+install -d -m 700 "$work/shut"
+expect 3 "^zolt: $work/shut/zolt-tour-[0-9]*: Permission denied\$" \
+  user env ZOLT_JAVA_OPTS="-Djava.io.tmpdir=$work/shut" "$zolt" tour /
 
 # Behind "--" a command is none that it could be taken for.
 expect 2 '^zolt: no such command: ls( |$)' "$zolt" -- ls

@@ -2,6 +2,7 @@ package zolt.cli.commands;
 
 import java.io.IOException;
 import java.io.PrintStream;
+import java.nio.file.FileSystemException;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import picocli.CommandLine.Command;
@@ -60,6 +61,12 @@ final class TourCommand extends Action {
         try {
             Tour.take(page, session.outIsTerminal, Shown::name, path,
                     Rights.now().has(Rights.SETUID, Rights.SETGID) && mayBeNobody());
+        } catch (FileSystemException e) {
+            // As where neither the folder nor that of temporary files may be written; what natives throw says it itself.
+            if (String.valueOf(e.getFile()).startsWith("/")) {
+                throw Failure.about(e.getFile(), e);
+            }
+            throw e;
         } catch (InterruptedException e) {
             throw new Failure(Exit.FAILED, "interrupted");
         } finally {
