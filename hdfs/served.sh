@@ -1,7 +1,10 @@
 # For scripts, which source it: serves a folder of its own, "$work/folder", until the script ends. "$zolt" is the command,
 # and "$1" what the new directory "$work" is called. What the service says is in "$work/said"; the answer is its start's.
 # shellcheck shell=bash
-work=$(mktemp -d "${TMPDIR:-/var/tmp}/$1.XXXXXX")
+work=${TMPDIR:-/var/tmp}
+# Hadoop's shell takes a path for a URI, and its configuration parts some.
+case $work in *[!A-Za-z0-9/._+@=-]*) work=/var/tmp ;; esac
+work=$(mktemp -d "$work/$1.XXXXXX") || exit 1
 export ZOLT_HDFS_STATE=$work/state
 folder=$work/folder
 mkdir "$folder" && chmod 755 "$work" "$folder"
