@@ -77,8 +77,15 @@ for dir in listing masked; do
 done
 # A limit of the process is no fault of the file system.
 mkdir "$work/limited"
-doctor 1 bash -c 'ulimit -f 0; exec "$@"' bash "$zolt" doctor "$work/limited"
-told 'fail writing .*may write no file of that size \(ulimit -f\)'
+for blocks in 0 1; do
+  doctor 1 bash -c "ulimit -f $blocks; exec \"\$@\"" bash "$zolt" doctor "$work/limited"
+  told 'fail writing .*may write no file of that size \(ulimit -f\)'
+done
+if [ "$(id -u)" -eq 0 ] && unshare --mount true 2>/dev/null; then
+  doctor 0 unshare --mount sh -c 'cp -a /etc "$1/etc" && rm "$1/etc/group"
+    mount --bind "$1/etc" /etc && exec "$0" doctor "$1/limited"' "$zolt" "$work"
+  told 'ok   groups +no user of /etc/group is in a second group'
+fi
 # The only user of a namespace may be any.
 if unshare --user true 2>/dev/null; then
   chown 65534 "$work/listing"

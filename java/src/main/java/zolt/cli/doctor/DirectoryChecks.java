@@ -127,6 +127,9 @@ final class DirectoryChecks {
 
     private static List<String> membersOfGroups() throws IOException {
         List<String> users = new ArrayList<>();
+        if (!Files.isReadable(GROUPS)) {
+            return users;
+        }
         for (String line : Files.readAllLines(GROUPS, StandardCharsets.ISO_8859_1)) {
             String[] fields = line.split(":");
             if (fields.length > MEMBERS) {

@@ -119,7 +119,10 @@ public final class FileSystemChecks {
     /** A file system may make files and have no room for what is in them. */
     private void fill(Path file) {
         try (FileChannel channel = FileChannel.open(file, StandardOpenOption.WRITE)) {
-            channel.write(ByteBuffer.allocate(BLOCK));
+            ByteBuffer block = ByteBuffer.allocate(BLOCK);
+            while (block.hasRemaining()) {
+                channel.write(block);
+            }
             channel.force(true);
             findings.ok("writing", "a file was made and written");
         } catch (IOException e) {
