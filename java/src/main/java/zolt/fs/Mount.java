@@ -54,8 +54,8 @@ public final class Mount {
 
     /** What can be written or made there is up to the part of the kernel that shows itself so. */
     private static final List<String> OF_THE_KERNEL = Arrays.asList("proc", "sysfs", "cgroup", "cgroup2", "debugfs",
-            "tracefs", "securityfs", "selinuxfs", "configfs", "pstore", "efivarfs", "bpf", "devpts", "binfmt_misc", "fusectl",
-            "autofs", "nfsd", "rpc_pipefs");
+            "tracefs", "securityfs", "selinuxfs", "configfs", "pstore", "efivarfs", "bpf", "devpts", "binfmt_misc",
+            "fusectl", "autofs", "nfsd", "rpc_pipefs");
     /** What of a process everyone may open; for all else the kernel asks at open whether one may trace it (ptrace(2)). */
     private static final Set<String> OPEN_OF_PROCESSES = new HashSet<>(Arrays.asList("cgroup", "cmdline", "comm", "cpuset",
             "gid_map", "limits", "loginuid", "mountinfo", "mounts", "mountstats", "net", "oom_adj", "oom_score",
@@ -414,8 +414,8 @@ public final class Mount {
     boolean reservesFor(long uid, List<Long> groups) {
         boolean said = false;
         for (String option : superOptions) {
-            if (option.equals(RESERVED + uid)
-                    || !option.equals(RESERVED_GROUP + 0) && groups.stream().anyMatch(gid -> option.equals(RESERVED_GROUP + gid))) {
+            if (option.equals(RESERVED + uid) || !option.equals(RESERVED_GROUP + 0)
+                    && groups.stream().anyMatch(gid -> option.equals(RESERVED_GROUP + gid))) {
                 return true;
             }
             said |= option.startsWith(RESERVED);

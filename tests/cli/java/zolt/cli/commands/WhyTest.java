@@ -524,12 +524,14 @@ class WhyTest extends CliFixture {
         assertEquals("it is not known whether root may write /proc: owner, mode and list permit it, but what is below /proc"
                 + " is the kernel's own, and it may refuse\n", run.text());
         assertEquals(Exit.FAILED, run.code);
-        for (String[] each : new String[][] {{"r", "read", "/sys", "/bus/cpu/drivers_probe"}, {"w", "write", "/dev/pts", ""}}) {
+        for (String[] each : new String[][] {{"r", "read", "/sys", "/bus/cpu/drivers_probe"},
+            {"w", "write", "/dev/pts", ""}}) {
             String path = each[2] + each[3];
             if (Files.exists(Path.of(path)) && Files.exists(Path.of("/dev/pts/ptmx"))) {
                 run = Cli.run("why", "--for", each[0], path);
-                assertEquals("it is not known whether root may " + each[1] + " " + path + ": owner, mode and list permit it, but"
-                        + " what is below " + each[2] + " is the kernel's own, and it may refuse\n", run.text());
+                assertEquals("it is not known whether root may " + each[1] + " " + path
+                        + ": owner, mode and list permit it, but what is below " + each[2]
+                        + " is the kernel's own, and it may refuse\n", run.text());
             }
         }
         run = Cli.run("why", "--as", "nobody", "--for", "x", "/proc/1/cwd");
