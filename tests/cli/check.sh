@@ -336,6 +336,7 @@ if unshare --mount true 2>/dev/null && { : <>/dev/fuse; } 2>/dev/null; then
       cd "$2" && shift 2 && "$@" 9<&- ' bash "$work" "$@"
   }
   expect 3 '^zolt: own mount: Permission denied' mounted "$work" "$zolt" ls --as nobody "own mount"
+  expect 1 '^zolt: own mount: Permission denied' mounted "$work" "$zolt" ls --as nobody "a," why "own mount"
   expect 3 '^zolt: [^ ]*/own mount: Permission denied' mounted "$work" "$zolt" --as=nobody ls -R "$work"
 fi
 
